@@ -1,0 +1,49 @@
+#include "CompositionRoot.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+namespace murlo {
+
+namespace {
+
+/// The screens as they are now, for the conversion of coordinates.
+ScreenGeometry currentScreens() {
+    ScreenGeometry geometry;
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        // Other programs' frames come in device pixels, so the screens are wanted in them too.
+        const QRect logical = screen->geometry();
+        geometry.screens.append(
+            QRectF(logical.topLeft(), QSizeF(logical.size()) * screen->devicePixelRatio()));
+    }
+    return geometry;
+}
+
+} // namespace
+
+CompositionRoot::CompositionRoot(Platform& on, const Paths& paths, quint16 enginePort)
+    : platform(on)
+    , settings(paths, *on.scheduler)
+    , history(paths, *on.scheduler)
+    , settingsModel(settings, *on.loginItem)
+    , permissions(*on.microphoneAuthorization, *on.accessibility, *on.eventTap)
+    , hotkeys(*on.eventTap, settings, *on.scheduler)
+    , overlay(*on.scheduler)
+    , sounds(*on.sounds)
+    , recorder(*on.scheduler, *on.audioInput, *on.microphoneAuthorization,
+               [this](const QString& kind, const QString& detail) { errors.report(kind, detail); })
+    , server(
+          enginePort, *on.scheduler, *on.processes, on.makeHttpClient,
+          [this] { return settings.modelPath(); },
+          [this] { return settings.text(SettingKey::language).value_or(QString()); })
+    , http(on.makeHttpClient([&on](double seconds, Work work) {
+        return on.scheduler->after(seconds, std::move(work));
+    }))
+    , targets(*on.accessibility, *on.applications, currentScreens)
+    , inserter(*on.scheduler, *on.accessibility, *on.pasteboard, *on.keySynthesizer)
+    , delivery(*on.scheduler, settings, targets, inserter, history, usage, *on.applications)
+    , enhancer(*on.applications, *on.scheduler)
+    , controller({*on.scheduler, settings, recorder, overlay, server, *http, targets, delivery,
+                  enhancer, errors, *on.microphoneAuthorization, *on.systemEvents, sounds}) {}
+
+} // namespace murlo

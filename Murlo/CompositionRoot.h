@@ -1,0 +1,50 @@
+#pragma once
+
+#include "account/PromptEnhancer.h"
+#include "dictation/AudioRecorder.h"
+#include "dictation/Delivery.h"
+#include "dictation/DictationController.h"
+#include "dictation/HistoryStore.h"
+#include "dictation/Sounds.h"
+#include "dictation/TextInserter.h"
+#include "dictation/WhisperServer.h"
+#include "overlay/OverlayController.h"
+#include "platform/Platform.h"
+#include "settings/Settings.h"
+#include "settings/SettingsModel.h"
+#include "setup/Permissions.h"
+#include "support/Paths.h"
+#include "telemetry/ErrorReporter.h"
+#include "telemetry/UsageTracker.h"
+#include "triggers/HotkeyMonitor.h"
+#include "triggers/InputTarget.h"
+
+namespace murlo {
+
+/// One of each long-lived object, made in the order in which they need each other and destroyed in
+/// the reverse order. It makes and hands over; it decides nothing.
+struct CompositionRoot {
+    /// `enginePort` is the TCP port of the speech engine on 127.0.0.1.
+    CompositionRoot(Platform& on, const Paths& paths, quint16 enginePort);
+
+    Platform& platform;
+    Settings settings;
+    HistoryStore history;
+    ErrorReporter errors;
+    UsageTracker usage;
+    SettingsModel settingsModel;
+    Permissions permissions;
+    HotkeyMonitor hotkeys;
+    OverlayController overlay;
+    Sounds sounds;
+    AudioRecorder recorder;
+    WhisperServer server;
+    std::unique_ptr<HttpClient> http;
+    InputTargets targets;
+    TextInserter inserter;
+    Delivery delivery;
+    PromptEnhancer enhancer;
+    DictationController controller;
+};
+
+} // namespace murlo

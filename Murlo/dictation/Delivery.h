@@ -1,0 +1,65 @@
+#pragma once
+
+#include "platform/Scheduler.h"
+#include "triggers/InputTarget.h"
+
+#include <QString>
+
+#include <deque>
+#include <functional>
+#include <optional>
+
+namespace murlo {
+
+class Applications;
+class HistoryStore;
+class InputTargets;
+class Settings;
+class TextInserter;
+class UsageTracker;
+
+/// Brings finished texts into their boxes, one after another in the order in which they were handed
+/// over. Main thread.
+class Delivery {
+public:
+    Delivery(Scheduler& scheduler, Settings& settings, InputTargets& targets,
+             TextInserter& inserter, HistoryStore& history, UsageTracker& usage,
+             Applications& applications);
+
+    /// Calls `ready` once the box has the focus: at once when it has it, when there is no box or it
+    /// no longer exists; else 0.18 s after it was refocused, and at the latest 2.5 s after the
+    /// attempt. `ready` is called exactly once, on this or a later turn.
+    void prepare(const std::optional<InputTarget>& target, std::function<void()> ready);
+
+    /// Inserts the text, keeps it in the history and counts it. Returns what the user must be told.
+    std::optional<QString> insert(const QString& text, double clipDuration);
+
+    /// Call it when a dictation begins: what is on the clipboard is read while the user speaks.
+    void dictationBegins();
+
+private:
+    struct Pending {
+        std::optional<InputTarget> target;
+        std::function<void()> ready;
+    };
+
+    void next();
+    void bringIntoFocus(const InputTarget& target);
+    void deliver();
+
+    Scheduler& m_scheduler;
+    Settings& m_settings;
+    InputTargets& m_targets;
+    TextInserter& m_inserter;
+    HistoryStore& m_history;
+    UsageTracker& m_usage;
+    Applications& m_applications;
+    std::deque<Pending> m_pending; ///< the first is being delivered while `m_busy`
+    bool m_busy = false;
+    qint64 m_attempt = 0; ///< tells late answers of an earlier delivery
+    ScheduledWork m_settled;
+    ScheduledWork m_patience;
+    Lifetime m_lifetime;
+};
+
+} // namespace murlo

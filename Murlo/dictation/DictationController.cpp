@@ -1,0 +1,222 @@
+#include "dictation/DictationController.h"
+
+#include "dictation/AudioRecorder.h"
+#include "dictation/Delivery.h"
+#include "dictation/DictationSession.h"
+#include "dictation/DictationTexts.h"
+#include "dictation/DictationTiming.h"
+#include "dictation/WhisperServer.h"
+#include "overlay/OverlayController.h"
+#include "platform/MicrophoneAuthorization.h"
+#include "platform/SystemEvents.h"
+#include "settings/Settings.h"
+#include "support/Log.h"
+#include "telemetry/ErrorReporter.h"
+
+namespace murlo {
+
+using namespace DictationTiming;
+
+DictationController::DictationController(const DictationPartners& partners)
+    : m_with(partners) {
+    m_with.recorder.onLevel =
+        m_lifetime.guard([this](float level) { m_with.overlay.model().push(level); });
+    m_with.recorder.onDeviceLost = m_lifetime.guard([this] {
+        if (!isRecording()) return;
+        m_with.errors.report(QStringLiteral("audio_lost"),
+                             QStringLiteral("input device disappeared mid-recording"));
+        finish();
+    });
+    m_with.systemEvents.onWillSleep = m_lifetime.guard([this] {
+        if (!isRecording()) return;
+        Log::write(QStringLiteral("dictation: system sleeping, wrapping up"));
+        finish();
+    });
+    m_with.server.onStateChange = m_lifetime.guard([this](const EngineState& state) {
+        if (onEngineStateChange) onEngineStateChange(state);
+        if (state.state != EngineState::failed) return;
+        Log::write(QStringLiteral("engine: ") + state.message);
+        show(DictationState::failed, state.message);
+    });
+}
+
+DictationController::~DictationController() = default;
+
+bool DictationController::isRecording() const {
+    return m_with.recorder.isRecording();
+}
+
+void DictationController::setState(DictationState::Case state, const QString& text) {
+    m_state = {state, text};
+    if (onStateChange) onStateChange(m_state);
+}
+
+void DictationController::show(DictationState::Case state, const QString& text) {
+    m_with.overlay.show({state, text});
+}
+
+void DictationController::play(Sound& sound) {
+    if (m_with.settings.truth(SettingKey::playSounds)) sound.play();
+}
+
+void DictationController::begin(bool fromHotkey) {
+    if (isRecording() || m_state.state == DictationState::listening) return;
+    if (m_with.microphone.status() != MicrophoneStatus::authorized) {
+        m_with.microphone.request(m_lifetime.guard([this, fromHotkey](bool granted) {
+            if (granted) {
+                begin(fromHotkey);
+            } else {
+                fail(DictationText::microphoneOff(), {});
+            }
+        }));
+        return;
+    }
+    const EngineState engine = m_with.server.state();
+    if (engine.state == EngineState::failed) {
+        fail(engine.message, {});
+        return;
+    }
+    m_startedByHotkey = fromHotkey;
+    m_startedAt = m_with.scheduler.uptime();
+    m_session = std::make_shared<Session>();
+    setState(DictationState::listening);
+    m_session->target = m_with.targets.captureFocused();
+    m_liveTranscript.reset();
+    m_with.overlay.model().resetRecording();
+    show(DictationState::listening);
+    startTimer();
+    startRecorder();
+    m_with.delivery.dictationBegins();
+}
+
+void DictationController::startAfterTargetPicked(const InputTarget& target) {
+    if (isRecording() || m_state.state == DictationState::listening) return;
+    begin(false);
+    if (m_state.state == DictationState::listening) m_session->target = target;
+}
+
+void DictationController::startRecorder() {
+    const qint64 generation = ++m_startGeneration;
+    m_with.recorder.start(
+        m_lifetime.guard([this, generation](const AudioRecorder::StartResult& result) {
+            // Whoever moved the generation on has also stopped the recorder, which ended this
+            // start.
+            if (generation != m_startGeneration) return;
+            if (!result) {
+                const RecorderError& error = result.error();
+                fail(error.description, failureReport(error.domain, error.code));
+                return;
+            }
+            play(m_with.sounds.begin);
+            Log::write(QStringLiteral("dictation: listening"));
+        }));
+}
+
+void DictationController::startTimer() {
+    m_timer = m_with.scheduler.every(elapsedTick, [this] { tick(); });
+    m_previewTimer = m_with.scheduler.every(previewInterval, [this] { requestPreview(); });
+}
+
+void DictationController::stopTimer() {
+    m_timer.cancel();
+    m_previewTimer.cancel();
+    m_startedAt.reset();
+}
+
+void DictationController::tick() {
+    if (!m_startedAt) return;
+    const double elapsed = m_with.scheduler.uptime() - *m_startedAt;
+    m_with.overlay.model().setElapsed(elapsed);
+    if (m_with.settings.number(SettingKey::maxRecordingSeconds) > elapsed) return;
+    Log::write(QStringLiteral("dictation: hit max length, wrapping up"));
+    finish();
+}
+
+void DictationController::requestPreview() {
+    if (!isRecording() || m_preview || m_with.server.state().state != EngineState::ready) return;
+    const auto clip = m_with.recorder.snapshot(previewWindow);
+    if (!clip) return;
+    const auto answered = [this](const TranscribeResult& result) {
+        m_preview.reset();
+        if (!isRecording() || !result || result->isEmpty()) return;
+        m_liveTranscript.ingest(*result);
+        m_with.overlay.model().setWords(m_liveTranscript.words());
+    };
+    m_preview = send(*clip, answered);
+}
+
+std::unique_ptr<HttpTask> DictationController::send(const QByteArray& clip,
+                                                    std::function<void(TranscribeResult)> done) {
+    const Settings& settings = m_with.settings;
+    return Transcriber(m_with.http, m_with.server.inferenceURL())
+        .transcribe(clip, settings.text(SettingKey::language).value_or(QStringLiteral("en")),
+                    settings.text(SettingKey::initialPrompt).value_or(QString()), std::move(done));
+}
+
+void DictationController::finish() {
+    if (!isRecording() && m_state.state != DictationState::listening) return;
+    stopTimer();
+    m_startedByHotkey = false;
+    ++m_startGeneration;
+    // The engine works on one clip at a time: a preview still with it would only delay this one.
+    m_preview.reset();
+    const double seconds = static_cast<double>(m_with.recorder.sampleCount()) / samplesPerSecond;
+    std::optional<QByteArray> clip = m_with.recorder.stop();
+    if (!clip) {
+        setState(DictationState::idle);
+        m_with.overlay.hide();
+        Log::write(QStringLiteral("dictation: nothing captured"));
+        return;
+    }
+    setState(DictationState::transcribing);
+    show(DictationState::transcribing);
+    play(m_with.sounds.confirm);
+    m_session->clip = std::move(*clip);
+    m_session->clipDuration = seconds;
+    m_session->finishedAt = m_with.scheduler.uptime();
+    waitForEngine(m_session);
+}
+
+void DictationController::cancel() {
+    if (m_state.state == DictationState::transcribing ||
+        m_state.state == DictationState::enhancing) {
+        m_session->discarded = true;
+        setState(DictationState::idle);
+        m_with.overlay.hide();
+        play(m_with.sounds.cancel);
+        Log::write(QStringLiteral("dictation: transcription discarded"));
+        return;
+    }
+    if (!isRecording() && m_state.state != DictationState::listening) return;
+    stopTimer();
+    m_startedByHotkey = false;
+    ++m_startGeneration;
+    m_preview.reset();
+    m_with.recorder.cancel();
+    setState(DictationState::idle);
+    m_with.overlay.hide();
+    play(m_with.sounds.cancel);
+    Log::write(QStringLiteral("dictation: cancelled"));
+}
+
+void DictationController::fail(const QString& message, const QString& report) {
+    stopTimer();
+    m_startedByHotkey = false;
+    ++m_startGeneration;
+    m_preview.reset();
+    m_with.recorder.cancel();
+    setState(DictationState::failed, message);
+    show(DictationState::failed, message);
+    play(m_with.sounds.error);
+    m_with.errors.report(QStringLiteral("transcribe_failed"), report.isEmpty() ? message : report);
+    Log::write(QStringLiteral("dictation: ") + message);
+    resetStateLater(failedLasts);
+}
+
+void DictationController::resetStateLater(double seconds) {
+    m_reset = m_with.scheduler.after(seconds, [this, shown = m_state.state] {
+        if (m_state.state == shown) setState(DictationState::idle);
+    });
+}
+
+} // namespace murlo

@@ -1,0 +1,123 @@
+#pragma once
+
+#include "MurloKit/DictationState.h"
+#include "MurloKit/EngineState.h"
+#include "MurloKit/TranscriptAccumulator.h"
+#include "dictation/DictationFailure.h"
+#include "dictation/Sounds.h"
+#include "dictation/Transcriber.h"
+#include "platform/Scheduler.h"
+#include "triggers/InputTarget.h"
+
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+
+namespace murlo {
+
+class AudioRecorder;
+class Delivery;
+class ErrorReporter;
+class MicrophoneAuthorization;
+class OverlayController;
+class PromptEnhancer;
+class Settings;
+class SystemEvents;
+class WhisperServer;
+
+/// Who a dictation works with.
+struct DictationPartners {
+    Scheduler& scheduler;
+    Settings& settings;
+    AudioRecorder& recorder;
+    OverlayController& overlay;
+    WhisperServer& server;
+    HttpClient& http;
+    InputTargets& targets;
+    Delivery& delivery;
+    PromptEnhancer& enhancer;
+    ErrorReporter& errors;
+    MicrophoneAuthorization& microphone;
+    SystemEvents& systemEvents;
+    Sounds& sounds;
+};
+
+/// The state machine of a dictation, from the trigger to the text in the box. Main thread.
+///
+/// One session is current at a time. A session that has been finished goes on by itself while the
+/// user already speaks the next one: its text still goes to its own box, but it no longer touches
+/// the state, the recorder or the card. A session that was cancelled ends without a trace but a log
+/// line.
+class DictationController {
+public:
+    std::function<void(const DictationState&)> onStateChange;
+    std::function<void(const EngineState&)> onEngineStateChange;
+
+    explicit DictationController(const DictationPartners& partners);
+    ~DictationController();
+    DictationController(const DictationController&) = delete;
+    DictationController& operator=(const DictationController&) = delete;
+
+    /// Starts a session; does nothing while one is listening. `fromHotkey`: by the dictation
+    /// trigger.
+    void begin(bool fromHotkey);
+    /// Starts a session whose text goes into a box that the user has picked.
+    void startAfterTargetPicked(const InputTarget& target);
+    /// Ends the recording and sends it on.
+    void finish();
+    /// Gives the session up, or, once it is recorded, its result.
+    void cancel();
+
+    [[nodiscard]] const DictationState& state() const { return m_state; }
+    /// The ten newest texts, newest first.
+    [[nodiscard]] const QStringList& history() const { return m_history; }
+    [[nodiscard]] bool startedByHotkey() const { return m_startedByHotkey; }
+    [[nodiscard]] bool isRecording() const;
+
+private:
+    struct Session;
+    using SessionRef = std::shared_ptr<Session>;
+
+    void setState(DictationState::Case state, const QString& text = {});
+    void show(DictationState::Case state, const QString& text = {});
+    void play(Sound& sound);
+    [[nodiscard]] bool isCurrent(const SessionRef& session) const { return session == m_session; }
+
+    void startRecorder();
+    void startTimer();
+    void stopTimer();
+    void tick();
+    void requestPreview();
+    void waitForEngine(const SessionRef& session);
+    void transcribe(const SessionRef& session);
+    void transcribed(const SessionRef& session, const TranscribeResult& result);
+    [[nodiscard]] std::unique_ptr<HttpTask> send(const QByteArray& clip,
+                                                 std::function<void(TranscribeResult)> done);
+    void enhanceThenRoute(const SessionRef& session, const QString& text);
+    void route(const SessionRef& session, const QString& text);
+    void completeDelivery(const SessionRef& session, const QString& text);
+    bool dropIfDiscarded(const SessionRef& session);
+    void failSession(const SessionRef& session, const DictationFailure& failure);
+    void fail(const QString& message, const QString& report);
+    void resetStateLater(double seconds);
+
+    DictationPartners m_with;
+    DictationState m_state;
+    QStringList m_history;
+    bool m_startedByHotkey = false;
+    std::optional<double> m_startedAt;
+    qint64 m_startGeneration = 0;   ///< grows whenever a session begins or its recording ends
+    SessionRef m_session;           ///< the current one, or the last
+    std::set<SessionRef> m_waiting; ///< sessions that wait for the engine or its answer
+    TranscriptAccumulator m_liveTranscript{6};
+    std::unique_ptr<HttpTask> m_preview;
+    ScheduledWork m_timer;
+    ScheduledWork m_previewTimer;
+    ScheduledWork m_reset;
+    Lifetime m_lifetime;
+};
+
+} // namespace murlo

@@ -1,0 +1,161 @@
+// From a finished recording to the text in its box: what a session does after the microphone.
+
+#include "MurloKit/Characters.h"
+#include "account/PromptEnhancer.h"
+#include "dictation/Delivery.h"
+#include "dictation/DictationSession.h"
+#include "dictation/DictationTexts.h"
+#include "dictation/DictationTiming.h"
+#include "dictation/WhisperServer.h"
+#include "overlay/OverlayController.h"
+#include "settings/Settings.h"
+#include "support/Log.h"
+#include "telemetry/ErrorReporter.h"
+
+namespace murlo {
+
+using namespace DictationTiming;
+
+namespace {
+
+DictationFailure describe(const TranscribeError& error) {
+    DictationFailure failure{error.description(), {}};
+    if (const auto* server = std::get_if<TranscribeError::Server>(&error.reason)) {
+        failure.report = QStringLiteral("server error %1").arg(server->code);
+    } else if (std::holds_alternative<TranscribeError::EmptyResponse>(error.reason)) {
+        failure.report = QStringLiteral("empty response");
+    } else {
+        const auto& http = std::get<HttpError>(error.reason);
+        failure.report = failureReport(http.domain, http.code);
+    }
+    return failure;
+}
+
+/// The engine is unavailable: this project's own error, with its one code.
+DictationFailure engineUnavailable(const QString& message) {
+    return {message, failureReport(QStringLiteral("Murlo.EngineUnavailable"), 1)};
+}
+
+} // namespace
+
+void DictationController::waitForEngine(const SessionRef& session) {
+    const EngineState engine = m_with.server.state();
+    switch (engine.state) {
+    case EngineState::ready:
+        transcribe(session);
+        return;
+    case EngineState::failed:
+        failSession(session, engineUnavailable(engine.message));
+        return;
+    case EngineState::stopped:
+    case EngineState::loading:
+        break;
+    }
+    if (m_with.scheduler.uptime() >= session->finishedAt + enginePatience) {
+        failSession(session, engineUnavailable(DictationText::engineTooSlow()));
+        return;
+    }
+    m_waiting.insert(session);
+    session->enginePoll = m_with.scheduler.after(enginePoll, [this, weak = std::weak_ptr(session)] {
+        if (const auto waiting = weak.lock()) {
+            m_waiting.erase(waiting);
+            waitForEngine(waiting);
+        }
+    });
+}
+
+void DictationController::transcribe(const SessionRef& session) {
+    m_waiting.insert(session);
+    session->transcription = send(std::exchange(session->clip, {}),
+                                  [this, weak = std::weak_ptr(session)](const auto& result) {
+                                      const auto answered = weak.lock();
+                                      if (!answered) return;
+                                      m_waiting.erase(answered);
+                                      transcribed(answered, result);
+                                  });
+}
+
+void DictationController::transcribed(const SessionRef& session, const TranscribeResult& result) {
+    if (dropIfDiscarded(session)) return;
+    if (!result) {
+        failSession(session, describe(result.error()));
+        return;
+    }
+    if (result->isEmpty()) {
+        Log::write(QStringLiteral("dictation: empty transcript"));
+        if (!isCurrent(session)) return;
+        setState(DictationState::idle);
+        m_with.overlay.hide();
+        return;
+    }
+    const double latency = m_with.scheduler.uptime() - session->finishedAt;
+    session->latency = latency;
+    // A session that is no longer the current one has no card to say "Enhancing…" on, and its user
+    // waits for nothing: its words go in as they were spoken.
+    if (isCurrent(session) && m_with.settings.truth(SettingKey::enhancePrompt) &&
+        m_with.settings.isSignedIn()) {
+        enhanceThenRoute(session, *result);
+    } else {
+        route(session, *result);
+    }
+}
+
+bool DictationController::dropIfDiscarded(const SessionRef& session) {
+    if (!session->discarded) return false;
+    Log::write(QStringLiteral("dictation: discarded result arrived, dropped"));
+    return true;
+}
+
+void DictationController::enhanceThenRoute(const SessionRef& session, const QString& text) {
+    const auto targetApp = m_with.enhancer.targetBundleId(session->target);
+    setState(DictationState::enhancing);
+    show(DictationState::enhancing);
+    m_with.enhancer.enhance(
+        text, targetApp,
+        m_lifetime.guard([this, session, generation = m_startGeneration](const QString& enhanced) {
+            if (generation != m_startGeneration || session->discarded) {
+                Log::write(QStringLiteral("dictation: enhanced text dropped, session moved on"));
+                return;
+            }
+            route(session, enhanced);
+        }));
+}
+
+void DictationController::route(const SessionRef& session, const QString& text) {
+    m_with.delivery.prepare(std::exchange(session->target, std::nullopt),
+                            m_lifetime.guard([this, session, text] {
+                                if (!dropIfDiscarded(session)) completeDelivery(session, text);
+                            }));
+}
+
+void DictationController::completeDelivery(const SessionRef& session, const QString& text) {
+    const auto message = m_with.delivery.insert(text, session->clipDuration);
+    m_history.prepend(text);
+    while (m_history.size() > 10) m_history.removeLast();
+    if (isCurrent(session)) {
+        m_with.overlay.model().setWords(transcriptWords(wordsOf(text)));
+        setState(DictationState::delivered, text);
+        if (message) {
+            show(DictationState::failed, DictationText::copiedPrefix() + *message);
+        } else {
+            show(DictationState::delivered, text);
+        }
+        resetStateLater(deliveredLasts);
+    }
+    Log::write(QStringLiteral("dictation: %1 chars in %2s")
+                   .arg(Characters::count(text))
+                   .arg(session->latency, 0, 'f', 2));
+}
+
+void DictationController::failSession(const SessionRef& session, const DictationFailure& failure) {
+    if (dropIfDiscarded(session)) return;
+    if (isCurrent(session)) {
+        fail(failure.message, failure.report);
+        return;
+    }
+    // The user is already speaking the next one: its card and recording stay untouched.
+    m_with.errors.report(QStringLiteral("transcribe_failed"), failure.report);
+    Log::write(QStringLiteral("dictation: ") + failure.message);
+}
+
+} // namespace murlo

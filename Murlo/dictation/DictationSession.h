@@ -1,0 +1,20 @@
+#pragma once
+
+#include "dictation/DictationController.h"
+
+namespace murlo {
+
+/// One dictation, from its trigger to its text. It outlives its turn as the current one for as long
+/// as its clip is still being worked on.
+struct DictationController::Session {
+    std::optional<InputTarget> target; ///< the box that is to receive the text
+    bool discarded = false;            ///< the user does not want it any more
+    QByteArray clip;                   ///< until it is transcribed
+    double clipDuration = 0;           ///< seconds
+    double finishedAt = 0;             ///< uptime at which the recording ended
+    double latency = 0;                ///< seconds from there to the transcript
+    ScheduledWork enginePoll;
+    std::unique_ptr<HttpTask> transcription;
+};
+
+} // namespace murlo

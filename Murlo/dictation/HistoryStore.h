@@ -1,0 +1,40 @@
+#pragma once
+
+#include "MurloKit/HistoryEntry.h"
+#include "platform/Scheduler.h"
+#include "support/JsonFile.h"
+#include "support/Paths.h"
+
+#include <QObject>
+
+namespace murlo {
+
+/// Every delivered dictation, newest first, kept in "history.json" in the support folder. Main
+/// thread; the file is written on a serial queue, each time with the list as it was asked for.
+class HistoryStore : public QObject {
+    Q_OBJECT
+
+public:
+    /// The most entries that `add` leaves in the list.
+    static constexpr int capacity = 500;
+
+    /// Loads the file. Destruction waits for what is still to be written.
+    HistoryStore(const Paths& paths, Scheduler& scheduler);
+    ~HistoryStore() override;
+
+    [[nodiscard]] const QList<HistoryEntry>& entries() const { return m_entries; }
+
+    /// Adds a text at the front, trimmed; a blank one adds nothing.
+    void add(const QString& text);
+
+Q_SIGNALS:
+    void entriesChanged();
+
+private:
+    Scheduler& m_scheduler;
+    JsonFile m_file;
+    QList<HistoryEntry> m_entries;
+    std::unique_ptr<SerialQueue> m_queue;
+};
+
+} // namespace murlo

@@ -1,0 +1,68 @@
+#include "dictation/PasteboardRestore.h"
+
+#include "support/Log.h"
+
+#include <algorithm>
+
+namespace murlo {
+
+namespace {
+
+/// Longer than any dictation: what was read for one that never came to an end is dropped then.
+constexpr double preparationLasts = 600;
+
+} // namespace
+
+PasteboardRestore::PasteboardRestore(Scheduler& scheduler, Pasteboard& pasteboard)
+    : m_scheduler(scheduler)
+    , m_pasteboard(pasteboard) {
+    m_pasteboard.onChange = [this] {
+        if (m_prepared > 0) refresh();
+    };
+}
+
+PasteboardRestore::~PasteboardRestore() {
+    m_pasteboard.onChange = nullptr;
+    giveBack();
+}
+
+void PasteboardRestore::prepare() {
+    ++m_prepared;
+    m_forget = m_scheduler.after(preparationLasts, [this] {
+        m_prepared = 0;
+        m_reading.reset();
+    });
+    refresh();
+}
+
+void PasteboardRestore::release() {
+    m_prepared = std::max(0, m_prepared - 1);
+    if (m_prepared > 0) return;
+    m_forget.cancel();
+    m_reading.reset();
+}
+
+void PasteboardRestore::refresh() {
+    const qint64 count = m_pasteboard.changeCount();
+    if (m_lentCount == count) return; // our own text is no content to keep
+    if (!m_reading || m_reading->changeCount() != count) m_reading = m_pasteboard.read();
+}
+
+void PasteboardRestore::lend(const QString& text) {
+    refresh();
+    m_kept = std::exchange(m_reading, nullptr);
+    m_lentCount = m_pasteboard.setString(text);
+}
+
+void PasteboardRestore::giveBack() {
+    const auto lentCount = std::exchange(m_lentCount, std::nullopt);
+    const auto kept = std::exchange(m_kept, nullptr);
+    if (!lentCount || !kept || m_pasteboard.changeCount() != *lentCount) return;
+    const PasteboardSnapshot snapshot = kept->snapshot();
+    if (!snapshot.unread.isEmpty())
+        Log::write(QStringLiteral("insert: %1 formats of the clipboard could not be kept")
+                       .arg(snapshot.unread.size()));
+    m_pasteboard.write(snapshot);
+}
+
+} // namespace murlo

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "MurloKit/InsertMode.h"
+#include "dictation/PasteboardRestore.h"
+#include "platform/Scheduler.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <deque>
+#include <functional>
+#include <optional>
+
+namespace murlo {
+
+class Accessibility;
+class KeySynthesizer;
+
+/// Cuts a text into what one key event each carries: whole characters, at most 16 UTF-16 units
+/// together; a single character that is longer stands alone.
+[[nodiscard]] QStringList typingChunks(const QString& text);
+
+/// Delivers a finished text into whatever the user is working in: pasted, typed, or left on the
+/// clipboard. Insertions are carried out one after another; a paste ends when the clipboard has
+/// been given back. Main thread; nothing blocks.
+class TextInserter {
+public:
+    /// Nothing when the text was pasted or typed; otherwise what the user is told of where it is.
+    using Outcome = std::optional<QString>;
+
+    TextInserter(Scheduler& scheduler, const Accessibility& accessibility, Pasteboard& pasteboard,
+                 KeySynthesizer& keys);
+
+    /// Call it when a dictation begins: the clipboard is read while the user speaks.
+    void prepare() { m_clipboard.prepare(); }
+
+    /// Decides at once, from the present focus and permissions, how the text is delivered and
+    /// delivers it, or queues it behind an insertion still under way.
+    Outcome insert(const QString& text, InsertMode mode);
+
+    /// Calls back once no insertion is under way or queued: at once if that is so now. Before the
+    /// focus is moved, wait for this: it keeps the rest of a text from going into the next box.
+    void whenIdle(std::function<void()> idle);
+
+private:
+    enum class Way { copy, paste, type };
+    struct Insertion {
+        Way way;
+        QString text;
+    };
+
+    void enqueue(Way way, const QString& text);
+    void start();
+    void finish();
+    void paste(const QString& text);
+    void typeNext();
+
+    Scheduler& m_scheduler;
+    const Accessibility& m_accessibility;
+    Pasteboard& m_pasteboard;
+    KeySynthesizer& m_keys;
+    PasteboardRestore m_clipboard;
+    std::deque<Insertion> m_queue; ///< the first is under way while `m_busy`
+    QStringList m_chunks;          ///< still to be typed of the insertion under way
+    bool m_busy = false;
+    std::deque<std::function<void()>> m_waiting;
+    ScheduledWork m_step;
+    Lifetime m_lifetime;
+};
+
+} // namespace murlo

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <QString>
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <tl/expected.hpp>
+
+namespace murlo {
+
+/// Interleaved 32-bit float audio of the hardware.
+struct AudioFormat {
+    double sampleRate = 0; ///< frames per second; 0 when there is no input device
+    int channels = 0;
+};
+
+/// One buffer of captured audio; valid only during the call that hands it over.
+struct AudioBuffer {
+    const float* samples = nullptr; ///< interleaved, frames × channels values in -1…1
+    std::size_t frames = 0;
+    AudioFormat format;
+};
+
+/// An error of the platform, with its words for the user and its domain and code for reports.
+struct PlatformError {
+    QString description;
+    QString domain;
+    int code = 0;
+};
+
+/// A capture from the default microphone. Made ready (device open, nothing flowing) by the first
+/// call of `inputFormat`; flowing from `start` to `stop`. Its calls come from one thread at a time,
+/// not always the same one. Destroying it off the audio thread releases the device.
+class AudioEngine {
+public:
+    using Tap = std::function<void(const AudioBuffer&)>;
+
+    AudioEngine() = default;
+    AudioEngine(const AudioEngine&) = delete;
+    AudioEngine& operator=(const AudioEngine&) = delete;
+    virtual ~AudioEngine() = default;
+
+    /// Opens the input device if it is not open yet and returns its format. May take seconds the
+    /// first time; call it off the main thread where that matters.
+    [[nodiscard]] virtual AudioFormat inputFormat() = 0;
+
+    /// Installs the receiver of the audio, called on the audio thread with at most `frames` frames
+    /// at a time. At most one; replaces none. The error's description tells why it was refused.
+    [[nodiscard]] virtual tl::expected<void, PlatformError> installTap(std::size_t frames, Tap tap) = 0;
+
+    /// After it returns the tap is not called any more. Harmless without a tap.
+    virtual void removeTap() = 0;
+
+    /// Lets audio flow. Returns when the device has accepted, or the reason why not.
+    [[nodiscard]] virtual tl::expected<void, PlatformError> start() = 0;
+    virtual void stop() = 0;
+
+    /// Flowing, and from a device that still exists. Any thread.
+    [[nodiscard]] virtual bool isRunning() const = 0;
+
+    /// Sets what is called, on a later turn of the main thread, when the device of a started engine
+    /// moved, changed its format, was suspended or went away. An empty function removes it.
+    virtual void observeConfigurationChange(std::function<void()> changed) = 0;
+};
+
+/// Where engines come from, and news of the default input device.
+class AudioInput {
+public:
+    AudioInput() = default;
+    AudioInput(const AudioInput&) = delete;
+    AudioInput& operator=(const AudioInput&) = delete;
+    virtual ~AudioInput() = default;
+
+    /// A new engine; nothing is opened yet. Any thread.
+    [[nodiscard]] virtual std::shared_ptr<AudioEngine> makeEngine() = 0;
+
+    /// Has `changed` called on the main thread whenever another device became the default input, or
+    /// the sound server came back, until the returned handle is destroyed. Any number at a time.
+    /// Main thread.
+    [[nodiscard]] virtual std::shared_ptr<void>
+    observeDefaultInput(std::function<void()> changed) = 0;
+};
+
+} // namespace murlo

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+
+namespace murlo {
+
+/// One key press, anywhere on the desktop. Releases and auto-repeat are not reported.
+struct KeyPress {
+    /// Virtual key code of the physical key (the numbering that `TriggerKey` uses: Escape is 53);
+    /// -1 for a key that the numbering does not have.
+    qint64 keyCode = -1;
+    /// What the key types in the current layout, modifiers ignored; empty for keys that type nothing.
+    QString characters;
+};
+
+/// A modifier key went down or up. `flags` is the state after the change: the device-dependent side
+/// bits of the modifiers now held, and the device-independent family bits (see `TriggerKey`).
+struct ModifierChange {
+    qint64 keyCode = -1;
+    quint32 flags = 0;
+};
+
+/// Whether key events of other applications can be had at all.
+enum class InputMonitoringAccess { granted = 0, denied = 1, unknown = 2 };
+
+/// The keyboard, watched across all applications. All calls and all handlers on the main thread.
+/// The application's own synthesized keys are never reported; those of other programs are.
+class EventTap {
+public:
+    struct Handlers {
+        /// Offered every key press. While `setFiltering(true)` holds, answering true keeps the press
+        /// from every application; otherwise the answer has no effect.
+        std::function<bool(const KeyPress&)> keyDown;
+        std::function<void(const ModifierChange&)> flagsChanged;
+        /// The system switched the tap off; `enable` switches it on again.
+        std::function<void()> disabled;
+    };
+
+    EventTap() = default;
+    EventTap(const EventTap&) = delete;
+    EventTap& operator=(const EventTap&) = delete;
+    virtual ~EventTap() = default;
+
+    /// Starts reporting to `handlers`. False when this session offers no way to see key events.
+    virtual bool install(Handlers handlers) = 0;
+    /// Stops reporting and gives every key back. Harmless when not installed.
+    virtual void remove() = 0;
+    /// Switches an installed tap on again after `disabled`.
+    virtual void enable() = 0;
+    /// While true, key presses wait for the answer of `keyDown` before any application sees them.
+    /// Modifiers and releases always pass. If the main thread does not answer within 0.25 s, the
+    /// press goes through and filtering ends by itself (`disabled` is called).
+    virtual void setFiltering(bool filtering) = 0;
+
+    [[nodiscard]] virtual InputMonitoringAccess access() const = 0;
+    /// Asks for access where a session can grant it; returns whether it is granted now.
+    virtual bool requestAccess() = 0;
+};
+
+} // namespace murlo

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "platform/Scheduler.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+#include <tl/expected.hpp>
+#include <utility>
+
+namespace murlo {
+
+struct HttpRequest {
+    QByteArray method = "GET";
+    QUrl url;
+    QList<std::pair<QByteArray, QByteArray>> headers;
+    QByteArray body;
+    /// Seconds after which the request fails as timed out, counted from `send`.
+    double timeout = 60;
+};
+
+struct HttpResponse {
+    int status = 0;
+    QByteArray body;
+};
+
+/// Why no whole HTTP response came: refused, unreachable, timed out, cut off, larger than 16 MB.
+struct HttpError {
+    QString description; ///< a sentence for the user, without the address
+    QString domain;
+    int code = 0;
+};
+
+using HttpResult = tl::expected<HttpResponse, HttpError>;
+
+/// A request under way; destroying or cancelling the handle closes the connection and means that
+/// the completion is never called.
+class HttpTask {
+public:
+    HttpTask() = default;
+    HttpTask(const HttpTask&) = delete;
+    HttpTask& operator=(const HttpTask&) = delete;
+    virtual ~HttpTask() = default;
+    virtual void cancel() = 0;
+};
+
+/// HTTP requests without caches, cookies or proxies for loopback. Redirects are answers: they are not
+/// followed. Belongs to the thread (with an event loop) that uses it first; completions run there,
+/// once, on a later turn. Destroying it cancels what is under way.
+class HttpClient {
+public:
+    HttpClient() = default;
+    HttpClient(const HttpClient&) = delete;
+    HttpClient& operator=(const HttpClient&) = delete;
+    virtual ~HttpClient() = default;
+
+    [[nodiscard]] virtual std::unique_ptr<HttpTask>
+    send(const HttpRequest& request, std::function<void(HttpResult)> completion) = 0;
+};
+
+/// A new client for the calling thread; `delay` is what that thread's time limits run on.
+using MakeHttpClient = std::function<std::unique_ptr<HttpClient>(Delay delay)>;
+
+} // namespace murlo

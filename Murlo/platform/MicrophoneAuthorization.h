@@ -1,0 +1,24 @@
+#pragma once
+
+#include <functional>
+
+namespace murlo {
+
+enum class MicrophoneStatus { notDetermined = 0, restricted = 1, denied = 2, authorized = 3 };
+
+/// Whether this application may record. A missing sound server or microphone is no refusal.
+class MicrophoneAuthorization {
+public:
+    MicrophoneAuthorization() = default;
+    MicrophoneAuthorization(const MicrophoneAuthorization&) = delete;
+    MicrophoneAuthorization& operator=(const MicrophoneAuthorization&) = delete;
+    virtual ~MicrophoneAuthorization() = default;
+
+    /// Any thread; never waits.
+    [[nodiscard]] virtual MicrophoneStatus status() const = 0;
+    /// Asks the user where the system has a question to ask; answers on a later turn of the main
+    /// thread with whether recording is allowed.
+    virtual void request(std::function<void(bool)> answered) = 0;
+};
+
+} // namespace murlo

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+namespace murlo {
+
+/// One thing on the clipboard: its formats (platform names) with their bytes, in the owner's order.
+using PasteboardItem = QList<std::pair<QString, QByteArray>>;
+
+struct PasteboardSnapshot {
+    QList<PasteboardItem> items;
+    /// Formats that the owner offered but did not hand over in time, or that were too large to keep.
+    QStringList unread;
+};
+
+/// A reading of the clipboard under way. Never blocks: ask what has arrived so far.
+class PasteboardReading {
+public:
+    PasteboardReading() = default;
+    PasteboardReading(const PasteboardReading&) = delete;
+    PasteboardReading& operator=(const PasteboardReading&) = delete;
+    virtual ~PasteboardReading() = default;
+
+    /// The change count of the content being read.
+    [[nodiscard]] virtual qint64 changeCount() const = 0;
+    /// Everything arrived, or the owner has handed over nothing for 0.3 s.
+    [[nodiscard]] virtual bool isComplete() const = 0;
+    /// What has arrived so far; formats still missing are listed in `unread`.
+    [[nodiscard]] virtual PasteboardSnapshot snapshot() const = 0;
+};
+
+/// The system clipboard. Main thread. No call waits for another program.
+class Pasteboard {
+public:
+    Pasteboard() = default;
+    Pasteboard(const Pasteboard&) = delete;
+    Pasteboard& operator=(const Pasteboard&) = delete;
+    virtual ~Pasteboard() = default;
+
+    /// Grows by at least one whenever anybody, this application included, changes the clipboard.
+    [[nodiscard]] virtual qint64 changeCount() const = 0;
+
+    /// Replaces the content by plain text and returns the change count that this write leads to:
+    /// later comparisons with `changeCount()` are equal until somebody else writes.
+    virtual qint64 setString(const QString& text) = 0;
+
+    /// Replaces the content by the snapshot; an empty snapshot leaves the clipboard empty.
+    virtual void write(const PasteboardSnapshot& snapshot) = 0;
+
+    /// Begins to read every format now offered. A reading that has begun survives a later
+    /// `setString`: what the former owner was already asked for still arrives.
+    [[nodiscard]] virtual std::shared_ptr<PasteboardReading> read() = 0;
+
+    /// Called after `changeCount` has changed through another program. Main thread.
+    std::function<void()> onChange;
+};
+
+} // namespace murlo

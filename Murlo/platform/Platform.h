@@ -1,0 +1,47 @@
+#pragma once
+
+#include "platform/Accessibility.h"
+#include "platform/Applications.h"
+#include "platform/AudioEngine.h"
+#include "platform/EventTap.h"
+#include "platform/HttpClient.h"
+#include "platform/KeySynthesizer.h"
+#include "platform/LoginItem.h"
+#include "platform/MicrophoneAuthorization.h"
+#include "platform/Pasteboard.h"
+#include "platform/Process.h"
+#include "platform/Scheduler.h"
+#include "platform/SingleInstance.h"
+#include "platform/SoundPlayer.h"
+#include "platform/SystemEvents.h"
+
+#include <memory>
+
+namespace murlo {
+
+/// The whole contract with the operating system, one adapter per port. Members are destroyed in
+/// reverse order; the scheduler outlives the rest.
+struct Platform {
+    std::unique_ptr<Scheduler> scheduler;
+    std::unique_ptr<SingleInstance> singleInstance;
+    std::unique_ptr<SystemEvents> systemEvents;
+    std::unique_ptr<ProcessLauncher> processes;
+    /// A client per thread that needs one.
+    MakeHttpClient makeHttpClient;
+    std::unique_ptr<MicrophoneAuthorization> microphoneAuthorization;
+    std::unique_ptr<AudioInput> audioInput;
+    std::unique_ptr<SoundPlayer> sounds;
+    std::unique_ptr<LoginItem> loginItem;
+    std::unique_ptr<Applications> applications;
+    std::unique_ptr<Accessibility> accessibility;
+    std::unique_ptr<EventTap> eventTap;
+    std::unique_ptr<KeySynthesizer> keySynthesizer;
+    std::unique_ptr<Pasteboard> pasteboard;
+};
+
+/// The adapters for the desktop session this process runs in. Call it on the main thread with the
+/// Qt application created. Parts of the desktop that are missing yield adapters that say so in their
+/// answers, never a failure here.
+[[nodiscard]] Platform loadPlatform();
+
+} // namespace murlo

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <tl/expected.hpp>
+
+namespace murlo {
+
+/// A running child program. It dies with the thread that started it, and so with this application,
+/// however that ends. Use it on that thread, which has an event loop; handlers run there and may
+/// destroy the handle. Destroying a handle ends a child that still runs: SIGTERM, and SIGKILL to one
+/// that does not listen within 2 seconds.
+class ChildProcess {
+public:
+    ChildProcess() = default;
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+    virtual ~ChildProcess() = default;
+
+    [[nodiscard]] virtual qint64 pid() const = 0;
+    [[nodiscard]] virtual bool isRunning() const = 0;
+    virtual void terminate() = 0; ///< SIGTERM; returns at once
+    virtual void kill() = 0;      ///< SIGKILL; returns at once
+    /// Waits until the child has ended, at most `seconds`; true when it has.
+    virtual bool waitForExit(double seconds) = 0;
+};
+
+struct ChildHandlers {
+    /// Standard output and standard error, as they come, in pieces of any size.
+    std::function<void(const QByteArray&)> output;
+    /// The child ended by itself; the exit status, or the number of the signal that ended it.
+    /// Not called after the handle was destroyed.
+    std::function<void(int)> exited;
+};
+
+/// Starts programs and answers what the system knows of them. Any thread with an event loop.
+class ProcessLauncher {
+public:
+    ProcessLauncher() = default;
+    ProcessLauncher(const ProcessLauncher&) = delete;
+    ProcessLauncher& operator=(const ProcessLauncher&) = delete;
+    virtual ~ProcessLauncher() = default;
+
+    /// Starts the program; the error is the platform's description of why it could not be started.
+    [[nodiscard]] virtual tl::expected<std::unique_ptr<ChildProcess>, QString>
+    launch(const QString& program, const QStringList& arguments, ChildHandlers handlers) = 0;
+
+    /// Runs a program to its end with its output discarded, at most `seconds`; its exit status, or
+    /// nothing when it could not be run or did not end.
+    [[nodiscard]] virtual std::optional<int> run(const QString& program, const QStringList& arguments,
+                                                 double seconds) = 0;
+
+    /// Whether the process itself, and nobody beside it, has the TCP port of 127.0.0.1 open for
+    /// listening: with SO_REUSEPORT two programs can hold one port and share its connections.
+    [[nodiscard]] virtual bool ownsListeningPort(qint64 pid, quint16 port) const = 0;
+
+    [[nodiscard]] virtual int activeProcessorCount() const = 0;
+    /// The folder of this application's own copies of programs and data; no trailing slash.
+    [[nodiscard]] virtual QString resourceFolder() const = 0;
+};
+
+} // namespace murlo

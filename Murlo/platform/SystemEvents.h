@@ -1,0 +1,25 @@
+#pragma once
+
+#include <functional>
+
+namespace murlo {
+
+/// Sleep, power-off and the end of the session, told before they happen; the system waits shortly
+/// for the handlers. Main thread.
+class SystemEvents {
+public:
+    SystemEvents() = default;
+    SystemEvents(const SystemEvents&) = delete;
+    SystemEvents& operator=(const SystemEvents&) = delete;
+    virtual ~SystemEvents() = default;
+
+    std::function<void()> onWillSleep;
+    std::function<void()> onWillPowerOff;
+    /// The process was asked to end by SIGTERM, SIGINT or SIGHUP.
+    std::function<void()> onTerminationSignal;
+
+    /// Begins to listen; handlers may be set before or after.
+    virtual void start() = 0;
+};
+
+} // namespace murlo

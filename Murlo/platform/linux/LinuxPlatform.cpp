@@ -1,0 +1,61 @@
+// The one place that knows the adapters by name.
+
+#include "platform/Platform.h"
+#include "platform/linux/atspi/AtspiAccessibility.h"
+#include "platform/linux/freedesktop/Login1SystemEvents.h"
+#include "platform/linux/freedesktop/OpenMicrophone.h"
+#include "platform/linux/freedesktop/QtHttpClient.h"
+#include "platform/linux/freedesktop/QtProcessLauncher.h"
+#include "platform/linux/freedesktop/QtScheduler.h"
+#include "platform/linux/freedesktop/SocketSingleInstance.h"
+#include "platform/linux/freedesktop/XdgLoginItem.h"
+#include "platform/linux/pulse/PulseAudioInput.h"
+#include "platform/linux/pulse/PulseSoundPlayer.h"
+#include "platform/linux/x11/X11Applications.h"
+#include "platform/linux/x11/X11EventTap.h"
+#include "platform/linux/x11/X11KeySynthesizer.h"
+#include "platform/linux/x11/X11Pasteboard.h"
+
+#include <QCoreApplication>
+#include <QStandardPaths>
+
+namespace murlo {
+
+Platform loadPlatform() {
+    using Location = QStandardPaths;
+    Platform platform;
+    platform.scheduler = std::make_unique<QtScheduler>();
+    platform.singleInstance = std::make_unique<SocketSingleInstance>(
+        Location::writableLocation(Location::RuntimeLocation));
+    platform.systemEvents = std::make_unique<Login1SystemEvents>();
+    platform.processes = std::make_unique<QtProcessLauncher>(
+        QtProcessLauncher::installedResources(QCoreApplication::applicationDirPath()));
+    platform.makeHttpClient = [](Delay delay) {
+        return std::make_unique<QtHttpClient>(std::move(delay));
+    };
+    platform.microphoneAuthorization = std::make_unique<OpenMicrophone>(*platform.scheduler);
+    const auto sound = std::make_shared<PulseConnection>();
+    platform.audioInput = std::make_unique<PulseAudioInput>(*platform.scheduler, sound);
+    platform.sounds = std::make_unique<PulseSoundPlayer>(sound);
+    platform.loginItem =
+        std::make_unique<XdgLoginItem>(Location::writableLocation(Location::GenericConfigLocation),
+                                       QCoreApplication::applicationFilePath());
+    auto applications = std::make_unique<X11Applications>();
+    X11Applications* windows = applications.get();
+    platform.applications = std::move(applications);
+    auto accessibility = std::make_unique<AtspiAccessibility>(
+        *platform.scheduler, AtspiWindows{[windows] { return windows->frontmostPid(); },
+                                          [windows](qint64 pid) { windows->activate(pid); },
+                                          {}});
+    AtspiAccessibility* focus = accessibility.get();
+    platform.accessibility = std::move(accessibility);
+    const auto synthetic = std::make_shared<SyntheticKeys>();
+    platform.eventTap = std::make_unique<X11EventTap>(synthetic);
+    platform.keySynthesizer = std::make_unique<X11KeySynthesizer>(synthetic, [focus] {
+        return focus->focusIsTerminal();
+    });
+    platform.pasteboard = std::make_unique<X11Pasteboard>();
+    return platform;
+}
+
+} // namespace murlo

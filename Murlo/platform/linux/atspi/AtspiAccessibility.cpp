@@ -1,0 +1,99 @@
+#include "AtspiAccessibility.h"
+
+#include "AtspiCalls.h"
+
+namespace murlo {
+
+namespace {
+
+const AtspiElement* atspiElement(const ElementRef& element) {
+    return dynamic_cast<const AtspiElement*>(element.get());
+}
+
+} // namespace
+
+AtspiAccessibility::AtspiAccessibility(Scheduler& scheduler, AtspiWindows windows)
+    : m_scheduler(scheduler)
+    , m_windows(std::move(windows))
+    , m_bus(scheduler)
+    , m_focus(m_bus, m_windows.frontmostPid) {}
+
+std::optional<QString> AtspiAccessibility::string(const ElementRef& element,
+                                                  const QString& attribute) const {
+    const auto* const known = atspiElement(element);
+    if (!known) return std::nullopt;
+    if (attribute == QLatin1String("AXRole")) return known->description.role;
+    if (attribute == QLatin1String("AXSubrole") && !known->description.subrole.isEmpty())
+        return known->description.subrole;
+    if (attribute == QLatin1String("AXTitle")) return known->title;
+    return std::nullopt;
+}
+
+ElementRef AtspiAccessibility::element(const ElementRef& element, const QString& attribute) const {
+    const auto* const known = atspiElement(element);
+    if (!known) return nullptr;
+    if (attribute == QLatin1String("AXParent")) return known->parent;
+    if (attribute == QLatin1String("AXWindow")) return known->window;
+    return nullptr;
+}
+
+bool AtspiAccessibility::isSettable(const ElementRef& element, const QString& attribute) const {
+    const auto* const known = atspiElement(element);
+    if (!known) return false;
+    if (attribute == QLatin1String("AXValue")) return known->description.editable;
+    if (attribute == QLatin1String("AXFocused")) return known->states.has(AtspiState::focusable);
+    return false;
+}
+
+std::optional<QRectF> AtspiAccessibility::frame(const ElementRef& element) const {
+    const auto* const known = atspiElement(element);
+    if (!known) return std::nullopt;
+    if (!known->knowsWindowExtentsOnly)
+        return known->screenExtents.isEmpty() ? std::nullopt
+                                              : std::optional(QRectF(known->screenExtents));
+    if (known->windowExtents.isEmpty() || !m_windows.origin) return std::nullopt;
+    const auto origin = m_windows.origin(known->processId);
+    if (!origin) return std::nullopt;
+    return QRectF(known->windowExtents.translated(*origin));
+}
+
+void AtspiAccessibility::askRole(const ElementRef& element, std::function<void(bool)> answered) {
+    const auto* const known = atspiElement(element);
+    if (!known) {
+        m_scheduler.nextTurn([answered = std::move(answered)] { answered(false); });
+        return;
+    }
+    m_bus.send(atspi::getRole(known->reference),
+               [answered = std::move(answered)](const QDBusMessage& reply) {
+                   const auto role = atspi::roleOf(reply);
+                   answered(role && *role != AtspiRole::invalid);
+               });
+}
+
+void AtspiAccessibility::focus(const ElementRef& window, const ElementRef& element,
+                               std::function<void()> done) {
+    const auto* const target = atspiElement(element);
+    if (!target) {
+        m_scheduler.nextTurn(std::move(done));
+        return;
+    }
+    if (target->processId > 0) m_windows.activate(target->processId);
+    std::vector<QDBusMessage> calls;
+    // Toolkits raise a window that is asked to take the focus.
+    if (const auto* const frame = atspiElement(window))
+        calls.push_back(atspi::grabFocus(frame->reference));
+    calls.push_back(atspi::grabFocus(target->reference));
+    m_bus.send(calls, [done = std::move(done)](const AtspiBus::Replies&) { done(); });
+}
+
+bool AtspiAccessibility::focusIsSecure() const {
+    const auto focused = m_focus.focused();
+    return focused && focused->role == AtspiRole::passwordText;
+}
+
+bool AtspiAccessibility::focusIsTerminal() const {
+    const auto focused = m_focus.focused();
+    return focused && focused->role == AtspiRole::terminal;
+}
+
+} // namespace murlo

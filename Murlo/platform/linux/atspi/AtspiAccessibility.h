@@ -1,0 +1,55 @@
+#pragma once
+
+#include "AtspiBus.h"
+#include "FocusTracker.h"
+#include "platform/Accessibility.h"
+
+#include <QPoint>
+
+namespace murlo {
+
+/// What the accessibility bus does not tell of windows; from the window system. None of them may
+/// wait for another program.
+struct AtspiWindows {
+    /// Process that owns the active window.
+    std::function<std::optional<qint64>()> frontmostPid;
+    /// Brings a process's window to the front.
+    std::function<void(qint64 pid)> activate;
+    /// Top left corner of a process's frontmost window, in device pixels from that of the screen;
+    /// only asked for toolkits that don't know. May be empty.
+    std::function<std::optional<QPoint>(qint64 pid)> origin;
+};
+
+/// Accessibility over AT-SPI. The keyboard focus is followed by events and read in advance, so an
+/// answer never waits for a program. Main thread.
+class AtspiAccessibility : public Accessibility {
+public:
+    AtspiAccessibility(Scheduler& scheduler, AtspiWindows windows);
+
+    [[nodiscard]] bool isTrusted() const override { return m_bus.isEnabled() && m_bus.isOpen(); }
+    void requestTrust() override { m_bus.enable(); }
+    [[nodiscard]] ElementRef focusedElement() const override { return m_focus.focused(); }
+    [[nodiscard]] std::optional<QString> string(const ElementRef& element,
+                                                const QString& attribute) const override;
+    [[nodiscard]] ElementRef element(const ElementRef& element,
+                                     const QString& attribute) const override;
+    [[nodiscard]] bool isSettable(const ElementRef& element,
+                                  const QString& attribute) const override;
+    [[nodiscard]] std::optional<QRectF> frame(const ElementRef& element) const override;
+    void askRole(const ElementRef& element, std::function<void(bool)> answered) override;
+    void focus(const ElementRef& window, const ElementRef& element,
+               std::function<void()> done) override;
+
+    /// Whether the keyboard focus is in a password field. Main thread.
+    [[nodiscard]] bool focusIsSecure() const;
+    /// Whether the keyboard focus is in a terminal that says so. Main thread.
+    [[nodiscard]] bool focusIsTerminal() const;
+
+private:
+    Scheduler& m_scheduler;
+    AtspiWindows m_windows;
+    AtspiBus m_bus;
+    mutable FocusTracker m_focus;
+};
+
+} // namespace murlo

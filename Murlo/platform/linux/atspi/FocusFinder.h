@@ -1,0 +1,38 @@
+#pragma once
+
+#include "AtspiBus.h"
+
+namespace murlo {
+
+/// Looks for the focus where no event told of it: the active window among all programs, and the
+/// focused object inside a window. Main thread; nothing waits, and a program that does not answer
+/// delays no other. It lives as long as the bus.
+class FocusFinder {
+public:
+    explicit FocusFinder(AtspiBus& bus)
+        : m_bus(bus) {}
+
+    using Found = std::function<void(const AtspiReference&)>;
+    /// Calls `found` for every window that says it is active.
+    void findActiveWindows(Found found);
+
+    /// The same for the windows of one program, whose root object is `application`.
+    void findActiveWindow(const AtspiReference& application, const Found& found);
+
+    /// Calls `found` with the focused object inside `window`, if there is one and while `wanted`
+    /// holds. One query where the toolkit has it, else a descent through what is showing.
+    void findFocus(const AtspiReference& window, std::function<bool()> wanted, Found found);
+
+private:
+    struct Descent {
+        std::function<bool()> wanted;
+        Found found;
+        int budget;
+    };
+
+    void descend(const std::shared_ptr<Descent>& descent, const QList<AtspiReference>& level);
+
+    AtspiBus& m_bus;
+};
+
+} // namespace murlo

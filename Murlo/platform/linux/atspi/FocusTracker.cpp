@@ -1,0 +1,152 @@
+#include "FocusTracker.h"
+
+#include "AtspiCalls.h"
+
+namespace murlo {
+
+FocusTracker::FocusTracker(AtspiBus& bus, std::function<std::optional<qint64>()> frontmostPid)
+    : m_reader(bus)
+    , m_finder(bus)
+    , m_frontmostPid(std::move(frontmostPid)) {
+    const auto objectEvents = QStringLiteral("org.a11y.atspi.Event.Object");
+    bus.listen({objectEvents,
+                QStringLiteral("StateChanged"),
+                QString(),
+                QStringLiteral("focused"),
+                {QStringLiteral("object:state-changed:focused")}},
+               this, SLOT(onFocusedChanged(QDBusMessage)));
+    // Any member: GTK 4 writes it in lower case.
+    bus.listen({QStringLiteral("org.a11y.atspi.Event.Window"),
+                QString(),
+                QString(),
+                QString(),
+                {QStringLiteral("window:activate"), QStringLiteral("window:deactivate")}},
+               this, SLOT(onWindowEvent(QDBusMessage)));
+    // The registry's own list of programs; sent unasked.
+    bus.listen({objectEvents,
+                QStringLiteral("ChildrenChanged"),
+                atspi::rootPath,
+                QStringLiteral("add"),
+                {}},
+               this, SLOT(onProgramAdded(QDBusMessage)));
+    connect(&bus, &AtspiBus::opened, this, &FocusTracker::discover);
+    connect(&bus, &AtspiBus::closed, this, &FocusTracker::reset);
+    connect(&bus, &AtspiBus::programLeft, this, [this](const QString& service) {
+        m_programs.remove(service);
+        if (m_activeWindow && m_activeWindow->service == service) m_activeWindow.reset();
+    });
+    if (bus.isOpen()) discover();
+}
+
+std::shared_ptr<const AtspiElement> FocusTracker::focused() {
+    const auto frontmost = m_frontmostPid();
+    if (m_activeWindow) {
+        const auto active = m_programs.find(m_activeWindow->service);
+        if (active != m_programs.end() && ownsActiveWindow(*active, frontmost))
+            return active->element;
+    }
+    // The window that said it is active is another program's, or none said so.
+    if (!frontmost) return nullptr;
+    const Program* latest = nullptr;
+    for (const auto& program : std::as_const(m_programs)) {
+        if (!program.element || program.element->pid() != *frontmost) continue;
+        if (!latest || latest->change < program.change) latest = &program;
+    }
+    if (latest) return latest->element;
+    const std::pair situation(*frontmost, m_changes);
+    if (std::exchange(m_sought, situation) != situation) discover();
+    return nullptr;
+}
+
+bool FocusTracker::ownsActiveWindow(Program& program, std::optional<qint64> frontmost) {
+    if (!program.element) return false;
+    const bool same = frontmost == program.element->pid();
+    program.pidComparable |= same;
+    return same || !program.pidComparable;
+}
+
+void FocusTracker::onFocusedChanged(const QDBusMessage& signal) {
+    const AtspiReference object{signal.service(), signal.path()};
+    if (signal.arguments().value(1).toInt() != 0) {
+        setFocus(object);
+        return;
+    }
+    const auto program = m_programs.find(object.service);
+    if (program != m_programs.end() && program->object == object) drop(*program);
+}
+
+void FocusTracker::onWindowEvent(const QDBusMessage& signal) {
+    const AtspiReference window{signal.service(), signal.path()};
+    const auto event = signal.member().toLower();
+    if (event == QLatin1String("activate"))
+        activate(window);
+    else if (event == QLatin1String("deactivate") && m_activeWindow == window)
+        m_activeWindow.reset();
+}
+
+void FocusTracker::onProgramAdded(const QDBusMessage& signal) {
+    // Some programs take the focus before they are ready to be asked about it.
+    const auto program = atspi::referenceArgumentOf(signal, 3);
+    if (!program.isNull()) m_finder.findActiveWindow(program, activeWindowFound());
+}
+
+void FocusTracker::reset() {
+    m_programs.clear();
+    m_activeWindow.reset();
+}
+
+void FocusTracker::drop(Program& program) {
+    program.object = {};
+    program.element = nullptr;
+    program.change = ++m_changes;
+}
+
+void FocusTracker::setFocus(const AtspiReference& object) {
+    auto& program = m_programs[object.service];
+    drop(program);
+    program.object = object;
+    m_reader.read(object, [this, object, change = program.change](
+                              const std::shared_ptr<const AtspiElement>& element) {
+        const auto reader = m_programs.find(object.service);
+        if (reader == m_programs.end() || reader->change != change) return;
+        reader->element = element;
+        if (!element) reader->object = {};
+        if (m_activeWindow && m_activeWindow->service == object.service)
+            ownsActiveWindow(*reader, m_frontmostPid());
+    });
+}
+
+void FocusTracker::activate(const AtspiReference& window) {
+    m_activeWindow = window;
+    const auto& program = m_programs[window.service];
+    const bool known = !program.object.isNull() && (!program.element || !program.element->window ||
+                                                    program.element->window->reference == window);
+    if (!known) lookForFocus(window);
+}
+
+void FocusTracker::lookForFocus(const AtspiReference& window) {
+    const auto change = m_programs[window.service].change;
+    m_finder.findFocus(
+        window,
+        [this, service = window.service, change] {
+            const auto program = m_programs.constFind(service);
+            return program != m_programs.cend() && program->change == change;
+        },
+        [this](const AtspiReference& object) { setFocus(object); });
+}
+
+void FocusTracker::discover() {
+    m_finder.findActiveWindows(activeWindowFound());
+}
+
+FocusFinder::Found FocusTracker::activeWindowFound() {
+    return [this](const AtspiReference& window) {
+        // A stopped program may still claim to be active beside the one that is.
+        if (!m_activeWindow)
+            activate(window);
+        else if (m_programs[window.service].object.isNull())
+            lookForFocus(window);
+    };
+}
+
+} // namespace murlo

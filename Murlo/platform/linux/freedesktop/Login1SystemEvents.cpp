@@ -1,0 +1,98 @@
+#include "platform/linux/freedesktop/Login1SystemEvents.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace murlo {
+
+namespace {
+
+const QString service = QStringLiteral("org.freedesktop.login1");
+const QString path = QStringLiteral("/org/freedesktop/login1");
+const QString interface = QStringLiteral("org.freedesktop.login1.Manager");
+constexpr int callLimitMilliseconds = 5000;
+
+/// Written by the signal handler, read by the main loop: the only safe thing to do in a handler.
+int signalPipe[2] = {-1, -1};
+
+extern "C" void tellMainLoop(int /*signal*/) {
+    const char byte = 1;
+    [[maybe_unused]] const auto written = write(signalPipe[1], &byte, 1);
+}
+
+} // namespace
+
+Login1SystemEvents::Login1SystemEvents() = default;
+
+Login1SystemEvents::~Login1SystemEvents() {
+    if (!m_signals) return;
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) std::signal(number, SIG_DFL);
+    m_signals.reset();
+    for (int& end : signalPipe) close(std::exchange(end, -1));
+}
+
+void Login1SystemEvents::start() {
+    watchSignals();
+    QDBusConnection bus = QDBusConnection::systemBus();
+    if (!bus.isConnected()) return;
+    bus.connect(service, path, interface, QStringLiteral("PrepareForSleep"), this,
+                SLOT(prepareForSleep(bool)));
+    bus.connect(service, path, interface, QStringLiteral("PrepareForShutdown"), this,
+                SLOT(prepareForShutdown(bool)));
+    takeInhibitor();
+}
+
+void Login1SystemEvents::takeInhibitor() {
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(service, path, interface, QStringLiteral("Inhibit"));
+    call << QStringLiteral("sleep:shutdown") << QStringLiteral("Murlo")
+         << QStringLiteral("Finishing the dictation") << QStringLiteral("delay");
+    auto* watcher = new QDBusPendingCallWatcher(
+        QDBusConnection::systemBus().asyncCall(call, callLimitMilliseconds), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+        const QDBusPendingReply<QDBusUnixFileDescriptor> reply = *watcher;
+        if (reply.isValid()) m_inhibitor = reply.value();
+        watcher->deleteLater();
+    });
+}
+
+void Login1SystemEvents::prepareForSleep(bool beginning) {
+    if (!beginning) {
+        takeInhibitor();
+        return;
+    }
+    if (onWillSleep) onWillSleep();
+    m_inhibitor = {}; // closing it lets the system go on
+}
+
+void Login1SystemEvents::prepareForShutdown(bool beginning) {
+    if (!beginning) {
+        takeInhibitor();
+        return;
+    }
+    if (onWillPowerOff) onWillPowerOff();
+    m_inhibitor = {};
+}
+
+void Login1SystemEvents::watchSignals() {
+    if (m_signals || pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0) return;
+    m_signals = std::make_unique<QSocketNotifier>(signalPipe[0], QSocketNotifier::Read);
+    connect(m_signals.get(), &QSocketNotifier::activated, this, [this] {
+        char bytes[16];
+        while (read(signalPipe[0], bytes, sizeof bytes) > 0) {
+        }
+        if (onTerminationSignal) onTerminationSignal();
+    });
+    struct sigaction action{};
+    action.sa_handler = tellMainLoop;
+    action.sa_flags = SA_RESTART;
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaction(number, &action, nullptr);
+}
+
+} // namespace murlo

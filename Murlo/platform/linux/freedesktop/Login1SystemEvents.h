@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/SystemEvents.h"
+
+#include <QDBusUnixFileDescriptor>
+#include <QObject>
+#include <QSocketNotifier>
+
+#include <memory>
+
+namespace murlo {
+
+/// Sleep and power-off from login1 on the system bus, held up by a delay inhibitor until the handlers
+/// have run; SIGTERM, SIGINT and SIGHUP through a pipe that the main loop reads. Without a system bus only the
+/// signals are told.
+class Login1SystemEvents : public QObject, public SystemEvents {
+    Q_OBJECT
+
+public:
+    Login1SystemEvents();
+    ~Login1SystemEvents() override;
+
+    void start() override;
+
+private Q_SLOTS:
+    void prepareForSleep(bool beginning);
+    void prepareForShutdown(bool beginning);
+
+private:
+    void takeInhibitor();
+    void watchSignals();
+
+    QDBusUnixFileDescriptor m_inhibitor;
+    std::unique_ptr<QSocketNotifier> m_signals;
+};
+
+} // namespace murlo

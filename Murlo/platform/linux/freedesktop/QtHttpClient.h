@@ -1,0 +1,30 @@
+#pragma once
+
+#include "platform/HttpClient.h"
+
+#include <memory>
+
+class QNetworkAccessManager;
+
+namespace murlo {
+
+/// HTTP through `QNetworkAccessManager`, HTTP/1.1 only, so that cancelling closes the connection.
+/// Connections to loopback are not kept for a next request; others go through the system's proxy.
+/// Bodies above `largestBody` are refused.
+class QtHttpClient : public HttpClient {
+public:
+    static constexpr qint64 largestBody = 16 * 1024 * 1024; ///< bytes
+
+    /// `delay` runs the time limits of requests on the thread that uses this client.
+    explicit QtHttpClient(Delay delay);
+    ~QtHttpClient() override;
+
+    [[nodiscard]] std::unique_ptr<HttpTask>
+    send(const HttpRequest& request, std::function<void(HttpResult)> completion) override;
+
+private:
+    Delay m_delay;
+    std::unique_ptr<QNetworkAccessManager> m_network; ///< of the thread of the first request
+};
+
+} // namespace murlo

@@ -1,0 +1,69 @@
+#include "platform/linux/freedesktop/SocketSingleInstance.h"
+
+#include "support/Log.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLocalSocket>
+
+namespace murlo {
+
+namespace {
+constexpr int handOverLimitMilliseconds = 2000;
+constexpr qint64 longestMessage = 64 * 1024;
+} // namespace
+
+SocketSingleInstance::SocketSingleInstance(const QString& folder)
+    : m_socketPath(folder + QStringLiteral("/murlo.socket"))
+    , m_lock(std::make_unique<QLockFile>(folder + QStringLiteral("/murlo.lock"))) {
+    m_lock->setStaleLockTime(0); // only the death of its process makes a lock stale
+    m_server.setSocketOptions(QLocalServer::UserAccessOption);
+    QObject::connect(&m_server, &QLocalServer::newConnection, &m_server, [this] {
+        while (QLocalSocket* from = m_server.nextPendingConnection()) receive(from);
+    });
+}
+
+SocketSingleInstance::~SocketSingleInstance() { release(); }
+
+bool SocketSingleInstance::acquire(const QStringList& arguments) {
+    if (!m_lock->tryLock(0)) {
+        if (m_lock->error() == QLockFile::LockFailedError) {
+            handOver(arguments);
+            return false;
+        }
+        // No lock can be had in this folder at all: running unlocked beats not running.
+        Log::write(QStringLiteral("app: cannot lock the runtime folder, running without a lock"));
+    }
+    QLocalServer::removeServer(m_socketPath); // what a crash left behind
+    if (!m_server.listen(m_socketPath)) {
+        Log::write(QStringLiteral("app: cannot be opened again: ") + m_server.errorString());
+    }
+    return true;
+}
+
+void SocketSingleInstance::release() {
+    m_server.close();
+    m_lock->unlock();
+}
+
+void SocketSingleInstance::handOver(const QStringList& arguments) const {
+    QLocalSocket socket;
+    socket.connectToServer(m_socketPath);
+    if (!socket.waitForConnected(handOverLimitMilliseconds)) return;
+    socket.write(QJsonDocument(QJsonArray::fromStringList(arguments)).toJson(QJsonDocument::Compact));
+    socket.flush();
+    socket.waitForBytesWritten(handOverLimitMilliseconds);
+    socket.disconnectFromServer();
+}
+
+void SocketSingleInstance::receive(QLocalSocket* from) {
+    from->setReadBufferSize(longestMessage);
+    QObject::connect(from, &QLocalSocket::disconnected, from, [this, from] {
+        const QJsonDocument message = QJsonDocument::fromJson(from->readAll());
+        from->deleteLater();
+        if (!message.isArray() || !onOpenedAgain) return;
+        onOpenedAgain(QVariant(message.array().toVariantList()).toStringList());
+    });
+}
+
+} // namespace murlo

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/SingleInstance.h"
+
+#include <QLocalServer>
+#include <QLockFile>
+
+#include <memory>
+
+namespace murlo {
+
+/// A lock file and a local socket in the user's runtime folder. A lock whose process has died is
+/// taken over.
+class SocketSingleInstance : public SingleInstance {
+public:
+    /// `folder` must be private to the user ($XDG_RUNTIME_DIR, else the support folder).
+    explicit SocketSingleInstance(const QString& folder);
+    ~SocketSingleInstance() override;
+
+    [[nodiscard]] bool acquire(const QStringList& arguments) override;
+    void release() override;
+
+private:
+    void handOver(const QStringList& arguments) const;
+    void receive(QLocalSocket* from);
+
+    QString m_socketPath;
+    std::unique_ptr<QLockFile> m_lock;
+    QLocalServer m_server;
+};
+
+} // namespace murlo

@@ -1,0 +1,56 @@
+#include "platform/linux/freedesktop/XdgLoginItem.h"
+
+#include "support/Log.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSaveFile>
+
+namespace murlo {
+
+namespace {
+
+/// An argument of an Exec line: quoted, with the characters escaped that mean something there.
+QString execQuoted(const QString& argument) {
+    QString quoted;
+    for (const QChar c : argument) {
+        if (QStringLiteral("\"`$\\").contains(c)) quoted += QStringLiteral("\\\\");
+        if (c == QLatin1Char('%')) quoted += c;
+        quoted += c;
+    }
+    return QLatin1Char('"') + quoted + QLatin1Char('"');
+}
+
+} // namespace
+
+XdgLoginItem::XdgLoginItem(const QString& configFolder, QString program)
+    : m_entry(configFolder + QStringLiteral("/autostart/murlo.desktop"))
+    , m_program(std::move(program)) {}
+
+bool XdgLoginItem::isEnabled() const {
+    QFile file(m_entry);
+    if (!file.open(QIODevice::ReadOnly)) return false;
+    // A desktop's own switch leaves the entry in place and marks it hidden or disabled.
+    const QByteArray text = file.readAll();
+    return !text.contains("\nHidden=true") && !text.contains("\nX-GNOME-Autostart-enabled=false");
+}
+
+void XdgLoginItem::setEnabled(bool enabled) {
+    if (!enabled) {
+        if (QFileInfo::exists(m_entry) && !QFile::remove(m_entry)) {
+            Log::write(QStringLiteral("install: could not remove the login item"));
+        }
+        return;
+    }
+    QDir().mkpath(QFileInfo(m_entry).path());
+    QSaveFile file(m_entry);
+    const QByteArray text = QStringLiteral("[Desktop Entry]\nType=Application\nName=Murlo\nExec=%1\n"
+                                           "Icon=murlo\nX-GNOME-Autostart-enabled=true\n")
+                                .arg(execQuoted(m_program))
+                                .toUtf8();
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
+        Log::write(QStringLiteral("install: could not add the login item: ") + file.errorString());
+    }
+}
+
+} // namespace murlo

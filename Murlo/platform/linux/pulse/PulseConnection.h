@@ -1,0 +1,83 @@
+#pragma once
+
+#include <pulse/pulseaudio.h>
+
+#include <QtGlobal>
+
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace murlo {
+
+/// The application's one connection to the sound server, on a thread of its own. It connects when
+/// it is made, and again after the server went away or was not there, ever more rarely (0.25 s to
+/// 16 s). Nothing is started for it: without a server it stays unconnected, at no cost.
+///
+/// Calls of the sound library are made under a `Lock`; its callbacks run on the connection's thread
+/// and hold it already. Destroy it, and take locks, on any other thread.
+class PulseConnection {
+public:
+    class Lock {
+    public:
+        explicit Lock(const PulseConnection& connection)
+            : m_loop(connection.m_loop) {
+            pa_threaded_mainloop_lock(m_loop);
+        }
+        ~Lock() { pa_threaded_mainloop_unlock(m_loop); }
+        Lock(const Lock&) = delete;
+        Lock& operator=(const Lock&) = delete;
+
+    private:
+        pa_threaded_mainloop* m_loop;
+    };
+
+    PulseConnection();
+    ~PulseConnection();
+    PulseConnection(const PulseConnection&) = delete;
+    PulseConnection& operator=(const PulseConnection&) = delete;
+
+    /// Waits until the connection stands, trying again at once when it does not, at most `seconds`;
+    /// false at once when there is no server. Without the lock.
+    bool connect(double seconds);
+
+    /// Waits until `condition`, evaluated under the lock after every `changed`, holds; false after
+    /// `seconds`. Without the lock.
+    bool waitFor(double seconds, const std::function<bool()>& condition);
+    /// Something that a `waitFor` may wait for has changed. Any thread.
+    void changed();
+
+    /// The context, when the connection stands. Under the lock.
+    [[nodiscard]] pa_context* context() const { return m_ready ? m_context : nullptr; }
+
+    /// Sets what is called on the connection's thread when another source became the default, or
+    /// the server came (back) after it was missing. Under the lock.
+    void setDefaultSourceObserver(std::function<void()> observer) {
+        m_observer = std::move(observer);
+    }
+
+private:
+    void open();
+    void drop();
+    void retryLater();
+    void contextChanged();
+    void askDefaultSource();
+    void learnDefaultSource(const pa_server_info& server);
+
+    pa_threaded_mainloop* m_loop;
+    pa_context* m_context = nullptr;
+    pa_time_event* m_retry = nullptr;
+    bool m_ready = false;
+    bool m_isNewsToCome = false; ///< the server was missing
+    int m_attempts = 0;
+    std::optional<std::string> m_defaultSource;
+    std::function<void()> m_observer;
+
+    std::mutex m_changeLock;
+    std::condition_variable m_change;
+    quint64 m_changes = 0;
+};
+
+} // namespace murlo

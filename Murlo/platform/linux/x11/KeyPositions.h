@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QByteArray>
+#include <QtGlobal>
+
+namespace murlo {
+
+/// What a key is by its place on the keyboard, whatever the layout makes of it.
+struct KeyPosition {
+    qint64 keyCode = -1;    ///< virtual key code of an ANSI/ISO keyboard; -1 for other keys
+    quint32 sideFlag = 0;   ///< device-dependent bit of a modifier key
+    quint32 familyFlag = 0; ///< device-independent bit of a modifier key
+    bool isModifier = false;
+};
+
+namespace KeyFlags {
+inline constexpr quint32 capsLock = 0x00010000;
+inline constexpr quint32 shift = 0x00020000;
+inline constexpr quint32 control = 0x00040000;
+inline constexpr quint32 option = 0x00080000;
+inline constexpr quint32 command = 0x00100000;
+} // namespace KeyFlags
+
+/// The position that XKB calls by this name ("LFSH", "AC01", …), as the key-code rules of the
+/// server name keys.
+[[nodiscard]] KeyPosition keyPosition(const QByteArray& name);
+
+/// What the key at this position types on a US keyboard without modifiers; 0 for none. The last
+/// resort for layouts without Latin letters.
+[[nodiscard]] char usCharacter(const QByteArray& name);
+/// The same for a virtual key code.
+[[nodiscard]] char usCharacter(qint64 keyCode);
+
+} // namespace murlo

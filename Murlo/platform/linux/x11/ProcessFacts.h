@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace murlo::ProcessFacts {
+
+/// The desktop entry that a launcher says it started this very process from.
+[[nodiscard]] std::optional<QString> launchedEntry(qint64 pid);
+/// The application that a control group is named after, as session managers and sandboxes do:
+/// "app-gnome-org.example.Editor-1234.scope", "snap.editor.editor.….scope". `path` is a line of
+/// /proc/PID/cgroup.
+[[nodiscard]] std::optional<QString> applicationOfGroup(const QString& path);
+[[nodiscard]] std::optional<QString> applicationGroup(qint64 pid);
+/// File names under which the process may have been started: of its executable, its first argument
+/// and, for scripts, the second.
+[[nodiscard]] QStringList programs(qint64 pid);
+/// The kernel's short name of the process.
+[[nodiscard]] std::optional<QString> commandName(qint64 pid);
+
+} // namespace murlo::ProcessFacts

@@ -1,0 +1,214 @@
+#include "platform/linux/x11/X11KeySynthesizer.h"
+
+#include "support/Log.h"
+
+#include <xcb/xtest.h>
+
+namespace murlo {
+
+namespace {
+
+/// A program that answers pings has taken its keys when it answers. One that is busy for longer
+/// than this is not waited for.
+constexpr std::chrono::milliseconds answerLimit{2000};
+/// A program that answers none (xterm, say) is given this long.
+constexpr std::chrono::milliseconds silentLimit{60};
+
+} // namespace
+
+X11KeySynthesizer::X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic,
+                                     std::function<bool()> targetIsTerminal)
+    : m_synthetic(std::move(synthetic))
+    , m_targetIsTerminal(std::move(targetIsTerminal))
+    , m_watch(m_connection)
+    , m_lift(m_connection, *m_synthetic)
+    , m_borrowed(m_connection)
+    , m_ping(m_connection) {
+    if (!InputDevices::prepare(m_connection)) return;
+    const auto* test = xcb_get_extension_data(m_connection, &xcb_test_id);
+    m_available = test && test->present;
+    if (!m_available) return;
+    m_watch.isOwnChange = [this](xcb_keycode_t keycode) { return m_borrowed.owns(keycode); };
+    readMap();
+    m_borrowed.giveBack(); // of a run that ended too early to do it
+    m_limit.setSingleShot(true);
+    QObject::connect(&m_limit, &QTimer::timeout, &m_limit, [this] { taken(m_batch); });
+    m_notifier = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_connection),
+                                                   QSocketNotifier::Read);
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
+                     [this] { readEvents(); });
+}
+
+X11KeySynthesizer::~X11KeySynthesizer() {
+    m_lift.restore();
+    m_borrowed.giveBack();
+    m_connection.sync();
+}
+
+bool X11KeySynthesizer::isAvailable() {
+    return m_available && m_connection.isAlive();
+}
+
+void X11KeySynthesizer::readMap() {
+    if (!m_watch.takeMapChanged()) return;
+    if (auto map = KeyboardMap::read(m_connection)) m_map = std::move(map);
+    if (m_map) m_borrowed.adopt(*m_map);
+}
+
+void X11KeySynthesizer::readEvents() {
+    const quint64 before = m_taken;
+    while (const auto event = m_connection.nextEvent()) {
+        if (m_watch.handle(*event)) continue;
+        if (const auto number = m_ping.answered(*event)) {
+            // The number is the low end of the batch's.
+            const quint64 batch = m_batch - ((m_batch - *number) & 0xffffff);
+            m_taken = std::max(m_taken, batch);
+        } else {
+            m_lift.handle(*event);
+        }
+    }
+    if (!m_connection.isAlive() && m_notifier->isEnabled()) {
+        m_notifier->setEnabled(false);
+        Log::write(QStringLiteral("insert: the connection to the display is lost"));
+    }
+    if (m_taken != before) taken(m_taken);
+}
+
+void X11KeySynthesizer::postChord(const KeyChord& chord) {
+    if (!isAvailable()) return;
+    readEvents();
+    readMap();
+    m_watch.refresh();
+    if (!m_map) return;
+    const int group = m_watch.group();
+
+    std::vector<xcb_keycode_t> modifiers;
+    const auto hold = [&](xkb_keysym_t symbol) {
+        if (const auto key = m_map->keyTyping(symbol, group)) modifiers.push_back(*key);
+    };
+    const bool paste = chord.flags & KeyFlags::command;
+    if (paste || (chord.flags & KeyFlags::control)) hold(XKB_KEY_Control_L);
+    if ((paste && m_targetIsTerminal()) || (chord.flags & KeyFlags::shift)) hold(XKB_KEY_Shift_L);
+    if (chord.flags & KeyFlags::option) hold(XKB_KEY_Alt_L);
+
+    // The letter decides, not the place: programs look shortcuts up by what the key types in any of
+    // the layouts. Where none of them has the letter, a borrowed key does.
+    std::optional<xcb_keycode_t> key = m_map->keyAt(chord.keyCode);
+    if (const char letter = usCharacter(chord.keyCode)) {
+        const auto symbol = xkb_utf32_to_keysym(static_cast<char32_t>(letter));
+        if (const auto inLayout = m_map->keyForShortcut(symbol, group)) {
+            key = inLayout;
+        } else if (m_borrowed.map({symbol}, m_batch + 1, m_taken)) {
+            key = m_borrowed.keyOf(symbol);
+            ++m_batch;
+        }
+    }
+    if (!key) return;
+    m_lift.lift(m_borrowed.unmapped());
+    for (const xcb_keycode_t modifier : modifiers) press(modifier, true);
+    press(*key, true);
+    press(*key, false);
+    for (auto at = modifiers.rbegin(); at != modifiers.rend(); ++at) press(*at, false);
+    if (m_chunks.empty()) m_lift.restore();
+    xcb_flush(m_connection);
+    if (m_borrowed.isBorrowing()) {
+        m_ending = true;
+        awaitTaken();
+    }
+}
+
+void X11KeySynthesizer::postText(const QString& text, std::function<void()> sent) {
+    m_ending = false;
+    m_chunks.push_back({text, std::move(sent)});
+    pump();
+}
+
+void X11KeySynthesizer::endText() {
+    m_ending = true;
+    pump();
+}
+
+void X11KeySynthesizer::pump() {
+    while (!m_chunks.empty()) {
+        if (isAvailable() && !send(m_chunks.front().text)) return; // `taken` goes on
+        auto sent = std::move(m_chunks.front().sent);
+        m_chunks.pop_front();
+        if (sent) QTimer::singleShot(0, &m_limit, std::move(sent));
+    }
+    if (!m_ending || !isAvailable()) return;
+    m_lift.restore();
+    if (m_taken < m_batch) return;
+    m_ending = false;
+    m_borrowed.giveBack();
+    m_ping.stop();
+}
+
+bool X11KeySynthesizer::send(const QString& text) {
+    readMap();
+    m_watch.refresh();
+    if (!m_map) return true;
+    const std::vector<Stroke> all = strokes(text);
+    std::vector<xkb_keysym_t> borrowed;
+    for (const Stroke& stroke : all) {
+        if (!stroke.key) borrowed.push_back(stroke.symbol);
+    }
+    // One long character may need more codes than there are: it goes in parts, then.
+    if (!borrowed.empty() && !m_borrowed.map(borrowed, m_batch + 1, m_taken)) {
+        if (m_taken == m_batch && text.size() > 1) {
+            const qsizetype half = text.size() / 2;
+            const qsizetype cut = text.at(half).isLowSurrogate() ? half - 1 : half;
+            // The rest goes next, and its `sent` is the whole's.
+            m_chunks.insert(m_chunks.begin(), {text.left(cut), {}});
+            m_chunks[1].text = text.mid(cut);
+            return send(m_chunks.front().text);
+        }
+        return m_taken == m_batch;
+    }
+    m_lift.lift(m_borrowed.unmapped());
+    for (const Stroke& stroke : all) {
+        const auto key = stroke.key ? stroke.key : m_borrowed.keyOf(stroke.symbol);
+        if (!key) continue;
+        press(*key, true);
+        press(*key, false);
+    }
+    ++m_batch;
+    if (borrowed.empty() && m_taken + 1 == m_batch)
+        m_taken = m_batch; // nothing depends on it
+    else
+        awaitTaken();
+    m_connection.sync();
+    return true;
+}
+
+std::vector<X11KeySynthesizer::Stroke> X11KeySynthesizer::strokes(const QString& text) const {
+    std::vector<Stroke> all;
+    char32_t before = 0;
+    for (const char32_t character : text.toUcs4()) {
+        const bool endOfCrLf = character == '\n' && before == '\r';
+        before = character;
+        if (endOfCrLf) continue;
+        xkb_keysym_t symbol = xkb_utf32_to_keysym(character);
+        if (character == '\n' || character == '\r')
+            symbol = XKB_KEY_Return;
+        else if (character == '\t')
+            symbol = XKB_KEY_Tab;
+        else if (character < 0x20 || character == 0x7f)
+            continue; // keys that do things
+        if (symbol != XKB_KEY_NoSymbol)
+            all.push_back({symbol, m_map->keyTyping(symbol, m_watch.group())});
+    }
+    return all;
+}
+
+void X11KeySynthesizer::awaitTaken() {
+    const bool answers = m_ping.send(static_cast<quint32>(m_batch));
+    m_limit.start(answers ? answerLimit : silentLimit);
+}
+
+void X11KeySynthesizer::taken(quint64 batch) {
+    m_taken = std::max(m_taken, batch);
+    if (m_taken == m_batch) m_limit.stop();
+    pump();
+}
+
+} // namespace murlo

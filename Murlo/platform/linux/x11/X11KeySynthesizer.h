@@ -1,0 +1,68 @@
+#pragma once
+
+#include "platform/KeySynthesizer.h"
+#include "platform/linux/x11/BorrowedKeys.h"
+#include "platform/linux/x11/FocusPing.h"
+#include "platform/linux/x11/ModifierLift.h"
+#include "platform/linux/x11/SyntheticKeys.h"
+
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include <deque>
+
+namespace murlo {
+
+/// `KeySynthesizer` on the X server's test extension.
+class X11KeySynthesizer : public KeySynthesizer {
+public:
+    /// `synthetic` is shared with the event tap; `targetIsTerminal` tells, at every paste, whether
+    /// the focused program is a terminal.
+    X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic,
+                      std::function<bool()> targetIsTerminal);
+    /// Gives back what is still borrowed.
+    ~X11KeySynthesizer() override;
+
+    [[nodiscard]] bool isAvailable() override;
+    void postChord(const KeyChord& chord) override;
+    void postText(const QString& text, std::function<void()> sent) override;
+    void endText() override;
+
+private:
+    struct Chunk {
+        QString text;
+        std::function<void()> sent;
+    };
+    struct Stroke {
+        xkb_keysym_t symbol;
+        std::optional<xcb_keycode_t> key; ///< of the layout; nothing for a borrowed one
+    };
+
+    void readMap();
+    void readEvents();
+    void pump();
+    [[nodiscard]] bool send(const QString& text);
+    [[nodiscard]] std::vector<Stroke> strokes(const QString& text) const;
+    void awaitTaken();
+    void taken(quint64 batch);
+    void press(xcb_keycode_t key, bool down) { m_synthetic->post(m_connection, key, down); }
+
+    std::shared_ptr<SyntheticKeys> m_synthetic;
+    std::function<bool()> m_targetIsTerminal;
+    XcbConnection m_connection;
+    bool m_available = false;
+    KeyboardWatch m_watch;
+    std::optional<KeyboardMap> m_map;
+    ModifierLift m_lift;
+    BorrowedKeys m_borrowed;
+    FocusPing m_ping;
+
+    std::deque<Chunk> m_chunks;
+    bool m_ending = false;
+    quint64 m_batch = 0; ///< last batch posted
+    quint64 m_taken = 0; ///< last batch that the focused program has taken
+    QTimer m_limit;      ///< until what is on its way counts as taken
+    std::unique_ptr<QSocketNotifier> m_notifier;
+};
+
+} // namespace murlo

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QString>
+
+namespace murlo {
+
+class Paths;
+class Scheduler;
+
+/// The one process-wide log. Each line is "[HH:mm:ss.SSS] message": to standard error at once, and
+/// in the same order to "brisvane.log" in the support folder. There are no levels; messages begin
+/// with a lower-case area ("audio: "). Dictated text, tokens and server output never go in.
+class Log {
+public:
+    /// Writes one line. Any thread; never fails. Line breaks inside the message become blanks.
+    static void write(const QString& message);
+
+    /// Appends to the log file from now on, by a serial queue of the scheduler, until `close`. If
+    /// the file cannot be opened, lines go to standard error only. Main thread.
+    static void open(const Paths& paths, Scheduler& scheduler);
+    /// Writes what is queued and closes the file. Main thread.
+    static void close();
+};
+
+} // namespace murlo

@@ -1,0 +1,35 @@
+#include "triggers/FocusVerdict.h"
+
+#include <algorithm>
+#include <array>
+
+namespace murlo {
+
+bool isTextBoxLike(const std::optional<QString>& role, const std::optional<QString>& subrole) {
+    static constexpr std::array editableRoles{QLatin1String("AXTextField"),
+                                              QLatin1String("AXTextArea"),
+                                              QLatin1String("AXComboBox")};
+    const bool byRole = role && std::any_of(editableRoles.begin(), editableRoles.end(),
+                                            [&](QLatin1String each) { return *role == each; });
+    return byRole || subrole == QStringLiteral("AXSearchField");
+}
+
+std::optional<FocusVerdict> focusVerdict(const Accessibility& accessibility) {
+    constexpr int elementsExamined = 4;
+    const ElementRef focused = accessibility.focusedElement();
+    if (!focused) return std::nullopt;
+    ElementRef current = focused;
+    for (int i = 0; i < elementsExamined && current; ++i) {
+        const auto role = accessibility.string(current, QStringLiteral("AXRole"));
+        const auto subrole = accessibility.string(current, QStringLiteral("AXSubrole"));
+        if (isTextBoxLike(role, subrole)) return FocusVerdict{focused, true};
+        // A check box's value can be set too, but not to a text.
+        if (accessibility.isSettable(current, QStringLiteral("AXValue")) &&
+            role != QStringLiteral("AXCheckBox"))
+            return FocusVerdict{focused, true};
+        current = accessibility.element(current, QStringLiteral("AXParent"));
+    }
+    return FocusVerdict{focused, false};
+}
+
+} // namespace murlo

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "MurloKit/TriggerKey.h"
+#include "platform/EventTap.h"
+#include "platform/Scheduler.h"
+
+#include <functional>
+#include <map>
+#include <optional>
+
+namespace murlo {
+
+class Settings;
+
+/// The timing record of one physical key; instants in seconds of the monotonic clock.
+struct TapState {
+    std::optional<double> lastTapUp;     ///< released after a press short enough to be a tap
+    std::optional<double> currentDownAt; ///< went down, while it is held
+    std::optional<double> armedDownAt;   ///< the press that completed a double tap went down
+};
+
+/// Double taps of two modifier keys, out of everything the keyboard does. Main thread.
+///
+/// The double tap is reported on the second press, before its release, so that recording starts while
+/// the key is still held; the release is reported with the time the key was held. Which of a pair of
+/// keys moved is told by its side bit alone. Trigger keys and the window are read from the settings at
+/// every event, so a change holds from the next key on.
+class HotkeyMonitor {
+public:
+    /// Longest press, in seconds, that still counts as a tap.
+    static constexpr double maxTapDuration = 0.5;
+    static constexpr qint64 escapeKeyCode = 53;
+
+    /// The second tap has gone down.
+    std::function<void(HotkeyAction)> onDoubleTap;
+    /// The key that completed a double tap was released; seconds it was held.
+    std::function<void(HotkeyAction, double)> onTriggerUp;
+    std::function<void()> onEscape;
+    /// Offered every key press first; true keeps it from the other applications while filtering.
+    std::function<bool(const QString& characters, qint64 keyCode)> keyInterceptor;
+
+    HotkeyMonitor(EventTap& tap, Settings& settings, Scheduler& scheduler);
+    ~HotkeyMonitor();
+    HotkeyMonitor(const HotkeyMonitor&) = delete;
+    HotkeyMonitor& operator=(const HotkeyMonitor&) = delete;
+
+    /// Installs the tap; true when it is installed, also if it was before.
+    bool start();
+    void stop();
+    /// The trigger keys have changed: forget what was begun with the old ones.
+    void reload();
+
+    [[nodiscard]] bool hasTap() const { return m_installed; }
+    /// Installed, and key events do arrive.
+    [[nodiscard]] bool hasLiveTap() const { return m_live; }
+    [[nodiscard]] bool inputMonitoringGranted() const;
+
+    /// While true, the interceptor's answers keep key presses from other applications.
+    void setFiltering(bool filtering) { m_tap.setFiltering(filtering); }
+
+    void handleFlagsChanged(const ModifierChange& event);
+    bool handleKeyDown(const KeyPress& event);
+
+private:
+    void keyWentDown(qint64 keyCode, HotkeyAction action, double at);
+    void keyWentUp(qint64 keyCode, HotkeyAction action, double at);
+    void forgetPendingTaps();
+    void logTriggers() const;
+
+    EventTap& m_tap;
+    Settings& m_settings;
+    Scheduler& m_scheduler;
+    bool m_installed = false;
+    bool m_live = false;
+    std::map<qint64, TapState> m_states;
+};
+
+} // namespace murlo

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QString>
+
+namespace murlo {
+
+/// What the speech engine's supervisor has to say of it.
+struct EngineState {
+    enum Case {
+        stopped, ///< no engine process is wanted
+        loading, ///< being started, or restarted after an exit; has not answered yet
+        ready,   ///< answers requests
+        failed,  ///< cannot be used; the message says why and what to do
+    };
+
+    Case state = stopped;
+    QString message; ///< a sentence for the user; only with `failed`
+
+    friend bool operator==(const EngineState&, const EngineState&) = default;
+};
+
+} // namespace murlo

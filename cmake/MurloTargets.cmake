@@ -1,0 +1,55 @@
+# How every target of Murlo is built: warnings as errors, ccache when it is there, one precompiled
+# header, and the sanitizers of the preset.
+
+find_program(MURLO_CCACHE ccache)
+if(MURLO_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+      CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+      CCACHE_PCH_EXTSUM=1 ${MURLO_CCACHE})
+endif()
+
+add_library(murlo_options INTERFACE)
+target_include_directories(murlo_options INTERFACE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/Murlo)
+target_compile_options(murlo_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough
+  -Werror -fno-omit-frame-pointer)
+target_compile_definitions(murlo_options INTERFACE
+  QT_NO_KEYWORDS QT_NO_FOREACH
+  QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+if(MURLO_SANITIZE)
+  target_compile_options(murlo_options INTERFACE -fsanitize=${MURLO_SANITIZE} -fno-sanitize-recover=all)
+  target_link_options(murlo_options INTERFACE -fsanitize=${MURLO_SANITIZE})
+endif()
+
+# murlo_library(name [WIDGETS] [LINK libs...]): a static library of every .cpp in this folder.
+function(murlo_library name)
+  cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
+  if(NOT sources)
+    file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/Empty.cpp "")
+    set(sources ${CMAKE_CURRENT_BINARY_DIR}/Empty.cpp)
+  endif()
+  add_library(${name} STATIC ${sources})
+  set_target_properties(${name} PROPERTIES AUTOMOC ON LINKER_LANGUAGE CXX)
+  target_link_libraries(${name} PUBLIC murlo_options Qt6::Core ${ARG_LINK})
+  # Texts of the product are written as what they are; tests may be brief.
+  target_compile_definitions(${name} PRIVATE QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII)
+  target_precompile_headers(${name} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/Precompiled.h)
+endfunction()
+
+# murlo_tests(folder-prefix LINK libs...): one test program per *Test.cpp in this folder.
+function(murlo_tests prefix)
+  cmake_parse_arguments(ARG "" "" "LINK;WRAP" ${ARGN})
+  file(GLOB suites CONFIGURE_DEPENDS *Test.cpp)
+  foreach(suite ${suites})
+    get_filename_component(base ${suite} NAME_WE)
+    set(target ${prefix}_${base})
+    add_executable(${target} ${suite})
+    set_target_properties(${target} PROPERTIES AUTOMOC ON)
+    target_link_libraries(${target} PRIVATE murlo_test_support Qt6::Test ${ARG_LINK})
+    target_precompile_headers(${target} REUSE_FROM murlo_test_support)
+    add_test(NAME ${prefix}/${base} COMMAND ${ARG_WRAP} $<TARGET_FILE:${target}>)
+    set_tests_properties(${prefix}/${base} PROPERTIES LABELS ${prefix} TIMEOUT 300
+      ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=qt.qpa.*=false")
+  endforeach()
+endfunction()

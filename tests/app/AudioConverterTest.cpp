@@ -1,0 +1,133 @@
+#include "Murlo/dictation/AudioConverter.h"
+#include "tests/support/Signal.h"
+
+#include <QtTest>
+
+#include <limits>
+
+using namespace murlo;
+
+namespace {
+
+constexpr double target = AudioConverter::targetSampleRate;
+
+/// The whole stream converted, handed over in pieces of `piece` frames.
+std::vector<float> converted(const std::vector<float>& interleaved, AudioFormat format,
+                             std::size_t piece) {
+    const auto converter = AudioConverter::make(format);
+    const auto channels = static_cast<std::size_t>(format.channels);
+    std::vector<float> result;
+    for (std::size_t at = 0; at < interleaved.size() / channels; at += piece) {
+        const std::size_t frames = std::min(piece, interleaved.size() / channels - at);
+        const auto part = converter->convert({interleaved.data() + at * channels, frames, format});
+        result.insert(result.end(), part->begin(), part->end());
+    }
+    const auto rest = converter->flush();
+    result.insert(result.end(), rest->begin(), rest->end());
+    return result;
+}
+
+} // namespace
+
+class AudioConverterTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void speechKeepsItsPitchItsLoudnessAndItsPlaceInTime_data() {
+        QTest::addColumn<double>("rate");
+        QTest::addColumn<int>("channels");
+        for (const double rate : {8000.0, 16000.0, 44100.0, 48000.0, 96000.0}) {
+            for (const int channels : {1, 2, 6}) {
+                QTest::addRow("%g Hz, %d channels", rate, channels) << rate << channels;
+            }
+        }
+    }
+    void speechKeepsItsPitchItsLoudnessAndItsPlaceInTime() {
+        QFETCH(const double, rate);
+        QFETCH(const int, channels);
+        for (const double frequency : {120.0, 1000.0, 3300.0}) {
+            const auto output =
+                converted(sine(frequency, rate, 1.0, channels), {rate, channels}, 441);
+            QCOMPARE(output.size(), std::size_t{16000});
+            // Against the sine itself, so that a shift in time shows too; the stream's first and
+            // last moments aside, where it jumps.
+            const auto ideal = sine(frequency, target, 1.0);
+            double worst = 0;
+            for (std::size_t i = 400; i < 15600; ++i) {
+                worst = std::max(worst, std::abs(double{output[i]} - ideal[i]));
+            }
+            QVERIFY2(worst < 0.001, qPrintable(QStringLiteral("off by %1").arg(worst)));
+        }
+    }
+
+    void piecesOfAnySizeYieldTheSameAudio_data() {
+        QTest::addColumn<double>("rate");
+        QTest::newRow("44.1 kHz") << 44100.0;
+        QTest::newRow("48 kHz") << 48000.0;
+    }
+    void piecesOfAnySizeYieldTheSameAudio() {
+        QFETCH(const double, rate);
+        const auto input = sine(440, rate, 1.5);
+        const auto whole = converted(input, {rate, 1}, input.size());
+        for (const std::size_t piece : {1, 7, 480, 4096, 20000}) {
+            QCOMPARE(converted(input, {rate, 1}, piece), whole);
+        }
+    }
+
+    void lastMomentBeforeTheEndIsKept() {
+        auto input = std::vector<float>(48000, 0.0F);
+        const auto word = sine(1000, 48000, 0.02);
+        std::copy(word.begin(), word.end(), input.end() - static_cast<qsizetype>(word.size()));
+        const auto output = converted(input, {48000, 1}, 480);
+        const auto end = std::span<const float>(output).last(320);
+        QVERIFY2(loudness(end) > 0.33, qPrintable(QString::number(loudness(end))));
+    }
+
+    void whatIsTooHighIsRemovedNotFolded_data() {
+        QTest::addColumn<double>("rate");
+        QTest::addColumn<double>("frequency");
+        for (const double rate : {44100.0, 48000.0, 96000.0}) {
+            for (const double frequency : {8600.0, 12000.0, 15000.0, 20000.0}) {
+                QTest::addRow("%g Hz at %g Hz", frequency, rate) << rate << frequency;
+            }
+        }
+    }
+    void whatIsTooHighIsRemovedNotFolded() {
+        QFETCH(const double, rate);
+        QFETCH(const double, frequency);
+        const auto output = converted(sine(frequency, rate, 1.0), {rate, 1}, 4096);
+        const auto middle = std::span<const float>(output).subspan(2000, 12000);
+        QVERIFY2(loudness(middle) < 1e-5, qPrintable(QString::number(loudness(middle))));
+    }
+
+    void channelsAreAveraged() {
+        std::vector<float> input;
+        for (int i = 0; i < 16000; ++i) input.insert(input.end(), {0.6F, -0.2F});
+        const auto output = converted(input, {16000, 2}, 1000);
+        QVERIFY(std::abs(output[8000] - 0.2F) < 1e-4);
+    }
+
+    void formatsWithoutMeaningAreRefused_data() {
+        QTest::addColumn<double>("rate");
+        QTest::addColumn<int>("channels");
+        QTest::newRow("no rate") << 0.0 << 1;
+        QTest::newRow("negative rate") << -48000.0 << 1;
+        QTest::newRow("infinite rate") << std::numeric_limits<double>::infinity() << 1;
+        QTest::newRow("no channels") << 48000.0 << 0;
+    }
+    void formatsWithoutMeaningAreRefused() {
+        QFETCH(const double, rate);
+        QFETCH(const int, channels);
+        QVERIFY(AudioConverter::make({rate, channels}) == nullptr);
+    }
+
+    void bufferInAnotherFormatIsRefusedAndTheStreamGoesOn() {
+        const auto converter = AudioConverter::make({48000, 1});
+        const auto input = sine(1000, 48000, 1.0);
+        QVERIFY(!converter->convert({input.data(), 480, {48000, 2}}).has_value());
+        QVERIFY(converter->convert({input.data(), 48000, {48000, 1}})->size() > 15000);
+    }
+};
+
+QTEST_GUILESS_MAIN(AudioConverterTest)
+#include "AudioConverterTest.moc"

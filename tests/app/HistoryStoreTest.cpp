@@ -1,0 +1,91 @@
+#include "dictation/HistoryStore.h"
+#include "tests/support/VirtualScheduler.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace murlo;
+
+class HistoryStoreTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<Paths> m_paths;
+    VirtualScheduler m_scheduler;
+
+    [[nodiscard]] QString file() const { return m_paths->file(QStringLiteral("history.json")); }
+    [[nodiscard]] QJsonArray written() {
+        m_scheduler.runPending();
+        QFile history(file());
+        return history.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(history.readAll()).array()
+                                                 : QJsonArray();
+    }
+
+private Q_SLOTS:
+    void init() {
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_paths = std::make_unique<Paths>(m_folder->path());
+    }
+
+    void anEntryIsTrimmedWrittenAndReadBack() {
+        HistoryStore store(*m_paths, m_scheduler);
+        QSignalSpy changes(&store, &HistoryStore::entriesChanged);
+        store.add(QStringLiteral("  hello \n"));
+        store.add(QStringLiteral(" \n "));
+        QCOMPARE(changes.size(), 1);
+        const QJsonObject entry = written().at(0).toObject();
+        QCOMPARE(entry.keys(), (QStringList{"date", "id", "text"}));
+        QCOMPARE(entry.value(QStringLiteral("text")).toString(), QStringLiteral("hello"));
+        QCOMPARE(entry.value(QStringLiteral("date")).toString(), QStringLiteral("2026-03-14T15:09:26Z"));
+        const QString id = entry.value(QStringLiteral("id")).toString();
+        QCOMPARE(id, id.toUpper());
+        const HistoryStore again(*m_paths, m_scheduler);
+        QCOMPARE(again.entries().size(), 1);
+        QCOMPARE(again.entries().first().id, store.entries().first().id);
+        QCOMPARE(again.entries().first().date, store.entries().first().date);
+    }
+
+    void theNewestFiveHundredStay() {
+        HistoryStore store(*m_paths, m_scheduler);
+        for (int i = 0; i <= HistoryStore::capacity; ++i) store.add(QString::number(i));
+        QCOMPARE(store.entries().size(), HistoryStore::capacity);
+        QCOMPARE(store.entries().first().text, QStringLiteral("500"));
+        QCOMPARE(store.entries().last().text, QStringLiteral("1"));
+        QCOMPARE(written().size(), HistoryStore::capacity);
+    }
+
+    void aDamagedFileIsSetAsideAndTheNextEntryBeginsAnew_data() {
+        QTest::addColumn<QByteArray>("damaged");
+        QTest::newRow("no JSON") << QByteArray("[{\"id\": ");
+        QTest::newRow("an object") << QByteArray("{}");
+        QTest::newRow("a bad date")
+            << QByteArray(R"([{"id": "0D8E2C1A-5C7F-4B7E-9F55-2A3D6B1C0E4F", "text": "x",
+                              "date": "yesterday"}])");
+        QTest::newRow("a missing text")
+            << QByteArray(R"([{"id": "0D8E2C1A-5C7F-4B7E-9F55-2A3D6B1C0E4F",
+                              "date": "2026-03-14T15:09:26Z"}])");
+    }
+
+    void aDamagedFileIsSetAsideAndTheNextEntryBeginsAnew() {
+        QFETCH(QByteArray, damaged);
+        QFile before(file());
+        QVERIFY(before.open(QIODevice::WriteOnly));
+        before.write(damaged);
+        before.close();
+        HistoryStore store(*m_paths, m_scheduler);
+        QVERIFY(store.entries().isEmpty());
+        store.add(QStringLiteral("first"));
+        QCOMPARE(written().size(), 1);
+        const QStringList aside =
+            QDir(m_paths->support()).entryList({QStringLiteral("history.json.damaged-*")});
+        QCOMPARE(aside.size(), 1);
+        QFile kept(m_paths->file(aside.first()));
+        QVERIFY(kept.open(QIODevice::ReadOnly));
+        QCOMPARE(kept.readAll(), damaged);
+    }
+};
+
+QTEST_GUILESS_MAIN(HistoryStoreTest)
+#include "HistoryStoreTest.moc"

@@ -1,0 +1,364 @@
+#include "Murlo/platform/linux/freedesktop/QtScheduler.h"
+#include "Murlo/platform/linux/x11/X11Pasteboard.h"
+#include "tests/support/FakePasteboard.h"
+#include "tests/support/OtherClipboardUser.h"
+
+#include <QElapsedTimer>
+#include <QtTest>
+#include <xcb/xcb.h>
+
+#include <thread>
+
+using namespace murlo;
+
+namespace {
+
+/// A clipboard with another program beside it.
+class World {
+public:
+    World() = default;
+    World(const World&) = delete;
+    World& operator=(const World&) = delete;
+    virtual ~World() = default;
+
+    virtual Pasteboard& pasteboard() = 0;
+    virtual void otherCopies(const PasteboardItem& item) = 0;
+    virtual void otherHangs(bool hung) = 0;
+    virtual void otherExits() = 0;
+    /// What the other program gets by a paste.
+    virtual QByteArray otherPastes(const QString& format) = 0;
+    /// "text/plain" of the other program, as the platform names it.
+    [[nodiscard]] virtual QString textFormat() const = 0;
+};
+
+class FakeWorld : public World {
+public:
+    Pasteboard& pasteboard() override { return m_pasteboard; }
+    void otherCopies(const PasteboardItem& item) override { m_pasteboard.foreignCopy(item); }
+    void otherHangs(bool hung) override { m_pasteboard.foreignHang(hung); }
+    void otherExits() override { m_pasteboard.foreignExit(); }
+    QByteArray otherPastes(const QString& format) override {
+        for (const auto& item : m_pasteboard.items()) {
+            for (const auto& [name, bytes] : item) {
+                if (name == format) return OtherClipboardUser::fingerprint(bytes);
+            }
+        }
+        return "none";
+    }
+    [[nodiscard]] QString textFormat() const override { return QStringLiteral("UTF8_STRING"); }
+
+private:
+    QtScheduler m_scheduler;
+    FakePasteboard m_pasteboard{m_scheduler};
+};
+
+class RealWorld : public World {
+public:
+    Pasteboard& pasteboard() override { return *m_pasteboard; }
+    void otherCopies(const PasteboardItem& item) override { QVERIFY(m_other.copy(item)); }
+    void otherHangs(bool hung) override { m_other.hang(hung); }
+    void otherExits() override { m_other.kill(); }
+    QByteArray otherPastes(const QString& format) override { return m_other.paste(format); }
+    [[nodiscard]] QString textFormat() const override { return QStringLiteral("text/plain"); }
+
+    OtherClipboardUser& other() { return m_other; }
+    void endPasteboard() { m_pasteboard.reset(); }
+
+private:
+    OtherClipboardUser m_other{QStringLiteral(MURLO_CLIPBOARD_USER)};
+    std::unique_ptr<X11Pasteboard> m_pasteboard = std::make_unique<X11Pasteboard>();
+};
+
+QByteArray noise(qsizetype size) {
+    QByteArray bytes(size, Qt::Uninitialized);
+    quint32 state = 12345;
+    for (char& byte : bytes) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<char>(state >> 24);
+    }
+    return bytes;
+}
+
+QStringList formats(const PasteboardItem& item) {
+    QStringList names;
+    for (const auto& format : item) names.append(format.first);
+    return names;
+}
+
+PasteboardItem textItem(const World& world, const char* text) {
+    return {{world.textFormat(), text}};
+}
+
+/// A session's clipboard manager, as small as can be: saves the plain text when asked, by means of
+/// a pasteboard of its own.
+class ClipboardManager {
+public:
+    ClipboardManager() : m_thread([this] { run(); }) {}
+    ClipboardManager(const ClipboardManager&) = delete;
+    ClipboardManager& operator=(const ClipboardManager&) = delete;
+    ~ClipboardManager() { m_thread.join(); }
+
+private:
+    void run() {
+        while (const auto* event = xcb_wait_for_event(m_connection)) {
+            if ((event->response_type & 0x7f) != XCB_SELECTION_REQUEST) continue;
+            const auto request = *reinterpret_cast<const xcb_selection_request_event_t*>(event);
+            const auto reading = m_store.read();
+            while (!reading->isComplete()) std::this_thread::yield();
+            m_store.write(reading->snapshot());
+            xcb_selection_notify_event_t answer{};
+            answer.response_type = XCB_SELECTION_NOTIFY;
+            answer.requestor = request.requestor;
+            answer.selection = request.selection;
+            answer.target = request.target;
+            answer.property = request.property;
+            std::array<char, 32> buffer{};
+            std::memcpy(buffer.data(), &answer, sizeof answer);
+            xcb_send_event(m_connection, 0, request.requestor, 0, buffer.data());
+            xcb_flush(m_connection);
+            return;
+        }
+    }
+    xcb_connection_t* connect() {
+        auto* connection = xcb_connect(nullptr, nullptr);
+        const auto* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+        const auto window = xcb_generate_id(connection);
+        xcb_create_window(connection, 0, window, screen->root, 0, 0, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+        const QByteArray name = "CLIPBOARD_MANAGER";
+        auto* atom = xcb_intern_atom_reply(
+            connection,
+            xcb_intern_atom(connection, 0, static_cast<quint16>(name.size()), name.data()),
+            nullptr);
+        xcb_set_selection_owner(connection, window, atom->atom, XCB_CURRENT_TIME);
+        std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+        std::free(atom);
+        return connection;
+    }
+
+    X11Pasteboard m_store;
+    xcb_connection_t* m_connection = connect();
+    std::thread m_thread;
+};
+
+} // namespace
+
+class PasteboardContractTest : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<World> m_world;
+
+    void worlds() {
+        QTest::addColumn<bool>("real");
+        QTest::newRow("fake") << false;
+        QTest::newRow("X11") << true;
+    }
+    Pasteboard& start() {
+        QFETCH(bool, real);
+        if (real) m_world = std::make_unique<RealWorld>();
+        else m_world = std::make_unique<FakeWorld>();
+        return m_world->pasteboard();
+    }
+    RealWorld& startReal() {
+        auto world = std::make_unique<RealWorld>();
+        RealWorld& result = *world;
+        m_world = std::move(world);
+        return result;
+    }
+    /// The other program's copy, seen by ours.
+    void copyElsewhere(const PasteboardItem& item) {
+        const qint64 before = m_world->pasteboard().changeCount();
+        m_world->otherCopies(item);
+        QTRY_VERIFY(m_world->pasteboard().changeCount() > before);
+    }
+
+private Q_SLOTS:
+    void cleanup() { m_world.reset(); }
+
+    void theOtherProgramPastesWhatWasPutThere_data() { worlds(); }
+    void theOtherProgramPastesWhatWasPutThere() {
+        Pasteboard& pasteboard = start();
+        const QString text = QStringLiteral("Grüße, 世界 👩‍👩‍👧\nsecond line");
+        pasteboard.setString(text);
+        QCOMPARE(m_world->otherPastes(m_world->textFormat()),
+                 OtherClipboardUser::fingerprint(text.toUtf8()));
+        QCOMPARE(m_world->otherPastes(QStringLiteral("x-kde-passwordManagerHint")),
+                 OtherClipboardUser::fingerprint("secret"));
+    }
+
+    void ownWritesAreCountedAtOnceAndForeignOnesReported_data() { worlds(); }
+    void ownWritesAreCountedAtOnceAndForeignOnesReported() {
+        Pasteboard& pasteboard = start();
+        int reported = 0;
+        pasteboard.onChange = [&] { ++reported; };
+        qint64 last = pasteboard.changeCount();
+        for (int i = 0; i < 20; ++i) {
+            const qint64 count = pasteboard.setString(QString::number(i));
+            QVERIFY(count > last);
+            QCOMPARE(pasteboard.changeCount(), count);
+            last = count;
+        }
+        // The other program has seen all of it, so whatever was to be notified has been.
+        QCOMPARE(m_world->otherPastes(m_world->textFormat()), OtherClipboardUser::fingerprint("19"));
+        QCoreApplication::processEvents();
+        QCOMPARE(pasteboard.changeCount(), last);
+        QCOMPARE(reported, 0);
+
+        copyElsewhere(textItem(*m_world, "theirs"));
+        QTRY_COMPARE(reported, 1);
+        QVERIFY(pasteboard.changeCount() > last);
+        pasteboard.write({});
+        QVERIFY(pasteboard.changeCount() > last + 1);
+        QCOMPARE(m_world->otherPastes(m_world->textFormat()), QByteArray("none"));
+        QCOMPARE(reported, 1);
+    }
+
+    void everyFormatComesBackToTheByte_data() { worlds(); }
+    void everyFormatComesBackToTheByte() {
+        Pasteboard& pasteboard = start();
+        const PasteboardItem original{{QStringLiteral("image/png"), noise(3'000'000)},
+                                      {QStringLiteral("text/html"), "<b>fett</b>"},
+                                      {QStringLiteral("application/x-odd"), noise(1000)},
+                                      {QStringLiteral("application/x-empty"), ""},
+                                      {m_world->textFormat(), "fett"}};
+        copyElsewhere(original);
+        const auto reading = pasteboard.read();
+        QTRY_VERIFY(reading->isComplete());
+        pasteboard.setString(QStringLiteral("dictated"));
+        const PasteboardSnapshot snapshot = reading->snapshot();
+        QCOMPARE(snapshot.unread, QStringList());
+        pasteboard.write(snapshot);
+        for (const auto& [format, bytes] : original)
+            QCOMPARE(m_world->otherPastes(format), OtherClipboardUser::fingerprint(bytes));
+
+        // What is ours by now is kept as well as what was theirs.
+        const auto own = pasteboard.read();
+        pasteboard.setString(QStringLiteral("dictated again"));
+        QTRY_VERIFY(own->isComplete());
+        QCOMPARE(formats(own->snapshot().items.first()), formats(snapshot.items.first()));
+    }
+
+    void aReadingSurvivesTheTextThatFollowsIt_data() { worlds(); }
+    void aReadingSurvivesTheTextThatFollowsIt() {
+        Pasteboard& pasteboard = start();
+        copyElsewhere(textItem(*m_world, "the user's"));
+        const auto reading = pasteboard.read();
+        pasteboard.setString(QStringLiteral("dictated"));
+        QTRY_VERIFY(reading->isComplete());
+        pasteboard.write(reading->snapshot());
+        QCOMPARE(m_world->otherPastes(m_world->textFormat()),
+                 OtherClipboardUser::fingerprint("the user's"));
+    }
+
+    void aHungProgramIsGivenUpAndWaitedForByNobody_data() { worlds(); }
+    void aHungProgramIsGivenUpAndWaitedForByNobody() {
+        Pasteboard& pasteboard = start();
+        copyElsewhere(textItem(*m_world, "theirs"));
+        m_world->otherHangs(true);
+        QElapsedTimer time;
+        time.start();
+        const auto reading = pasteboard.read();
+        pasteboard.setString(QStringLiteral("dictated"));
+        QVERIFY2(time.elapsed() < 200, "the write waited for the hung program");
+        QVERIFY(!reading->isComplete());
+        QTRY_VERIFY_WITH_TIMEOUT(reading->isComplete(), 2000);
+        QVERIFY(time.elapsed() >= 300);
+        QVERIFY(reading->snapshot().items.isEmpty());
+        QVERIFY(!reading->snapshot().unread.isEmpty());
+        // Its late answers disturb nothing.
+        m_world->otherHangs(false);
+        copyElsewhere(textItem(*m_world, "theirs again"));
+        const auto next = pasteboard.read();
+        QTRY_VERIFY(next->isComplete());
+        QVERIFY(next->snapshot().unread.isEmpty());
+        QCOMPARE(next->snapshot().items.first().last().second, QByteArray("theirs again"));
+    }
+
+    void aProgramThatEndsTakesItsContentAlong_data() { worlds(); }
+    void aProgramThatEndsTakesItsContentAlong() {
+        Pasteboard& pasteboard = start();
+        copyElsewhere(textItem(*m_world, "theirs"));
+        m_world->otherHangs(true);
+        const qint64 before = pasteboard.changeCount();
+        const auto reading = pasteboard.read();
+        m_world->otherExits();
+        QTRY_VERIFY(reading->isComplete());
+        QVERIFY(reading->snapshot().items.isEmpty());
+        QTRY_VERIFY(pasteboard.changeCount() > before);
+
+        const auto empty = pasteboard.read();
+        QTRY_VERIFY(empty->isComplete());
+        QVERIFY(empty->snapshot().items.isEmpty());
+        QCOMPARE(empty->snapshot().unread, QStringList());
+    }
+
+    void aSecretIsNotKept_data() { worlds(); }
+    void aSecretIsNotKept() {
+        Pasteboard& pasteboard = start();
+        PasteboardItem item = textItem(*m_world, "hunter2");
+        item.append({QStringLiteral("x-kde-passwordManagerHint"), "secret"});
+        copyElsewhere(item);
+        const auto reading = pasteboard.read();
+        QTRY_VERIFY(reading->isComplete());
+        QVERIFY(reading->snapshot().items.isEmpty());
+        QVERIFY(!reading->snapshot().unread.isEmpty());
+    }
+
+    void aLargePictureIsReadAndServedInPieces() {
+        Pasteboard& pasteboard = startReal().pasteboard();
+        const QString png = QStringLiteral("image/png");
+        const QByteArray picture = noise(64 << 20);
+        copyElsewhere({{png, picture}});
+        PasteboardSnapshot snapshot;
+        const auto isRead = [&] {
+            const auto reading = pasteboard.read();
+            return QTest::qWaitFor([&] { return reading->isComplete(); }, 20000) &&
+                   (snapshot = reading->snapshot()).unread.isEmpty();
+        };
+        // On a busy machine even a living program may be silent for too long.
+        QTRY_VERIFY_WITH_TIMEOUT(isRead(), 20000);
+        pasteboard.write(snapshot);
+        QCOMPARE(m_world->otherPastes(png), OtherClipboardUser::fingerprint(picture));
+    }
+
+    void aRequestorThatDiesInTheMiddleHarmsNobody() {
+        RealWorld& world = startReal();
+        const QString png = QStringLiteral("image/png");
+        world.pasteboard().write({{{{png, noise(64 << 20)}}}, {}});
+        world.other().beginPaste(png);
+        world.otherExits();
+        const QByteArray small = noise(5'000'000);
+        world.pasteboard().write({{{{png, small}}}, {}});
+        OtherClipboardUser third{QStringLiteral(MURLO_CLIPBOARD_USER)};
+        QCOMPARE(third.paste(png), OtherClipboardUser::fingerprint(small));
+    }
+
+    void theClipboardManagerGetsWhatWeLeave() {
+        RealWorld& world = startReal();
+        {
+            const ClipboardManager manager;
+            world.pasteboard().write({{{{world.textFormat(), "kept"}}}, {}});
+            world.endPasteboard();
+            QCOMPARE(world.otherPastes(world.textFormat()),
+                     OtherClipboardUser::fingerprint("kept"));
+        }
+    }
+
+    void withoutAServerTheTextIsSimplyNotPutAnywhere() {
+        const QByteArray display = qgetenv("DISPLAY");
+        qputenv("DISPLAY", ":99999");
+        {
+            X11Pasteboard pasteboard;
+            const qint64 count = pasteboard.setString(QStringLiteral("text"));
+            QCOMPARE(pasteboard.changeCount(), count);
+            const auto reading = pasteboard.read();
+            QTRY_VERIFY(reading->isComplete());
+            QVERIFY(reading->snapshot().items.isEmpty());
+        }
+        qputenv("DISPLAY", display);
+    }
+};
+
+QTEST_GUILESS_MAIN(PasteboardContractTest)
+#include "PasteboardContractTest.moc"

@@ -1,0 +1,334 @@
+#include "MurloKit/WavWriter.h"
+#include "dictation/Transcriber.h"
+#include "dictation/WhisperServer.h"
+#include "platform/linux/freedesktop/QtHttpClient.h"
+#include "platform/linux/freedesktop/QtProcessLauncher.h"
+#include "platform/linux/freedesktop/QtScheduler.h"
+#include "tests/support/HurriedScheduler.h"
+#include "tests/support/TestLog.h"
+#include "tests/support/ValidatingServer.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace murlo {
+
+namespace {
+
+constexpr int patience = 60'000; ///< milliseconds for what another program does
+
+QString smallModel() {
+    return QFINDTESTDATA("../data/ggml-mini-en.bin");
+}
+
+/// Remembers what it started.
+class WatchedLauncher : public QtProcessLauncher {
+public:
+    using QtProcessLauncher::QtProcessLauncher;
+
+    tl::expected<std::unique_ptr<ChildProcess>, QString>
+    launch(const QString& program, const QStringList& arguments, ChildHandlers handlers) override {
+        auto child = QtProcessLauncher::launch(program, arguments, std::move(handlers));
+        if (child) {
+            lastPid = static_cast<int>((*child)->pid());
+            ++launches;
+        }
+        return child;
+    }
+    std::atomic<int> lastPid = 0;
+    std::atomic<int> launches = 0;
+};
+
+bool isAlive(int pid) {
+    return ::kill(pid, 0) == 0;
+}
+
+/// Processor time that a program has used, in clock ticks.
+int ticksUsed(int pid) {
+    QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!file.open(QIODevice::ReadOnly)) return 0;
+    const auto columns = file.readAll().split(')').last().split(' ');
+    return columns.value(12).toInt() + columns.value(13).toInt();
+}
+
+/// What an engine is asked to do while something happens to it.
+enum class Moment { idle, loading, transcribing };
+
+void addMoments() {
+    QTest::addColumn<Moment>("moment");
+    QTest::newRow("idle") << Moment::idle;
+    QTest::newRow("loading") << Moment::loading;
+    QTest::newRow("transcribing") << Moment::transcribing;
+}
+
+/// A supervisor with everything real but for its delays, on a port of its own.
+struct Engine {
+    Engine(const QString& program, const QString& modelFile, quint16 onPort = freePort(),
+           double fraction = 0.1)
+        : port(onPort)
+        , model(modelFile)
+        , launcher(folder.path())
+        , hurried(scheduler, fraction) {
+        QDir(folder.path()).mkpath(QStringLiteral("bin"));
+        if (!program.isEmpty()) {
+            QFile::link(program, folder.filePath(QStringLiteral("bin/whisper-server")));
+        }
+        server = std::make_unique<WhisperServer>(
+            port, hurried, launcher,
+            [](Delay delay) { return std::make_unique<QtHttpClient>(std::move(delay)); },
+            [this] { return model; }, [] { return QStringLiteral("en"); });
+        server->onStateChange = [this](const EngineState& state) { states << state; };
+    }
+
+    [[nodiscard]] bool waitFor(EngineState::Case state) {
+        return QTest::qWaitFor([&] { return server->state().state == state; }, patience);
+    }
+    std::unique_ptr<HttpTask> transcribe(const QByteArray& wav,
+                                         std::optional<TranscribeResult>& result) {
+        return Transcriber(http, server->inferenceURL())
+            .transcribe(wav, QStringLiteral("en"), {},
+                        [&result](TranscribeResult answer) { result = std::move(answer); });
+    }
+
+    quint16 port;
+    QTemporaryDir folder;
+    std::optional<QString> model;
+
+    WatchedLauncher launcher;
+    QtScheduler scheduler;
+    HurriedScheduler hurried;
+    QtHttpClient http{
+        [this](double seconds, Work work) { return scheduler.after(seconds, std::move(work)); }};
+    TestLog log{scheduler};
+    QList<EngineState> states;
+    std::unique_ptr<WhisperServer> server;
+};
+
+} // namespace
+
+class EngineTest : public QObject {
+    Q_OBJECT
+
+    /// What espeak-ng makes of the text.
+    QByteArray speech(const QString& text) {
+        const QString path = m_folder.filePath(QStringLiteral("clip.wav"));
+        QProcess voice;
+        voice.start(QStringLiteral("espeak-ng"),
+                    {QStringLiteral("-v"), QStringLiteral("en-us"), QStringLiteral("-s"),
+                     QStringLiteral("160"), QStringLiteral("-w"), path, text});
+        if (!voice.waitForFinished(patience)) return {};
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    /// Starts the engine and returns once it is in the midst of what `moment` says.
+    void bring(Engine& engine, Moment moment) {
+        engine.server->start();
+        QTRY_VERIFY_WITH_TIMEOUT(engine.launcher.launches == 1, patience);
+        if (moment == Moment::loading) return;
+        QVERIFY(engine.waitFor(EngineState::ready));
+        if (moment == Moment::idle) return;
+        const int before = ticksUsed(engine.launcher.lastPid);
+        m_request = engine.transcribe(speech(longSpeech()), m_result);
+        QTRY_VERIFY_WITH_TIMEOUT(ticksUsed(engine.launcher.lastPid) > before + 20, patience);
+        QVERIFY(!m_result);
+    }
+    /// Keeps the engine busy for seconds.
+    static QString longSpeech() {
+        return QStringLiteral("There was fighting in the streets. ").repeated(30);
+    }
+    void expectTranscript(Engine& engine, const QString& sentence) {
+        std::optional<TranscribeResult> result;
+        const auto request = engine.transcribe(speech(sentence), result);
+        QTRY_VERIFY_WITH_TIMEOUT(result, patience);
+        QVERIFY2(result->has_value(), qUtf8Printable(result->error().description()));
+        QCOMPARE(**result, sentence);
+    }
+    QString script(const QByteArray& lines) {
+        QFile file(m_folder.filePath(QStringLiteral("script")));
+        if (file.open(QIODevice::WriteOnly)) file.write(lines);
+        return file.fileName();
+    }
+
+    QTemporaryDir m_folder;
+    QString m_program;
+    const QString m_scripted = QStringLiteral(MURLO_SCRIPTED_ENGINE);
+    std::optional<TranscribeResult> m_result; ///< of the request that `bring` made
+    std::unique_ptr<HttpTask> m_request;
+
+private Q_SLOTS:
+    void initTestCase() {
+        m_program = qEnvironmentVariable("MURLO_ENGINE");
+        QVERIFY2(
+            QFileInfo(m_program).isExecutable(),
+            "The speech engine is not built, or the environment variable MURLO_ENGINE does not "
+            "name its program; ./dev test sees to both.");
+        QVERIFY2(QFileInfo::exists(smallModel()), "tests/data/ggml-mini-en.bin is missing.");
+    }
+    void cleanup() {
+        m_request.reset();
+        m_result.reset();
+    }
+
+    void transcribesExactly_data() {
+        QTest::addColumn<QString>("sentence");
+        for (const char* sentence :
+             {"Push the function to the password.", "There was fighting in the streets.",
+              "He rode into the mouth of the canyon."}) {
+            QTest::newRow(sentence) << QString::fromLatin1(sentence);
+        }
+    }
+    void transcribesExactly() {
+        QFETCH(QString, sentence);
+        Engine engine(m_program, smallModel());
+        bring(engine, Moment::idle);
+        expectTranscript(engine, sentence);
+    }
+
+    void comesBackAfterAKill_data() { addMoments(); }
+    void comesBackAfterAKill() {
+        QFETCH(Moment, moment);
+        Engine engine(m_program, smallModel());
+        bring(engine, moment);
+        const int killed = engine.launcher.lastPid;
+        ::kill(killed, SIGKILL);
+        QTRY_VERIFY_WITH_TIMEOUT(engine.launcher.launches == 2, patience);
+        QVERIFY(engine.waitFor(EngineState::ready));
+        QVERIFY(engine.log.lines().contains(
+            QStringLiteral("whisper-server: exited (code 9), restarting in 2s (attempt 1)")));
+        if (moment == Moment::transcribing) {
+            QTRY_VERIFY(m_result);
+            QVERIFY(!m_result->has_value());
+        }
+        expectTranscript(engine, QStringLiteral("There was fighting in the streets."));
+    }
+
+    void nothingIsLeftAfterShutdown_data() { addMoments(); }
+    void nothingIsLeftAfterShutdown() {
+        QFETCH(Moment, moment);
+        Engine engine(m_program, smallModel());
+        bring(engine, moment);
+        engine.server->shutdown();
+        QVERIFY(!isAlive(engine.launcher.lastPid));
+        QCOMPARE(engine.server->state(), EngineState{});
+        QVERIFY(engine.log.lines(QStringLiteral("whisper-server: exited")).isEmpty());
+    }
+
+    void restartWhileLoadingStartsAnew() {
+        Engine engine(m_program, smallModel());
+        bring(engine, Moment::loading);
+        const int first = engine.launcher.lastPid;
+        engine.server->restart();
+        QTRY_VERIFY_WITH_TIMEOUT(engine.launcher.launches == 2, patience);
+        QVERIFY(!isAlive(first));
+        QVERIFY(engine.waitFor(EngineState::ready));
+    }
+
+    void aCancelledPreviewLeavesTheEngineFree() {
+        Engine engine(m_program, smallModel());
+        bring(engine, Moment::transcribing);
+        m_request->cancel();
+        expectTranscript(engine, QStringLiteral("There was fighting in the streets."));
+        QVERIFY(!m_result);
+    }
+
+    void speechNeverGoesToAStranger() {
+        ValidatingServer stranger;
+        QVERIFY(stranger.listen(QHostAddress::LocalHost));
+        Engine engine(m_program, smallModel(), stranger.serverPort());
+        engine.server->start();
+        QVERIFY(engine.waitFor(EngineState::failed));
+        QCOMPARE(engine.server->state().message,
+                 QStringLiteral(
+                     "The speech engine keeps stopping (code 1). Open Settings, under Speech."));
+        QVERIFY(!engine.states.contains(EngineState{EngineState::ready, {}}));
+        for (const auto& request : stranger.requests)
+            QCOMPARE(request.method + request.path, "GET/");
+    }
+
+    void aStrangerThatSharesThePortKeepsTheEngineFromBeingReady() {
+        const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const int yes = 1;
+        ::setsockopt(socket, SOL_SOCKET, SO_REUSEPORT, &yes, sizeof yes);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        QCOMPARE(::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        QCOMPARE(::listen(socket, 16), 0);
+        ValidatingServer stranger;
+        QVERIFY(stranger.setSocketDescriptor(socket));
+
+        Engine engine(m_program, smallModel(), stranger.serverPort());
+        engine.server->start();
+        QTRY_VERIFY_WITH_TIMEOUT(stranger.requests.size() >= 10, patience);
+        QCOMPARE(engine.server->state().state, EngineState::loading);
+        QCOMPARE(engine.launcher.launches, 1); // it could bind, and runs
+        stranger.close();
+        QVERIFY(engine.waitFor(EngineState::ready));
+    }
+
+    void anOrphanOfAnEarlierRunIsCleared() {
+        Engine engine(m_program, smallModel());
+        QProcess orphan;
+        orphan.start(engine.folder.filePath(QStringLiteral("bin/whisper-server")),
+                     {QStringLiteral("--model"), smallModel(), QStringLiteral("--port"),
+                      QString::number(engine.port)});
+        QVERIFY(orphan.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(engine.launcher.ownsListeningPort(orphan.processId(), engine.port),
+                                 patience);
+        engine.server->start();
+        QVERIFY(engine.waitFor(EngineState::ready));
+        QTRY_COMPARE(orphan.state(), QProcess::NotRunning);
+        QCOMPARE(
+            engine.log.lines().value(0),
+            QStringLiteral("whisper-server: cleared an orphaned instance on :%1").arg(engine.port));
+    }
+
+    void aTruncatedModelEndsInTheKeepsStoppingState() {
+        QFile whole(smallModel());
+        QVERIFY(whole.open(QIODevice::ReadOnly));
+        Engine engine(m_program, script(whole.read(1'000'000)));
+        engine.server->start();
+        QVERIFY(engine.waitFor(EngineState::failed));
+        QVERIFY(engine.server->state().message.startsWith(
+            QLatin1String("The speech engine keeps stopping")));
+        QCOMPARE(engine.launcher.launches, 4);
+        QVERIFY(!engine.log.lines(QStringLiteral("whisper-server: error: failed")).isEmpty());
+    }
+
+    void aChildThatIgnoresSigtermIsKilled() {
+        Engine engine(m_scripted, script("ignore-sigterm"));
+        bring(engine, Moment::idle);
+        engine.server->shutdown();
+        QVERIFY(!isAlive(engine.launcher.lastPid));
+    }
+
+    void aChildThatNeverListensRunsOutOfTime() {
+        Engine engine(m_scripted, script("hang"), freePort(), 0.01);
+        engine.server->start();
+        QVERIFY(engine.waitFor(EngineState::failed));
+        QCOMPARE(engine.server->state().message,
+                 QStringLiteral("The speech engine did not start in time. Try Restart in Settings, "
+                                "under Speech."));
+    }
+
+    void aFloodOfOutputHarmsNothing() {
+        Engine engine(m_scripted, script("flood 30\nprint error: flooded"));
+        bring(engine, Moment::idle);
+        int logged = 0;
+        for (const QString& line : engine.log.lines()) logged += static_cast<int>(line.size());
+        QVERIFY2(logged < 2000, qPrintable(QString::number(logged)));
+    }
+};
+
+} // namespace murlo
+
+QTEST_GUILESS_MAIN(murlo::EngineTest)
+#include "EngineTest.moc"

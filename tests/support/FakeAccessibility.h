@@ -1,0 +1,72 @@
+#pragma once
+
+#include "platform/Accessibility.h"
+#include "platform/Scheduler.h"
+
+#include <QList>
+#include <QMap>
+#include <QSet>
+
+#include <vector>
+
+namespace murlo {
+
+/// A tree of elements in memory, of any number of applications. Answers that come later come on a
+/// later turn of the scheduler; those of a hung element come when the time limit does.
+class FakeAccessibility : public Accessibility {
+public:
+    /// What one element says of itself.
+    struct Node {
+        qint64 pid = 1;
+        QMap<QString, QString> strings;
+        QMap<QString, ElementRef> elements;
+        QSet<QString> settable;
+        std::optional<QRectF> frame;
+        bool hung = false;
+        bool gone = false;
+    };
+
+    explicit FakeAccessibility(Scheduler& scheduler) : m_scheduler(scheduler) {}
+
+    /// A new element with this role (none if empty), below `parent` if there is one.
+    ElementRef add(const QString& role, const ElementRef& parent = nullptr);
+    /// Another handle of the same element.
+    [[nodiscard]] ElementRef sameAgain(const ElementRef& element) const;
+    [[nodiscard]] Node& node(const ElementRef& element);
+    void setFocused(const ElementRef& element) { m_focused = element; }
+    void setTrusted(bool trusted) { m_trusted = trusted; }
+
+    /// Windows that were raised, in order.
+    QList<ElementRef> raised;
+    /// Whether accessibility can be switched on by asking.
+    bool grantsTrust = true;
+
+    [[nodiscard]] bool isTrusted() const override { return m_trusted; }
+    void requestTrust() override { m_trusted = m_trusted || grantsTrust; }
+    [[nodiscard]] ElementRef focusedElement() const override { return m_focused; }
+    [[nodiscard]] std::optional<QString> string(const ElementRef& element,
+                                                const QString& attribute) const override;
+    [[nodiscard]] ElementRef element(const ElementRef& element,
+                                     const QString& attribute) const override;
+    [[nodiscard]] bool isSettable(const ElementRef& element,
+                                  const QString& attribute) const override;
+    [[nodiscard]] std::optional<QRectF> frame(const ElementRef& element) const override;
+    void askRole(const ElementRef& element, std::function<void(bool)> answered) override;
+    void focus(const ElementRef& window, const ElementRef& element,
+               std::function<void()> done) override;
+
+private:
+    class Element;
+
+    /// The element's node, or nothing when it does not answer.
+    [[nodiscard]] const Node* answering(const ElementRef& element) const;
+    void later(double seconds, Work work);
+
+    Scheduler& m_scheduler;
+    bool m_trusted = true;
+    ElementRef m_focused;
+    std::vector<ScheduledWork> m_delays;
+    Lifetime m_lifetime;
+};
+
+} // namespace murlo

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "platform/Applications.h"
+
+#include <QList>
+#include <QMap>
+
+namespace murlo {
+
+/// Applications in memory; the one that was activated last, or that the test puts there, is in
+/// front.
+class FakeApplications : public Applications {
+public:
+    struct Application {
+        std::optional<QString> identifier;
+        std::optional<QString> name;
+    };
+
+    [[nodiscard]] std::optional<qint64> frontmostPid() const override { return frontmost; }
+    [[nodiscard]] std::optional<QString> identifier(qint64 pid) const override {
+        return running.value(pid).identifier;
+    }
+    [[nodiscard]] std::optional<QString> name(qint64 pid) const override {
+        return running.value(pid).name;
+    }
+    void activate(qint64 pid) override {
+        activated.append(pid);
+        if (running.contains(pid)) frontmost = pid;
+    }
+
+    QMap<qint64, Application> running;
+    std::optional<qint64> frontmost;
+    QList<qint64> activated; ///< in the order of the calls
+};
+
+} // namespace murlo

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "platform/SingleInstance.h"
+
+namespace murlo {
+
+/// Instances in memory: those of one test share a `Session`.
+class FakeSingleInstance : public SingleInstance {
+public:
+    struct Session {
+        FakeSingleInstance* holder = nullptr;
+    };
+
+    explicit FakeSingleInstance(Session& session) : m_session(session) {}
+    ~FakeSingleInstance() override { FakeSingleInstance::release(); }
+
+    [[nodiscard]] bool acquire(const QStringList& arguments) override {
+        if (m_session.holder && m_session.holder != this) {
+            if (m_session.holder->onOpenedAgain) m_session.holder->onOpenedAgain(arguments);
+            return false;
+        }
+        m_session.holder = this;
+        return true;
+    }
+    void release() override {
+        if (m_session.holder == this) m_session.holder = nullptr;
+    }
+
+private:
+    Session& m_session;
+};
+
+} // namespace murlo

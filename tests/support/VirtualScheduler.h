@@ -1,0 +1,60 @@
+#pragma once
+
+#include "platform/Scheduler.h"
+
+#include <deque>
+#include <map>
+#include <vector>
+
+namespace murlo {
+
+/// A scheduler whose time moves by hand. Main thread, background jobs and serial queues all run on
+/// the test's own thread, in the order in which they became due, and only inside `runPending` and
+/// `advance`: the same test gives the same interleaving every time.
+class VirtualScheduler : public Scheduler {
+public:
+    VirtualScheduler();
+    ~VirtualScheduler() override;
+
+    [[nodiscard]] QDateTime now() const override {
+        return m_start.addMSecs(std::llround(m_time * 1000));
+    }
+    [[nodiscard]] double uptime() const override { return m_uptimeAtStart + m_time; }
+    [[nodiscard]] ScheduledWork after(double seconds, Work work) override;
+    [[nodiscard]] ScheduledWork every(double seconds, Work work) override;
+    void nextTurn(Work work) override { enqueue(std::move(work)); }
+    void background(Work work) override;
+    [[nodiscard]] std::unique_ptr<SerialQueue> makeSerialQueue(const QString& label) override;
+
+    /// Runs what is due now, and what that makes due, until nothing is.
+    void runPending();
+    /// Moves time forward, running everything on its way at its own moment.
+    void advance(double seconds);
+    /// While held, background jobs wait for `releaseBackground`: as if the pool were busy.
+    void holdBackground() { m_held = true; }
+    void releaseBackground();
+    /// Runs the oldest held background job alone.
+    void runOneHeldJob();
+
+    /// Timers that are still to fire: what an idle application leaves ticking.
+    [[nodiscard]] int pendingTimers() const;
+    [[nodiscard]] int heldJobs() const { return static_cast<int>(m_heldJobs.size()); }
+
+private:
+    friend class VirtualSerialQueue;
+    struct Timer;
+
+    void enqueue(Work work) { m_ready.push_back(std::move(work)); }
+    ScheduledWork schedule(double seconds, double period, Work work);
+
+    QDateTime m_start;
+    double m_uptimeAtStart = 1000;
+    double m_time = 0;
+    qint64 m_order = 0;
+    bool m_held = false;
+    std::deque<Work> m_ready;
+    std::deque<Work> m_heldJobs;
+    std::map<std::pair<double, qint64>, std::shared_ptr<Timer>> m_timers;
+};
+
+} // namespace murlo

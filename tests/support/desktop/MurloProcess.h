@@ -1,0 +1,67 @@
+#pragma once
+
+#include <QDateTime>
+#include <QJsonObject>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace murlo {
+
+/// The real Murlo, run in a home folder of its own, observed through what it leaves there: its log
+/// and its files. Main thread.
+class MurloProcess {
+public:
+    /// `program` is the executable, `home` an existing folder that becomes its HOME.
+    MurloProcess(QString program, QString home);
+    /// Ends the program, with SIGKILL if it does not listen.
+    ~MurloProcess();
+
+    /// Puts what a set-up user has into the home: the model, and settings with an account. Values
+    /// of `settings` come on top. Call it before `start`.
+    [[nodiscard]] bool seed(const QString& model, const QJsonObject& settings = {});
+
+    /// Sets a variable of the program's environment. Call it before `start`.
+    void setEnvironment(const QString& name, const QString& value);
+
+    /// Starts the program and returns at once; false when it could not be started.
+    [[nodiscard]] bool start();
+    /// Waits until the trigger keys are live and the engine is ready; false when that did not come
+    /// or the program has ended.
+    [[nodiscard]] bool awaitReady(int milliseconds = 60000);
+    /// SIGTERM, and waits for the end; the exit status, or nothing when it had to be killed.
+    std::optional<int> quit(int milliseconds = 10000);
+
+    [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
+    [[nodiscard]] qint64 pid() const { return m_process.processId(); }
+    /// The process of its engine; 0 when there is none.
+    [[nodiscard]] qint64 enginePid() const;
+
+    /// The log's lines written after the last `forgetLog`.
+    [[nodiscard]] QStringList log() const;
+    void forgetLog();
+    /// Waits for a line of the log that contains `words`, among those after the last `forgetLog`.
+    [[nodiscard]] bool awaitLog(const QString& words, int milliseconds = 15000) const;
+    /// When the first such line was written (the log's own stamp, in milliseconds of the day's
+    /// local time); nothing when there is none.
+    [[nodiscard]] std::optional<int> loggedAt(const QString& words) const;
+    /// The same clock, now.
+    [[nodiscard]] static int now() { return QTime::currentTime().msecsSinceStartOfDay(); }
+
+    /// The texts of the saved history, newest first.
+    [[nodiscard]] QStringList history() const;
+    /// A file of the support folder.
+    [[nodiscard]] QString file(const QString& name) const;
+
+private:
+    [[nodiscard]] qsizetype find(const QStringList& lines, const QString& words) const;
+
+    QString m_program;
+    QString m_home;
+    QProcess m_process;
+    qint64 m_logStart = 0;
+};
+
+} // namespace murlo

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <memory>
+
+namespace murlo {
+
+/// The hardware keyboard of a virtual desktop: its keys are seen by everybody as pressed by hand.
+/// Keys are named by their place as XKB does ("LFSH", "AC01", "ESC"), or by what they type.
+class PhysicalKeyboard {
+public:
+    /// Connects to the desktop of the DISPLAY variable and looks for its keyboard device.
+    PhysicalKeyboard();
+    PhysicalKeyboard(const PhysicalKeyboard&) = delete;
+    PhysicalKeyboard& operator=(const PhysicalKeyboard&) = delete;
+    /// Lets go of every key.
+    ~PhysicalKeyboard();
+
+    /// False when the display has no such keyboard.
+    [[nodiscard]] bool isThere() const;
+    void press(const QByteArray& name);
+    void release(const QByteArray& name);
+    void tap(const QByteArray& name) {
+        press(name);
+        release(name);
+    }
+    /// Types with the keys of the current layout, Shift where it is needed. Characters that no key
+    /// has are left out.
+    void type(const QString& text);
+    /// Unplugs the keyboard, or plugs it in again.
+    void setPlugged(bool plugged);
+    /// A key event of another program, as remote desktops and on-screen keyboards make them.
+    void pressFromProgram(const QByteArray& name, bool down);
+    /// Whether the session sees the key as down, by whatever device.
+    [[nodiscard]] bool isDown(const QByteArray& name) const;
+
+private:
+    struct Server;
+    std::unique_ptr<Server> m_server;
+};
+
+} // namespace murlo

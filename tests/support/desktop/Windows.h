@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QtGlobal>
+
+namespace murlo {
+
+/// Whether the active window belongs to process `pid` or to one that it started. Any thread.
+[[nodiscard]] bool ownsActiveWindow(qint64 pid);
+
+/// Asks the window manager to bring the window of process `pid` (or of one it started) to the
+/// front, as a task bar does; false when there is no such window. Any thread.
+[[nodiscard]] bool bringToFront(qint64 pid);
+
+/// Whether process `pid` is `ancestor` or was started by it, directly or not. Any thread.
+[[nodiscard]] bool descendsFrom(qint64 pid, qint64 ancestor);
+
+} // namespace murlo
