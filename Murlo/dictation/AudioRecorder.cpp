@@ -102,7 +102,7 @@ bool AudioRecorder::commit(quint64 epoch, std::unique_ptr<Capture> capture,
 void AudioRecorder::completeStart(quint64 epoch, const StartResult& result,
                                   const std::function<void(StartResult)>& completion) {
     if (currentEpoch() != epoch) {
-        prewarm(); // the start may have used the warm engine up
+        if (!hasWarmEngine()) prewarm(); // the start has used it up
         completion(Started::superseded);
         return;
     }
@@ -258,6 +258,11 @@ void AudioRecorder::resume(quint64 epoch, const std::shared_ptr<SampleStore>& sa
 }
 
 // --- what the threads share ---
+
+bool AudioRecorder::hasWarmEngine() const {
+    const std::lock_guard guard(m_shared.lock);
+    return m_shared.warmEngine != nullptr;
+}
 
 quint64 AudioRecorder::currentEpoch() const {
     const std::lock_guard guard(m_shared.lock);

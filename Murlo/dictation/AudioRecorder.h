@@ -113,6 +113,7 @@ private:
     void reportLevel(float level);
     void replaceWarmEngine(std::shared_ptr<AudioEngine> engine);
     void retire(std::shared_ptr<AudioEngine> engine);
+    [[nodiscard]] bool hasWarmEngine() const;
     [[nodiscard]] quint64 currentEpoch() const;
     [[nodiscard]] std::shared_ptr<SampleStore> currentSamples() const;
 

@@ -1,11 +1,11 @@
 #include "dictation/Transcriber.h"
 
+#include "MurloKit/Characters.h"
 #include "MurloKit/TextCleanup.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStringDecoder>
-#include <QTextBoundaryFinder>
 #include <QUuid>
 
 namespace murlo {
@@ -14,13 +14,7 @@ namespace {
 
 constexpr double transcriptionLimit = 120; ///< seconds for one request
 constexpr int quotedCharacters = 160;      ///< of an engine's answer that is shown to the user
-
-QString firstCharacters(const QString& text, int count) {
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    qsizetype end = 0;
-    for (; count > 0 && end >= 0 && end < text.size(); --count) end = finder.toNextBoundary();
-    return end < 0 ? text : text.left(end);
-}
+constexpr qsizetype quotedUnits = 16'000;  ///< UTF-16 units that are searched for those characters
 
 /// Nothing when the bytes are not UTF-8.
 std::optional<QString> decodeUtf8(const QByteArray& bytes) {
@@ -73,7 +67,8 @@ QString TranscribeError::description() const {
     if (!server) return QStringLiteral("The speech engine returned nothing.");
     const QString sentence = QStringLiteral("Speech engine error %1").arg(server->code);
     if (server->body.isEmpty()) return sentence;
-    return sentence + QStringLiteral(": ") + firstCharacters(server->body, quotedCharacters);
+    return sentence + QStringLiteral(": ") +
+           Characters::first(server->body.left(quotedUnits), quotedCharacters);
 }
 
 std::unique_ptr<HttpTask>

@@ -100,7 +100,7 @@ private Q_SLOTS:
 
     void aDamagedFileIsSetAsideWhole_data() {
         QTest::addColumn<QByteArray>("damaged");
-        QTest::newRow("cut off") << QByteArray(R"({"triggerKey": "leftOp)");
+        QTest::newRow("cut off") << QByteArray("{\"triggerKey\": \"leftOp");
         QTest::newRow("an array") << QByteArray("[1, 2]");
         QTest::newRow("empty") << QByteArray("");
         QTest::newRow("binary") << QByteArray("\xff\xfe\x00{}", 5);

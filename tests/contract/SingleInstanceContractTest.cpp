@@ -48,7 +48,8 @@ private Q_SLOTS:
     void whatACrashLeftBehindIsTakenOver() {
         QFile lock(m_folder.filePath("murlo.lock"));
         QVERIFY(lock.open(QIODevice::WriteOnly));
-        lock.write("4194305\nmurlo\nnowhere\n"); // no process can have this number
+        // No process can have this number.
+        lock.write("4194305\nmurlo\n" + QSysInfo::machineHostName().toUtf8() + "\n");
         lock.close();
         QFile socket(m_folder.filePath("murlo.socket"));
         QVERIFY(socket.open(QIODevice::WriteOnly));

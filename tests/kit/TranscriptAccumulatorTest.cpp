@@ -25,8 +25,8 @@ private Q_SLOTS:
         row("a preview of locked words alone is ignored",
             {"one two three four five six seven eight nine", "one two"}, "one two three",
             "four five six seven eight nine");
-        row("the window slides on", {"a b c d e f g h", "e f g h i j k"}, "a b c d e",
-            "f g h i j k");
+        row("the window slides on", {"a b c d e f g h i j", "c d e f g h i j k l"}, "a b c d e f",
+            "g h i j k l");
         row("the tail is corrected", {"a b c d", "a b c delta"}, "", "a b c delta");
         row("a longer one replaces what matches nothing", {"x y", "p q r"}, "", "p q r");
         row("a shorter one does not", {"x y z", "p q"}, "", "x y z");

@@ -1,5 +1,7 @@
 #include "tests/support/desktop/PhysicalKeyboard.h"
 
+#include <QList>
+
 #include <cstring>
 #include <set>
 

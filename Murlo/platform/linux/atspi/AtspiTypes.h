@@ -111,6 +111,7 @@ enum class AtspiState {
     multiLine = 17,
     sensitive = 24,
     showing = 25,
+    visible = 30,
     readOnly = 43,
 };
 

@@ -34,7 +34,7 @@ void FocusFinder::findFocus(const AtspiReference& window, std::function<bool()> 
                             Found found) {
     const auto descent =
         std::make_shared<Descent>(Descent{std::move(wanted), std::move(found), descentBudget});
-    m_bus.send(atspi::getMatches(window, {AtspiState::focused}, {}, 1),
+    m_bus.send(atspi::getMatches(window, {AtspiState::focused, AtspiState::focusable}, {}, 1),
                [this, descent, window](const QDBusMessage& reply) {
                    if (!descent->wanted()) return;
                    const auto matches = atspi::referencesOf(reply);
@@ -59,11 +59,14 @@ void FocusFinder::descend(const std::shared_ptr<Descent>& descent,
         QList<AtspiReference> next;
         for (size_t i = 0; i < replies.size() / 2; ++i) {
             const auto states = atspi::statesOf(replies[2 * i]).value_or(AtspiStates());
-            if (states.has(AtspiState::focused)) {
+            // Both: Qt calls the current tab of a tab bar focused, wherever the focus is.
+            if (states.has(AtspiState::focused) && states.has(AtspiState::focusable)) {
                 descent->found(level[static_cast<qsizetype>(i)]);
                 return;
             }
-            if (states.has(AtspiState::showing)) next += atspi::referencesOf(replies[2 * i + 1]);
+            // GTK 4 never says that something is showing.
+            if (states.has(AtspiState::showing) || states.has(AtspiState::visible))
+                next += atspi::referencesOf(replies[2 * i + 1]);
         }
         descend(descent, next);
     });

@@ -17,18 +17,23 @@ BorrowedKeys::BorrowedKeys(const XcbConnection& connection)
     : m_connection(connection)
     , m_atoms(connection) {}
 
-void BorrowedKeys::adopt(const KeyboardMap& map) {
+void BorrowedKeys::adopt(KeyboardMap& map) {
     const auto before = std::exchange(m_keys, {});
     for (const xcb_keycode_t keycode : map.unusedKeycodes()) m_keys[keycode] = {};
     for (const auto& [keycode, use] : before) {
         if (use.symbol != XKB_KEY_NoSymbol && map.symbol(keycode, 0) == use.symbol)
             m_keys[keycode] = use;
     }
-    if (m_borrowing || !m_connection.isAlive()) return;
-    const auto left = m_connection.reply(xcb_get_property_reply,
-                                         xcb_get_property(m_connection, 0, m_connection.root(),
-                                                          m_atoms.atom(borrowedProperty()),
-                                                          XCB_ATOM_CARDINAL, 0, 64));
+    if (!m_borrowing) adoptLeftovers();
+    for (const auto& [keycode, use] : m_keys) map.forget(keycode);
+}
+
+void BorrowedKeys::adoptLeftovers() {
+    if (!m_connection.isAlive()) return;
+    const auto left = m_connection.reply(
+        xcb_get_property_reply,
+        xcb_get_property(m_connection, 0, m_connection.root(), m_atoms.atom(borrowedProperty()),
+                         XCB_ATOM_CARDINAL, 0, 64));
     if (!left || left->format != 8) return;
     const auto* codes = static_cast<const xcb_keycode_t*>(xcb_get_property_value(left.get()));
     for (int i = 0; i < xcb_get_property_value_length(left.get()); ++i)

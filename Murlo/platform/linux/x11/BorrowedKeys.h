@@ -46,6 +46,7 @@ private:
 
     void change(xcb_keycode_t keycode, xkb_keysym_t symbol);
     void remember();
+    void adoptLeftovers();
 
     const XcbConnection& m_connection;
     XcbAtoms m_atoms;

@@ -61,7 +61,7 @@ PasteboardSnapshot ClipboardContent::snapshot() const {
 bool isProtocolTarget(const QString& target) {
     static const QSet<QString> protocol{
         QStringLiteral("TARGETS"), QStringLiteral("MULTIPLE"), QStringLiteral("TIMESTAMP"),
-        QStringLiteral("SAVE_TARGETS"), QStringLiteral("DELETE")};
+        QStringLiteral("SAVE_TARGETS"), QStringLiteral("DELETE"), QStringLiteral("INCR")};
     return protocol.contains(target) || target.startsWith(QLatin1String("INSERT_"));
 }
 

@@ -155,8 +155,9 @@ void ClipboardServer::handleDeleted(const xcb_property_notify_event_t& event) {
 void ClipboardServer::watch(xcb_window_t window, bool wanted) {
     const bool busy = std::any_of(m_transfers.begin(), m_transfers.end(),
                                   [&](const Transfer& each) { return each.window == window; });
-    if (busy) return;
-    const quint32 mask = wanted ? XCB_EVENT_MASK_PROPERTY_CHANGE : XCB_EVENT_MASK_NO_EVENT;
+    if (!wanted && busy) return;
+    const quint32 mask = wanted ? XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY
+                                : XCB_EVENT_MASK_NO_EVENT;
     xcb_change_window_attributes(m_connection, window, XCB_CW_EVENT_MASK, &mask);
 }
 

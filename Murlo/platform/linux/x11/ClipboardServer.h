@@ -32,7 +32,7 @@ public:
     void handleRequest(const xcb_selection_request_event_t& request);
     /// A property of another program's window was deleted: its next piece may follow.
     void handleDeleted(const xcb_property_notify_event_t& event);
-    /// The window is no more.
+    /// The window is no more; its number may soon be another program's.
     void forgetWindow(xcb_window_t window);
 
     /// Gives up the transfers whose requestor has not gone on for 10 s.

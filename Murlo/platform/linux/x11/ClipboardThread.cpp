@@ -97,9 +97,11 @@ void ClipboardThread::connect() {
 }
 
 void ClipboardThread::serve(std::optional<Clock::time_point> limit) {
-    drainEvents();
-    // A command's round trips may leave events in the library's queue, where poll() sees nothing.
-    if (runCommands()) return;
+    // Whatever was handled may have sent requests, and its round trips may have left events in the
+    // library's queue, where poll() sees nothing: wait only when a whole round had nothing to do.
+    const bool anyEvents = drainEvents();
+    const bool anyCommands = runCommands();
+    if (anyEvents || anyCommands) return;
     if (m_connection) {
         const auto now = Clock::now();
         m_reader->expire(now);
@@ -107,8 +109,6 @@ void ClipboardThread::serve(std::optional<Clock::time_point> limit) {
         for (const auto due : {m_reader->deadline(), m_server->deadline()}) {
             if (due && (!limit || *due < *limit)) limit = due;
         }
-        xcb_flush(m_connection);
-        drainEvents();
     }
     wait(limit);
 }
@@ -136,18 +136,22 @@ void ClipboardThread::wait(std::optional<Clock::time_point> limit) {
     eventfd_read(m_wakeFd, &ignored);
 }
 
-void ClipboardThread::drainEvents() {
-    if (!m_connection) return;
+bool ClipboardThread::drainEvents() {
+    if (!m_connection) return false;
+    xcb_flush(m_connection);
+    bool any = false;
     while (const auto event =
                XcbPointer<xcb_generic_event_t>(xcb_poll_for_event(m_connection))) {
         handle(*event);
+        any = true;
     }
-    if (xcb_connection_has_error(m_connection) == 0) return;
+    if (xcb_connection_has_error(m_connection) == 0) return any;
     Log::write(QStringLiteral("clipboard: the X server is gone"));
     m_reader->ownerGone();
     m_reader.reset();
     m_server.reset();
     xcb_disconnect(std::exchange(m_connection, nullptr));
+    return false;
 }
 
 void ClipboardThread::handle(const xcb_generic_event_t& event) {
@@ -162,6 +166,10 @@ void ClipboardThread::handle(const xcb_generic_event_t& event) {
         if (error.error_code == XCB_WINDOW) m_server->forgetWindow(error.resource_id);
         break;
     }
+    case XCB_DESTROY_NOTIFY:
+        m_server->forgetWindow(
+            reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
+        break;
     case XCB_SELECTION_REQUEST: {
         const auto& request = reinterpret_cast<const xcb_selection_request_event_t&>(event);
         if (request.selection == m_clipboard) m_server->handleRequest(request);
@@ -210,7 +218,7 @@ qint64 ClipboardThread::takeSelection(const ClipboardServer::Content& content) {
     const XcbPointer<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
         m_connection, xcb_get_selection_owner(m_connection, m_clipboard), nullptr));
     drainEvents();
-    return m_ownCount;
+    return m_connection ? m_ownCount : ++m_changeCount;
 }
 
 void ClipboardThread::beginReading(const std::shared_ptr<ClipboardReading>& reading) {

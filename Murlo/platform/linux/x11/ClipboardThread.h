@@ -44,7 +44,8 @@ private:
     /// Serves one round: commands, events, time limits; then waits for more, at most until `limit`.
     void serve(std::optional<Clock::time_point> limit);
     bool runCommands();
-    void drainEvents();
+    /// Sends what is to be sent and handles what has arrived; false if there was nothing.
+    bool drainEvents();
     void handle(const xcb_generic_event_t& event);
     void ownerChanged(const xcb_generic_event_t& event);
     void wait(std::optional<Clock::time_point> limit);

@@ -186,7 +186,8 @@ bool KeyboardWatch::handle(const xcb_generic_event_t& event) {
     }
     case XCB_XKB_MAP_NOTIFY: {
         const auto& change = reinterpret_cast<const xcb_xkb_map_notify_event_t&>(event);
-        const bool ofOneKey = change.changed == XCB_XKB_MAP_PART_KEY_SYMS && change.nKeySyms == 1;
+        constexpr int symbolsAndActions = XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_KEY_ACTIONS;
+        const bool ofOneKey = !(change.changed & ~symbolsAndActions) && change.nKeySyms == 1;
         if (!ofOneKey || !isOwnChange || !isOwnChange(change.firstKeySym)) m_mapChanged = true;
         break;
     }

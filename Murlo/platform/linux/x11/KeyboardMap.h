@@ -38,6 +38,8 @@ public:
     [[nodiscard]] std::optional<xcb_keycode_t> keyForShortcut(xkb_keysym_t symbol, int group) const;
     /// The first key whose position has this virtual key code.
     [[nodiscard]] std::optional<xcb_keycode_t> keyAt(qint64 virtualKeyCode) const;
+    /// Takes the symbols off a key of this copy.
+    void forget(xcb_keycode_t keycode) { m_keys[keycode] = {}; }
     /// Key codes without any symbol, which nothing on the keyboard uses.
     [[nodiscard]] std::vector<xcb_keycode_t> unusedKeycodes() const;
 

@@ -2,6 +2,8 @@
 
 #include "support/Log.h"
 
+#include <QList>
+
 #include <xcb/xtest.h>
 
 namespace murlo {

@@ -1,0 +1,150 @@
+#include "dictation/Transcriber.h"
+
+#include "MurloKit/WavWriter.h"
+#include "tests/support/FakeHttpClient.h"
+#include "tests/support/ValidatingServer.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+#include <array>
+
+namespace murlo {
+
+namespace {
+
+const QUrl endpoint(QStringLiteral("http://127.0.0.1:8756/inference"));
+
+QByteArray clip() {
+    const std::array<float, 4> samples{0, 0.25F, -0.25F, 1};
+    return WavWriter::data(samples, 16000);
+}
+
+/// As the request would come over the wire.
+ReceivedForm form(const HttpRequest& request) {
+    ReceivedRequest received{request.method, request.url.path().toUtf8(), {}, request.body};
+    for (const auto& [name, value] : request.headers)
+        received.headers.insert(name.toLower(), value);
+    return readTranscriptionForm(received);
+}
+
+/// What the user sees: the transcript in quotation marks, or the error.
+QString describe(const TranscribeResult& result) {
+    return result ? '"' + *result + '"' : result.error().description();
+}
+
+} // namespace
+
+class TranscriberTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void sendsTheExactForm_data() {
+        QTest::addColumn<QString>("language");
+        QTest::addColumn<QString>("vocabulary");
+        QTest::addColumn<QByteArray>("sentLanguage");
+        QTest::addColumn<QByteArray>("sentPrompt"); ///< empty: no such field
+        QTest::newRow("without vocabulary") << "en"
+                                            << "" << QByteArray("en") << QByteArray();
+        QTest::newRow("blank vocabulary") << "auto"
+                                          << " \n\t " << QByteArray("auto") << QByteArray();
+        QTest::newRow("vocabulary")
+            << "de"
+            << "\n Kubernetes, Jörg \"X\"\r\n"
+            << QByteArray("de") << QByteArray("Kubernetes, J\xc3\xb6rg \"X\"");
+        QTest::newRow("no language") << ""
+                                     << "a" << QByteArray("en") << QByteArray("a");
+    }
+    void sendsTheExactForm() {
+        QFETCH(QString, language);
+        QFETCH(QString, vocabulary);
+        QFETCH(QByteArray, sentPrompt);
+        FakeHttpClient http;
+        const auto task =
+            Transcriber(http, endpoint)
+                .transcribe(clip(), language, vocabulary, [](const TranscribeResult&) {});
+        const HttpRequest request = http.sent().value(0);
+        QCOMPARE(request.url, endpoint);
+        QCOMPARE(request.timeout, 120.0);
+        ReceivedForm received = form(request);
+        QCOMPARE(received.problems, QStringList());
+        QVERIFY(QRegularExpression("^brisvane-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$")
+                    .match(QString::fromLatin1(received.boundary))
+                    .hasMatch());
+        QCOMPARE(received.wav, clip());
+        QTEST(received.fields.take("language"), "sentLanguage");
+        QCOMPARE(received.fields.contains("prompt"), !sentPrompt.isEmpty());
+        QCOMPARE(received.fields.take("prompt"), sentPrompt);
+        const QMap<QByteArray, QByteArray> rest = {
+            {"temperature", "0.0"}, {"temperature_inc", "0.2"}, {"response_format", "json"}};
+        QCOMPARE(received.fields, rest);
+    }
+
+    void everyRequestHasItsOwnBoundary() {
+        FakeHttpClient http;
+        const Transcriber transcriber(http, endpoint);
+        const auto first = transcriber.transcribe(clip(), "en", {}, [](const TranscribeResult&) {});
+        const auto second =
+            transcriber.transcribe(clip(), "en", {}, [](const TranscribeResult&) {});
+        QVERIFY(form(http.sent().value(0)).boundary != form(http.sent().value(1)).boundary);
+    }
+
+    void readsTheAnswer_data() {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("result");
+        const auto add = [](const char* name, int status, const QByteArray& body,
+                            const QString& result) {
+            QTest::newRow(name) << status << body << result;
+        };
+        add("transcript", 200, R"({"text":" Hello there.\n"})", "\"Hello there.\"");
+        add("markers alone", 200, "{\"text\":\"[BLANK_AUDIO]\\n\"}", "\"\"");
+        add("escapes", 200, R"({"text":"\u201eJa\u201c \ud83d\ude00","x":[1]})",
+            QString::fromUtf8("\"„Ja“ 😀\""));
+        add("no JSON", 200, "  Just words. ", "\"Just words.\"");
+        add("JSON without text", 200, R"({"words":"a"})", R"("{"words":"a"}")");
+        add("text that is no string", 200, R"({"text":5})", R"("{"text":5}")");
+        add("a JSON list", 200, R"(["text"])", R"("["text"]")");
+        add("not UTF-8", 200, "caf\xe9", "\"\"");
+        add("redirect", 302, "moved", "\"moved\"");
+        add("nothing", 200, "", "The speech engine returned nothing.");
+        add("refusal without a word", 500, "", "The speech engine returned nothing.");
+        add("refusal", 500, "{\"error\":\"failed\"}",
+            "Speech engine error 500: {\"error\":\"failed\"}");
+        add("refusal in no encoding", 400, "\xff", "Speech engine error 400");
+        add("long refusal", 404, "<html>" + QByteArray(1'000'000, 'x'),
+            "Speech engine error 404: <html>" + QString(154, 'x'));
+        add("long refusal with accents", 404, QByteArray("e\xcc\x81").repeated(200),
+            "Speech engine error 404: " + QString::fromUtf8("e\u0301").repeated(160));
+    }
+    void readsTheAnswer() {
+        QFETCH(int, status);
+        QFETCH(QByteArray, body);
+        FakeHttpClient http;
+        QStringList results;
+        const auto task = Transcriber(http, endpoint)
+                              .transcribe(clip(), "en", {}, [&](const TranscribeResult& result) {
+                                  results << describe(result);
+                              });
+        QVERIFY(results.isEmpty());
+        QVERIFY(http.answer(status, body));
+        QCOMPARE(results.size(), 1);
+        QTEST(results.value(0), "result");
+    }
+
+    void passesTheClientsErrorOn() {
+        FakeHttpClient http;
+        QString result;
+        const auto task = Transcriber(http, endpoint)
+                              .transcribe(clip(), "en", {}, [&](const TranscribeResult& what) {
+                                  result = describe(what);
+                              });
+        QVERIFY(http.fail("Connection refused"));
+        QCOMPARE(result, QStringLiteral("Connection refused"));
+    }
+};
+
+} // namespace murlo
+
+QTEST_GUILESS_MAIN(murlo::TranscriberTest)
+#include "TranscriberTest.moc"

@@ -1,0 +1,427 @@
+#include "dictation/WhisperServer.h"
+#include "tests/support/FakeHttpClient.h"
+#include "tests/support/FakeProcessLauncher.h"
+#include "tests/support/TestLog.h"
+#include "tests/support/VirtualScheduler.h"
+
+#include <QTest>
+
+namespace murlo {
+
+namespace {
+
+constexpr quint16 port = 8756;
+
+/// The supervisor among fakes, with a model file.
+struct Rig {
+    Rig() {
+        QFile file(*model);
+        if (file.open(QIODevice::WriteOnly)) file.write("a model");
+        server.onStateChange = [this](const EngineState& state) { states << describe(state); };
+    }
+
+    static QString describe(const EngineState& state) {
+        static const char* names[] = {"stopped", "loading", "ready", "failed: "};
+        return QString::fromLatin1(names[state.state]) + state.message;
+    }
+    [[nodiscard]] QString state() const { return describe(server.state()); }
+    QStringList takeStates() {
+        scheduler.runPending();
+        return std::exchange(states, {});
+    }
+    void start() {
+        server.start();
+        scheduler.runPending();
+    }
+    void answerProbe() {
+        http.answer(404, "not found", QStringLiteral("/"));
+        scheduler.runPending();
+    }
+    void becomeReady() {
+        start();
+        answerProbe();
+        QCOMPARE(state(), QStringLiteral("ready"));
+    }
+    void crash(int status) {
+        processes.exit(status);
+        scheduler.runPending();
+    }
+    [[nodiscard]] int launches() const { return static_cast<int>(processes.children.size()); }
+
+    QTemporaryDir folder;
+    std::optional<QString> model = folder.filePath(QStringLiteral("ggml-tiny.bin"));
+    QString language = QStringLiteral("de");
+    VirtualScheduler scheduler;
+    TestLog log{scheduler};
+    FakeProcessLauncher processes;
+    FakeHttpClient http;
+    QStringList states;
+    WhisperServer server{port,
+                         scheduler,
+                         processes,
+                         http.maker(),
+                         [this] { return model; },
+                         [this] { return language; }};
+};
+
+const QString noModel =
+    QStringLiteral("failed: No speech model installed yet. Relaunch Murlo to download it.");
+const QString missing =
+    QStringLiteral("failed: The speech engine is missing from the app. Reinstall Murlo.");
+const QString tooSlow = QStringLiteral(
+    "failed: The speech engine did not start in time. Try Restart in Settings, under Speech.");
+
+QString keepsStopping(int code) {
+    return QStringLiteral(
+               "failed: The speech engine keeps stopping (code %1). Open Settings, under "
+               "Speech.")
+        .arg(code);
+}
+
+} // namespace
+
+class WhisperServerTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void startsTheEngineWithItsExactCommandLine_data() {
+        QTest::addColumn<int>("processors");
+        QTest::addColumn<QString>("threads");
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("language");
+        QTest::newRow("many processors") << 16 << "14"
+                                         << "auto"
+                                         << "auto";
+        QTest::newRow("few processors") << 2 << "4"
+                                        << ""
+                                        << "en";
+    }
+    void startsTheEngineWithItsExactCommandLine() {
+        QFETCH(int, processors);
+        QFETCH(QString, stored);
+        Rig rig;
+        rig.processes.processors = processors;
+        rig.language = stored;
+        rig.becomeReady();
+        QCOMPARE(rig.launches(), 1);
+        QCOMPARE(rig.processes.last().program, rig.processes.engineProgram());
+        QTEST(rig.processes.last().arguments.value(7), "threads");
+        QTEST(rig.processes.last().arguments.value(9), "language");
+        QStringList rest = rig.processes.last().arguments;
+        rest.remove(9);
+        rest.remove(7);
+        QCOMPARE(rest,
+                 (QStringList{"--model", *rig.model, "--host", "127.0.0.1", "--port", "8756",
+                              "--threads", "--language", "--no-timestamps", "--suppress-nst"}));
+        QCOMPARE(rig.http.sent().value(0).url, QUrl("http://127.0.0.1:8756/"));
+        QCOMPARE(rig.server.inferenceURL(), QUrl("http://127.0.0.1:8756/inference"));
+        QCOMPARE(rig.takeStates(), (QStringList{"loading", "ready"}));
+        QCOMPARE(rig.log.lines(),
+                 (QStringList{"whisper-server: launched on :8756 with ggml-tiny.bin",
+                              "whisper-server: ready"}));
+        QCOMPARE(rig.scheduler.pendingTimers(), 0);
+    }
+
+    void failsWithoutStartingAnything_data() {
+        QTest::addColumn<QString>("what");
+        QTest::addColumn<QString>("state");
+        QTest::newRow("no model") << "none" << noModel;
+        QTest::newRow("an empty path") << "" << noModel;
+        QTest::newRow("a deleted file") << "/nowhere/model.bin" << noModel;
+        QTest::newRow("a folder") << "/tmp" << noModel;
+        QTest::newRow("no engine") << "engine" << missing;
+    }
+    void failsWithoutStartingAnything() {
+        QFETCH(QString, what);
+        Rig rig;
+        if (what == "engine") {
+            if (WhisperServer::locateBinary({}))
+                QSKIP("another engine is installed on this machine");
+            QFile::remove(rig.processes.engineProgram());
+        } else {
+            rig.model = what == "none" ? std::nullopt : std::optional(what);
+        }
+        rig.start();
+        QTEST(rig.state(), "state");
+        QCOMPARE(rig.launches(), 0);
+        QVERIFY(rig.processes.runs.isEmpty());
+        QCOMPARE(rig.scheduler.pendingTimers(), 0);
+    }
+
+    void aProgramThatCannotBeStartedSaysWhy() {
+        Rig rig;
+        rig.processes.launchError = QStringLiteral("Permission denied");
+        rig.start();
+        QCOMPARE(rig.state(),
+                 QStringLiteral("failed: Could not start the speech engine. Permission denied"));
+        rig.processes.launchError.clear();
+        rig.becomeReady(); // nothing is in the way of another try
+    }
+
+    void probesEveryHalfSecondUntilAnAnswer() {
+        Rig rig;
+        rig.start();
+        QCOMPARE(rig.http.waiting().size(), 1);
+        rig.http.fail(QStringLiteral("Connection refused"));
+        rig.scheduler.advance(0.49);
+        QCOMPARE(rig.http.sent().size(), 1);
+        rig.scheduler.advance(0.01);
+        QCOMPARE(rig.http.sent().size(), 2);
+        rig.scheduler.advance(2.0); // no answer within its limit
+        QCOMPARE(rig.http.waiting().size(), 0);
+        rig.scheduler.advance(0.5);
+        QCOMPARE(rig.http.sent().size(), 3);
+        QCOMPARE(rig.state(), QStringLiteral("loading"));
+        rig.answerProbe();
+        QCOMPARE(rig.state(), QStringLiteral("ready"));
+        rig.scheduler.advance(600);
+        QCOMPARE(rig.state(), QStringLiteral("ready"));
+        QCOMPARE(rig.http.sent().size(), 3);
+    }
+
+    void anAnswerOfSomebodyElseIsNone() {
+        Rig rig;
+        rig.start();
+        rig.processes.last().ownsPort = false;
+        for (int probe = 0; probe < 20; ++probe) {
+            rig.answerProbe();
+            rig.scheduler.advance(0.5);
+        }
+        QCOMPARE(rig.state(), QStringLiteral("loading"));
+        rig.processes.last().ownsPort = true;
+        rig.answerProbe();
+        QCOMPARE(rig.state(), QStringLiteral("ready"));
+    }
+
+    void loadingEndsAfterThreeMinutes() {
+        Rig rig;
+        rig.start();
+        rig.scheduler.advance(179.9);
+        QCOMPARE(rig.state(), QStringLiteral("loading"));
+        rig.scheduler.advance(0.1);
+        QCOMPARE(rig.state(), tooSlow);
+        const auto probes = rig.http.sent().size();
+        rig.scheduler.advance(100);
+        QCOMPARE(rig.http.sent().size(), probes);
+        QVERIFY(rig.processes.last().running);
+        rig.start(); // it is still running: nothing to do
+        QCOMPARE(rig.launches(), 1);
+        rig.crash(7); // its end is handled like any other
+        QCOMPARE(rig.state(), QStringLiteral("loading"));
+    }
+
+    void comesBackAfterExitsWithGrowingDelaysAndThenGivesUp() {
+        Rig rig;
+        rig.becomeReady();
+        const double delays[] = {2, 5, 15};
+        for (int attempt = 1; attempt <= 3; ++attempt) {
+            rig.crash(11);
+            QCOMPARE(rig.state(), QStringLiteral("loading"));
+            rig.scheduler.advance(delays[attempt - 1] - 0.01);
+            QCOMPARE(rig.launches(), attempt);
+            rig.scheduler.advance(0.01);
+            QCOMPARE(rig.launches(), attempt + 1);
+        }
+        rig.crash(11);
+        QCOMPARE(rig.state(), keepsStopping(11));
+        rig.scheduler.advance(1000);
+        QCOMPARE(rig.launches(), 4);
+        QCOMPARE(rig.log.lines(QStringLiteral("whisper-server: exited")),
+                 (QStringList{"whisper-server: exited (code 11), restarting in 2s (attempt 1)",
+                              "whisper-server: exited (code 11), restarting in 5s (attempt 2)",
+                              "whisper-server: exited (code 11), restarting in 15s (attempt 3)"}));
+
+        rig.server.restart(); // with all three restarts before it again
+        rig.scheduler.runPending();
+        rig.crash(1);
+        rig.scheduler.advance(2);
+        QCOMPARE(rig.launches(), 6);
+    }
+
+    void readinessGivesAllRestartsBack() {
+        Rig rig;
+        rig.becomeReady();
+        for (int crash = 0; crash < 5; ++crash) {
+            rig.crash(6);
+            rig.scheduler.advance(2);
+            rig.answerProbe();
+            QCOMPARE(rig.state(), QStringLiteral("ready"));
+        }
+    }
+
+    void startBringsAWaitingRestartForward() {
+        Rig rig;
+        rig.becomeReady();
+        rig.crash(6);
+        rig.start();
+        QCOMPARE(rig.launches(), 2);
+        rig.scheduler.advance(10);
+        QCOMPARE(rig.launches(), 2);
+    }
+
+    void shutdownAndRestartAreHeededAtEveryMoment_data() {
+        QTest::addColumn<QString>("moment");
+        for (const char* moment : {"ready", "probe under way", "between probes", "before a restart",
+                                   "orphan letting go", "start only asked for"}) {
+            QTest::newRow(moment) << QString::fromLatin1(moment);
+        }
+    }
+    void shutdownAndRestartAreHeededAtEveryMoment() {
+        QFETCH(QString, moment);
+        const auto bring = [&](Rig& rig) {
+            if (moment == "orphan letting go") rig.processes.runStatus = 0;
+            rig.server.start();
+            if (moment == "start only asked for") return;
+            rig.scheduler.runPending();
+            if (moment == "ready" || moment == "before a restart") rig.answerProbe();
+            if (moment == "before a restart") rig.crash(3);
+            if (moment == "between probes") rig.http.fail(QStringLiteral("Connection refused"));
+        };
+        Rig stopped;
+        bring(stopped);
+        stopped.server.shutdown();
+        QCOMPARE(stopped.state(), QStringLiteral("stopped"));
+        const int launches = stopped.launches();
+        stopped.scheduler.advance(300);
+        QCOMPARE(stopped.state(), QStringLiteral("stopped"));
+        QCOMPARE(stopped.launches(), launches);
+        QVERIFY(stopped.http.waiting().isEmpty());
+        for (const auto& child : stopped.processes.children) QVERIFY(!child->running);
+
+        Rig restarted;
+        bring(restarted);
+        restarted.server.restart();
+        restarted.scheduler.advance(0.1);
+        QVERIFY(restarted.processes.last().running);
+        QCOMPARE(restarted.http.waiting().size(), 1);
+        restarted.answerProbe();
+        QCOMPARE(restarted.state(), QStringLiteral("ready"));
+        for (const auto& child : restarted.processes.children) {
+            QCOMPARE(child->running, child == restarted.processes.children.back());
+        }
+        restarted.scheduler.advance(300);
+        QCOMPARE(restarted.state(), QStringLiteral("ready"));
+    }
+
+    void anEndThatWasAskedForIsNoCrash() {
+        Rig rig;
+        rig.becomeReady();
+        rig.server.shutdown();
+        QVERIFY(!rig.processes.last().handlers.exited);
+        rig.takeStates();
+        rig.server.shutdown(); // once more changes nothing
+        QVERIFY(rig.takeStates().isEmpty());
+        QVERIFY(rig.log.lines(QStringLiteral("whisper-server: exited")).isEmpty());
+    }
+
+    void anOrphanIsToldToEndBeforeEveryLaunch() {
+        Rig rig;
+        rig.processes.runStatus = 0;
+        rig.start();
+        QCOMPARE(rig.processes.runs,
+                 (QList<QStringList>{{"/usr/bin/pkill", "-f", "whisper-server .*--port 8756"}}));
+        QCOMPARE(rig.log.lines(),
+                 QStringList{"whisper-server: cleared an orphaned instance on :8756"});
+        rig.start(); // asked again while the port gets free
+        rig.scheduler.advance(0.39);
+        QCOMPARE(rig.launches(), 0);
+        rig.scheduler.advance(0.01);
+        QCOMPARE(rig.launches(), 1);
+        rig.processes.runStatus = std::nullopt; // the program is not there
+        rig.crash(1);
+        rig.scheduler.advance(2);
+        QCOMPARE(rig.processes.runs.size(), 2);
+        QCOMPARE(rig.launches(), 2);
+    }
+
+    void theOwnCopyComesBeforeInstalledOnes() {
+        QTemporaryDir folder;
+        const QString own = folder.path() + "/bin/whisper-server";
+        QVERIFY(WhisperServer::locateBinary(folder.path()) != own);
+        QVERIFY(QDir(folder.path()).mkpath("bin/whisper-server")); // a folder of that name is none
+        QVERIFY(WhisperServer::locateBinary(folder.path()) != own);
+        QVERIFY(QDir(own).removeRecursively());
+        QFile file(own);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(WhisperServer::locateBinary(folder.path()) != own); // not executable
+        file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        QCOMPARE(WhisperServer::locateBinary(folder.path()), own);
+    }
+
+    void logsDiagnosticsAndNeverSpeech_data() {
+        QTest::addColumn<QByteArray>("output");
+        QTest::addColumn<QStringList>("loading");
+        QTest::addColumn<QStringList>("ready");
+        const QString encode = QStringLiteral("whisper_full_with_state: failed to encode");
+        QTest::newRow("a diagnostic")
+            << QByteArray(encode.toLatin1() + "\n") << QStringList{encode} << QStringList{encode};
+        QTest::newRow("no error") << QByteArray("whisper_model_load: ok\n\n\nError\n")
+                                  << QStringList{} << QStringList{};
+        QTest::newRow("speech") << QByteArray(
+                                       " the upload failed\nthe error is: mine\nerror: it failed\n")
+                                << QStringList{" the upload failed", "the error is: mine",
+                                               "error: it failed"}
+                                << QStringList{};
+        QTest::newRow("the server's own words")
+            << QByteArray("/usr/lib/murlo/bin/whisper-server: failed to process audio\n"
+                          "error: failed to read audio data\n")
+            << QStringList{"/usr/lib/murlo/bin/whisper-server: failed to process audio",
+                           "error: failed to read audio data"}
+            << QStringList{"/usr/lib/murlo/bin/whisper-server: failed to process audio",
+                           "error: failed to read audio data"};
+        QTest::newRow("not UTF-8")
+            << QByteArray("ggml_x: failed \xff\xfe\n") << QStringList{} << QStringList{};
+        const QString cut = QStringLiteral("ggml_x: failed ") + QString(985, QChar('x'));
+        QTest::newRow("too long") << cut.toLatin1() + QByteArray(5'000'000, 'x') +
+                                         "\nggml_y: failed\n"
+                                  << QStringList{cut, "ggml_y: failed"}
+                                  << QStringList{cut, "ggml_y: failed"};
+        const QString umlaut = QStringLiteral("ggml_x: failed in “Modelle für alle”");
+        QTest::newRow("UTF-8") << umlaut.toUtf8() + '\n'
+                               << QStringList{umlaut} << QStringList{umlaut};
+    }
+    void logsDiagnosticsAndNeverSpeech() {
+        QFETCH(QByteArray, output);
+        const auto linesOf = [](const Rig& rig) {
+            QStringList lines = rig.log.lines();
+            lines.removeOne("whisper-server: launched on :8756 with ggml-tiny.bin");
+            lines.removeOne("whisper-server: ready");
+            for (QString& line : lines) line.remove(0, qsizetype(strlen("whisper-server: ")));
+            return lines;
+        };
+        for (const bool ready : {false, true}) {
+            for (const qsizetype size : {qsizetype(1), output.size()}) { // however it is cut
+                if (size == 1 && output.size() > 10'000) continue;
+                Rig rig;
+                ready ? rig.becomeReady() : rig.start();
+                for (qsizetype at = 0; at < output.size(); at += size) {
+                    rig.processes.print(output.mid(at, size));
+                }
+                rig.scheduler.runPending();
+                if (ready) {
+                    QTEST(linesOf(rig), "ready");
+                } else {
+                    QTEST(linesOf(rig), "loading");
+                }
+            }
+        }
+    }
+
+    void aFloodOfErrorsDoesNotFillTheLog() {
+        Rig rig;
+        rig.start();
+        rig.processes.print(QByteArray("ggml_x: failed\n").repeated(100'000));
+        rig.processes.print("ggml_x: failed at last"); // no line feed before the end
+        rig.crash(1);
+        QVERIFY(rig.log.lines().size() < 1000);
+        rig.scheduler.advance(2); // the next process starts with a fresh account
+        rig.processes.print("ggml_y: failed");
+        rig.crash(1);
+        QVERIFY(rig.log.lines().contains("whisper-server: ggml_y: failed"));
+    }
+};
+
+} // namespace murlo
+
+QTEST_GUILESS_MAIN(murlo::WhisperServerTest)
+#include "WhisperServerTest.moc"

@@ -1,0 +1,220 @@
+#include "tests/contract/RealAccessibility.h"
+#include "tests/support/desktop/PhysicalKeyboard.h"
+
+#include <QDBusConnectionInterface>
+#include <QDBusInterface>
+#include <QDBusReply>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <signal.h>
+
+using namespace murlo;
+
+namespace {
+
+/// A program of somebody else's; it ends with this object.
+class Program {
+public:
+    explicit Program(const QStringList& command, bool accessible = true) {
+        auto environment = QProcessEnvironment::systemEnvironment();
+        if (!accessible) environment.insert(QStringLiteral("NO_AT_BRIDGE"), QStringLiteral("1"));
+        m_process.setProcessEnvironment(environment);
+        m_process.setStandardOutputFile(QProcess::nullDevice());
+        m_process.setStandardErrorFile(QProcess::nullDevice());
+        m_process.start(command.first(), command.mid(1));
+        m_process.waitForStarted();
+    }
+    ~Program() {
+        m_process.terminate();
+        if (!m_process.waitForFinished(3000)) m_process.kill();
+        m_process.waitForFinished();
+    }
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    [[nodiscard]] qint64 pid() const { return m_process.processId(); }
+    [[nodiscard]] bool isActive() const {
+        return QTest::qWaitFor([this] { return ownsActiveWindow(pid()); }, 20000);
+    }
+
+private:
+    QProcess m_process;
+};
+
+QStringList zenity(const QStringList& arguments) {
+    return QStringList{QStringLiteral("zenity")} + arguments;
+}
+
+/// "role/subrole", with "*" when text can be put in, and what the adapter says of the focus.
+QString judgement(const RealAccessibility& real, const ElementRef& element) {
+    if (!element) return {};
+    const auto& adapter = real.adapter;
+    auto words = *adapter.string(element, QStringLiteral("AXRole"));
+    if (const auto subrole = adapter.string(element, QStringLiteral("AXSubrole")))
+        words += QLatin1Char('/') + *subrole;
+    if (adapter.isSettable(element, QStringLiteral("AXValue"))) words += QLatin1Char('*');
+    if (adapter.focusIsSecure()) words += QStringLiteral(" secure");
+    if (adapter.focusIsTerminal()) words += QStringLiteral(" terminal");
+    return words;
+}
+
+void setEnabled(bool enabled) {
+    QDBusInterface status(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                          QStringLiteral("org.a11y.Status"));
+    QVERIFY(status.setProperty("IsEnabled", enabled));
+}
+
+} // namespace
+
+class AtspiProgramsTest : public QObject {
+    Q_OBJECT
+
+    PhysicalKeyboard m_keyboard;
+
+private Q_SLOTS:
+    void focusReadsAsWhatItIs_data() {
+        QTest::addColumn<QStringList>("command");
+        QTest::addColumn<int>("tabs");
+        QTest::addColumn<QString>("expected");
+        const auto row = [](const char* name, const QStringList& command, int tabs,
+                            const char* expected) {
+            QTest::newRow(name) << command << tabs << QString::fromLatin1(expected);
+        };
+        const auto textInfo = QStringLiteral("--text-info");
+        const auto file = QStringLiteral("--filename=/etc/passwd");
+        row("entry, GTK 3", zenity({QStringLiteral("--entry")}), 0, "AXTextField*");
+        row("password, GTK 3", zenity({QStringLiteral("--password")}), 0,
+            "AXTextField/AXSecureTextField* secure");
+        row("editable text view, GTK 3", zenity({textInfo, file, QStringLiteral("--editable")}), 0,
+            "AXTextArea*");
+        row("read-only text view, GTK 3", zenity({textInfo, file}), 0, "AXStaticText");
+        row("check box, GTK 3", zenity({textInfo, file, QStringLiteral("--checkbox=Read")}), 1,
+            "AXCheckBox");
+        row("button, GTK 3",
+            zenity({QStringLiteral("--question"), QStringLiteral("--text=Really?")}), 0,
+            "AXButton");
+        row("slider, GTK 3", zenity({QStringLiteral("--scale")}), 0, "AXSlider");
+        row("editor, GTK 3", {QStringLiteral("mousepad"), QStringLiteral("--disable-server")}, 0,
+            "AXTextArea*");
+        row("terminal, VTE", {QStringLiteral("xfce4-terminal"), QStringLiteral("--disable-server")},
+            0, "AXTextArea* terminal");
+        row("editor, Qt", {QStringLiteral("featherpad"), QStringLiteral("--standalone")}, 0,
+            "AXTextArea*");
+        row("password, GTK 4",
+            {QStringLiteral("gtk4-demo"), QStringLiteral("--run=password_entry")}, 0,
+            "AXTextField/AXSecureTextField* secure");
+    }
+    void focusReadsAsWhatItIs() {
+        QFETCH(QStringList, command);
+        QFETCH(int, tabs);
+        QFETCH(QString, expected);
+        RealAccessibility real;
+        const Program program(command);
+        QVERIFY(program.isActive());
+        if (tabs > 0) QTRY_VERIFY(real.focusOf(program.pid()));
+        for (int i = 0; i < tabs; ++i) m_keyboard.tap("TAB");
+        QTRY_COMPARE_WITH_TIMEOUT(judgement(real, real.focusOf(program.pid())), expected, 10000);
+
+        // Who comes later finds the same, without an event.
+        const RealAccessibility late;
+        QTRY_COMPARE(judgement(late, late.focusOf(program.pid())), expected);
+    }
+
+    void aWebPagesFieldsReadAsWhatTheyAre() {
+        QTemporaryDir folder;
+        QFile page(folder.filePath(QStringLiteral("page.html")));
+        QVERIFY(page.open(QIODevice::WriteOnly));
+        page.write("<!doctype html><title>Fields</title><input autofocus><textarea></textarea>"
+                   "<div contenteditable>rich <b>text</b></div><input type=password>"
+                   "<input type=search><input type=checkbox><input readonly value=x>"
+                   "<select><option>x</select><a href='#'>link</a>");
+        page.close();
+        RealAccessibility real;
+        const Program browser(
+            {QStringLiteral("chromium"), QStringLiteral("--no-sandbox"),
+             QStringLiteral("--test-type"), QStringLiteral("--force-renderer-accessibility"),
+             QStringLiteral("--no-first-run"), QStringLiteral("--disable-gpu"),
+             QStringLiteral("--disable-dev-shm-usage"), QStringLiteral("--password-store=basic"),
+             QStringLiteral("--user-data-dir=") + folder.filePath(QStringLiteral("profile")),
+             QStringLiteral("file://") + page.fileName()});
+        QVERIFY(browser.isActive());
+        bool first = true;
+        for (const char* expected :
+             {"AXTextField*", "AXTextArea*", "AXTextArea*", "AXTextField/AXSecureTextField* secure",
+              "AXTextField/AXSearchField*", "AXCheckBox", "AXStaticText", "AXPopUpButton",
+              "AXLink"}) {
+            const auto before = real.adapter.focusedElement();
+            if (!std::exchange(first, false)) {
+                m_keyboard.tap("TAB");
+                QTRY_VERIFY(real.focusOf(browser.pid()) &&
+                            !real.adapter.focusedElement()->isSame(*before));
+            }
+            QTRY_COMPARE_WITH_TIMEOUT(judgement(real, real.focusOf(browser.pid())),
+                                      QString::fromLatin1(expected), 20000);
+        }
+    }
+
+    void aProgramThatTellsNothingOfItselfHasNoFocus() {
+        RealAccessibility real;
+        const Program telling(zenity({QStringLiteral("--entry")}));
+        QTRY_VERIFY_WITH_TIMEOUT(real.focusOf(telling.pid()), 10000);
+        {
+            const Program silent(zenity({QStringLiteral("--entry")}), false);
+            QVERIFY(silent.isActive());
+            QTRY_VERIFY(!real.adapter.focusedElement());
+
+            // Also when the other program is stopped and cannot say that it lost the focus.
+            real.applications.activate(telling.pid());
+            QTRY_VERIFY(real.focusOf(telling.pid()));
+            ::kill(static_cast<pid_t>(telling.pid()), SIGSTOP);
+            real.applications.activate(silent.pid());
+            QVERIFY(silent.isActive());
+            QVERIFY(!real.adapter.focusedElement());
+            ::kill(static_cast<pid_t>(telling.pid()), SIGCONT);
+        }
+        QTRY_VERIFY(real.focusOf(telling.pid()));
+    }
+
+    void trustFollowsTheDesktopsSwitch() {
+        RealAccessibility real;
+        QTRY_VERIFY(real.adapter.isTrusted());
+        setEnabled(false);
+        QTRY_VERIFY(!real.adapter.isTrusted());
+        const RealAccessibility late;
+        QTest::qWait(200);
+        QVERIFY(!late.adapter.isTrusted());
+        real.adapter.requestTrust();
+        QTRY_VERIFY(real.adapter.isTrusted());
+        QTRY_VERIFY(late.adapter.isTrusted());
+    }
+
+    void aRestartedBusIsFoundAgain() {
+        RealAccessibility real;
+        QTRY_VERIFY(real.adapter.isTrusted());
+        // The bus daemon itself, in the desktop's own process namespace.
+        const QDBusReply<QString> address =
+            QDBusInterface(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                           QStringLiteral("org.a11y.Bus"))
+                .call(QStringLiteral("GetAddress"));
+        QVERIFY(address.isValid());
+        const auto connection = QStringLiteral("the bus itself");
+        const QDBusReply<uint> daemon = QDBusConnection::connectToBus(address.value(), connection)
+                                            .interface()
+                                            ->servicePid(QStringLiteral("org.freedesktop.DBus"));
+        QDBusConnection::disconnectFromBus(connection);
+        QVERIFY(daemon.isValid());
+        QCOMPARE(::kill(static_cast<pid_t>(daemon.value()), SIGKILL), 0);
+
+        QTRY_VERIFY(!real.adapter.isTrusted());
+        // This desktop keeps no settings: the switch is off again.
+        setEnabled(true);
+        QTRY_VERIFY_WITH_TIMEOUT(real.adapter.isTrusted(), 15000);
+        const Program program(zenity({QStringLiteral("--entry")}));
+        QTRY_VERIFY_WITH_TIMEOUT(real.focusOf(program.pid()), 10000);
+    }
+};
+
+QTEST_GUILESS_MAIN(AtspiProgramsTest)
+#include "AtspiProgramsTest.moc"

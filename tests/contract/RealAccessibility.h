@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/linux/atspi/AtspiAccessibility.h"
+#include "platform/linux/freedesktop/QtScheduler.h"
+#include "platform/linux/x11/X11Applications.h"
+#include "tests/support/desktop/Windows.h"
+
+namespace murlo {
+
+/// The real adapter on the desktop around the test.
+struct RealAccessibility {
+    QtScheduler scheduler;
+    X11Applications applications;
+    AtspiAccessibility adapter{scheduler,
+                               {[this] { return applications.frontmostPid(); },
+                                [this](qint64 pid) { applications.activate(pid); },
+                                {}}};
+
+    /// The focused element if it belongs to process `pid` or one it started.
+    [[nodiscard]] ElementRef focusOf(qint64 pid) const {
+        auto element = adapter.focusedElement();
+        return element && descendsFrom(element->pid(), pid) ? element : nullptr;
+    }
+};
+
+} // namespace murlo

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "account/PromptEnhancer.h"
+#include "dictation/AudioRecorder.h"
+#include "dictation/Delivery.h"
+#include "dictation/DictationController.h"
+#include "dictation/HistoryStore.h"
+#include "dictation/TextInserter.h"
+#include "dictation/WhisperServer.h"
+#include "overlay/OverlayController.h"
+#include "settings/Settings.h"
+#include "telemetry/ErrorReporter.h"
+#include "telemetry/UsageTracker.h"
+#include "tests/support/FakeAccessibility.h"
+#include "tests/support/FakeApplications.h"
+#include "tests/support/FakeAudioInput.h"
+#include "tests/support/FakeHttpClient.h"
+#include "tests/support/FakeKeySynthesizer.h"
+#include "tests/support/FakeMicrophoneAuthorization.h"
+#include "tests/support/FakePasteboard.h"
+#include "tests/support/FakeProcessLauncher.h"
+#include "tests/support/FakeSoundPlayer.h"
+#include "tests/support/FakeSystemEvents.h"
+#include "tests/support/TestLog.h"
+#include "tests/support/VirtualScheduler.h"
+
+#include <QTemporaryDir>
+
+namespace murlo {
+
+/// A whole dictation on fakes: the real controller with the real recorder, supervisor, transcriber
+/// and inserter, a focused text box, a microphone and an engine that the test speaks for.
+class DictationRig {
+public:
+    DictationRig();
+    ~DictationRig();
+
+    /// Speaks for so many seconds while time passes.
+    void speak(double seconds);
+    /// The engine becomes ready, as far as the supervisor can see.
+    void engineGetsReady();
+    /// The engine answers the oldest clip it has: with this text, or with this status and body;
+    /// what follows from that at once has happened on return. `…Only` leaves it to come.
+    void engineAnswers(const QString& text);
+    void engineAnswersOnly(const QString& text);
+    void engineRefuses(int status, const QByteArray& body);
+    /// Clips with the engine now.
+    [[nodiscard]] int clipsAtEngine() const;
+
+    /// States so far, as "listening", "delivered: text", …; cleared by the call.
+    [[nodiscard]] QStringList takeStates();
+    [[nodiscard]] bool logged(const QString& line) const;
+
+    QTemporaryDir folder;
+    VirtualScheduler scheduler;
+    TestLog log{scheduler};
+    FakeAudioInput audio{scheduler};
+    FakeMicrophoneAuthorization microphone{scheduler};
+    FakeSoundPlayer soundPlayer;
+    FakeAccessibility accessibility{scheduler};
+    FakeApplications applications;
+    FakePasteboard pasteboard{scheduler};
+    FakeKeySynthesizer keys{scheduler};
+    FakeSystemEvents systemEvents;
+    FakeProcessLauncher processes;
+    FakeHttpClient http;
+    ElementRef box;               ///< has the focus at the start
+    QStringList pasted;           ///< what paste chords brought, in order
+    QList<ElementRef> boxAtPaste; ///< where the focus was then
+    QString modelPath;            ///< of the speech model; exists at the start
+
+    Paths paths;
+    Settings settings;
+    HistoryStore history;
+    ErrorReporter errors;
+    UsageTracker usage;
+    OverlayController overlay;
+    Sounds sounds;
+    AudioRecorder recorder;
+    WhisperServer server;
+    InputTargets targets;
+    TextInserter inserter;
+    Delivery delivery;
+    PromptEnhancer enhancer;
+    DictationController controller;
+
+private:
+    QStringList m_states;
+};
+
+} // namespace murlo

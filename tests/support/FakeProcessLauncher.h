@@ -1,0 +1,102 @@
+#pragma once
+
+#include "platform/Process.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <utility>
+
+namespace murlo {
+
+/// Programs that run as long as the test says. Its resource folder holds an executable file named
+/// as the speech engine.
+class FakeProcessLauncher : public ProcessLauncher {
+public:
+    struct Child {
+        QString program;
+        QStringList arguments;
+        ChildHandlers handlers;
+        qint64 pid = 0;
+        bool running = true;
+        bool ownsPort = true; ///< whether it alone listens on the port that it is asked about
+    };
+
+    FakeProcessLauncher() {
+        QDir(resourceFolder()).mkpath(QStringLiteral("bin"));
+        QFile program(engineProgram());
+        if (program.open(QIODevice::WriteOnly)) {
+            program.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        }
+    }
+
+    [[nodiscard]] tl::expected<std::unique_ptr<ChildProcess>, QString>
+    launch(const QString& program, const QStringList& arguments, ChildHandlers handlers) override {
+        if (!launchError.isEmpty()) return tl::unexpected(launchError);
+        auto child = std::make_shared<Child>();
+        child->program = program;
+        child->arguments = arguments;
+        child->handlers = std::move(handlers);
+        child->pid = 1000 + static_cast<qint64>(children.size());
+        children.push_back(child);
+        return std::make_unique<Handle>(std::move(child));
+    }
+    [[nodiscard]] std::optional<int> run(const QString& program, const QStringList& arguments,
+                                         double /*seconds*/) override {
+        runs << QStringList{program} + arguments;
+        return std::exchange(runStatus, 1);
+    }
+    [[nodiscard]] bool ownsListeningPort(qint64 pid, quint16 /*port*/) const override {
+        return std::any_of(children.begin(), children.end(), [pid](const auto& child) {
+            return child->pid == pid && child->running && child->ownsPort;
+        });
+    }
+    [[nodiscard]] int activeProcessorCount() const override { return processors; }
+    [[nodiscard]] QString resourceFolder() const override { return m_folder.path(); }
+    [[nodiscard]] QString engineProgram() const {
+        return resourceFolder() + QStringLiteral("/bin/whisper-server");
+    }
+
+    /// The child started last.
+    [[nodiscard]] Child& last() const { return *children.back(); }
+    /// It ends by itself.
+    void exit(int status) const {
+        const auto child = children.back();
+        child->running = false;
+        const auto exited = std::exchange(child->handlers, {}).exited;
+        if (exited) exited(status);
+    }
+    /// It writes.
+    void print(const QByteArray& piece) const { last().handlers.output(piece); }
+
+    std::vector<std::shared_ptr<Child>> children; ///< in the order of their starts
+    QList<QStringList> runs;                      ///< programs run to their end, with arguments
+    std::optional<int> runStatus = 1;             ///< of the next such run; 1 again after it
+    QString launchError;                          ///< why nothing can be started, if so
+    int processors = 8;
+
+private:
+    class Handle : public ChildProcess {
+    public:
+        explicit Handle(std::shared_ptr<Child> child)
+            : m_child(std::move(child)) {}
+        ~Handle() override {
+            m_child->running = false;
+            m_child->handlers = {};
+        }
+        [[nodiscard]] qint64 pid() const override { return m_child->pid; }
+        [[nodiscard]] bool isRunning() const override { return m_child->running; }
+        void terminate() override { m_child->running = false; }
+        void kill() override { m_child->running = false; }
+        bool waitForExit(double /*seconds*/) override { return !m_child->running; }
+
+    private:
+        std::shared_ptr<Child> m_child;
+    };
+
+    QTemporaryDir m_folder;
+};
+
+} // namespace murlo
