@@ -6,9 +6,8 @@
 namespace murlo {
 
 bool isTextBoxLike(const std::optional<QString>& role, const std::optional<QString>& subrole) {
-    static constexpr std::array editableRoles{QLatin1String("AXTextField"),
-                                              QLatin1String("AXTextArea"),
-                                              QLatin1String("AXComboBox")};
+    static constexpr std::array editableRoles{
+        QLatin1String("AXTextField"), QLatin1String("AXTextArea"), QLatin1String("AXComboBox")};
     const bool byRole = role && std::any_of(editableRoles.begin(), editableRoles.end(),
                                             [&](QLatin1String each) { return *role == each; });
     return byRole || subrole == QStringLiteral("AXSearchField");

@@ -6,7 +6,9 @@ namespace murlo {
 
 InputTargets::InputTargets(Accessibility& accessibility, Applications& applications,
                            std::function<ScreenGeometry()> screens)
-    : m_accessibility(accessibility), m_applications(applications), m_screens(std::move(screens)) {}
+    : m_accessibility(accessibility)
+    , m_applications(applications)
+    , m_screens(std::move(screens)) {}
 
 std::optional<InputTarget> InputTargets::captureFocused() const {
     const auto verdict = focusVerdict(m_accessibility);

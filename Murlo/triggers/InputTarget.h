@@ -41,8 +41,8 @@ public:
     /// Tells on a later turn whether the box still exists: it answers within 0.4 s.
     void isAlive(const InputTarget& target, std::function<void(bool)> answered) const;
 
-    /// Brings the box's application and window to the front and gives it the focus, then calls back,
-    /// at most 1 s later. The focus may need a moment more to settle.
+    /// Brings the box's application and window to the front and gives it the focus, then calls
+    /// back, at most 1 s later. The focus may need a moment more to settle.
     void bringIntoFocus(const InputTarget& target, std::function<void()> completion) const;
 
 private:

@@ -1,5 +1,4 @@
 #include "Murlo/dictation/AudioRecorder.h"
-#include "Murlo/platform/linux/freedesktop/QtScheduler.h"
 #include "MurloKit/WavWriter.h"
 #include "tests/support/FakeAudioInput.h"
 #include "tests/support/FakeMicrophoneAuthorization.h"
@@ -8,9 +7,6 @@
 #include "tests/support/VirtualScheduler.h"
 
 #include <QtTest>
-
-#include <atomic>
-#include <thread>
 
 using namespace murlo;
 
@@ -433,43 +429,6 @@ private Q_SLOTS:
         desk.scheduler.advance(10);
         QCOMPARE(desk.results.size(), std::size_t{1}); // the first; nobody waits for the second
         QCOMPARE(desk.input.engines(), 0);
-    }
-
-    /// Real threads: for the sanitizers, and for locks held across calls that wait.
-    void startsAndStopsMayMeetAudioOnAnyThread() {
-        QtScheduler scheduler;
-        FakeAudioInput input(scheduler);
-        FakeMicrophoneAuthorization microphone(scheduler);
-        AudioRecorder recorder(scheduler, input, microphone, [](const QString&, const QString&) {});
-        std::atomic<bool> talking = true;
-        std::thread speaker([&] {
-            const auto said = sine(440, 48000, 0.01);
-            while (talking) input.speak(said, 240);
-        });
-        int completed = 0;
-        int recorded = 0;
-        for (int round = 0; round < 100; ++round) {
-            recorder.start([&](const AudioRecorder::StartResult& result) {
-                ++completed;
-                if (isRecording(result)) ++recorded;
-            });
-            if (round % 4 == 0) QTRY_COMPARE(completed, round + 1);
-            if (round % 5 == 0) input.renegotiate();
-            if (round % 8 == 0) input.unplug();
-            input.plug({48000, 1});
-            (void)recorder.snapshot(0.6);
-            if (round % 2 == 0) {
-                (void)recorder.stop();
-            } else {
-                recorder.cancel();
-            }
-            QCOMPARE(recorder.sampleCount(), std::size_t{0});
-        }
-        QTRY_COMPARE(completed, 100);
-        QVERIFY(recorded >= 25);
-        QTRY_COMPARE(input.flowingEngines(), 0);
-        talking = false;
-        speaker.join();
     }
 };
 

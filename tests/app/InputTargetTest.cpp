@@ -1,8 +1,8 @@
+#include "triggers/InputTarget.h"
 #include "tests/support/FakeAccessibility.h"
 #include "tests/support/FakeApplications.h"
 #include "tests/support/VirtualScheduler.h"
 #include "triggers/FocusVerdict.h"
-#include "triggers/InputTarget.h"
 
 #include <QtTest>
 
@@ -65,8 +65,7 @@ private Q_SLOTS:
             auto& node = m_accessibility->node(element);
             if (settable) node.settable.insert(value);
             if (role.contains(QLatin1Char('/')))
-                node.strings.insert(QStringLiteral("AXSubrole"),
-                                    role.section(QLatin1Char('/'), 1));
+                node.strings.insert(QStringLiteral("AXSubrole"), role.section(QLatin1Char('/'), 1));
         }
         m_accessibility->setFocused(element);
         const auto verdict = focusVerdict(*m_accessibility);

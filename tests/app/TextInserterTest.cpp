@@ -49,8 +49,8 @@ private Q_SLOTS:
             QCOMPARE(chord.flags, 0x100000U);
             m_pasted.append(m_pasteboard->text().value_or(QStringLiteral("(nothing)")));
         };
-        m_inserter = std::make_unique<TextInserter>(*m_scheduler, *m_accessibility, *m_pasteboard,
-                                                    *m_keys);
+        m_inserter =
+            std::make_unique<TextInserter>(*m_scheduler, *m_accessibility, *m_pasteboard, *m_keys);
         focus("AXTextArea");
         m_pasteboard->foreignCopy(users);
         m_scheduler->runPending();
@@ -170,8 +170,9 @@ private Q_SLOTS:
         QCOMPARE(m_pasted, QStringList{dictated});
         m_scheduler->advance(0.5);
         QVERIFY(m_pasteboard->items().isEmpty());
-        QCOMPARE(log.lines(QStringLiteral("insert:")),
-                 QStringList{QStringLiteral("insert: 2 formats of the clipboard could not be kept")});
+        QCOMPARE(
+            log.lines(QStringLiteral("insert:")),
+            QStringList{QStringLiteral("insert: 2 formats of the clipboard could not be kept")});
     }
 
     void theRestOfAContentComesBackWhenOneFormatDoesNotArrive() {
@@ -214,7 +215,8 @@ private Q_SLOTS:
     void typingSendsWholeCharactersInSmallChunks_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QList<int>>("sizes");
-        const QString family = QStringLiteral("👩‍👩‍👧‍👦"); // one character of 11 units
+        const QString family =
+            QStringLiteral("👩‍👩‍👧‍👦"); // one character of 11 units
         const QString letters(40, QLatin1Char('a'));
         QTest::newRow("40 letters") << letters << QList<int>{16, 16, 8};
         QTest::newRow("16 letters") << letters.left(16) << QList<int>{16};
@@ -224,10 +226,9 @@ private Q_SLOTS:
         QTest::newRow("surrogate pairs") << QStringLiteral("😀").repeated(9) << QList<int>{16, 2};
         QTest::newRow("combining marks")
             << letters.left(15) + QStringLiteral("e\u0301") << QList<int>{15, 2};
-        QTest::newRow("longer than a chunk")
-            << QStringLiteral("x") + QStringLiteral("e") + QString(20, QChar(0x0301)) +
-                   QStringLiteral("y")
-            << QList<int>{1, 21, 1};
+        QTest::newRow("longer than a chunk") << QStringLiteral("x") + QStringLiteral("e") +
+                                                    QString(20, QChar(0x0301)) + QStringLiteral("y")
+                                             << QList<int>{1, 21, 1};
         QTest::newRow("line breaks") << QStringLiteral("a\r\nb\nc") << QList<int>{6};
     }
     void typingSendsWholeCharactersInSmallChunks() {

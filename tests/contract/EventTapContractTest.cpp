@@ -1,6 +1,7 @@
 #include "platform/linux/x11/KeyPositions.h"
 #include "platform/linux/x11/X11EventTap.h"
 #include "tests/support/FakeEventTap.h"
+#include "tests/support/desktop/KeyWindow.h"
 #include "tests/support/desktop/PhysicalKeyboard.h"
 
 #include <QProcess>
@@ -261,6 +262,87 @@ private Q_SLOTS:
         report.words.clear();
         real.press("RTSH");
         QVERIFY(report.becomes(QStringLiteral("60+20004")));
+    }
+
+    void aSwallowedKeyReachesNobodyAndEverythingElsePasses() {
+        RealBench real;
+        KeyWindow window;
+        Report report;
+        QVERIFY(real.tap().install(report.handlers()));
+        report.swallows = true;
+        real.press("AC01");
+        real.release("AC01");
+        QVERIFY(report.becomes(QStringLiteral("a/0"))); // not filtering yet: no effect
+        real.tap().setFiltering(true);
+        QTest::qWait(50);
+        real.keyboard.tap("AC02");
+        real.press("LFSH");
+        QVERIFY(report.becomes(QStringLiteral("a/0 s/1 56+20002")));
+        QTRY_VERIFY(real.keyboard.isDown("LFSH")); // modifiers pass
+        report.swallows = false;
+        real.keyboard.tap("AC03");
+        real.release("LFSH");
+        QTRY_COMPARE(report.words.last(), QStringLiteral("56+0"));
+        QTRY_VERIFY(!real.keyboard.isDown("LFSH"));
+        QTRY_COMPARE((window.takeEvents(), window.text()), QStringLiteral("aD"));
+        QCOMPARE(window.focusLosses, 0);
+    }
+
+    void keysHeldAcrossTheBeginningAndEndOfFilteringDoNotStick() {
+        RealBench real;
+        KeyWindow window;
+        Report report;
+        report.swallows = true;
+        QVERIFY(real.tap().install(report.handlers()));
+        real.press("AC01");
+        real.press("LCTL");
+        QVERIFY(report.becomes(QStringLiteral("a/0 59+40001")));
+        real.tap().setFiltering(true);
+        QTest::qWait(50);
+        real.release("AC01");
+        real.release("LCTL");
+        QTRY_VERIFY(!real.keyboard.isDown("AC01") && !real.keyboard.isDown("LCTL"));
+        real.press("RALT"); // passes, and is held beyond the end
+        real.press("AC02"); // swallowed, and held beyond the end
+        QTRY_COMPARE(report.words.last(), QStringLiteral("s/1"));
+        real.tap().setFiltering(false);
+        window.takeEvents();
+        window.clear();
+        QTest::qWait(900); // it would repeat by now
+        QVERIFY(real.keyboard.isDown("RALT"));
+        real.release("AC02");
+        real.release("RALT");
+        QTRY_VERIFY(!real.keyboard.isDown("RALT"));
+        QTest::qWait(50);
+        real.keyboard.tap("AC03");
+        QTRY_COMPARE((window.takeEvents(), window.text()), QStringLiteral("d"));
+    }
+
+    void aMainThreadThatDoesNotAnswerLosesTheFilterAndNoKey() {
+        RealBench real;
+        KeyWindow window;
+        QStringList words;
+        bool stalls = true;
+        QVERIFY(real.tap().install({[&](const KeyPress& press) {
+                                        words.append(press.characters);
+                                        if (std::exchange(stalls, false)) QTest::qSleep(400);
+                                        return true;
+                                    },
+                                    {},
+                                    [&] { words.append(QStringLiteral("disabled")); }}));
+        real.tap().setFiltering(true);
+        QTest::qWait(50);
+        real.keyboard.tap("AC01");
+        real.keyboard.tap("AC02");
+        QTRY_COMPARE(words.join(QLatin1Char(' ')), QStringLiteral("a disabled s"));
+        QTRY_COMPARE((window.takeEvents(), window.text()), QStringLiteral("as"));
+        real.tap().enable();
+        QTest::qWait(50);
+        real.keyboard.tap("AC03");
+        QTRY_COMPARE(words.last(), QStringLiteral("d"));
+        QTest::qWait(50);
+        window.takeEvents();
+        QCOMPARE(window.text(), QStringLiteral("as"));
     }
 };
 

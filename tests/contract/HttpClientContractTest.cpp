@@ -287,6 +287,20 @@ private Q_SLOTS:
         }
     }
 
+    void aRequestWithoutAnAnswerIsNotSentAgain() {
+        RealWorld world;
+        world.setAnswer({200, "", ServerAnswer::closed});
+        HttpRequest what = request(world);
+        what.method = "POST";
+        what.body = "speech";
+        std::optional<HttpResult> result;
+        const auto task =
+            world.client().send(what, [&](HttpResult end) { result = std::move(end); });
+        QTRY_VERIFY_WITH_TIMEOUT(result, patience);
+        QCOMPARE(world.server.requests.size(), 1);
+        QCOMPARE(result->error().description, QStringLiteral("Connection closed"));
+    }
+
     void cookiesAreForgotten() {
         RealWorld world;
         world.setAnswer({200, "", ServerAnswer::complete, {"Set-Cookie: a=b"}});

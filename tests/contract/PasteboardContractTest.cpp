@@ -1,5 +1,6 @@
 #include "Murlo/platform/linux/freedesktop/QtScheduler.h"
 #include "Murlo/platform/linux/x11/X11Pasteboard.h"
+#include "Murlo/platform/linux/x11/XcbSupport.h"
 #include "tests/support/FakePasteboard.h"
 #include "tests/support/OtherClipboardUser.h"
 
@@ -7,6 +8,8 @@
 #include <QtTest>
 #include <xcb/xcb.h>
 
+#include <array>
+#include <cstring>
 #include <thread>
 
 using namespace murlo;
@@ -90,55 +93,83 @@ PasteboardItem textItem(const World& world, const char* text) {
     return {{world.textFormat(), text}};
 }
 
-/// A session's clipboard manager, as small as can be: saves the plain text when asked, by means of
-/// a pasteboard of its own.
+/// A bare X client with a window, for what toolkits do not let a program do.
+class BareClient {
+public:
+    BareClient() {
+        const auto* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+        xcb_create_window(connection, 0, window, screen->root, 0, 0, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    }
+    BareClient(const BareClient&) = delete;
+    BareClient& operator=(const BareClient&) = delete;
+    ~BareClient() { xcb_disconnect(connection); }
+
+    [[nodiscard]] xcb_atom_t atom(const char* name) {
+        return atoms.atom(QString::fromLatin1(name));
+    }
+    /// The next event of this type.
+    template <typename Event>
+    Event next(int type) {
+        xcb_flush(connection);
+        for (;;) {
+            const XcbPointer<xcb_generic_event_t> event(xcb_wait_for_event(connection));
+            if (!event) return {};
+            if ((event->response_type & 0x7f) == type)
+                return *reinterpret_cast<const Event*>(event.get());
+        }
+    }
+    /// What the clipboard's owner answers to a request with this time of an event; "refused" if so.
+    QByteArray ask(const char* target, xcb_timestamp_t time) {
+        const xcb_atom_t property = atom("ANSWER");
+        xcb_convert_selection(connection, window, atom("CLIPBOARD"), atom(target), property, time);
+        if (next<xcb_selection_notify_event_t>(XCB_SELECTION_NOTIFY).property == XCB_ATOM_NONE)
+            return "refused";
+        const XcbPointer<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+            connection, xcb_get_property(connection, 1, window, property, 0, 0, 1000), nullptr));
+        return {static_cast<const char*>(xcb_get_property_value(reply.get())),
+                xcb_get_property_value_length(reply.get())};
+    }
+
+    xcb_connection_t* const connection = xcb_connect(nullptr, nullptr);
+    const xcb_window_t window = xcb_generate_id(connection);
+    XcbAtoms atoms{connection};
+};
+
+/// A session's clipboard manager, as small as can be: keeps what it is asked to keep, once, by
+/// means of a pasteboard of its own.
 class ClipboardManager {
 public:
-    ClipboardManager() : m_thread([this] { run(); }) {}
+    ClipboardManager() {
+        xcb_set_selection_owner(m_client.connection, m_client.window,
+                                m_client.atom("CLIPBOARD_MANAGER"), XCB_CURRENT_TIME);
+        static_cast<void>(m_client.atom("its reply means that we own it"));
+        m_thread = std::thread([this] { run(); });
+    }
     ClipboardManager(const ClipboardManager&) = delete;
     ClipboardManager& operator=(const ClipboardManager&) = delete;
     ~ClipboardManager() { m_thread.join(); }
 
 private:
     void run() {
-        while (const auto* event = xcb_wait_for_event(m_connection)) {
-            if ((event->response_type & 0x7f) != XCB_SELECTION_REQUEST) continue;
-            const auto request = *reinterpret_cast<const xcb_selection_request_event_t*>(event);
-            const auto reading = m_store.read();
-            while (!reading->isComplete()) std::this_thread::yield();
-            m_store.write(reading->snapshot());
-            xcb_selection_notify_event_t answer{};
-            answer.response_type = XCB_SELECTION_NOTIFY;
-            answer.requestor = request.requestor;
-            answer.selection = request.selection;
-            answer.target = request.target;
-            answer.property = request.property;
-            std::array<char, 32> buffer{};
-            std::memcpy(buffer.data(), &answer, sizeof answer);
-            xcb_send_event(m_connection, 0, request.requestor, 0, buffer.data());
-            xcb_flush(m_connection);
-            return;
-        }
-    }
-    xcb_connection_t* connect() {
-        auto* connection = xcb_connect(nullptr, nullptr);
-        const auto* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
-        const auto window = xcb_generate_id(connection);
-        xcb_create_window(connection, 0, window, screen->root, 0, 0, 1, 1, 0,
-                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
-        const QByteArray name = "CLIPBOARD_MANAGER";
-        auto* atom = xcb_intern_atom_reply(
-            connection,
-            xcb_intern_atom(connection, 0, static_cast<quint16>(name.size()), name.data()),
-            nullptr);
-        xcb_set_selection_owner(connection, window, atom->atom, XCB_CURRENT_TIME);
-        std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
-        std::free(atom);
-        return connection;
+        const auto request = m_client.next<xcb_selection_request_event_t>(XCB_SELECTION_REQUEST);
+        const auto reading = m_store.read();
+        while (!reading->isComplete()) std::this_thread::yield();
+        m_store.write(reading->snapshot());
+        xcb_selection_notify_event_t answer{};
+        answer.response_type = XCB_SELECTION_NOTIFY;
+        answer.requestor = request.requestor;
+        answer.selection = request.selection;
+        answer.target = request.target;
+        answer.property = request.property;
+        std::array<char, 32> buffer{};
+        std::memcpy(buffer.data(), &answer, sizeof answer);
+        xcb_send_event(m_client.connection, 0, request.requestor, 0, buffer.data());
+        xcb_flush(m_client.connection);
     }
 
     X11Pasteboard m_store;
-    xcb_connection_t* m_connection = connect();
+    BareClient m_client;
     std::thread m_thread;
 };
 
@@ -157,8 +188,10 @@ private:
     }
     Pasteboard& start() {
         QFETCH(bool, real);
-        if (real) m_world = std::make_unique<RealWorld>();
-        else m_world = std::make_unique<FakeWorld>();
+        if (real)
+            m_world = std::make_unique<RealWorld>();
+        else
+            m_world = std::make_unique<FakeWorld>();
         return m_world->pasteboard();
     }
     RealWorld& startReal() {
@@ -201,7 +234,8 @@ private Q_SLOTS:
             last = count;
         }
         // The other program has seen all of it, so whatever was to be notified has been.
-        QCOMPARE(m_world->otherPastes(m_world->textFormat()), OtherClipboardUser::fingerprint("19"));
+        QCOMPARE(m_world->otherPastes(m_world->textFormat()),
+                 OtherClipboardUser::fingerprint("19"));
         QCoreApplication::processEvents();
         QCOMPARE(pasteboard.changeCount(), last);
         QCOMPARE(reported, 0);
@@ -316,10 +350,8 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitFor(
             [&] {
                 const auto reading = pasteboard.read();
-                QElapsedTimer t; t.start();
                 if (!QTest::qWaitFor([&] { return reading->isComplete(); }, 20000)) return false;
                 snapshot = reading->snapshot();
-                qInfo() << snapshot.unread << t.elapsed();
                 return snapshot.unread.isEmpty();
             },
             20000));
@@ -337,6 +369,29 @@ private Q_SLOTS:
         world.pasteboard().write({{{{png, small}}}, {}});
         OtherClipboardUser third{QStringLiteral(MURLO_CLIPBOARD_USER)};
         QCOMPARE(third.paste(png), OtherClipboardUser::fingerprint(small));
+    }
+
+    void aSlowProgramGetsWhatWasThereWhenTheUserPasted() {
+        Pasteboard& pasteboard = startReal().pasteboard();
+        BareClient client;
+        const auto now = [&] {
+            const QByteArray time = client.ask("TIMESTAMP", XCB_CURRENT_TIME);
+            xcb_timestamp_t value = 0;
+            std::memcpy(&value, time.constData(), sizeof value);
+            return value;
+        };
+        const char* const text = "UTF8_STRING";
+        pasteboard.setString(QStringLiteral("dictated"));
+        const xcb_timestamp_t pasted = now();
+        QTest::qWait(5); // the server counts in milliseconds
+        pasteboard.write({{{{QString::fromLatin1(text), "the user's"}}}, {}});
+        const xcb_timestamp_t restored = now();
+        QVERIFY(restored > pasted);
+        QCOMPARE(client.ask(text, restored), QByteArray("the user's"));
+        QCOMPARE(client.ask(text, XCB_CURRENT_TIME), QByteArray("the user's"));
+        QCOMPARE(client.ask(text, pasted), QByteArray("dictated"));
+        QCOMPARE(client.ask(text, pasted - 1), QByteArray("refused"));
+        QCOMPARE(client.ask("image/png", XCB_CURRENT_TIME), QByteArray("refused"));
     }
 
     void theClipboardManagerGetsWhatWeLeave() {

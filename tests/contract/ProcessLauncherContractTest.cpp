@@ -327,7 +327,7 @@ private Q_SLOTS:
     void resourcesOfAnInstallationAreBesideItsPrograms() {
         QCOMPARE(QtProcessLauncher::installedResources("/usr/bin"),
                  QStringLiteral("/usr/lib/murlo"));
-        QCOMPARE(QtProcessLauncher({"/x"}).resourceFolder(), QStringLiteral("/x"));
+        QCOMPARE(QtProcessLauncher(QStringLiteral("/x")).resourceFolder(), QStringLiteral("/x"));
     }
 };
 

@@ -234,9 +234,11 @@ private Q_SLOTS:
     void aCancelledPreviewLeavesTheEngineFree() {
         Engine engine(m_program, smallModel());
         bring(engine, Moment::transcribing);
+        const int used = ticksUsed(engine.launcher.lastPid);
         m_request->cancel();
         expectTranscript(engine, QStringLiteral("There was fighting in the streets."));
         QVERIFY(!m_result);
+        qInfo("%d clock ticks after the cancel", ticksUsed(engine.launcher.lastPid) - used);
     }
 
     void speechNeverGoesToAStranger() {

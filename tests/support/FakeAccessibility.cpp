@@ -70,8 +70,10 @@ std::optional<QRectF> FakeAccessibility::frame(const ElementRef& element) const 
 }
 
 void FakeAccessibility::later(double seconds, Work work) {
-    if (seconds <= 0) m_scheduler.nextTurn(m_lifetime.guard(std::move(work)));
-    else m_delays.push_back(m_scheduler.after(seconds, std::move(work)));
+    if (seconds <= 0)
+        m_scheduler.nextTurn(m_lifetime.guard(std::move(work)));
+    else
+        m_delays.push_back(m_scheduler.after(seconds, std::move(work)));
 }
 
 void FakeAccessibility::askRole(const ElementRef& element, std::function<void(bool)> answered) {

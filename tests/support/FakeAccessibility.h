@@ -26,7 +26,8 @@ public:
         bool gone = false;
     };
 
-    explicit FakeAccessibility(Scheduler& scheduler) : m_scheduler(scheduler) {}
+    explicit FakeAccessibility(Scheduler& scheduler)
+        : m_scheduler(scheduler) {}
 
     /// A new element with this role (none if empty), below `parent` if there is one.
     ElementRef add(const QString& role, const ElementRef& parent = nullptr);

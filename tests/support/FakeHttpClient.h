@@ -13,6 +13,10 @@ public:
         : m_delay(std::move(delay))
         , m_exchanges(std::make_shared<Exchanges>()) {}
 
+    ~FakeHttpClient() override {
+        for (const auto& exchange : m_own) Task(exchange).cancel();
+    }
+
     [[nodiscard]] std::unique_ptr<HttpTask>
     send(const HttpRequest& request, std::function<void(HttpResult)> completion) override {
         auto exchange = std::make_shared<Exchange>();
@@ -25,6 +29,7 @@ public:
             });
         }
         m_exchanges->push_back(exchange);
+        m_own.push_back(exchange);
         return std::make_unique<Task>(std::move(exchange));
     }
 
@@ -101,7 +106,8 @@ private:
     }
 
     Delay m_delay;
-    std::shared_ptr<Exchanges> m_exchanges;
+    std::shared_ptr<Exchanges> m_exchanges; ///< shared with the clients of `maker`
+    Exchanges m_own;
 };
 
 } // namespace murlo

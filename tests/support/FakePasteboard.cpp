@@ -27,8 +27,10 @@ public:
         for (const PasteboardItem& item : m_source) {
             PasteboardItem kept;
             for (const auto& format : item) {
-                if (m_answered && !m_withheld.contains(format.first)) kept.append(format);
-                else snapshot.unread.append(format.first);
+                if (m_answered && !m_withheld.contains(format.first))
+                    kept.append(format);
+                else
+                    snapshot.unread.append(format.first);
             }
             if (!kept.isEmpty()) snapshot.items.append(kept);
         }
@@ -51,7 +53,8 @@ private:
     bool m_answered = false;
 };
 
-FakePasteboard::FakePasteboard(Scheduler& scheduler) : m_scheduler(scheduler) {}
+FakePasteboard::FakePasteboard(Scheduler& scheduler)
+    : m_scheduler(scheduler) {}
 FakePasteboard::~FakePasteboard() = default;
 
 qint64 FakePasteboard::setString(const QString& text) {
@@ -60,14 +63,17 @@ qint64 FakePasteboard::setString(const QString& text) {
     return m_changeCount;
 }
 
-void FakePasteboard::write(const PasteboardSnapshot& snapshot) { changed(snapshot.items, false); }
+void FakePasteboard::write(const PasteboardSnapshot& snapshot) {
+    changed(snapshot.items, false);
+}
 
 std::shared_ptr<PasteboardReading> FakePasteboard::read() {
     ++readings;
     QList<PasteboardItem> source = m_items;
     bool isSecret = false;
     for (const auto& item : m_items) {
-        for (const auto& [name, bytes] : item) isSecret |= name == secretFormat && bytes == "secret";
+        for (const auto& [name, bytes] : item)
+            isSecret |= name == secretFormat && bytes == "secret";
     }
     const auto reading = std::make_shared<Reading>(m_scheduler, m_changeCount, source);
     if (!m_foreign || source.isEmpty()) {

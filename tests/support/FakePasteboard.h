@@ -8,8 +8,8 @@
 namespace murlo {
 
 /// A clipboard in memory, shared with an imagined second program whose doings are the `foreign…`
-/// calls. Data of a responsive owner is there on a later turn of the scheduler, that of a hung owner
-/// never.
+/// calls. Data of a responsive owner is there on a later turn of the scheduler, that of a hung
+/// owner never.
 class FakePasteboard : public Pasteboard {
 public:
     explicit FakePasteboard(Scheduler& scheduler);

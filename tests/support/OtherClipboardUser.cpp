@@ -17,7 +17,9 @@ OtherClipboardUser::OtherClipboardUser(const QString& program) {
     m_process.waitForStarted();
 }
 
-OtherClipboardUser::~OtherClipboardUser() { kill(); }
+OtherClipboardUser::~OtherClipboardUser() {
+    kill();
+}
 
 QByteArray OtherClipboardUser::command(const QByteArray& line) {
     m_process.write(line + '\n');

@@ -16,7 +16,7 @@ AtspiAccessibility::AtspiAccessibility(Scheduler& scheduler, AtspiWindows window
     : m_scheduler(scheduler)
     , m_windows(std::move(windows))
     , m_bus(scheduler)
-    , m_focus(m_bus, m_windows.frontmostPid) {}
+    , m_focus(scheduler, m_bus, m_windows.frontmostPid) {}
 
 std::optional<QString> AtspiAccessibility::string(const ElementRef& element,
                                                   const QString& attribute) const {

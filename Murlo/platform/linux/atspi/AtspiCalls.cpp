@@ -1,5 +1,6 @@
 #include "AtspiCalls.h"
 
+#include <QDBusError>
 #include <QDBusMetaType>
 #include <QDBusVariant>
 
@@ -171,6 +172,14 @@ QDBusMessage getProperty(const QString& service, const QString& path, const QStr
         service, path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     message << interface << property;
     return message;
+}
+
+bool isUnknown(const QDBusMessage& reply) {
+    if (reply.type() != QDBusMessage::ErrorMessage) return false;
+    const auto type = QDBusError(reply).type();
+    // Qt calls the object unknown.
+    return type == QDBusError::UnknownMethod || type == QDBusError::UnknownInterface ||
+           type == QDBusError::UnknownObject;
 }
 
 std::optional<AtspiRole> roleOf(const QDBusMessage& reply) {

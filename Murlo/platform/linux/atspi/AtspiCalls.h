@@ -40,6 +40,8 @@ inline const QString textInterface = QStringLiteral("org.a11y.atspi.Text");
 [[nodiscard]] QDBusMessage getProperty(const QString& service, const QString& path,
                                        const QString& interface, const QString& property);
 
+/// Whether the object does not have the method or interface that was called.
+[[nodiscard]] bool isUnknown(const QDBusMessage& reply);
 [[nodiscard]] std::optional<AtspiRole> roleOf(const QDBusMessage& reply);
 [[nodiscard]] std::optional<AtspiStates> statesOf(const QDBusMessage& reply);
 [[nodiscard]] QStringList stringsOf(const QDBusMessage& reply);

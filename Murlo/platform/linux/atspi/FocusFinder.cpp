@@ -38,9 +38,9 @@ void FocusFinder::findFocus(const AtspiReference& window, std::function<bool()> 
                [this, descent, window](const QDBusMessage& reply) {
                    if (!descent->wanted()) return;
                    const auto matches = atspi::referencesOf(reply);
-                   if (!matches.isEmpty())
-                       descent->found(matches.first());
-                   else
+                   if (!matches.isEmpty()) descent->found(matches.first());
+                   // Who is too busy for one question gets no thousand.
+                   else if (atspi::isUnknown(reply))
                        descend(descent, {window});
                });
 }

@@ -4,8 +4,18 @@
 
 namespace murlo {
 
-FocusTracker::FocusTracker(AtspiBus& bus, std::function<std::optional<qint64>()> frontmostPid)
-    : m_reader(bus)
+namespace {
+
+// Seconds that a window which became active has to tell its focus by itself: most do, and looking
+// for it costs a program with many objects a moment of its time.
+constexpr double settling = 0.1;
+
+} // namespace
+
+FocusTracker::FocusTracker(Scheduler& scheduler, AtspiBus& bus,
+                           std::function<std::optional<qint64>()> frontmostPid)
+    : m_scheduler(scheduler)
+    , m_reader(bus)
     , m_finder(bus)
     , m_frontmostPid(std::move(frontmostPid)) {
     const auto objectEvents = QStringLiteral("org.a11y.atspi.Event.Object");
@@ -93,6 +103,7 @@ void FocusTracker::onProgramAdded(const QDBusMessage& signal) {
 void FocusTracker::reset() {
     m_programs.clear();
     m_activeWindow.reset();
+    m_search.cancel();
 }
 
 void FocusTracker::drop(Program& program) {
@@ -105,6 +116,7 @@ void FocusTracker::setFocus(const AtspiReference& object) {
     auto& program = m_programs[object.service];
     drop(program);
     program.object = object;
+    if (m_activeWindow && m_activeWindow->service == object.service) m_search.cancel();
     m_reader.read(object, [this, object, change = program.change](
                               const std::shared_ptr<const AtspiElement>& element) {
         const auto reader = m_programs.find(object.service);
@@ -118,10 +130,12 @@ void FocusTracker::setFocus(const AtspiReference& object) {
 
 void FocusTracker::activate(const AtspiReference& window) {
     m_activeWindow = window;
+    m_search.cancel();
     const auto& program = m_programs[window.service];
     const bool known = !program.object.isNull() && (!program.element || !program.element->window ||
                                                     program.element->window->reference == window);
-    if (!known) lookForFocus(window);
+    if (known) return;
+    m_search = m_scheduler.after(settling, [this, window] { lookForFocus(window); });
 }
 
 void FocusTracker::lookForFocus(const AtspiReference& window) {

@@ -15,7 +15,8 @@ class FocusTracker : public QObject {
     Q_OBJECT
 public:
     /// `frontmostPid` tells the process that owns the active window, cheaply.
-    FocusTracker(AtspiBus& bus, std::function<std::optional<qint64>()> frontmostPid);
+    FocusTracker(Scheduler& scheduler, AtspiBus& bus,
+                 std::function<std::optional<qint64>()> frontmostPid);
 
     /// The focused object of the active window's program; null while it is being read, when nothing
     /// has the focus, and when the active window is of a program that told nothing.
@@ -48,12 +49,14 @@ private:
     void drop(Program& program);
     bool ownsActiveWindow(Program& program, std::optional<qint64> frontmost);
 
+    Scheduler& m_scheduler;
     ElementReader m_reader;
     FocusFinder m_finder;
     std::function<std::optional<qint64>()> m_frontmostPid;
     QHash<QString, Program> m_programs;
     std::optional<AtspiReference> m_activeWindow;
     quint64 m_changes = 0;
+    ScheduledWork m_search;
     /// The frontmost process and the state of knowledge for which a focus was looked for in vain.
     std::pair<qint64, quint64> m_sought;
 };

@@ -1,10 +1,13 @@
 #include "platform/linux/freedesktop/QtHttpClient.h"
 
 #include <QHostAddress>
+#include <QIODevice>
 #include <QNetworkAccessManager>
 #include <QNetworkProxyFactory>
 #include <QNetworkReply>
 #include <QPointer>
+
+#include <algorithm>
 
 namespace murlo {
 
@@ -40,11 +43,46 @@ QNetworkRequest toLibrary(const HttpRequest& request) {
     return result;
 }
 
+/// A body that can be read once. The library would otherwise send the request again when the other
+/// end closes the connection without an answer: twice to a server that acts on it, or to whoever
+/// listens there by then.
+class BodyToSendOnce : public QIODevice {
+public:
+    explicit BodyToSendOnce(QByteArray body)
+        : m_body(std::move(body)) {
+        open(ReadOnly);
+    }
+    [[nodiscard]] bool isSequential() const override { return true; }
+    [[nodiscard]] qint64 bytesAvailable() const override {
+        return m_body.size() - m_read + QIODevice::bytesAvailable();
+    }
+    bool reset() override { return false; }
+
+protected:
+    qint64 readData(char* data, qint64 most) override {
+        const qint64 count = std::min<qint64>(most, m_body.size() - m_read);
+        if (count == 0 && most > 0) return -1;
+        std::copy_n(m_body.constData() + m_read, count, data);
+        m_read += count;
+        return count;
+    }
+    qint64 writeData(const char* /*data*/, qint64 /*most*/) override { return -1; }
+
+private:
+    QByteArray m_body;
+    qint64 m_read = 0;
+};
+
 QNetworkReply* start(QNetworkAccessManager& network, const HttpRequest& request) {
-    const QNetworkRequest prepared = toLibrary(request);
+    QNetworkRequest prepared = toLibrary(request);
     if (request.method == "GET") return network.get(prepared);
     if (request.method == "HEAD") return network.head(prepared);
-    return network.sendCustomRequest(prepared, request.method, request.body);
+    prepared.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
+    prepared.setHeader(QNetworkRequest::ContentLengthHeader, request.body.size());
+    auto* body = new BodyToSendOnce(request.body);
+    QNetworkReply* reply = network.sendCustomRequest(prepared, request.method, body);
+    body->setParent(reply);
+    return reply;
 }
 
 /// Whether the code only says that the status of a whole response is an error.
@@ -57,6 +95,10 @@ bool isStatusError(QNetworkReply::NetworkError code) {
 }
 
 HttpError describe(QNetworkReply::NetworkError code, QString words, const QUrl& url) {
+    if (code == QNetworkReply::ContentReSendError) { // see BodyToSendOnce
+        code = QNetworkReply::RemoteHostClosedError;
+        words = QStringLiteral("Connection closed");
+    }
     words.remove(url.toString()).remove(url.host());
     return {words.simplified(), QStringLiteral("QNetworkReply"), code};
 }
@@ -74,8 +116,9 @@ public:
                 if (const auto self = weak.lock()) (self.get()->*step)();
             };
         };
-        QObject::connect(m_reply, &QNetworkReply::finished, m_reply, onReply(&Exchange::finish));
-        QObject::connect(m_reply, &QNetworkReply::readyRead, m_reply,
+        QObject::connect(m_reply, &QNetworkReply::finished, &m_receiver,
+                         onReply(&Exchange::finish));
+        QObject::connect(m_reply, &QNetworkReply::readyRead, &m_receiver,
                          onReply(&Exchange::checkSize));
         m_limit = delay(timeout, onReply(&Exchange::timeOut));
     }
@@ -117,12 +160,14 @@ private:
     }
     void release() {
         if (!m_reply) return;
-        m_reply->disconnect();
+        // Our own connections alone: the library's abort works through signals of the reply.
+        m_reply->disconnect(&m_receiver);
         if (!m_reply->isFinished()) m_reply->abort();
         m_reply->deleteLater();
         m_reply.clear();
     }
 
+    QObject m_receiver;
     QPointer<QNetworkReply> m_reply;
     std::function<void(HttpResult)> m_completion;
     ScheduledWork m_limit;

@@ -30,10 +30,10 @@ void BorrowedKeys::adopt(KeyboardMap& map) {
 
 void BorrowedKeys::adoptLeftovers() {
     if (!m_connection.isAlive()) return;
-    const auto left = m_connection.reply(
-        xcb_get_property_reply,
-        xcb_get_property(m_connection, 0, m_connection.root(), m_atoms.atom(borrowedProperty()),
-                         XCB_ATOM_CARDINAL, 0, 64));
+    const auto left = m_connection.reply(xcb_get_property_reply,
+                                         xcb_get_property(m_connection, 0, m_connection.root(),
+                                                          m_atoms.atom(borrowedProperty()),
+                                                          XCB_ATOM_CARDINAL, 0, 64));
     if (!left || left->format != 8) return;
     const auto* codes = static_cast<const xcb_keycode_t*>(xcb_get_property_value(left.get()));
     for (int i = 0; i < xcb_get_property_value_length(left.get()); ++i)

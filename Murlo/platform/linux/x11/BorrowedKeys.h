@@ -20,8 +20,8 @@ public:
 
     /// Takes the codes to borrow from: those without symbols in this map, those that still have the
     /// symbol given to them here, and those that a former run borrowed and could not give back.
-    /// Call it with every new map.
-    void adopt(const KeyboardMap& map);
+    /// Call it with every new map, which then shows them without symbols.
+    void adopt(KeyboardMap& map);
 
     /// Maps as many codes as these symbols still need, for events of this batch. False, with
     /// nothing changed, when too few codes are free: batches after `taken` may still be on their

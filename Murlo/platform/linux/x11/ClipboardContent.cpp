@@ -29,7 +29,8 @@ ClipboardContent ClipboardContent::text(const QString& text) {
     for (const auto& target :
          {utf8String, QStringLiteral("text/plain;charset=utf-8"), QStringLiteral("text/plain")})
         content.formats.append({target, target, 8, utf8});
-    // TEXT means "in any encoding you like"; STRING is Latin-1 and only offered when that loses nothing.
+    // TEXT means "in any encoding you like"; STRING is Latin-1 and only offered when that loses
+    // nothing.
     content.formats.append({QStringLiteral("TEXT"), utf8String, 8, utf8});
     const QByteArray latin1 = text.toLatin1();
     if (QString::fromLatin1(latin1) == text)
@@ -59,16 +60,16 @@ PasteboardSnapshot ClipboardContent::snapshot() const {
 }
 
 bool isProtocolTarget(const QString& target) {
-    static const QSet<QString> protocol{
-        QStringLiteral("TARGETS"), QStringLiteral("MULTIPLE"), QStringLiteral("TIMESTAMP"),
-        QStringLiteral("SAVE_TARGETS"), QStringLiteral("DELETE"), QStringLiteral("INCR")};
+    static const QSet<QString> protocol{QStringLiteral("TARGETS"),   QStringLiteral("MULTIPLE"),
+                                        QStringLiteral("TIMESTAMP"), QStringLiteral("SAVE_TARGETS"),
+                                        QStringLiteral("DELETE"),    QStringLiteral("INCR")};
     return protocol.contains(target) || target.startsWith(QLatin1String("INSERT_"));
 }
 
 bool isResourceType(const QString& type) {
-    static const QSet<QString> resources{
-        QStringLiteral("PIXMAP"), QStringLiteral("BITMAP"), QStringLiteral("DRAWABLE"),
-        QStringLiteral("WINDOW"), QStringLiteral("COLORMAP")};
+    static const QSet<QString> resources{QStringLiteral("PIXMAP"), QStringLiteral("BITMAP"),
+                                         QStringLiteral("DRAWABLE"), QStringLiteral("WINDOW"),
+                                         QStringLiteral("COLORMAP")};
     return resources.contains(type);
 }
 

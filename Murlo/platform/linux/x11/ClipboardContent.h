@@ -8,8 +8,8 @@
 
 namespace murlo {
 
-/// One form in which a clipboard's content can be had: what a requestor asks for (`target`), and the
-/// property that answers it. A value type without a connection: safe to hand between threads.
+/// One form in which a clipboard's content can be had: what a requestor asks for (`target`), and
+/// the property that answers it. A value type without a connection: safe to hand between threads.
 struct ClipboardFormat {
     QString target;
     /// Name of the property's type; the target's own name for most formats.
@@ -20,8 +20,8 @@ struct ClipboardFormat {
     QByteArray bytes;
 
     /// The format's name in a `PasteboardItem`: the target, followed by "|TYPE|BITS" where the
-    /// property differs from the usual (type named as the target, 8 bits), so that nothing is lost on
-    /// the way back.
+    /// property differs from the usual (type named as the target, 8 bits), so that nothing is lost
+    /// on the way back.
     [[nodiscard]] QString name() const;
     /// The reverse of `name`.
     [[nodiscard]] static ClipboardFormat named(const QString& name, const QByteArray& bytes);
@@ -40,8 +40,8 @@ struct ClipboardContent {
     [[nodiscard]] PasteboardSnapshot snapshot() const;
 };
 
-/// Format by which password managers mark a content that nobody may keep; its value is `secretMark`.
-/// The convention is KDE's, and clipboard histories of all desktops follow it.
+/// Format by which password managers mark a content that nobody may keep; its value is
+/// `secretMark`. The convention is KDE's, and clipboard histories of all desktops follow it.
 inline const QString secretHint = QStringLiteral("x-kde-passwordManagerHint");
 inline const QByteArray secretMark = QByteArrayLiteral("secret");
 

@@ -19,7 +19,8 @@ const QString textName = QStringLiteral("UTF8_STRING");
 } // namespace
 
 ClipboardReading::ClipboardReading(qint64 changeCount)
-    : m_changeCount(changeCount), m_deadline(Clock::now() + silenceLimit) {}
+    : m_changeCount(changeCount)
+    , m_deadline(Clock::now() + silenceLimit) {}
 
 ClipboardReading::Clock::time_point ClipboardReading::deadline() const {
     const std::lock_guard guard(m_lock);
@@ -44,8 +45,10 @@ PasteboardSnapshot ClipboardReading::snapshot() const {
     for (const Slot& slot : m_slots) {
         if (slot.target == secretHint)
             isSecret = !slot.format || slot.format->bytes.startsWith(secretMark);
-        if (slot.format) item.append({slot.format->name(), slot.format->bytes});
-        else snapshot.unread.append(slot.target);
+        if (slot.format)
+            item.append({slot.format->name(), slot.format->bytes});
+        else
+            snapshot.unread.append(slot.target);
     }
     if (isSecret) {
         snapshot.unread.clear();
@@ -159,7 +162,8 @@ XcbPointer<xcb_get_property_reply_t> ClipboardReader::takeProperty(Requests::con
     xcb_generic_error_t* error = nullptr;
     const auto cookie = xcb_get_property(m_connection, 1, it->first, m_property,
                                          XCB_GET_PROPERTY_TYPE_ANY, 0, words);
-    XcbPointer<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, cookie, &error));
+    XcbPointer<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(m_connection, cookie, &error));
     const XcbPointer<xcb_generic_error_t> ignored(error);
     // The server deletes a property only when it was read to its end.
     if (reply && reply->bytes_after > 0) xcb_delete_property(m_connection, it->first, m_property);
@@ -178,9 +182,12 @@ void ClipboardReader::handleAnswer(const xcb_selection_notify_event_t& event) {
         beginPieces(it, *reply);
         return;
     }
-    if (job && request.target == targetsName) readTargets(job, reply.get());
-    else if (job && refused && !job->targetsKnown) job->reading->withdraw(request.target);
-    else if (job && reply && reply->bytes_after == 0) readWhole(request, *reply);
+    if (job && request.target == targetsName)
+        readTargets(job, reply.get());
+    else if (job && refused && !job->targetsKnown)
+        job->reading->withdraw(request.target);
+    else if (job && reply && reply->bytes_after == 0)
+        readWhole(request, *reply);
     close(it);
 }
 
@@ -221,8 +228,10 @@ void ClipboardReader::beginPieces(Requests::iterator it, const xcb_get_property_
     request.incremental = true;
     if (!request.job || reply.format != 32 || reply.value_len == 0) return;
     const quint32 leastSize = *static_cast<const quint32*>(xcb_get_property_value(&reply));
-    if (leastSize > sizeLimit - request.job->kept) release(request);
-    else request.partial.bytes.reserve(leastSize);
+    if (leastSize > sizeLimit - request.job->kept)
+        release(request);
+    else
+        request.partial.bytes.reserve(leastSize);
 }
 
 void ClipboardReader::handleProperty(const xcb_property_notify_event_t& event) {
@@ -241,8 +250,8 @@ void ClipboardReader::handleProperty(const xcb_property_notify_event_t& event) {
     } else {
         request.partial.type = m_atoms.name(reply->type);
         request.partial.bits = reply->format;
-        request.partial.bytes.append(
-            static_cast<const char*>(xcb_get_property_value(reply.get())), length);
+        request.partial.bytes.append(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                                     length);
         request.job->kept += length;
     }
 }

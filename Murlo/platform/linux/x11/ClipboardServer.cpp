@@ -11,7 +11,9 @@ constexpr auto transferPatience = std::chrono::seconds(10);
 constexpr qsizetype preferredPiece = 1 << 20;
 
 /// Server times are 32 bits wide and wrap around every 49 days.
-bool isBefore(xcb_timestamp_t a, xcb_timestamp_t b) { return static_cast<qint32>(a - b) < 0; }
+bool isBefore(xcb_timestamp_t a, xcb_timestamp_t b) {
+    return static_cast<qint32>(a - b) < 0;
+}
 
 } // namespace
 
@@ -19,9 +21,8 @@ ClipboardServer::ClipboardServer(xcb_connection_t* connection, XcbAtoms& atoms)
     : m_connection(connection)
     , m_atoms(atoms)
     // In units of four bytes, less the request's own header.
-    , m_pieceSize(std::min<qsizetype>(preferredPiece,
-                                      xcb_get_maximum_request_length(connection) * qsizetype{4} -
-                                          64)) {}
+    , m_pieceSize(std::min<qsizetype>(
+          preferredPiece, xcb_get_maximum_request_length(connection) * qsizetype{4} - 64)) {}
 
 void ClipboardServer::adopt(Content content, xcb_timestamp_t since) {
     // A slow program may ask for a dictated text after the clipboard was given back, but with the

@@ -19,7 +19,8 @@ public:
 
     ClipboardServer(xcb_connection_t* connection, XcbAtoms& atoms);
 
-    /// We own the selection since the server's time `since`, with this content (null: we gave it up).
+    /// We own the selection since the server's time `since`, with this content (null: we gave it
+    /// up).
     void adopt(Content content, xcb_timestamp_t since);
     /// Somebody else took the selection. Transfers under way continue.
     void drop();

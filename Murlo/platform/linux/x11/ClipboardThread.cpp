@@ -42,9 +42,7 @@ qint64 ClipboardThread::own(ClipboardServer::Content content) {
     auto done = std::make_shared<std::promise<qint64>>();
     auto result = done->get_future();
     const qint64 expected = m_changeCount + 1;
-    post([this, content = std::move(content), done] {
-        done->set_value(takeSelection(content));
-    });
+    post([this, content = std::move(content), done] { done->set_value(takeSelection(content)); });
     return result.wait_for(serverLimit) == std::future_status::ready ? result.get() : expected;
 }
 
@@ -140,8 +138,7 @@ bool ClipboardThread::drainEvents() {
     if (!m_connection) return false;
     xcb_flush(m_connection);
     bool any = false;
-    while (const auto event =
-               XcbPointer<xcb_generic_event_t>(xcb_poll_for_event(m_connection))) {
+    while (const auto event = XcbPointer<xcb_generic_event_t>(xcb_poll_for_event(m_connection))) {
         handle(*event);
         any = true;
     }
@@ -167,8 +164,7 @@ void ClipboardThread::handle(const xcb_generic_event_t& event) {
         break;
     }
     case XCB_DESTROY_NOTIFY:
-        m_server->forgetWindow(
-            reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
+        m_server->forgetWindow(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
         break;
     case XCB_SELECTION_REQUEST: {
         const auto& request = reinterpret_cast<const xcb_selection_request_event_t&>(event);
@@ -177,17 +173,22 @@ void ClipboardThread::handle(const xcb_generic_event_t& event) {
     }
     case XCB_SELECTION_NOTIFY: {
         const auto& answer = reinterpret_cast<const xcb_selection_notify_event_t&>(event);
-        if (answer.selection == m_manager) m_handedOver = true;
-        else m_reader->handleAnswer(answer);
+        if (answer.selection == m_manager)
+            m_handedOver = true;
+        else
+            m_reader->handleAnswer(answer);
         break;
     }
     case XCB_PROPERTY_NOTIFY: {
         const auto& change = reinterpret_cast<const xcb_property_notify_event_t&>(event);
-        if (change.state == XCB_PROPERTY_NEW_VALUE) m_reader->handleProperty(change);
-        else m_server->handleDeleted(change);
+        if (change.state == XCB_PROPERTY_NEW_VALUE)
+            m_reader->handleProperty(change);
+        else
+            m_server->handleDeleted(change);
         break;
     }
-    default: break;
+    default:
+        break;
     }
 }
 
@@ -222,9 +223,12 @@ qint64 ClipboardThread::takeSelection(const ClipboardServer::Content& content) {
 }
 
 void ClipboardThread::beginReading(const std::shared_ptr<ClipboardReading>& reading) {
-    if (!m_connection) reading->finish();
-    else if (m_server->content()) reading->fill(*m_server->content());
-    else m_reader->begin(reading, m_ownerSince);
+    if (!m_connection)
+        reading->finish();
+    else if (m_server->content())
+        reading->fill(*m_server->content());
+    else
+        m_reader->begin(reading, m_ownerSince);
 }
 
 void ClipboardThread::handOver() {

@@ -25,9 +25,9 @@ public:
     /// Any thread.
     [[nodiscard]] qint64 changeCount() const { return m_changeCount; }
 
-    /// Takes the selection with this content, or gives it up when null, and returns the change count
-    /// that this leads to. Any thread but the clipboard's. The server has carried it out by then,
-    /// unless it answers nothing for 0.5 s.
+    /// Takes the selection with this content, or gives it up when null, and returns the change
+    /// count that this leads to. Any thread but the clipboard's. The server has carried it out by
+    /// then, unless it answers nothing for 0.5 s.
     qint64 own(ClipboardServer::Content content);
 
     /// Begins to read what the selection's owner has. Any thread.
@@ -66,7 +66,8 @@ private:
     xcb_atom_t m_manager = XCB_ATOM_NONE;
     quint8 m_fixesNotify = 0;
     xcb_timestamp_t m_ownerSince = XCB_CURRENT_TIME;
-    /// Our change of the owner until the server has confirmed it: the request's number, the content.
+    /// Our change of the owner until the server has confirmed it: the request's number, the
+    /// content.
     std::optional<std::pair<quint32, ClipboardServer::Content>> m_change;
     qint64 m_ownCount = 0; ///< the change count that our last change led to
     bool m_handedOver = false;

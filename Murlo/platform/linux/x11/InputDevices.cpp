@@ -17,6 +17,14 @@ bool isSynthetic(const XcbConnection& connection, xcb_input_device_id_t device) 
     return property && property->num_items == 1;
 }
 
+bool hasKeys(const xcb_input_xi_device_info_t& device) {
+    for (auto at = xcb_input_xi_device_info_classes_iterator(&device); at.rem;
+         xcb_input_device_class_next(&at)) {
+        if (at.data->type == XCB_INPUT_DEVICE_CLASS_TYPE_KEY) return true;
+    }
+    return false;
+}
+
 } // namespace
 
 bool prepare(const XcbConnection& connection) {
@@ -49,7 +57,10 @@ std::vector<SlaveKeyboard> keyboards(const XcbConnection& connection) {
     if (!devices) return found;
     for (auto at = xcb_input_xi_query_device_infos_iterator(devices.get()); at.rem;
          xcb_input_xi_device_info_next(&at)) {
-        if (at.data->type == XCB_INPUT_DEVICE_TYPE_SLAVE_KEYBOARD && at.data->enabled)
+        const bool isKeyboard =
+            at.data->type == XCB_INPUT_DEVICE_TYPE_SLAVE_KEYBOARD ||
+            (at.data->type == XCB_INPUT_DEVICE_TYPE_FLOATING_SLAVE && hasKeys(*at.data));
+        if (isKeyboard && at.data->enabled)
             found.push_back({at.data->deviceid, isSynthetic(connection, at.data->deviceid)});
     }
     return found;

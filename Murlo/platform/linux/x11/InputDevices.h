@@ -28,7 +28,7 @@ namespace InputDevices {
 /// Reports presses and releases of all keyboards to this connection, or no longer; with news of
 /// keyboards that come and go.
 void selectRawKeys(const XcbConnection& connection, bool select);
-/// The enabled slave keyboards attached to a master.
+/// The enabled slave keyboards, with those that are off their master for the time of a grab.
 [[nodiscard]] std::vector<SlaveKeyboard> keyboards(const XcbConnection& connection);
 /// The keys of a device that are down now; none when it is gone.
 [[nodiscard]] KeySet keysDown(const XcbConnection& connection, xcb_input_device_id_t device);

@@ -19,7 +19,7 @@ KeyReader::KeyReader(std::shared_ptr<SyntheticKeys> synthetic, std::shared_ptr<K
     InputDevices::selectRawKeys(m_connection, true);
     readMap();
     m_usable = m_map.has_value();
-    readKeyboards();
+    readKeyboards(true);
 }
 
 KeyReader::~KeyReader() {
@@ -72,15 +72,24 @@ void KeyReader::run() {
 void KeyReader::carryOutRequests() {
     if (m_refreshWanted.exchange(false)) {
         m_watch.refresh();
-        readKeyboards();
+        readKeyboards(true);
     }
-    if (m_filteringWanted == m_grab.isWanted()) return;
-    if (m_filteringWanted) {
-        for (const auto& [device, keyboard] : m_keyboards) {
-            if (!keyboard.isSynthetic) m_grab.begin(device, keyboard.down);
-        }
-    } else {
-        m_grab.endWhenKeysAreUp();
+    const bool wanted = m_filteringWanted;
+    if (wanted == m_filtering) return;
+    m_filtering = wanted;
+    if (wanted)
+        takeKeyboards();
+    else
+        m_grab.finish();
+}
+
+void KeyReader::takeKeyboards() {
+    for (const auto& [device, keyboard] : m_keyboards) {
+        if (keyboard.isSynthetic || m_grab.begin(device, keyboard.down)) continue;
+        // Whoever has it sees its keys first; hints are then picked by keys that applications get.
+        Log::write(
+            QStringLiteral("hotkey: another program holds keyboard %1, its keys are not filtered")
+                .arg(device));
     }
 }
 
@@ -96,7 +105,7 @@ void KeyReader::handle(const xcb_generic_event_t& event) {
         break;
     }
     case XCB_INPUT_HIERARCHY:
-        readKeyboards();
+        readKeyboards(true);
         break;
     default:
         break;
@@ -113,32 +122,31 @@ void KeyReader::handleKey(const xcb_input_raw_key_press_event_t& key, bool press
     keyboard.down[keycode] = press;
     if (m_watch.takeMapChanged()) readMap();
 
+    const KeyMove move{key.deviceid, keycode, key.full_sequence};
     const KeyPosition position = m_map->position(keycode);
+    if (!press) m_grab.release(move);
     if (position.isModifier) {
+        if (press) m_grab.pass(move);
         report(position);
-        m_grab.forward(key.deviceid, keycode, press);
     } else if (press) {
-        offer(keyboard, key.deviceid, keycode);
-    } else {
-        m_grab.release(key.deviceid, keycode);
+        offer(move);
     }
 }
 
-void KeyReader::offer(const Keyboard& keyboard, xcb_input_device_id_t device,
-                      xcb_keycode_t keycode) {
-    const KeyPress press{m_map->position(keycode).keyCode,
-                         m_map->characters(keycode, m_watch.group())};
-    if (keyboard.isSynthetic || !m_grab.isFiltering(device)) {
+void KeyReader::offer(const KeyMove& key) {
+    const KeyPress press{m_map->position(key.keycode).keyCode,
+                         m_map->characters(key.keycode, m_watch.group())};
+    if (!m_grab.isFiltering(key)) {
         m_mailbox->post({press});
-        m_grab.forward(device, keycode, true);
+        m_grab.pass(key);
         return;
     }
     const std::optional<bool> swallow = m_mailbox->ask(press, answerLimit);
     if (swallow.value_or(false)) {
-        m_grab.swallow(device, keycode);
+        m_grab.swallow(key);
         return;
     }
-    m_grab.forward(device, keycode, true);
+    m_grab.pass(key);
     if (swallow || m_stop) return;
     Log::write(QStringLiteral("hotkey: no answer in time, keys are no longer filtered"));
     m_filteringWanted = false;
@@ -171,17 +179,30 @@ void KeyReader::readMap() {
     }
 }
 
-void KeyReader::readKeyboards() {
+void KeyReader::readKeyboards(bool afresh) {
     const auto before = std::exchange(m_keyboards, {});
-    for (const SlaveKeyboard& slave : InputDevices::keyboards(m_connection))
-        m_keyboards[slave.id] = {slave.isSynthetic, InputDevices::keysDown(m_connection, slave.id)};
+    for (const SlaveKeyboard& slave : InputDevices::keyboards(m_connection)) {
+        const auto known = before.find(slave.id);
+        // The server's answer may already hold keys whose events are still to be read: it is asked
+        // only for what the events do not tell.
+        m_keyboards[slave.id] =
+            known != before.end() && !afresh
+                ? known->second
+                : Keyboard{slave.isSynthetic, InputDevices::keysDown(m_connection, slave.id)};
+    }
     // What was let go while nobody told us (another console, an unplugged keyboard) is told now.
     for (const auto& [device, keyboard] : before) {
-        for (const xcb_keycode_t keycode : m_modifiers) {
-            if (keyboard.down[keycode] && !m_keyboards[device].down[keycode])
-                report(m_map->position(keycode));
+        const auto now = m_keyboards.find(device);
+        const KeySet gone =
+            now == m_keyboards.end() ? keyboard.down : keyboard.down & ~now->second.down;
+        for (std::size_t keycode = 0; keycode < gone.size(); ++keycode) {
+            if (!gone[keycode]) continue;
+            const KeyPosition& position = m_map->position(static_cast<xcb_keycode_t>(keycode));
+            if (position.isModifier) report(position);
         }
+        if (now == m_keyboards.end()) m_grab.forget(device);
     }
+    if (m_filtering) takeKeyboards(); // a new one is filtered as well
 }
 
 } // namespace murlo

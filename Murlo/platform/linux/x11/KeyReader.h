@@ -49,8 +49,10 @@ private:
     void handle(const xcb_generic_event_t& event);
     void handleKey(const xcb_input_raw_key_press_event_t& key, bool press);
     void readMap();
-    void readKeyboards();
-    void offer(const Keyboard& keyboard, xcb_input_device_id_t device, xcb_keycode_t keycode);
+    /// Finds out which keyboards there are, and if `afresh` which of their keys are down.
+    void readKeyboards(bool afresh);
+    void takeKeyboards();
+    void offer(const KeyMove& key);
     void report(const KeyPosition& modifier);
     [[nodiscard]] quint32 flags() const;
 
@@ -70,6 +72,7 @@ private:
     std::vector<xcb_keycode_t> m_modifiers; ///< the map's modifier keys
     std::map<xcb_input_device_id_t, Keyboard> m_keyboards;
     KeyboardGrab m_grab;
+    bool m_filtering = false; ///< the last wish carried out
     std::thread m_thread;
 };
 

@@ -14,7 +14,7 @@ namespace {
 /// than this is not waited for.
 constexpr std::chrono::milliseconds answerLimit{2000};
 /// A program that answers none (xterm, say) is given this long.
-constexpr std::chrono::milliseconds silentLimit{60};
+constexpr std::chrono::milliseconds silentLimit{250};
 
 } // namespace
 

@@ -27,9 +27,8 @@ QList<QString> XcbAtoms::names(const QList<xcb_atom_t>& atoms) {
             xcb_get_atom_name_reply(m_connection, cookie, &error));
         const XcbPointer<xcb_generic_error_t> ignored(error);
         if (!reply) continue;
-        const QString name =
-            QString::fromUtf8(xcb_get_atom_name_name(reply.get()),
-                              xcb_get_atom_name_name_length(reply.get()));
+        const QString name = QString::fromUtf8(xcb_get_atom_name_name(reply.get()),
+                                               xcb_get_atom_name_name_length(reply.get()));
         m_names.insert(atom, name);
         m_atoms.insert(name, atom);
     }

@@ -17,13 +17,15 @@ struct XcbFree {
 };
 
 /// A reply or event of the server; null when the request failed or the connection is lost.
-template <typename T> using XcbPointer = std::unique_ptr<T, XcbFree>;
+template <typename T>
+using XcbPointer = std::unique_ptr<T, XcbFree>;
 
 /// The names and numbers of atoms on one connection, asked for once. For the thread that owns the
 /// connection.
 class XcbAtoms {
 public:
-    explicit XcbAtoms(xcb_connection_t* connection) : m_connection(connection) {}
+    explicit XcbAtoms(xcb_connection_t* connection)
+        : m_connection(connection) {}
 
     /// The atom of this name, made if need be; XCB_ATOM_NONE when the connection is lost.
     [[nodiscard]] xcb_atom_t atom(const QString& name);

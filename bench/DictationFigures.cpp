@@ -1,0 +1,188 @@
+#include "AppDelegate.h"
+#include "CompositionRoot.h"
+#include "Figures.h"
+#include "tests/support/desktop/PhysicalKeyboard.h"
+#include "tests/support/desktop/Speaker.h"
+#include "tests/support/desktop/TargetApp.h"
+#include "tests/support/desktop/Waiting.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <atomic>
+
+namespace murlo {
+
+namespace {
+
+constexpr int rounds = 7;
+constexpr quint16 enginePort = 8756;
+
+/// Notes when the first audio of a recording arrives, and passes everything on.
+class TimedEngine : public AudioEngine {
+public:
+    TimedEngine(std::shared_ptr<AudioEngine> engine, std::atomic<double>& first)
+        : m_engine(std::move(engine))
+        , m_first(first) {}
+
+    AudioFormat inputFormat() override { return m_engine->inputFormat(); }
+    tl::expected<void, PlatformError> installTap(std::size_t frames, Tap tap) override {
+        return m_engine->installTap(frames,
+                                    [this, tap = std::move(tap)](const AudioBuffer& buffer) {
+                                        double none = 0;
+                                        m_first.compare_exchange_strong(none, seconds());
+                                        tap(buffer);
+                                    });
+    }
+    void removeTap() override { m_engine->removeTap(); }
+    tl::expected<void, PlatformError> start() override { return m_engine->start(); }
+    void stop() override { m_engine->stop(); }
+    bool isRunning() const override { return m_engine->isRunning(); }
+    void observeConfigurationChange(std::function<void()> changed) override {
+        m_engine->observeConfigurationChange(std::move(changed));
+    }
+
+private:
+    std::shared_ptr<AudioEngine> m_engine;
+    std::atomic<double>& m_first;
+};
+
+class TimedInput : public AudioInput {
+public:
+    explicit TimedInput(std::unique_ptr<AudioInput> input)
+        : m_input(std::move(input)) {}
+
+    std::shared_ptr<AudioEngine> makeEngine() override {
+        return std::make_shared<TimedEngine>(m_input->makeEngine(), first);
+    }
+    std::shared_ptr<void> observeDefaultInput(std::function<void()> changed) override {
+        return m_input->observeDefaultInput(std::move(changed));
+    }
+
+    std::atomic<double> first = 0; ///< when audio first came since this was set to 0
+
+private:
+    std::unique_ptr<AudioInput> m_input;
+};
+
+/// Keeps a copy of the last clip sent, and passes everything on.
+class RememberingClient : public HttpClient {
+public:
+    RememberingClient(std::unique_ptr<HttpClient> client, HttpRequest& last)
+        : m_client(std::move(client))
+        , m_last(last) {}
+
+    std::unique_ptr<HttpTask> send(const HttpRequest& request,
+                                   std::function<void(HttpResult)> completion) override {
+        if (request.method == "POST") m_last = request;
+        return m_client->send(request, std::move(completion));
+    }
+
+private:
+    std::unique_ptr<HttpClient> m_client;
+    HttpRequest& m_last;
+};
+
+/// A whole Murlo in this process, with clocks inside.
+class TimedMurlo {
+public:
+    TimedMurlo(const QString& folder, const QString& model)
+        : m_platform(loadPlatform()) {
+        auto timed = std::make_unique<TimedInput>(std::move(m_platform.audioInput));
+        input = timed.get();
+        m_platform.audioInput = std::move(timed);
+        m_platform.makeHttpClient = [this, make = m_platform.makeHttpClient](Delay delay) {
+            return std::make_unique<RememberingClient>(make(std::move(delay)), clip);
+        };
+        const Paths paths(folder);
+        QDir().mkpath(paths.models());
+        QFile::copy(model, paths.models() + QStringLiteral("/bench.bin"));
+        m_root = std::make_unique<CompositionRoot>(m_platform, paths, enginePort);
+        m_root->settings.set(SettingKey::accountEmail, QStringLiteral("bench@example.com"));
+        m_root->settings.set(SettingKey::playSounds, false);
+        m_delegate = std::make_unique<AppDelegate>(*m_root, [] {});
+        m_delegate->didFinishLaunching();
+    }
+
+    [[nodiscard]] bool awaitReady() const {
+        return waitFor([this] { return m_root->server.state().state == EngineState::ready; },
+                       60000);
+    }
+    /// Seconds that the engine takes for the last clip, asked with nothing around it.
+    [[nodiscard]] double bareRequest() const {
+        const auto client = m_platform.makeHttpClient([this](double limit, Work work) {
+            return m_platform.scheduler->after(limit, std::move(work));
+        });
+        bool answered = false;
+        const double start = seconds();
+        const auto task = client->send(clip, [&answered](const HttpResult&) { answered = true; });
+        (void)waitFor([&answered] { return answered; }, 60000, 0);
+        return seconds() - start;
+    }
+
+    TimedInput* input = nullptr;
+    HttpRequest clip;
+
+private:
+    Platform m_platform;
+    std::unique_ptr<CompositionRoot> m_root;
+    std::unique_ptr<AppDelegate> m_delegate;
+};
+
+void tapShift(PhysicalKeyboard& keyboard) {
+    keyboard.press("LFSH");
+    letPass(60);
+    keyboard.release("LFSH");
+    letPass(80);
+}
+
+} // namespace
+
+QList<Figure> dictationFigures(const QString& model) {
+    progress(QStringLiteral("whole dictations"));
+    QTemporaryDir folder;
+    const QString speech = folder.filePath(QStringLiteral("speech.wav"));
+    if (!Speaker::synthesize(QStringLiteral("Yes."), speech)) return {};
+    TimedMurlo murlo(folder.filePath(QStringLiteral("support")), model);
+    TargetApp app(TargetApp::Kind::gtkEntry);
+    if (!murlo.awaitReady() || !app.start()) {
+        progress(QStringLiteral("the engine or the text box did not come up"));
+        return {};
+    }
+    PhysicalKeyboard keyboard;
+    Speaker speaker;
+    QList<double> toSample;
+    QList<double> toText;
+    QList<double> engine;
+    for (int i = 0; i < rounds; ++i) {
+        letPass(1500); // the last one's clipboard and warm engine are in place again
+        tapShift(keyboard);
+        murlo.input->first = 0;
+        const double trigger = seconds();
+        keyboard.press("LFSH");
+        (void)waitFor([&] { return murlo.input->first > 0; }, 5000, 0);
+        toSample.append(murlo.input->first - trigger);
+        // Shorter than the first preview, so that the engine has nothing else to do.
+        (void)speaker.play(speech);
+        letPass(850);
+        const QString before = app.text().value_or(QString());
+        const double release = seconds();
+        keyboard.release("LFSH");
+        (void)waitFor([&] { return app.text().value_or(before) != before; }, 10000, 0);
+        toText.append(seconds() - release);
+        letPass(600);
+        engine.append(murlo.bareRequest());
+        speaker.stop();
+    }
+    return {{QStringLiteral("second tap to first sample"), median(toSample) * 1000,
+             QStringLiteral("ms"), 30, QStringLiteral("the aim")},
+            {QStringLiteral("release to text in a GTK box"), median(toText) * 1000,
+             QStringLiteral("ms"), median(engine) * 1000,
+             QStringLiteral("a bare engine request for the same clip")},
+            {QStringLiteral("release to text, beyond the engine's time"),
+             (median(toText) - median(engine)) * 1000, QStringLiteral("ms"), 40,
+             QStringLiteral("the aim")}};
+}
+
+} // namespace murlo

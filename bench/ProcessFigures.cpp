@@ -1,0 +1,117 @@
+#include "Figures.h"
+#include "tests/support/desktop/MurloProcess.h"
+#include "tests/support/desktop/Waiting.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <unistd.h>
+
+namespace murlo {
+
+namespace {
+
+constexpr int starts = 7;
+constexpr int idleMilliseconds = 10000;
+
+QByteArray read(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// The number behind "Name:" in a status file of the process table.
+double statusValue(const QString& path, const char* name) {
+    for (const QByteArray& line : read(path).split('\n')) {
+        if (line.startsWith(name))
+            return line.mid(qstrlen(name)).simplified().split(' ').first().toDouble();
+    }
+    return 0;
+}
+
+double residentMegabytes(qint64 pid) {
+    return statusValue(QStringLiteral("/proc/%1/status").arg(pid), "VmRSS:") / 1024;
+}
+
+/// Seconds of processor time that the process has used so far, all its threads together.
+double processorSeconds(qint64 pid) {
+    const QByteArray stat = read(QStringLiteral("/proc/%1/stat").arg(pid));
+    const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
+    return (fields.value(11).toDouble() + fields.value(12).toDouble()) /
+           static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+/// How often its threads have gone to sleep, each of which is a wake-up before it.
+double wakeUps(qint64 pid) {
+    double sum = 0;
+    const QString tasks = QStringLiteral("/proc/%1/task").arg(pid);
+    for (const QString& task : QDir(tasks).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        sum += statusValue(tasks + QLatin1Char('/') + task + QStringLiteral("/status"),
+                           "voluntary_ctxt_switches:");
+    }
+    return sum;
+}
+
+/// Seconds from the start of a program to the words on its standard error; leaves it running.
+double startUntil(QProcess& process, const QString& program, const QStringList& arguments,
+                  const QByteArray& words) {
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    const double start = seconds();
+    process.start(program, arguments);
+    QByteArray heard;
+    while (!heard.contains(words)) {
+        if (!process.waitForReadyRead(10000)) return 0;
+        heard += process.readAll();
+    }
+    return seconds() - start;
+}
+
+void end(QProcess& process) {
+    process.terminate();
+    if (!process.waitForFinished(5000)) process.kill();
+    process.waitForFinished();
+}
+
+} // namespace
+
+QList<Figure> processFigures(const QString& model) {
+    progress(QStringLiteral("starting"));
+    QTemporaryDir home;
+    MurloProcess murlo(QStringLiteral(MURLO_PROGRAM), home.path());
+    if (!murlo.seed(model)) return {};
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), home.path());
+    QList<double> ours;
+    QList<double> bare;
+    double bareMegabytes = 0;
+    for (int i = 0; i < starts; ++i) {
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        ours.append(startUntil(process, QStringLiteral(MURLO_PROGRAM), {}, "hotkey: dictate="));
+        end(process);
+        bare.append(startUntil(process, QCoreApplication::applicationFilePath(),
+                               {QStringLiteral("--bare")}, "bare: live"));
+        bareMegabytes = residentMegabytes(process.processId());
+        end(process);
+    }
+    progress(QStringLiteral("ten seconds of idling"));
+    if (!murlo.start() || !murlo.awaitReady()) return {};
+    letPass(3000);
+    const qint64 pid = murlo.pid();
+    const double cpu = processorSeconds(pid);
+    const double wakes = wakeUps(pid);
+    letPass(idleMilliseconds);
+    const double span = idleMilliseconds / 1000.0;
+    return {{QStringLiteral("start to triggers live"), median(ours) * 1000, QStringLiteral("ms"),
+             median(bare) * 1000, QStringLiteral("a bare Qt Widgets program to its first turn")},
+            {QStringLiteral("idle processor time"), (processorSeconds(pid) - cpu) / span * 100,
+             QStringLiteral("% of a core"), 0.1, QStringLiteral("the aim")},
+            {QStringLiteral("idle wake-ups"), (wakeUps(pid) - wakes) / span,
+             QStringLiteral("per second"), 1, QStringLiteral("one a second")},
+            {QStringLiteral("resident memory"), residentMegabytes(pid), QStringLiteral("MB"),
+             bareMegabytes, QStringLiteral("a bare Qt Widgets program")}};
+}
+
+} // namespace murlo

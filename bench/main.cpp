@@ -1,0 +1,110 @@
+#include "Figures.h"
+
+#include <QApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTextStream>
+#include <QTimer>
+
+#include <algorithm>
+#include <ctime>
+
+namespace murlo {
+
+double median(QList<double> values) {
+    return quantile(std::move(values), 0.5);
+}
+
+double quantile(QList<double> values, double part) {
+    if (values.isEmpty()) return 0;
+    std::sort(values.begin(), values.end());
+    const auto last = static_cast<double>(values.size() - 1);
+    return values.at(static_cast<qsizetype>(std::llround(last * part)));
+}
+
+double seconds() {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+double timed(int times, const std::function<void()>& work) {
+    QList<double> took;
+    for (int i = 0; i < times; ++i) {
+        const double start = seconds();
+        work();
+        took.append(seconds() - start);
+    }
+    return median(took);
+}
+
+void progress(const QString& what) {
+    QTextStream(stderr) << "bench: " << what << '\n';
+}
+
+} // namespace murlo
+
+namespace {
+
+using murlo::Figure;
+
+void printTable(const QList<Figure>& figures) {
+    QTextStream out(stdout);
+    out << "| figure | value | baseline | ratio |\n|---|---|---|---|\n";
+    for (const Figure& figure : figures) {
+        out << QStringLiteral("| %1 | %2 %3 | %4 %3 (%5) | %6 |\n")
+                   .arg(figure.name)
+                   .arg(figure.value, 0, 'g', 4)
+                   .arg(figure.unit)
+                   .arg(figure.baseline, 0, 'g', 4)
+                   .arg(figure.baselineName)
+                   .arg(figure.ratio(), 0, 'f', 2);
+    }
+}
+
+void printJson(const QList<Figure>& figures) {
+    QJsonArray list;
+    for (const Figure& figure : figures) {
+        list.append(QJsonObject{{QStringLiteral("name"), figure.name},
+                                {QStringLiteral("value"), figure.value},
+                                {QStringLiteral("unit"), figure.unit},
+                                {QStringLiteral("baseline"), figure.baseline},
+                                {QStringLiteral("ratio"), figure.ratio()}});
+    }
+    QTextStream(stdout) << QJsonDocument(list).toJson();
+}
+
+} // namespace
+
+/// murlo-bench [--json] [--model FILE] [--only audio|microphone|tap|dictation|process]
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    const QStringList arguments = QApplication::arguments();
+    if (arguments.contains(QStringLiteral("--bare"))) {
+        // The baseline of a start: the least that a program with this toolkit does.
+        QTimer::singleShot(0, [] { QTextStream(stderr) << "bare: live" << Qt::endl; });
+        return QApplication::exec();
+    }
+    const auto option = [&arguments](const char* name) {
+        const qsizetype at = arguments.indexOf(QLatin1String(name));
+        return at >= 0 ? arguments.value(at + 1) : QString();
+    };
+    const QString only = option("--only");
+    const QString model = option("--model");
+    const auto wanted = [&only](const char* name) {
+        return only.isEmpty() || only == QLatin1String(name);
+    };
+    QList<Figure> figures;
+    if (wanted("audio")) figures += murlo::audioFigures();
+    if (wanted("microphone")) figures += murlo::microphoneFigures();
+    if (wanted("tap")) figures += murlo::tapFigures();
+    if (wanted("dictation")) figures += murlo::dictationFigures(model);
+    if (wanted("process")) figures += murlo::processFigures(model);
+    if (arguments.contains(QStringLiteral("--json"))) {
+        printJson(figures);
+    } else {
+        printTable(figures);
+    }
+    return figures.isEmpty() ? 1 : 0;
+}

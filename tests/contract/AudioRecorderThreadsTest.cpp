@@ -1,0 +1,98 @@
+#include "Murlo/dictation/AudioRecorder.h"
+#include "Murlo/platform/linux/freedesktop/QtScheduler.h"
+#include "Murlo/platform/linux/pulse/PulseAudioInput.h"
+#include "tests/support/FakeAudioInput.h"
+#include "tests/support/FakeMicrophoneAuthorization.h"
+#include "tests/support/Signal.h"
+#include "tests/support/SoundServer.h"
+
+#include <QtEndian>
+#include <QtTest>
+
+#include <atomic>
+#include <thread>
+
+using namespace murlo;
+
+/// The recorder on real threads: for locks held across calls that wait, and for the sanitizers.
+class AudioRecorderThreadsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void startsAndStopsMayMeetAudioAndChangesAtAnyMoment() {
+        QtScheduler scheduler;
+        FakeAudioInput input(scheduler);
+        FakeMicrophoneAuthorization microphone(scheduler);
+        AudioRecorder recorder(scheduler, input, microphone, [](const QString&, const QString&) {});
+        std::atomic<bool> talking = true;
+        std::thread speaker([&] {
+            const auto said = sine(440, 48000, 0.01);
+            while (talking) input.speak(said, 240);
+        });
+        int completed = 0;
+        int recorded = 0;
+        for (int round = 0; round < 100; ++round) {
+            recorder.start([&](const AudioRecorder::StartResult& result) {
+                ++completed;
+                if (result && *result == AudioRecorder::Started::recording) ++recorded;
+            });
+            if (round % 4 == 0) QTRY_COMPARE(completed, round + 1);
+            if (round % 5 == 0) input.renegotiate();
+            if (round % 8 == 0) input.unplug();
+            input.plug({48000, 1});
+            (void)recorder.snapshot(0.6);
+            if (round % 2 == 0) {
+                (void)recorder.stop();
+            } else {
+                recorder.cancel();
+            }
+            QCOMPARE(recorder.sampleCount(), std::size_t{0});
+        }
+        QTRY_COMPARE(completed, 100);
+        QVERIFY(recorded >= 25);
+        QTRY_COMPARE(input.flowingEngines(), 0);
+        talking = false;
+        speaker.join();
+    }
+
+    void recordingOutlivesItsMicrophone() {
+        SoundServer server;
+        QVERIFY(server.start());
+        QVERIFY(server.plug(QStringLiteral("built-in"), 44100, 2));
+        QVERIFY(server.plug(QStringLiteral("headset"), 48000, 1));
+        QtScheduler scheduler;
+        PulseAudioInput input(scheduler, std::make_shared<PulseConnection>());
+        FakeMicrophoneAuthorization microphone(scheduler);
+        AudioRecorder recorder(scheduler, input, microphone, [](const QString&, const QString&) {});
+        int lost = 0;
+        recorder.onDeviceLost = [&] { ++lost; };
+        bool started = false;
+        recorder.start(
+            [&](const AudioRecorder::StartResult& result) { started = result.has_value(); });
+        QTRY_VERIFY(started);
+        QVERIFY(server.speakInto(QStringLiteral("headset"), sine(1000, 48000, 1), 48000, 1));
+        QTRY_VERIFY(recorder.sampleCount() > 20000);
+
+        server.unplug(QStringLiteral("headset"));
+        const std::size_t before = recorder.sampleCount();
+        QTRY_VERIFY(recorder.sampleCount() > before + 16000);
+        QCOMPARE(lost, 0);
+        server.unplug(QStringLiteral("built-in"));
+        QTRY_COMPARE(lost, 1);
+        QVERIFY(recorder.isRecording());
+        const auto clip = recorder.stop();
+        QVERIFY(clip.has_value());
+        std::vector<float> samples;
+        for (qsizetype at = 44; at < clip->size(); at += 2) {
+            samples.push_back(qFromLittleEndian<qint16>(clip->constData() + at) / 32767.0F);
+        }
+        QVERIFY(samples.size() > before + 16000);
+        // The second that was said before the change is in it, whole.
+        std::size_t loud = 0;
+        for (const float x : samples) loud += std::abs(x) > 0.01F ? 1 : 0;
+        QVERIFY2(loud > 15400 && loud <= 16100, qPrintable(QString::number(loud)));
+    }
+};
+
+QTEST_GUILESS_MAIN(AudioRecorderThreadsTest)
+#include "AudioRecorderThreadsTest.moc"

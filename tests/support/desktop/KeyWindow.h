@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+namespace murlo {
+
+/// Another program's window with the keyboard focus, which notes what is typed into it. It looks
+/// the symbols up as programs do: from the keyboard map as it is when the program gets to the
+/// event.
+class KeyWindow {
+public:
+    enum class Pings { answered, notTaken };
+    /// Opens the window on the desktop of the DISPLAY variable and gives it the focus.
+    explicit KeyWindow(Pings pings = Pings::answered);
+    KeyWindow(const KeyWindow&) = delete;
+    KeyWindow& operator=(const KeyWindow&) = delete;
+    ~KeyWindow();
+
+    /// Takes at most this many events that have arrived; a slow program takes few at a time.
+    void takeEvents(int most = 100000);
+    /// What was typed, with shortcuts as "<Ctrl+v>" in its place.
+    [[nodiscard]] QString text() const { return m_text; }
+    void clear() { m_text.clear(); }
+    /// Presses of keys, repeats included.
+    int presses = 0;
+    /// How often the window lost the focus.
+    int focusLosses = 0;
+
+private:
+    struct Server;
+    std::unique_ptr<Server> m_server;
+    QString m_text;
+};
+
+} // namespace murlo
