@@ -23,7 +23,7 @@ QJsonArray toJson(const QList<HistoryEntry>& entries) {
 
 std::optional<QList<HistoryEntry>> historyFromJson(const QJsonArray& array) {
     QList<HistoryEntry> entries;
-    for (const QJsonValue& element : array) {
+    for (const auto element : array) {
         const QJsonObject object = element.toObject();
         const QUuid id = QUuid::fromString(object.value(idKey).toString());
         const auto date = fromIsoSeconds(object.value(dateKey).toString());

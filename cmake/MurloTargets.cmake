@@ -5,7 +5,7 @@ find_program(MURLO_CCACHE ccache)
 if(MURLO_CCACHE)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
       CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
-      CCACHE_PCH_EXTSUM=1 ${MURLO_CCACHE})
+      CCACHE_PCH_EXTSUM=1 CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${MURLO_CCACHE})
 endif()
 
 add_library(murlo_options INTERFACE)

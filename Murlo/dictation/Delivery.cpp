@@ -34,8 +34,8 @@ Delivery::Delivery(Scheduler& scheduler, Settings& settings, InputTargets& targe
     , m_usage(usage)
     , m_applications(applications) {}
 
-void Delivery::dictationBegins() {
-    m_inserter.prepare();
+std::shared_ptr<void> Delivery::dictationBegins() {
+    return m_inserter.prepare();
 }
 
 void Delivery::prepare(const std::optional<InputTarget>& target, std::function<void()> ready) {
@@ -83,8 +83,9 @@ void Delivery::deliver() {
     next();
 }
 
-std::optional<QString> Delivery::insert(const QString& text, double clipDuration) {
-    auto message = m_inserter.insert(text, m_settings.insertMode());
+std::optional<QString> Delivery::insert(const QString& text, double clipDuration,
+                                        std::shared_ptr<void> prepared) {
+    auto message = m_inserter.insert(text, m_settings.insertMode(), std::move(prepared));
     m_history.add(text);
     const auto frontmost = m_applications.frontmostPid();
     m_usage.append({clipDuration, wordCount(text),

@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace murlo {
@@ -32,10 +33,13 @@ public:
     void prepare(const std::optional<InputTarget>& target, std::function<void()> ready);
 
     /// Inserts the text, keeps it in the history and counts it. Returns what the user must be told.
-    std::optional<QString> insert(const QString& text, double clipDuration);
+    /// `prepared` comes from `dictationBegins`.
+    std::optional<QString> insert(const QString& text, double clipDuration,
+                                  std::shared_ptr<void> prepared);
 
-    /// Call it when a dictation begins: what is on the clipboard is read while the user speaks.
-    void dictationBegins();
+    /// Call it when a dictation begins: what is on the clipboard is read while the user speaks, for
+    /// as long as the result is held.
+    [[nodiscard]] std::shared_ptr<void> dictationBegins();
 
 private:
     struct Pending {

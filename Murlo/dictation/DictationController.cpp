@@ -48,6 +48,8 @@ bool DictationController::isRecording() const {
 
 void DictationController::setState(DictationState::Case state, const QString& text) {
     m_state = {state, text};
+    const bool over = state == DictationState::idle || state == DictationState::failed;
+    if (over && m_session) m_session->clipboard.reset();
     if (onStateChange) onStateChange(m_state);
 }
 
@@ -86,7 +88,7 @@ void DictationController::begin(bool fromHotkey) {
     show(DictationState::listening);
     startTimer();
     startRecorder();
-    m_with.delivery.dictationBegins();
+    m_session->clipboard = m_with.delivery.dictationBegins();
 }
 
 void DictationController::startAfterTargetPicked(const InputTarget& target) {

@@ -129,7 +129,8 @@ void DictationController::route(const SessionRef& session, const QString& text) 
 }
 
 void DictationController::completeDelivery(const SessionRef& session, const QString& text) {
-    const auto message = m_with.delivery.insert(text, session->clipDuration);
+    const auto message =
+        m_with.delivery.insert(text, session->clipDuration, std::exchange(session->clipboard, {}));
     m_history.prepend(text);
     while (m_history.size() > 10) m_history.removeLast();
     if (isCurrent(session)) {

@@ -8,6 +8,7 @@ namespace murlo {
 /// as its clip is still being worked on.
 struct DictationController::Session {
     std::optional<InputTarget> target; ///< the box that is to receive the text
+    std::shared_ptr<void> clipboard;   ///< kept read for as long as a text may come
     bool discarded = false;            ///< the user does not want it any more
     QByteArray clip;                   ///< until it is transcribed
     double clipDuration = 0;           ///< seconds

@@ -6,16 +6,8 @@
 
 namespace murlo {
 
-namespace {
-
-/// Longer than any dictation: what was read for one that never came to an end is dropped then.
-constexpr double preparationLasts = 600;
-
-} // namespace
-
-PasteboardRestore::PasteboardRestore(Scheduler& scheduler, Pasteboard& pasteboard)
-    : m_scheduler(scheduler)
-    , m_pasteboard(pasteboard) {
+PasteboardRestore::PasteboardRestore(Pasteboard& pasteboard)
+    : m_pasteboard(pasteboard) {
     m_pasteboard.onChange = [this] {
         if (m_prepared > 0) refresh();
     };
@@ -26,20 +18,14 @@ PasteboardRestore::~PasteboardRestore() {
     giveBack();
 }
 
-void PasteboardRestore::prepare() {
+std::shared_ptr<void> PasteboardRestore::prepare() {
     ++m_prepared;
-    m_forget = m_scheduler.after(preparationLasts, [this] {
-        m_prepared = 0;
-        m_reading.reset();
-    });
     refresh();
+    return {nullptr, m_lifetime.guard([this](void*) { release(); })};
 }
 
 void PasteboardRestore::release() {
-    m_prepared = std::max(0, m_prepared - 1);
-    if (m_prepared > 0) return;
-    m_forget.cancel();
-    m_reading.reset();
+    if (--m_prepared == 0) m_reading.reset();
 }
 
 void PasteboardRestore::refresh() {

@@ -13,17 +13,15 @@ namespace murlo {
 class PasteboardRestore {
 public:
     /// Takes the pasteboard's `onChange`.
-    PasteboardRestore(Scheduler& scheduler, Pasteboard& pasteboard);
+    explicit PasteboardRestore(Pasteboard& pasteboard);
     /// Gives back what is still lent.
     ~PasteboardRestore();
     PasteboardRestore(const PasteboardRestore&) = delete;
     PasteboardRestore& operator=(const PasteboardRestore&) = delete;
 
-    /// A dictation begins: reads the clipboard now, and again whenever it changes, until the
-    /// dictation's text has come (`release`), but for 10 minutes at most.
-    void prepare();
-    /// The text of one prepared dictation has come.
-    void release();
+    /// A dictation begins: reads the clipboard now, and again whenever it changes, for as long as
+    /// somebody holds what is returned.
+    [[nodiscard]] std::shared_ptr<void> prepare();
 
     /// Keeps what is on the clipboard and puts `text` there.
     void lend(const QString& text);
@@ -33,14 +31,14 @@ public:
 private:
     /// What is known of the clipboard, read again if it has changed since.
     void refresh();
+    void release();
 
-    Scheduler& m_scheduler;
     Pasteboard& m_pasteboard;
-    int m_prepared = 0; ///< dictations whose text is still to come
+    int m_prepared = 0; ///< dictations that may still bring a text
     std::shared_ptr<PasteboardReading> m_reading;
     std::shared_ptr<PasteboardReading> m_kept; ///< what `giveBack` restores
     std::optional<qint64> m_lentCount;         ///< the change count of our own write, while lent
-    ScheduledWork m_forget;
+    Lifetime m_lifetime;
 };
 
 } // namespace murlo

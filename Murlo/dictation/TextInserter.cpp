@@ -43,12 +43,13 @@ TextInserter::TextInserter(Scheduler& scheduler, const Accessibility& accessibil
     , m_accessibility(accessibility)
     , m_pasteboard(pasteboard)
     , m_keys(keys)
-    , m_clipboard(scheduler, pasteboard) {}
+    , m_clipboard(pasteboard) {}
 
-TextInserter::Outcome TextInserter::insert(const QString& text, InsertMode mode) {
+TextInserter::Outcome TextInserter::insert(const QString& text, InsertMode mode,
+                                           std::shared_ptr<void> prepared) {
     if (text.isEmpty()) return InsertionTexts::nothingTranscribed;
     const auto copy = [&](const QString& message) {
-        enqueue(Way::copy, text);
+        enqueue({Way::copy, text, {}});
         return message;
     };
     if (mode == InsertMode::clipboardOnly) return copy(InsertionTexts::copyOnly);
@@ -57,7 +58,7 @@ TextInserter::Outcome TextInserter::insert(const QString& text, InsertMode mode)
         return copy(InsertionTexts::noAccess);
     const auto focus = focusVerdict(m_accessibility);
     if (focus && !focus->editable) return copy(InsertionTexts::noTextBox);
-    enqueue(mode == InsertMode::type ? Way::type : Way::paste, text);
+    enqueue({mode == InsertMode::type ? Way::type : Way::paste, text, std::move(prepared)});
     return std::nullopt;
 }
 
@@ -68,8 +69,8 @@ void TextInserter::whenIdle(std::function<void()> idle) {
         idle();
 }
 
-void TextInserter::enqueue(Way way, const QString& text) {
-    m_queue.push_back({way, text});
+void TextInserter::enqueue(Insertion insertion) {
+    m_queue.push_back(std::move(insertion));
     if (!m_busy) start();
 }
 
@@ -93,7 +94,6 @@ void TextInserter::start() {
 
 void TextInserter::finish() {
     m_queue.pop_front();
-    m_clipboard.release();
     if (!m_queue.empty()) {
         start();
         return;

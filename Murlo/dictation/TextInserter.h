@@ -31,12 +31,14 @@ public:
     TextInserter(Scheduler& scheduler, const Accessibility& accessibility, Pasteboard& pasteboard,
                  KeySynthesizer& keys);
 
-    /// Call it when a dictation begins: the clipboard is read while the user speaks.
-    void prepare() { m_clipboard.prepare(); }
+    /// Keeps the clipboard read while somebody holds what is returned: from the beginning of a
+    /// dictation, while the user speaks, to its `insert`, or until nothing more can come of it.
+    [[nodiscard]] std::shared_ptr<void> prepare() { return m_clipboard.prepare(); }
 
     /// Decides at once, from the present focus and permissions, how the text is delivered and
-    /// delivers it, or queues it behind an insertion still under way.
-    Outcome insert(const QString& text, InsertMode mode);
+    /// delivers it, or queues it behind an insertion still under way. `prepared` comes from
+    /// `prepare`; without it, the clipboard is only read now.
+    Outcome insert(const QString& text, InsertMode mode, std::shared_ptr<void> prepared = {});
 
     /// Calls back once no insertion is under way or queued: at once if that is so now. Before the
     /// focus is moved, wait for this: it keeps the rest of a text from going into the next box.
@@ -47,9 +49,10 @@ private:
     struct Insertion {
         Way way;
         QString text;
+        std::shared_ptr<void> prepared;
     };
 
-    void enqueue(Way way, const QString& text);
+    void enqueue(Insertion insertion);
     void start();
     void finish();
     void paste(const QString& text);

@@ -41,7 +41,7 @@ QJsonValue Settings::value(const char* key, SettingType type) const {
     if (known && known->type == type && known->fallback.isValid()) {
         return QJsonValue::fromVariant(known->fallback);
     }
-    return QJsonValue(QJsonValue::Undefined);
+    return {QJsonValue::Undefined};
 }
 
 bool Settings::truth(const char* key) const { return value(key, SettingType::truth).toBool(); }

@@ -3,7 +3,8 @@
 
 What was found clean is remembered by the content of everything that went into it (the file, the
 headers of this repository that it includes, its compile command, the configuration, the linter's
-version), so only what changed is linted again. --all forgets that first.
+version), so only what changed is linted again. Linted are the product's sources; --all lints tests and
+benchmarks, too, and lints everything afresh.
 """
 
 import argparse
@@ -23,14 +24,14 @@ CACHE = pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / "
 
 
 def compile_commands():
-    """The compile command of every source of the repository, without GCC's precompiled header."""
+    """The compile command of every source of the repository, without what GCC alone knows."""
     commands = []
     for entry in json.loads((BUILD / "compile_commands.json").read_text()):
         path = pathlib.Path(entry["file"])
         if not path.is_relative_to(ROOT) or path.is_relative_to(ROOT / "build"):
             continue
         output = re.search(r" -o (\S+)", entry["command"]).group(1)
-        command = re.sub(r" -Winvalid-pch| -include \S+cmake_pch\.hxx(?:\.cxx)?", "", entry["command"])
+        command = re.sub(r" -Winvalid-pch| -Wno-maybe-uninitialized| -include \S+cmake_pch\.hxx(?:\.cxx)?", "", entry["command"])
         command = re.sub(r"^.*?(\S*(?:c|g|clang)\+\+) ", r"\1 ", command)  # without the compiler cache
         commands.append({**entry, "command": command, "output": output})
     return commands
@@ -69,7 +70,7 @@ def lint(entry, commands_folder):
 
 def main():
     arguments = argparse.ArgumentParser(description=__doc__)
-    arguments.add_argument("--all", action="store_true", help="lint everything, whatever is known")
+    arguments.add_argument("--all", action="store_true", help="tests and benchmarks, too, and whatever is known")
     everything = arguments.parse_args().all
     CACHE.mkdir(parents=True, exist_ok=True)
     version = subprocess.run(["clang-tidy", "--version"], capture_output=True, text=True).stdout
@@ -77,6 +78,8 @@ def main():
     commands = compile_commands()
     waiting = []
     for entry in commands:
+        if not everything and pathlib.Path(entry["file"]).relative_to(ROOT).parts[0] in ("tests", "bench"):
+            continue
         files = known_files.get(entry["output"])
         mark = CACHE / key(entry, files, version) if files else None
         if everything or mark is None or not mark.exists():

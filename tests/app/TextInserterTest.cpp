@@ -113,7 +113,7 @@ private Q_SLOTS:
     }
 
     void aPasteLendsTheClipboardForHalfASecond() {
-        m_inserter->prepare();
+        const auto prepared = m_inserter->prepare();
         m_scheduler->advance(3); // the user speaks
         QCOMPARE(insert(dictated), std::nullopt);
         QCOMPARE(m_pasted, QStringList{dictated}); // before insert returned
@@ -125,12 +125,12 @@ private Q_SLOTS:
     }
 
     void whatIsCopiedWhileTheUserSpeaksIsWhatComesBack() {
-        m_inserter->prepare();
+        auto prepared = m_inserter->prepare();
         m_scheduler->advance(1);
         m_pasteboard->foreignCopy(others);
         m_scheduler->runPending();
         QCOMPARE(m_pasteboard->readings, 2); // at once, not only when the text comes
-        insert(dictated);
+        (void)m_inserter->insert(dictated, InsertMode::paste, std::move(prepared));
         m_scheduler->advance(0.45);
         QCOMPARE(m_pasteboard->items(), QList<PasteboardItem>{others});
         // No dictation is under way: what others copy is their own affair.
@@ -165,7 +165,7 @@ private Q_SLOTS:
     void aHungProgramDelaysNothingAndIsMentionedInTheLog() {
         const TestLog log(*m_scheduler);
         m_pasteboard->foreignHang(true);
-        m_inserter->prepare();
+        const auto prepared = m_inserter->prepare();
         insert(dictated);
         QCOMPARE(m_pasted, QStringList{dictated});
         m_scheduler->advance(0.5);
@@ -183,10 +183,10 @@ private Q_SLOTS:
     }
 
     void twoQuickPastesEndWithTheUsersClipboard() {
-        m_inserter->prepare();
+        const auto prepared = m_inserter->prepare();
         insert(QStringLiteral("one"));
         m_scheduler->advance(0.1);
-        m_inserter->prepare();
+        const auto preparedNext = m_inserter->prepare();
         QCOMPARE(insert(QStringLiteral("two")), std::nullopt);
         m_scheduler->advance(2);
         // Each chord found its own text, and neither text is what stays.

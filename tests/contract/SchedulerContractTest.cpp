@@ -71,7 +71,9 @@ private Q_SLOTS:
         bool done = false;
         ScheduledWork cancelled = on.scheduler->after(0.01, [&] { ++wrong; });
         ScheduledWork replaced = on.scheduler->after(0.01, [&] { ++wrong; });
-        { const ScheduledWork destroyed = on.scheduler->every(0.01, [&] { ++wrong; }); }
+        {
+            const ScheduledWork destroyed = on.scheduler->every(0.01, [&] { ++wrong; });
+        }
         QVERIFY(cancelled.isPending());
         cancelled.cancel();
         QVERIFY(!cancelled.isPending());
@@ -116,7 +118,8 @@ private Q_SLOTS:
         QStringList order; // touched on the queue alone until the last sync
         {
             const auto queue = on.scheduler->makeSerialQueue("test.queue");
-            for (int i = 0; i < 100; ++i) queue->async([&, i] { order.append(QString::number(i)); });
+            for (int i = 0; i < 100; ++i)
+                queue->async([&, i] { order.append(QString::number(i)); });
             queue->sync([&] { order.append("sync"); });
             QCOMPARE(order.size(), 101);
             QCOMPARE(order.last(), "sync");
@@ -137,9 +140,8 @@ private Q_SLOTS:
         const Subject on = subject(kind);
         QThread* answeredOn = nullptr;
         for (int i = 0; i < 8; ++i) {
-            on.scheduler->background([&] {
-                on.scheduler->nextTurn([&] { answeredOn = QThread::currentThread(); });
-            });
+            on.scheduler->background(
+                [&] { on.scheduler->nextTurn([&] { answeredOn = QThread::currentThread(); }); });
         }
         QVERIFY(on.until([&] { return answeredOn != nullptr; }));
         QCOMPARE(answeredOn, QThread::currentThread());

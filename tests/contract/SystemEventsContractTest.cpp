@@ -74,7 +74,8 @@ class SystemEventsContractTest : public QObject {
         if (kind == "fake") {
             auto fake = std::make_unique<FakeSystemEvents>();
             auto* system = fake.get();
-            return {std::move(fake), [system] { system->sleep(); }, [system] { system->powerOff(); }};
+            return {std::move(fake), [system] { system->sleep(); },
+                    [system] { system->powerOff(); }};
         }
         return {std::make_unique<Login1SystemEvents>(),
                 [this] { Q_EMIT m_manager.PrepareForSleep(true); },

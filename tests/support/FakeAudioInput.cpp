@@ -14,7 +14,7 @@ public:
     [[nodiscard]] AudioFormat inputFormat() override {
         if (isOpen()) return m_format;
         if (m_script.whileOpening) m_script.whileOpening();
-        const std::lock_guard guard(m_input.m_lock);
+        const std::scoped_lock guard(m_input.m_lock, m_tapLock);
         m_format = m_input.m_device;
         m_open = m_format.sampleRate > 0;
         return m_format;

@@ -30,6 +30,8 @@ QProcessEnvironment SoundServer::environment() const {
          {"HOME", "PULSE_RUNTIME_PATH", "PULSE_STATE_PATH", "XDG_RUNTIME_DIR"}) {
         environment.insert(text(folder), m_folder.path());
     }
+    // Its D-Bus name is for one server per session; this one does without.
+    environment.insert(text("DBUS_SESSION_BUS_ADDRESS"), text("unix:path=/nonexistent"));
     return environment;
 }
 

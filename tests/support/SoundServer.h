@@ -37,6 +37,8 @@ public:
     /// next call, or when the server goes.
     bool speakInto(const QString& name, std::span<const float> interleaved, int sampleRate,
                    int channels);
+    /// Waits until all of it was heard.
+    bool finishSpeaking() { return m_player->waitForFinished(); }
     void silence();
 
 private:

@@ -51,8 +51,8 @@ Platform loadPlatform() {
     platform.accessibility = std::move(accessibility);
     const auto synthetic = std::make_shared<SyntheticKeys>();
     platform.eventTap = std::make_unique<X11EventTap>(synthetic);
-    platform.keySynthesizer = std::make_unique<X11KeySynthesizer>(synthetic, [focus] {
-        return focus->focusIsTerminal();
+    platform.keySynthesizer = std::make_unique<X11KeySynthesizer>(synthetic, [windows, focus] {
+        return focus->focusIsTerminal() || windows->frontmostIsTerminal();
     });
     platform.pasteboard = std::make_unique<X11Pasteboard>();
     return platform;

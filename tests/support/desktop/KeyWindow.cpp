@@ -1,7 +1,10 @@
 #include "tests/support/desktop/KeyWindow.h"
 
+#include <poll.h>
+#include <unistd.h>
 #include <xkbcommon/xkbcommon.h>
 
+#include <X11/XKBlib.h>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -17,18 +20,29 @@ struct KeyWindow::Server {
 KeyWindow::KeyWindow(Pings pings)
     : m_server(std::make_unique<Server>()) {
     Display* display = m_server->display;
-    XSetWindowAttributes attributes{};
-    attributes.override_redirect = True; // the window manager keeps its hands off the focus
-    attributes.event_mask = KeyPressMask | FocusChangeMask | StructureNotifyMask;
     m_server->window =
-        XCreateWindow(display, DefaultRootWindow(display), 0, 0, 100, 100, 0, CopyFromParent,
-                      InputOutput, nullptr, CWOverrideRedirect | CWEventMask, &attributes);
+        XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 200, 100, 0, 0, 0);
+    XSelectInput(display, m_server->window, KeyPressMask | FocusChangeMask);
+    XClassHint names{const_cast<char*>("keywindow"), const_cast<char*>("KeyWindow")};
+    XSetClassHint(display, m_server->window, &names);
+    const long pid = getpid();
+    XChangeProperty(display, m_server->window, XInternAtom(display, "_NET_WM_PID", False),
+                    XA_CARDINAL, 32, PropModeReplace, reinterpret_cast<const unsigned char*>(&pid),
+                    1);
     if (pings == Pings::answered) XSetWMProtocols(display, m_server->window, &m_server->ping, 1);
     XMapRaised(display, m_server->window);
-    XEvent mapped;
-    XWindowEvent(display, m_server->window, StructureNotifyMask, &mapped);
-    XSetInputFocus(display, m_server->window, RevertToPointerRoot, CurrentTime);
-    XSync(display, False);
+    // Xlib asks for the map, and to be told of its changes, with the first symbol it looks up.
+    XkbKeycodeToKeysym(display, 8, 0, 0);
+    // The window manager gives a new window the focus, and may still be busy with the last one.
+    Window focus = 0;
+    int revert = 0;
+    for (int steady = 0, looks = 0; steady < 5 && looks < 1500; ++looks) {
+        XGetInputFocus(display, &focus, &revert);
+        steady = focus == m_server->window ? steady + 1 : 0;
+        // A window manager that is just starting may miss the first request.
+        if (looks % 50 == 49 && steady == 0) XMapRaised(display, m_server->window);
+        poll(nullptr, 0, 20);
+    }
 }
 
 KeyWindow::~KeyWindow() {

@@ -13,7 +13,7 @@ namespace murlo {
 class KeyWindow {
 public:
     enum class Pings { answered, notTaken };
-    /// Opens the window on the desktop of the DISPLAY variable and gives it the focus.
+    /// Opens the window on the desktop of the DISPLAY variable and waits until it has the focus.
     explicit KeyWindow(Pings pings = Pings::answered);
     KeyWindow(const KeyWindow&) = delete;
     KeyWindow& operator=(const KeyWindow&) = delete;

@@ -29,6 +29,7 @@ struct PhysicalKeyboard::Server {
     }
 
     [[nodiscard]] KeyCode keycode(const QByteArray& name) const {
+        if (name.isEmpty()) return 0; // some codes have no name
         XkbDescPtr map = XkbGetMap(display, 0, XkbUseCoreKbd);
         XkbGetNames(display, XkbKeyNamesMask, map);
         KeyCode found = 0;
@@ -129,7 +130,7 @@ bool PhysicalKeyboard::isDown(const QByteArray& name) const {
     char keys[32] = {};
     XQueryKeymap(m_server->display, keys);
     const KeyCode key = m_server->keycode(name);
-    return keys[key / 8] >> (key % 8) & 1;
+    return key && (keys[key / 8] >> (key % 8) & 1);
 }
 
 } // namespace murlo

@@ -95,9 +95,13 @@ bool isStatusError(QNetworkReply::NetworkError code) {
 }
 
 HttpError describe(QNetworkReply::NetworkError code, QString words, const QUrl& url) {
-    if (code == QNetworkReply::ContentReSendError) { // see BodyToSendOnce
+    // A body that cannot be sent again (see BodyToSendOnce) hides what happened: the other end went
+    // away, which the library words as a resend or an unknown error, depending on the moment.
+    if (code == QNetworkReply::ContentReSendError || code == QNetworkReply::UnknownNetworkError) {
         code = QNetworkReply::RemoteHostClosedError;
-        words = QStringLiteral("Connection closed");
+    }
+    if (code == QNetworkReply::RemoteHostClosedError) {
+        words = QStringLiteral("The connection was closed before the answer came.");
     }
     words.remove(url.toString()).remove(url.host());
     return {words.simplified(), QStringLiteral("QNetworkReply"), code};

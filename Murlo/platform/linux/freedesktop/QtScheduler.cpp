@@ -85,7 +85,7 @@ public:
     ~ThreadQueue() override {
         // Work is run in order, so this quits behind everything queued before it.
         std::promise<void> emptied;
-        async([&] {
+        ThreadQueue::async([&] {
             emptied.set_value();
             m_thread.quit();
         });

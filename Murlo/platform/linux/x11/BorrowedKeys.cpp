@@ -25,6 +25,11 @@ void BorrowedKeys::adopt(KeyboardMap& map) {
             m_keys[keycode] = use;
     }
     if (!m_borrowing) adoptLeftovers();
+    m_neutral = keyOf(XKB_KEY_NoSymbol);
+    if (m_neutral) {
+        m_keys.erase(*m_neutral);
+        map.forget(*m_neutral);
+    }
     for (const auto& [keycode, use] : m_keys) map.forget(keycode);
 }
 
@@ -69,11 +74,6 @@ std::optional<xcb_keycode_t> BorrowedKeys::keyOf(xkb_keysym_t symbol) const {
         if (use.symbol == symbol) return keycode;
     }
     return std::nullopt;
-}
-
-std::optional<xcb_keycode_t> BorrowedKeys::unmapped() const {
-    if (m_borrowing) return std::nullopt;
-    return keyOf(XKB_KEY_NoSymbol);
 }
 
 void BorrowedKeys::change(xcb_keycode_t keycode, xkb_keysym_t symbol) {

@@ -29,10 +29,8 @@ public:
     [[nodiscard]] bool map(const std::vector<xkb_keysym_t>& symbols, quint64 batch, quint64 taken);
     /// The code of a mapped symbol.
     [[nodiscard]] std::optional<xcb_keycode_t> keyOf(xkb_keysym_t symbol) const;
-    /// Some code without a symbol, not mapped now.
-    [[nodiscard]] std::optional<xcb_keycode_t> unmapped() const;
-    /// How many different symbols can be mapped at a time.
-    [[nodiscard]] std::size_t capacity() const { return m_keys.size(); }
+    /// A code that never gets a symbol here: a key that does nothing.
+    [[nodiscard]] std::optional<xcb_keycode_t> neutral() const { return m_neutral; }
     [[nodiscard]] bool isBorrowing() const { return m_borrowing; }
     [[nodiscard]] bool owns(xcb_keycode_t keycode) const { return m_keys.contains(keycode); }
     /// Leaves all codes without symbols, as they were.
@@ -51,6 +49,7 @@ private:
     const XcbConnection& m_connection;
     XcbAtoms m_atoms;
     std::map<xcb_keycode_t, Use> m_keys;
+    std::optional<xcb_keycode_t> m_neutral;
     bool m_borrowing = false;
 };
 

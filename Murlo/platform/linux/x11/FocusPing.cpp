@@ -1,5 +1,7 @@
 #include "platform/linux/x11/FocusPing.h"
 
+#include <algorithm>
+
 namespace murlo {
 
 namespace {
@@ -15,7 +17,8 @@ bool FocusPing::send(quint32 number) {
     if (!focus) return false;
     if (focus->focus != m_focus) {
         m_focus = focus->focus;
-        m_target = pingableWindow(m_focus);
+        m_target = windowWith(m_focus, QStringLiteral("WM_PROTOCOLS"), XCB_ATOM_ATOM,
+                              m_atoms.atom(QStringLiteral("_NET_WM_PING")));
     }
     if (m_target == XCB_WINDOW_NONE) return false;
     const auto listen = [this](quint32 mask) {
@@ -53,10 +56,22 @@ void FocusPing::stop() {
     xcb_flush(m_connection);
 }
 
-xcb_window_t FocusPing::pingableWindow(xcb_window_t window) {
+std::optional<qint64> FocusPing::focusedPid() {
+    const QString name = QStringLiteral("_NET_WM_PID");
+    const xcb_window_t window = windowWith(m_focus, name, XCB_ATOM_CARDINAL);
+    if (window == XCB_WINDOW_NONE) return std::nullopt;
+    const auto pid = property(window, name, XCB_ATOM_CARDINAL);
+    return pid.empty() ? std::nullopt : std::optional<qint64>(pid.front());
+}
+
+xcb_window_t FocusPing::windowWith(xcb_window_t window, const QString& name, xcb_atom_t type,
+                                   quint32 number) {
     // Toolkits may focus a window inside the one that the window manager knows.
     while (window > XCB_INPUT_FOCUS_POINTER_ROOT && window != m_connection.root()) {
-        if (takesPings(window)) return window;
+        const auto values = property(window, name, type);
+        if (number ? std::find(values.begin(), values.end(), number) != values.end()
+                   : !values.empty())
+            return window;
         const auto tree =
             m_connection.reply(xcb_query_tree_reply, xcb_query_tree(m_connection, window));
         if (!tree) break;
@@ -65,18 +80,14 @@ xcb_window_t FocusPing::pingableWindow(xcb_window_t window) {
     return XCB_WINDOW_NONE;
 }
 
-bool FocusPing::takesPings(xcb_window_t window) {
-    const auto protocols = m_connection.reply(
+std::vector<quint32> FocusPing::property(xcb_window_t window, const QString& name,
+                                         xcb_atom_t type) {
+    const auto value = m_connection.reply(
         xcb_get_property_reply,
-        xcb_get_property(m_connection, 0, window, m_atoms.atom(QStringLiteral("WM_PROTOCOLS")),
-                         XCB_ATOM_ATOM, 0, 64));
-    if (!protocols || protocols->format != 32) return false;
-    const auto* atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(protocols.get()));
-    const xcb_atom_t ping = m_atoms.atom(QStringLiteral("_NET_WM_PING"));
-    for (quint32 i = 0; i < protocols->value_len; ++i) {
-        if (atoms[i] == ping) return true;
-    }
-    return false;
+        xcb_get_property(m_connection, 0, window, m_atoms.atom(name), type, 0, 64));
+    if (!value || value->format != 32) return {};
+    const auto* numbers = static_cast<const quint32*>(xcb_get_property_value(value.get()));
+    return {numbers, numbers + value->value_len};
 }
 
 } // namespace murlo

@@ -37,7 +37,9 @@ public:
     void forget(xcb_input_device_id_t device);
 
     /// Whether applications have not seen this key and somebody is to judge whether they may.
-    [[nodiscard]] bool isFiltering(const KeyMove& key) const { return !m_finishing && holds(key); }
+    [[nodiscard]] bool isFiltering(const KeyMove& key) const {
+        return !m_finishing && holds(key) && m_taken.at(key.device).until == open;
+    }
     /// A key went down and may be seen by applications.
     void pass(const KeyMove& key);
     /// A key went down and stays unseen.

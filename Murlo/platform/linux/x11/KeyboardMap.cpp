@@ -1,5 +1,6 @@
 #include "platform/linux/x11/KeyboardMap.h"
 
+#include <algorithm>
 #include <xkbcommon/xkbcommon-keysyms.h>
 #include <xkbcommon/xkbcommon-x11.h>
 
@@ -72,14 +73,24 @@ void KeyboardMap::readKey(xkb_keymap* keymap, xcb_keycode_t keycode) {
     if (const char* name = xkb_keymap_key_get_name(keymap, keycode)) key.name = name;
     key.position = keyPosition(key.name);
     const xkb_layout_index_t groups = xkb_keymap_num_layouts_for_key(keymap, keycode);
+    const xkb_mod_mask_t shift = 1U << xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_SHIFT);
     for (xkb_layout_index_t group = 0; group < groups; ++group) {
-        const xkb_keysym_t* symbols = nullptr;
-        const int count = xkb_keymap_key_get_syms_by_level(keymap, keycode, group, 0, &symbols);
-        key.unshifted.push_back(count == 1 ? symbols[0] : XKB_KEY_NoSymbol);
+        key.unshifted.push_back(XKB_KEY_NoSymbol);
+        key.shifted.push_back(XKB_KEY_NoSymbol);
         const xkb_level_index_t levels = xkb_keymap_num_levels_for_key(keymap, keycode, group);
-        for (xkb_level_index_t level = 0; level < levels; ++level)
-            key.hasSymbols |=
-                xkb_keymap_key_get_syms_by_level(keymap, keycode, group, level, &symbols) > 0;
+        for (xkb_level_index_t level = 0; level < levels; ++level) {
+            const xkb_keysym_t* symbols = nullptr;
+            const int count =
+                xkb_keymap_key_get_syms_by_level(keymap, keycode, group, level, &symbols);
+            key.hasSymbols |= count > 0;
+            if (count != 1) continue;
+            if (level == 0) key.unshifted.back() = symbols[0];
+            std::array<xkb_mod_mask_t, 16> masks{};
+            const std::size_t known = xkb_keymap_key_get_mods_for_level(
+                keymap, keycode, group, level, masks.data(), masks.size());
+            if (std::find(masks.begin(), masks.begin() + known, shift) != masks.begin() + known)
+                key.shifted.back() = symbols[0];
+        }
     }
     // By function only where the position says nothing of a side.
     if (key.unshifted.empty() || key.position.sideFlag) return;
@@ -89,10 +100,10 @@ void KeyboardMap::readKey(xkb_keymap* keymap, xcb_keycode_t keycode) {
     }
 }
 
-xkb_keysym_t KeyboardMap::symbol(const Key& key, int group) {
-    if (key.unshifted.empty()) return XKB_KEY_NoSymbol;
+xkb_keysym_t KeyboardMap::ofGroup(const std::vector<xkb_keysym_t>& symbols, int group) {
+    if (symbols.empty()) return XKB_KEY_NoSymbol;
     // A key with fewer groups than the keyboard wraps around, as the server does by default.
-    return key.unshifted[static_cast<std::size_t>(group) % key.unshifted.size()];
+    return symbols[static_cast<std::size_t>(group) % symbols.size()];
 }
 
 QString KeyboardMap::characters(xcb_keycode_t keycode, int group) const {
@@ -106,14 +117,16 @@ QString KeyboardMap::characters(xcb_keycode_t keycode, int group) const {
         }
         group = static_cast<int>(latin - m_isLatin.begin());
     }
-    const char32_t character = xkb_keysym_to_utf32(symbol(key, group));
+    const char32_t character = xkb_keysym_to_utf32(ofGroup(key.unshifted, group));
     return character < 0x20 || character == 0x7f ? QString() : QString::fromUcs4(&character, 1);
 }
 
-std::optional<xcb_keycode_t> KeyboardMap::keyTyping(xkb_keysym_t wanted, int group) const {
+std::optional<xcb_keycode_t> KeyboardMap::keyTyping(xkb_keysym_t wanted, int group,
+                                                    bool shifted) const {
     for (int keycode = m_first; keycode <= m_last; ++keycode) {
         const Key& key = m_keys[static_cast<std::size_t>(keycode)];
-        if (!isOfKeypad(key.name) && symbol(key, group) == wanted)
+        if (!isOfKeypad(key.name) &&
+            ofGroup(shifted ? key.shifted : key.unshifted, group) == wanted)
             return static_cast<xcb_keycode_t>(keycode);
     }
     return std::nullopt;

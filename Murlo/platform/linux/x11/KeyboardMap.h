@@ -30,10 +30,12 @@ public:
     [[nodiscard]] QString characters(xcb_keycode_t keycode, int group) const;
     /// The key's symbol in the group without modifiers; XKB_KEY_NoSymbol for none.
     [[nodiscard]] xkb_keysym_t symbol(xcb_keycode_t keycode, int group) const {
-        return symbol(m_keys[keycode], group);
+        return ofGroup(m_keys[keycode].unshifted, group);
     }
-    /// The key that types this symbol in the group without modifiers; the keypad is left out.
-    [[nodiscard]] std::optional<xcb_keycode_t> keyTyping(xkb_keysym_t symbol, int group) const;
+    /// The key that types this symbol in the group, without modifiers or with Shift alone; the
+    /// keypad is left out.
+    [[nodiscard]] std::optional<xcb_keycode_t> keyTyping(xkb_keysym_t symbol, int group,
+                                                         bool shifted = false) const;
     /// The key with this symbol on its first level in the group or else in any other.
     [[nodiscard]] std::optional<xcb_keycode_t> keyForShortcut(xkb_keysym_t symbol, int group) const;
     /// The first key whose position has this virtual key code.
@@ -48,12 +50,13 @@ private:
         QByteArray name;
         KeyPosition position;
         std::vector<xkb_keysym_t> unshifted; ///< by group
+        std::vector<xkb_keysym_t> shifted;   ///< by group
         bool hasSymbols = false;
     };
 
     KeyboardMap() = default;
     void readKey(xkb_keymap* keymap, xcb_keycode_t keycode);
-    [[nodiscard]] static xkb_keysym_t symbol(const Key& key, int group);
+    [[nodiscard]] static xkb_keysym_t ofGroup(const std::vector<xkb_keysym_t>& symbols, int group);
 
     std::array<Key, 256> m_keys;
     xcb_keycode_t m_first = 8;

@@ -4,32 +4,25 @@ namespace murlo {
 
 namespace {
 
-constexpr int lockRow = 1;
-constexpr int numLockRow = 4; // Mod2, by custom of every layout
-constexpr int altRow = 3;
-constexpr int superRow = 6;
+constexpr quint32 openingMenus = KeyFlags::option | KeyFlags::command;
 
 } // namespace
 
-void ModifierLift::lift(std::optional<xcb_keycode_t> neutral) {
+void ModifierLift::lift(const KeyboardMap& map, std::optional<xcb_keycode_t> neutral) {
     m_neutral = neutral;
     const auto stateCookie = xcb_xkb_get_state(m_connection, XCB_XKB_ID_USE_CORE_KBD);
     const auto keysCookie = xcb_query_keymap(m_connection);
-    const auto rowsCookie = xcb_get_modifier_mapping(m_connection);
     const auto state = m_connection.reply(xcb_xkb_get_state_reply, stateCookie);
     const auto keys = m_connection.reply(xcb_query_keymap_reply, keysCookie);
-    const auto rows = m_connection.reply(xcb_get_modifier_mapping_reply, rowsCookie);
-    if (!state || !keys || !rows) return;
+    if (!state || !keys) return;
 
-    const xcb_keycode_t* mapped = xcb_get_modifier_mapping_keycodes(rows.get());
-    const int width = rows->keycodes_per_modifier;
-    for (int i = 0; i < 8 * width; ++i) {
-        const xcb_keycode_t key = mapped[i];
-        const int row = i / width;
-        // Releasing Caps Lock by hand would count as a press of it in some layouts.
-        if (!key || row == lockRow || row == numLockRow) continue;
-        if (!(keys->keys[key / 8] >> (key % 8) & 1)) continue;
-        if (row == altRow || row == superRow) {
+    for (int keycode = 8; keycode < 256; ++keycode) {
+        if (!(keys->keys[keycode / 8] >> (keycode % 8) & 1)) continue;
+        const auto key = static_cast<xcb_keycode_t>(keycode);
+        // Caps Lock has no family: it is no matter whether its key is down.
+        const quint32 family = map.position(key).familyFlag;
+        if (!family) continue;
+        if (family & openingMenus) {
             tap(m_neutral);
             m_openingMenus.insert(key);
         }

@@ -19,7 +19,7 @@ public:
     /// Releases every modifier key that is down and switches Caps Lock and other locks off (Num
     /// Lock changes no key that is posted). May be called again for what came down since. `neutral`
     /// is a key without symbols, pressed so that the release of Alt or Super opens no menu.
-    void lift(std::optional<xcb_keycode_t> neutral);
+    void lift(const KeyboardMap& map, std::optional<xcb_keycode_t> neutral);
     /// Presses those again that a real keyboard still holds down, and locks what was locked.
     void restore();
 

@@ -13,9 +13,6 @@ namespace {
 /// A program that answers pings has taken its keys when it answers. One that is busy for longer
 /// than this is not waited for.
 constexpr std::chrono::milliseconds answerLimit{2000};
-/// A program that answers none (xterm, say) is given this long.
-constexpr std::chrono::milliseconds silentLimit{250};
-
 } // namespace
 
 X11KeySynthesizer::X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic,
@@ -25,7 +22,8 @@ X11KeySynthesizer::X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic,
     , m_watch(m_connection)
     , m_lift(m_connection, *m_synthetic)
     , m_borrowed(m_connection)
-    , m_ping(m_connection) {
+    , m_ping(m_connection)
+    , m_quiet([this] { taken(m_batch); }) {
     if (!InputDevices::prepare(m_connection)) return;
     const auto* test = xcb_get_extension_data(m_connection, &xcb_test_id);
     m_available = test && test->present;
@@ -106,7 +104,7 @@ void X11KeySynthesizer::postChord(const KeyChord& chord) {
         }
     }
     if (!key) return;
-    m_lift.lift(m_borrowed.unmapped());
+    m_lift.lift(*m_map, m_borrowed.neutral());
     for (const xcb_keycode_t modifier : modifiers) press(modifier, true);
     press(*key, true);
     press(*key, false);
@@ -166,13 +164,18 @@ bool X11KeySynthesizer::send(const QString& text) {
         }
         return m_taken == m_batch;
     }
-    m_lift.lift(m_borrowed.unmapped());
+    m_lift.lift(*m_map, m_borrowed.neutral());
+    std::optional<xcb_keycode_t> shift; // held over strokes that need it
     for (const Stroke& stroke : all) {
         const auto key = stroke.key ? stroke.key : m_borrowed.keyOf(stroke.symbol);
         if (!key) continue;
+        if (stroke.shift && stroke.shift != shift) press(*stroke.shift, true);
+        if (shift && stroke.shift != shift) press(*shift, false);
+        shift = stroke.shift;
         press(*key, true);
         press(*key, false);
     }
+    if (shift) press(*shift, false);
     ++m_batch;
     if (borrowed.empty() && m_taken + 1 == m_batch)
         m_taken = m_batch; // nothing depends on it
@@ -184,6 +187,8 @@ bool X11KeySynthesizer::send(const QString& text) {
 
 std::vector<X11KeySynthesizer::Stroke> X11KeySynthesizer::strokes(const QString& text) const {
     std::vector<Stroke> all;
+    const int group = m_watch.group();
+    const auto shift = m_map->keyTyping(XKB_KEY_Shift_L, group);
     char32_t before = 0;
     for (const char32_t character : text.toUcs4()) {
         const bool endOfCrLf = character == '\n' && before == '\r';
@@ -196,20 +201,33 @@ std::vector<X11KeySynthesizer::Stroke> X11KeySynthesizer::strokes(const QString&
             symbol = XKB_KEY_Tab;
         else if (character < 0x20 || character == 0x7f)
             continue; // keys that do things
-        if (symbol != XKB_KEY_NoSymbol)
-            all.push_back({symbol, m_map->keyTyping(symbol, m_watch.group())});
+        if (symbol == XKB_KEY_NoSymbol) continue;
+        // The layout's own keys as far as they go: every change of the map makes all programs read
+        // it again, and programs that pass on key codes (virtual machines, remote desktops) know
+        // real keys only.
+        Stroke stroke{symbol, m_map->keyTyping(symbol, group), {}};
+        if (!stroke.key && shift) {
+            stroke.key = m_map->keyTyping(symbol, group, true);
+            if (stroke.key) stroke.shift = shift;
+        }
+        all.push_back(stroke);
     }
     return all;
 }
 
 void X11KeySynthesizer::awaitTaken() {
-    const bool answers = m_ping.send(static_cast<quint32>(m_batch));
-    m_limit.start(answers ? answerLimit : silentLimit);
+    if (m_ping.send(static_cast<quint32>(m_batch)))
+        m_limit.start(answerLimit);
+    else
+        m_quiet.watch(m_ping.focusedPid());
 }
 
 void X11KeySynthesizer::taken(quint64 batch) {
     m_taken = std::max(m_taken, batch);
-    if (m_taken == m_batch) m_limit.stop();
+    if (m_taken == m_batch) {
+        m_limit.stop();
+        m_quiet.stop();
+    }
     pump();
 }
 

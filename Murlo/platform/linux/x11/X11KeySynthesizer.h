@@ -4,6 +4,7 @@
 #include "platform/linux/x11/BorrowedKeys.h"
 #include "platform/linux/x11/FocusPing.h"
 #include "platform/linux/x11/ModifierLift.h"
+#include "platform/linux/x11/QuietProcess.h"
 #include "platform/linux/x11/SyntheticKeys.h"
 
 #include <QSocketNotifier>
@@ -35,7 +36,8 @@ private:
     };
     struct Stroke {
         xkb_keysym_t symbol;
-        std::optional<xcb_keycode_t> key; ///< of the layout; nothing for a borrowed one
+        std::optional<xcb_keycode_t> key;   ///< of the layout; nothing for a borrowed one
+        std::optional<xcb_keycode_t> shift; ///< the Shift key that the layout's key needs
     };
 
     void readMap();
@@ -59,9 +61,10 @@ private:
 
     std::deque<Chunk> m_chunks;
     bool m_ending = false;
-    quint64 m_batch = 0; ///< last batch posted
-    quint64 m_taken = 0; ///< last batch that the focused program has taken
-    QTimer m_limit;      ///< until what is on its way counts as taken
+    quint64 m_batch = 0;  ///< last batch posted
+    quint64 m_taken = 0;  ///< last batch that the focused program has taken
+    QTimer m_limit;       ///< until what is on its way counts as taken
+    QuietProcess m_quiet; ///< the same for programs that take no pings
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 

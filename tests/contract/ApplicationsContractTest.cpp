@@ -1,0 +1,156 @@
+#include "platform/linux/x11/DesktopEntries.h"
+#include "platform/linux/x11/ProcessFacts.h"
+#include "platform/linux/x11/X11Applications.h"
+#include "tests/support/FakeApplications.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace murlo;
+
+namespace {
+
+/// Two running programs with windows, and the port that tells of them.
+class Bench {
+public:
+    virtual ~Bench() = default;
+    [[nodiscard]] virtual Applications& applications() = 0;
+    /// The process of the first or second program.
+    [[nodiscard]] virtual qint64 pid(int number) = 0;
+};
+
+class FakeBench : public Bench {
+public:
+    FakeBench() {
+        m_applications.running = {{10, {QStringLiteral("editor"), QStringLiteral("Editor")}},
+                                  {11, {QStringLiteral("editor"), QStringLiteral("Editor")}}};
+        m_applications.frontmost = 11;
+    }
+    [[nodiscard]] Applications& applications() override { return m_applications; }
+    [[nodiscard]] qint64 pid(int number) override { return 10 + number; }
+
+private:
+    FakeApplications m_applications;
+};
+
+/// Terminals by Debian's xterm, which comes with a desktop entry.
+class RealBench : public Bench {
+public:
+    RealBench() {
+        for (QProcess& terminal : m_terminals) {
+            terminal.start(QStringLiteral("xterm"), {QStringLiteral("-e"), QStringLiteral("cat")});
+            if (!QTest::qWaitFor(
+                    [&] { return m_applications.frontmostPid() == terminal.processId(); }, 15000))
+                qWarning("the terminal's window did not come");
+        }
+    }
+    ~RealBench() override {
+        for (QProcess& terminal : m_terminals) {
+            terminal.kill();
+            terminal.waitForFinished();
+        }
+    }
+    [[nodiscard]] Applications& applications() override { return m_applications; }
+    [[nodiscard]] qint64 pid(int number) override { return m_terminals[number].processId(); }
+
+private:
+    X11Applications m_applications;
+    QProcess m_terminals[2];
+};
+
+} // namespace
+
+class ApplicationsContractTest : public QObject {
+    Q_OBJECT
+
+    static std::unique_ptr<Bench> bench(bool real) {
+        if (real) return std::make_unique<RealBench>();
+        return std::make_unique<FakeBench>();
+    }
+
+private Q_SLOTS:
+    void anActivatedApplicationIsInFront_data() {
+        QTest::addColumn<bool>("real");
+        QTest::newRow("fake") << false;
+        QTest::newRow("X11") << true;
+    }
+    void anActivatedApplicationIsInFront() {
+        QFETCH(bool, real);
+        const auto both = bench(real);
+        Applications& applications = both->applications();
+        QCOMPARE(applications.frontmostPid(), both->pid(1));
+        applications.activate(both->pid(0));
+        QTRY_COMPARE(applications.frontmostPid(), both->pid(0));
+        applications.activate(1); // has no window
+        QTest::qWait(50);
+        QCOMPARE(applications.frontmostPid(), both->pid(0));
+        QVERIFY(applications.identifier(both->pid(0)).has_value());
+        QVERIFY(applications.name(both->pid(0)).has_value());
+        QVERIFY(!applications.identifier(999999999).has_value());
+        QVERIFY(!applications.name(999999999).has_value());
+    }
+
+    void aTerminalIsKnownByItsWindow() {
+        RealBench real;
+        const auto& applications = static_cast<X11Applications&>(real.applications());
+        QVERIFY(applications.frontmostIsTerminal());
+        QVERIFY(applications.identifier(real.pid(0))->contains(QLatin1String("xterm")));
+    }
+
+    void aControlGroupNamesItsApplication_data() {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("id");
+        const QString folder = QStringLiteral("0::/user.slice/user-1000.slice/app.slice/");
+        const auto row = [&](const char* name, const char* unit, const char* id) {
+            QTest::newRow(name) << folder + QLatin1String(unit) << QString::fromLatin1(id);
+        };
+        row("launched by a shell", "app-gnome-org.gnome.TextEditor-1234.scope",
+            "org.gnome.TextEditor");
+        row("service", "app-org.kde.konsole@autostart.service", "org.kde.konsole");
+        row("escaped hyphen", R"(app-gnome-google\x2dchrome-77.scope)", "google-chrome");
+        row("Flatpak", "app-flatpak-org.mozilla.firefox-42.scope", "org.mozilla.firefox");
+        row("Snap", "snap.firefox.firefox.7e3a-11.scope", "firefox_firefox");
+        row("no application", "session-2.scope", "");
+    }
+    void aControlGroupNamesItsApplication() {
+        QFETCH(QString, path);
+        QFETCH(QString, id);
+        QCOMPARE(ProcessFacts::applicationOfGroup(path).value_or(QString()), id);
+    }
+
+    void desktopEntriesAreFoundByIdClassAndProgram() {
+        const QTemporaryDir folder;
+        const auto write = [&](const QString& name, const QByteArray& lines) {
+            QDir(folder.path()).mkpath(QFileInfo(name).path());
+            QFile file(folder.filePath(name));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("[Desktop Entry]\n" + lines +
+                       "\n[Desktop Action New]\nName=Other\nExec=other\n");
+        };
+        write(QStringLiteral("org.example.Editor.desktop"),
+              "Name=Editor\nExec=env LANG=C \"/opt/my editor/edit\" %U");
+        write(QStringLiteral("kde/viewer.desktop"),
+              "Name = Viewer\nStartupWMClass=Odd Class\nExec=viewer");
+        write(QStringLiteral("url-handler.desktop"),
+              "Name=Handler\nNoDisplay=true\nExec=edit --url %u");
+        DesktopEntries entries({folder.path()});
+        QCOMPARE(entries.withId(QStringLiteral("kde-viewer"))->name, QStringLiteral("Viewer"));
+        QCOMPARE(entries.withWindowClass(QStringLiteral("odd class"))->id,
+                 QStringLiteral("kde-viewer"));
+        QCOMPARE(entries.withWindowClass(QStringLiteral("editor"))->id,
+                 QStringLiteral("org.example.Editor"));
+        QCOMPARE(entries.withProgram(QStringLiteral("edit"))->id,
+                 QStringLiteral("org.example.Editor"));
+        QVERIFY(!entries.withProgram(QStringLiteral("other")));
+        QVERIFY(!entries.withId(QStringLiteral("new")));
+        QTest::qWait(20); // the folder's time has to move
+        write(QStringLiteral("new.desktop"), "Name=New\nExec=new");
+        QVERIFY(entries.withId(QStringLiteral("new")));
+    }
+};
+
+QTEST_GUILESS_MAIN(ApplicationsContractTest)
+#include "ApplicationsContractTest.moc"

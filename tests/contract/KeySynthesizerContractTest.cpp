@@ -1,0 +1,250 @@
+#include "platform/linux/x11/X11EventTap.h"
+#include "platform/linux/x11/X11KeySynthesizer.h"
+#include "tests/support/FakeKeySynthesizer.h"
+#include "tests/support/VirtualScheduler.h"
+#include "tests/support/desktop/KeyWindow.h"
+#include "tests/support/desktop/PhysicalKeyboard.h"
+
+#include <QProcess>
+#include <QTest>
+
+using namespace murlo;
+
+namespace {
+
+constexpr KeyChord paste{9, 0x100000};
+
+/// A synthesizer with the program that its keys go to.
+class Bench {
+public:
+    virtual ~Bench() = default;
+    [[nodiscard]] virtual KeySynthesizer& keys() = 0;
+    virtual void turn() = 0;
+    /// What has arrived, shortcuts as "<Ctrl+v>".
+    [[nodiscard]] virtual QString text() = 0;
+};
+
+class FakeBench : public Bench {
+public:
+    FakeBench() {
+        m_keys.onChord = [this](const KeyChord&) {
+            m_keys.chunks.append(QStringLiteral("<Ctrl+v>"));
+        };
+    }
+    [[nodiscard]] KeySynthesizer& keys() override { return m_keys; }
+    void turn() override { m_scheduler.runPending(); }
+    [[nodiscard]] QString text() override { return m_keys.typed(); }
+
+private:
+    VirtualScheduler m_scheduler;
+    FakeKeySynthesizer m_keys{m_scheduler};
+};
+
+class RealBench : public Bench {
+public:
+    explicit RealBench(KeyWindow::Pings pings = KeyWindow::Pings::answered)
+        : window(pings) {}
+    [[nodiscard]] KeySynthesizer& keys() override { return m_keys; }
+    void turn() override {
+        window.takeEvents(eventsPerTurn);
+        QTest::qWait(1);
+    }
+    [[nodiscard]] QString text() override { return window.text(); }
+
+    KeyWindow window;
+    PhysicalKeyboard keyboard;
+    int eventsPerTurn = 1000;
+    bool isTerminal = false;
+    std::shared_ptr<SyntheticKeys> synthetic = std::make_shared<SyntheticKeys>();
+
+private:
+    X11KeySynthesizer m_keys{synthetic, [this] { return isTerminal; }};
+};
+
+/// Types a text as an inserter does: the next piece once the last has left.
+void type(Bench& bench, const QString& text) {
+    for (qsizetype at = 0; at < text.size();) {
+        qsizetype end = std::min(at + 16, text.size());
+        if (end < text.size() && text.at(end).isLowSurrogate()) --end;
+        bool sent = false;
+        bench.keys().postText(text.mid(at, end - at), [&] { sent = true; });
+        QVERIFY(!sent); // never before the call returns
+        for (int turns = 0; !sent && turns < 5000; ++turns) bench.turn();
+        QVERIFY(sent);
+        at = end;
+    }
+    bench.keys().endText();
+}
+
+bool arrives(Bench& bench, const QString& expected) {
+    for (int turns = 0; bench.text() != expected && turns < 1500; ++turns) bench.turn();
+    if (bench.text() != expected) qWarning("arrived: %s", qPrintable(bench.text()));
+    return bench.text() == expected;
+}
+
+QByteArray keymap() {
+    QProcess dump;
+    dump.start(QStringLiteral("xkbcomp"),
+               {QString::fromLocal8Bit(qgetenv("DISPLAY")), QStringLiteral("-")});
+    dump.waitForFinished();
+    return dump.readAllStandardOutput();
+}
+
+const QString mixedText = QString::fromUtf8(
+    "Hello, World! (C++) #42\tGröße, naïve e\xCC\x81\n"
+    "Привет, мир. مرحبا بالعالم؟ 你好，世界。今天天气很好，我们去公园散步吧。\n"
+    "👩‍👩‍👧‍👦 🇩🇪 ❤️ \"quotes\" \\ {a|b} — “€” ~^`");
+
+} // namespace
+
+class KeySynthesizerContractTest : public QObject {
+    Q_OBJECT
+
+    static void layout(const QString& arguments) {
+        QCOMPARE(QProcess::execute(QStringLiteral("setxkbmap"), arguments.split(QLatin1Char(' '))),
+                 0);
+    }
+
+private Q_SLOTS:
+    void cleanup() { layout(QStringLiteral("us")); }
+
+    void typedTextArrivesWhole_data() {
+        QTest::addColumn<bool>("real");
+        QTest::addColumn<QString>("text");
+        for (const bool real : {false, true}) {
+            const char* name = real ? "X11" : "fake";
+            QTest::addRow("%s ASCII", name) << real << QStringLiteral("The quick brown fox.");
+            QTest::addRow("%s mixed", name) << real << mixedText;
+            QTest::addRow("%s nothing", name) << real << QString();
+        }
+    }
+    void typedTextArrivesWhole() {
+        QFETCH(bool, real);
+        QFETCH(QString, text);
+        std::unique_ptr<Bench> bench;
+        if (real)
+            bench = std::make_unique<RealBench>();
+        else
+            bench = std::make_unique<FakeBench>();
+        QVERIFY(bench->keys().isAvailable());
+        type(*bench, text);
+        QVERIFY(arrives(*bench, text));
+    }
+
+    void aPasteChordArrives_data() {
+        QTest::addColumn<bool>("real");
+        QTest::newRow("fake") << false;
+        QTest::newRow("X11") << true;
+    }
+    void aPasteChordArrives() {
+        QFETCH(bool, real);
+        std::unique_ptr<Bench> bench;
+        if (real)
+            bench = std::make_unique<RealBench>();
+        else
+            bench = std::make_unique<FakeBench>();
+        bench->keys().postChord(paste);
+        QVERIFY(arrives(*bench, QStringLiteral("<Ctrl+v>")));
+    }
+
+    void nothingOnTheKeyboardChangesWhatIsTyped_data() {
+        QTest::addColumn<QString>("layout");
+        QTest::addColumn<QByteArray>("held");
+        QTest::addColumn<bool>("capsLock");
+        QTest::addColumn<bool>("pings");
+        QTest::addColumn<int>("eventsPerTurn");
+        QTest::newRow("German, Shift held") << "de" << QByteArray("LFSH") << false << true << 1000;
+        QTest::newRow("Russian, Caps Lock") << "us,ru" << QByteArray() << true << true << 1000;
+        QTest::newRow("Russian alone, Control held")
+            << "ru" << QByteArray("RCTL") << false << true << 1000;
+        QTest::newRow("slow program, AltGr held")
+            << "de" << QByteArray("RALT") << true << true << 3;
+        QTest::newRow("program without pings, Super held")
+            << "us" << QByteArray("LWIN") << false << false << 1000;
+    }
+    void nothingOnTheKeyboardChangesWhatIsTyped() {
+        QFETCH(QString, layout);
+        QFETCH(QByteArray, held);
+        QFETCH(bool, capsLock);
+        QFETCH(bool, pings);
+        QFETCH(int, eventsPerTurn);
+        KeySynthesizerContractTest::layout(layout);
+        const QByteArray before = keymap();
+        {
+            RealBench bench(pings ? KeyWindow::Pings::answered : KeyWindow::Pings::notTaken);
+            bench.eventsPerTurn = eventsPerTurn;
+            if (capsLock) bench.keyboard.tap("CAPS");
+            bench.keyboard.press(held);
+            type(bench, mixedText);
+            QVERIFY(arrives(bench, mixedText));
+            QTRY_COMPARE((bench.turn(), keymap()), before); // what was borrowed is given back
+            QVERIFY(held.isEmpty() || bench.keyboard.isDown(held)); // and what was lifted
+            bench.keyboard.release(held);
+            QTRY_VERIFY(held.isEmpty() || !bench.keyboard.isDown(held));
+            bench.window.clear();
+            bench.keyboard.tap("AC01");
+            if (layout != QLatin1String("ru"))
+                QVERIFY(arrives(bench, capsLock ? QStringLiteral("A") : QStringLiteral("a")));
+            if (capsLock) bench.keyboard.tap("CAPS");
+        }
+    }
+
+    void aPasteIsTheLettersAndTheTargets_data() {
+        QTest::addColumn<QString>("layout");
+        QTest::addColumn<QByteArray>("held");
+        QTest::addColumn<bool>("terminal");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("terminal") << "us" << QByteArray() << true << "<Ctrl+Shift+V>";
+        QTest::newRow("Shift held") << "us" << QByteArray("LFSH") << false << "<Ctrl+v>";
+        QTest::newRow("Super held") << "de" << QByteArray("RWIN") << false << "<Ctrl+v>";
+        QTest::newRow("Dvorak") << "us -variant dvorak" << QByteArray() << false << "<Ctrl+v>";
+        QTest::newRow("no Latin layout") << "ru" << QByteArray() << false << "<Ctrl+v>";
+    }
+    void aPasteIsTheLettersAndTheTargets() {
+        QFETCH(QString, layout);
+        QFETCH(QByteArray, held);
+        QFETCH(bool, terminal);
+        QFETCH(QString, expected);
+        KeySynthesizerContractTest::layout(layout);
+        RealBench bench;
+        bench.isTerminal = terminal;
+        bench.keyboard.press(held);
+        bench.keys().postChord(paste);
+        QVERIFY(arrives(bench, expected));
+        QVERIFY(held.isEmpty() || bench.keyboard.isDown(held));
+        bench.keyboard.release(held);
+        QTRY_VERIFY(held.isEmpty() || !bench.keyboard.isDown(held));
+        // Another program's Shift still works: nothing of ours is left down on the common device.
+        bench.window.clear();
+        QTest::qWait(50);
+        bench.keyboard.pressFromProgram("LFSH", true);
+        bench.keyboard.tap("AE01");
+        bench.keyboard.pressFromProgram("LFSH", false);
+        QVERIFY(arrives(bench, QStringLiteral("!")));
+    }
+
+    void theTapDoesNotReportWhatIsTyped() {
+        RealBench bench;
+        X11EventTap tap(bench.synthetic);
+        QStringList reported;
+        QVERIFY(tap.install({[&](const KeyPress& press) {
+                                 reported.append(press.characters);
+                                 return false;
+                             },
+                             [&](const ModifierChange& change) {
+                                 reported.append(QString::number(change.keyCode));
+                             },
+                             {}}));
+        bench.keyboard.press("LFSH");
+        QTRY_COMPARE(reported, QStringList{QStringLiteral("56")});
+        bench.keys().postChord(paste);
+        type(bench, QStringLiteral("Ein Text."));
+        QVERIFY(arrives(bench, QStringLiteral("<Ctrl+v>Ein Text.")));
+        bench.keyboard.release("LFSH");
+        bench.keyboard.tap("AC01");
+        QTRY_COMPARE(reported.join(QLatin1Char(' ')), QStringLiteral("56 56 a"));
+    }
+};
+
+QTEST_GUILESS_MAIN(KeySynthesizerContractTest)
+#include "KeySynthesizerContractTest.moc"
