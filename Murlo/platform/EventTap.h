@@ -43,7 +43,7 @@ public:
     EventTap& operator=(const EventTap&) = delete;
     virtual ~EventTap() = default;
 
-    /// Starts reporting to `handlers`. False when this session offers no way to see key events.
+    /// Starts reporting to `handlers`. False when the desktop offers no way to see key events.
     virtual bool install(Handlers handlers) = 0;
     /// Stops reporting and gives every key back. Harmless when not installed.
     virtual void remove() = 0;

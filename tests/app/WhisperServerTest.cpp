@@ -348,76 +348,21 @@ private Q_SLOTS:
         QCOMPARE(WhisperServer::locateBinary(folder.path()), own);
     }
 
-    void logsDiagnosticsAndNeverSpeech_data() {
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<QStringList>("loading");
-        QTest::addColumn<QStringList>("ready");
-        const QString encode = QStringLiteral("whisper_full_with_state: failed to encode");
-        QTest::newRow("a diagnostic")
-            << QByteArray(encode.toLatin1() + "\n") << QStringList{encode} << QStringList{encode};
-        QTest::newRow("no error") << QByteArray("whisper_model_load: ok\n\n\nError\n")
-                                  << QStringList{} << QStringList{};
-        QTest::newRow("speech") << QByteArray(
-                                       " the upload failed\nthe error is: mine\nerror: it failed\n")
-                                << QStringList{" the upload failed", "the error is: mine",
-                                               "error: it failed"}
-                                << QStringList{};
-        QTest::newRow("the server's own words")
-            << QByteArray("/usr/lib/murlo/bin/whisper-server: failed to process audio\n"
-                          "error: failed to read audio data\n")
-            << QStringList{"/usr/lib/murlo/bin/whisper-server: failed to process audio",
-                           "error: failed to read audio data"}
-            << QStringList{"/usr/lib/murlo/bin/whisper-server: failed to process audio",
-                           "error: failed to read audio data"};
-        QTest::newRow("not UTF-8")
-            << QByteArray("ggml_x: failed \xff\xfe\n") << QStringList{} << QStringList{};
-        const QString cut = QStringLiteral("ggml_x: failed ") + QString(985, QChar('x'));
-        QTest::newRow("too long") << cut.toLatin1() + QByteArray(5'000'000, 'x') +
-                                         "\nggml_y: failed\n"
-                                  << QStringList{cut, "ggml_y: failed"}
-                                  << QStringList{cut, "ggml_y: failed"};
-        const QString umlaut = QStringLiteral("ggml_x: failed in “Modelle für alle”");
-        QTest::newRow("UTF-8") << umlaut.toUtf8() + '\n'
-                               << QStringList{umlaut} << QStringList{umlaut};
-    }
-    void logsDiagnosticsAndNeverSpeech() {
-        QFETCH(QByteArray, output);
-        const auto linesOf = [](const Rig& rig) {
-            QStringList lines = rig.log.lines();
-            lines.removeOne("whisper-server: launched on :8756 with ggml-tiny.bin");
-            lines.removeOne("whisper-server: ready");
-            for (QString& line : lines) line.remove(0, qsizetype(strlen("whisper-server: ")));
-            return lines;
-        };
-        for (const bool ready : {false, true}) {
-            for (const qsizetype size : {qsizetype(1), output.size()}) { // however it is cut
-                if (size == 1 && output.size() > 10'000) continue;
-                Rig rig;
-                ready ? rig.becomeReady() : rig.start();
-                for (qsizetype at = 0; at < output.size(); at += size) {
-                    rig.processes.print(output.mid(at, size));
-                }
-                rig.scheduler.runPending();
-                if (ready) {
-                    QTEST(linesOf(rig), "ready");
-                } else {
-                    QTEST(linesOf(rig), "loading");
-                }
-            }
-        }
-    }
-
-    void aFloodOfErrorsDoesNotFillTheLog() {
+    void logsWhatTheEngineSaysOfItselfAndNeverSpeech() {
         Rig rig;
         rig.start();
-        rig.processes.print(QByteArray("ggml_x: failed\n").repeated(100'000));
-        rig.processes.print("ggml_x: failed at last"); // no line feed before the end
-        rig.crash(1);
-        QVERIFY(rig.log.lines().size() < 1000);
-        rig.scheduler.advance(2); // the next process starts with a fresh account
-        rig.processes.print("ggml_y: failed");
-        rig.crash(1);
-        QVERIFY(rig.log.lines().contains("whisper-server: ggml_y: failed"));
+        rig.processes.print("error: no such\n");
+        rig.answerProbe();
+        rig.processes.print(" the upload failed\nggml_x: failed");
+        rig.crash(1); // ends the last line, too
+        const QStringList lines = rig.log.lines();
+        QVERIFY(lines.contains("whisper-server: error: no such"));
+        QVERIFY(lines.contains("whisper-server: ggml_x: failed"));
+        QVERIFY(lines.filter("upload").isEmpty());
+        rig.scheduler.advance(2); // the next process was not sent any speech yet
+        rig.processes.print("error: the same\n");
+        rig.scheduler.runPending();
+        QVERIFY(rig.log.lines().contains("whisper-server: error: the same"));
     }
 };
 

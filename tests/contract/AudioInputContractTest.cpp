@@ -189,6 +189,7 @@ private Q_SLOTS:
         QVERIFY(engine->start().has_value());
         QVERIFY(speakUntilHeard(*world, another, format));
         QCOMPARE(ear.heard().size(), heard);
+        engine->removeTap();
     }
 
     void enginesMayBeDestroyedWhileAudioFlows_data() { bothWorlds(); }

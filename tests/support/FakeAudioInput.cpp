@@ -39,7 +39,10 @@ public:
         if (m_script.whileStarting) m_script.whileStarting();
         return {};
     }
-    void stop() override { m_running = false; }
+    void stop() override {
+        const std::lock_guard guard(m_tapLock); // the piece that is being heard is the last
+        m_running = false;
+    }
     [[nodiscard]] bool isRunning() const override { return m_running; }
     [[nodiscard]] bool isOpen() const { return m_open; }
     void observeConfigurationChange(std::function<void()> changed) override {

@@ -25,11 +25,13 @@ KeyWindow::KeyWindow(Pings pings)
     XSelectInput(display, m_server->window, KeyPressMask | FocusChangeMask);
     XClassHint names{const_cast<char*>("keywindow"), const_cast<char*>("KeyWindow")};
     XSetClassHint(display, m_server->window, &names);
-    const long pid = getpid();
-    XChangeProperty(display, m_server->window, XInternAtom(display, "_NET_WM_PID", False),
-                    XA_CARDINAL, 32, PropModeReplace, reinterpret_cast<const unsigned char*>(&pid),
-                    1);
-    if (pings == Pings::answered) XSetWMProtocols(display, m_server->window, &m_server->ping, 1);
+    if (pings == Pings::answered) {
+        const long pid = getpid();
+        XChangeProperty(display, m_server->window, XInternAtom(display, "_NET_WM_PID", False),
+                        XA_CARDINAL, 32, PropModeReplace,
+                        reinterpret_cast<const unsigned char*>(&pid), 1);
+        XSetWMProtocols(display, m_server->window, &m_server->ping, 1);
+    }
     XMapRaised(display, m_server->window);
     // Xlib asks for the map, and to be told of its changes, with the first symbol it looks up.
     XkbKeycodeToKeysym(display, 8, 0, 0);

@@ -12,6 +12,8 @@ namespace murlo {
 /// event.
 class KeyWindow {
 public:
+    /// Whether the program answers "are you alive" messages; one that does not also tells nothing
+    /// of its process, as old programs do.
     enum class Pings { answered, notTaken };
     /// Opens the window on the desktop of the DISPLAY variable and waits until it has the focus.
     explicit KeyWindow(Pings pings = Pings::answered);

@@ -17,7 +17,7 @@ KeyReader::KeyReader(std::shared_ptr<SyntheticKeys> synthetic, std::shared_ptr<K
     , m_grab(m_connection, *m_synthetic) {
     if (!m_usable) return;
     InputDevices::selectRawKeys(m_connection, true);
-    readMap();
+    updateMap();
     m_usable = m_map.has_value();
     readKeyboards(true);
 }
@@ -120,7 +120,7 @@ void KeyReader::handleKey(const xcb_input_raw_key_press_event_t& key, bool press
     if (keyboard.isSynthetic && m_synthetic->take(keycode, press)) return;
     if (keyboard.down[keycode] == press) return; // a repeat
     keyboard.down[keycode] = press;
-    if (m_watch.takeMapChanged()) readMap();
+    updateMap();
 
     const KeyMove move{key.deviceid, keycode, key.full_sequence};
     const KeyPosition position = m_map->position(keycode);
@@ -168,10 +168,8 @@ quint32 KeyReader::flags() const {
     return all;
 }
 
-void KeyReader::readMap() {
-    // A half-changed map cannot be read: the event of the other half is still to come.
-    if (auto map = KeyboardMap::read(m_connection)) m_map = std::move(map);
-    if (!m_map) return;
+void KeyReader::updateMap() {
+    if (!m_watch.update(m_map)) return;
     m_modifiers.clear();
     for (int keycode = 0; keycode < 256; ++keycode) {
         if (m_map->position(static_cast<xcb_keycode_t>(keycode)).isModifier)

@@ -48,7 +48,7 @@ private:
     void carryOutRequests();
     void handle(const xcb_generic_event_t& event);
     void handleKey(const xcb_input_raw_key_press_event_t& key, bool press);
-    void readMap();
+    void updateMap();
     /// Finds out which keyboards there are, and if `afresh` which of their keys are down.
     void readKeyboards(bool afresh);
     void takeKeyboards();

@@ -186,6 +186,15 @@ void KeyboardWatch::refresh() {
     m_capsLocked = state->lockedMods & XCB_MOD_MASK_LOCK;
 }
 
+bool KeyboardWatch::update(std::optional<KeyboardMap>& map) {
+    if (!m_mapChanged) return false;
+    auto read = KeyboardMap::read(m_connection);
+    if (!read) return false;
+    map = std::move(read);
+    m_mapChanged = false;
+    return true;
+}
+
 bool KeyboardWatch::handle(const xcb_generic_event_t& event) {
     const int type = event.response_type & 0x7f;
     if (type == XCB_MAPPING_NOTIFY) return true; // told in more detail by the extension

@@ -77,8 +77,9 @@ public:
     bool handle(const xcb_generic_event_t& event);
     [[nodiscard]] int group() const { return m_group; }
     [[nodiscard]] bool isCapsLocked() const { return m_capsLocked; }
-    /// Whether the map has changed since the last call.
-    [[nodiscard]] bool takeMapChanged() { return std::exchange(m_mapChanged, false); }
+    /// Reads the map into `map` if it has changed since it was last read; true when it did. A map
+    /// caught in the middle of a change cannot be read: `map` stays, and the next call tries again.
+    bool update(std::optional<KeyboardMap>& map);
     /// Asks the server for the state now: one round trip.
     void refresh();
 

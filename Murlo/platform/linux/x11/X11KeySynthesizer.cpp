@@ -29,7 +29,7 @@ X11KeySynthesizer::X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic,
     m_available = test && test->present;
     if (!m_available) return;
     m_watch.isOwnChange = [this](xcb_keycode_t keycode) { return m_borrowed.owns(keycode); };
-    readMap();
+    updateMap();
     m_borrowed.giveBack(); // of a run that ended too early to do it
     m_limit.setSingleShot(true);
     QObject::connect(&m_limit, &QTimer::timeout, &m_limit, [this] { taken(m_batch); });
@@ -49,10 +49,8 @@ bool X11KeySynthesizer::isAvailable() {
     return m_available && m_connection.isAlive();
 }
 
-void X11KeySynthesizer::readMap() {
-    if (!m_watch.takeMapChanged()) return;
-    if (auto map = KeyboardMap::read(m_connection)) m_map = std::move(map);
-    if (m_map) m_borrowed.adopt(*m_map);
+void X11KeySynthesizer::updateMap() {
+    if (m_watch.update(m_map)) m_borrowed.adopt(*m_map);
 }
 
 void X11KeySynthesizer::readEvents() {
@@ -77,7 +75,7 @@ void X11KeySynthesizer::readEvents() {
 void X11KeySynthesizer::postChord(const KeyChord& chord) {
     if (!isAvailable()) return;
     readEvents();
-    readMap();
+    updateMap();
     m_watch.refresh();
     if (!m_map) return;
     const int group = m_watch.group();
@@ -144,7 +142,7 @@ void X11KeySynthesizer::pump() {
 }
 
 bool X11KeySynthesizer::send(const QString& text) {
-    readMap();
+    updateMap();
     m_watch.refresh();
     if (!m_map) return true;
     const std::vector<Stroke> all = strokes(text);

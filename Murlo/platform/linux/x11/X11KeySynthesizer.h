@@ -40,7 +40,7 @@ private:
         std::optional<xcb_keycode_t> shift; ///< the Shift key that the layout's key needs
     };
 
-    void readMap();
+    void updateMap();
     void readEvents();
     void pump();
     [[nodiscard]] bool send(const QString& text);

@@ -9,7 +9,7 @@
 
 namespace murlo {
 
-/// A connection to the X server of this session (the DISPLAY variable), closed with its owner. Used
+/// A connection to the desktop's X server (the DISPLAY variable), closed with its owner. Used
 /// on one thread at a time. Errors of requests come as events or null replies and a lost server as
 /// `isAlive() == false`: neither ends the process.
 class XcbConnection {
