@@ -65,7 +65,7 @@ QString TranscribeError::description() const {
     if (const auto* error = std::get_if<HttpError>(&reason)) return error->description;
     const auto* server = std::get_if<Server>(&reason);
     if (!server) return QStringLiteral("The speech engine returned nothing.");
-    const QString sentence = QStringLiteral("Speech engine error %1").arg(server->code);
+    QString sentence = QStringLiteral("Speech engine error %1").arg(server->code);
     if (server->body.isEmpty()) return sentence;
     return sentence + QStringLiteral(": ") +
            Characters::first(server->body.left(quotedUnits), quotedCharacters);
