@@ -12,9 +12,12 @@ constexpr double permissionPoll = 3.0; // seconds
 }
 
 AppDelegate::AppDelegate(CompositionRoot& root, std::function<void()> quit)
-    : m_root(root), m_quit(std::move(quit)) {}
+    : m_root(root)
+    , m_quit(std::move(quit)) {}
 
-AppDelegate::~AppDelegate() { willTerminate(); }
+AppDelegate::~AppDelegate() {
+    willTerminate();
+}
 
 void AppDelegate::didFinishLaunching() {
     Log::write(QStringLiteral("app: launching from ") + QCoreApplication::applicationFilePath());

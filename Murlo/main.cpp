@@ -37,7 +37,8 @@ int main(int argc, char** argv) {
         std::fputs("murlo: needs an X11 desktop session: DISPLAY is not set.\n", stderr);
         return 1;
     }
-    // Keys, clipboard and windows are the X server's, also in a session that offers Wayland besides.
+    // Keys, clipboard and windows are the X server's, also in a session that offers Wayland
+    // besides.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("murlo"));

@@ -10,9 +10,12 @@ enum class InsertMode { paste, type, clipboardOnly };
 /// As stored in the settings.
 [[nodiscard]] inline QString rawValue(InsertMode mode) {
     switch (mode) {
-    case InsertMode::type: return QStringLiteral("type");
-    case InsertMode::clipboardOnly: return QStringLiteral("clipboardOnly");
-    case InsertMode::paste: break;
+    case InsertMode::type:
+        return QStringLiteral("type");
+    case InsertMode::clipboardOnly:
+        return QStringLiteral("clipboardOnly");
+    case InsertMode::paste:
+        break;
     }
     return QStringLiteral("paste");
 }

@@ -24,7 +24,9 @@ QStringList normalised(const QStringList& words) {
 
 } // namespace
 
-QStringList wordsOf(const QString& text) { return text.split(QLatin1Char(' '), Qt::SkipEmptyParts); }
+QStringList wordsOf(const QString& text) {
+    return text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
 
 QList<TranscriptWord> transcriptWords(const QStringList& words) {
     QList<TranscriptWord> result;

@@ -35,11 +35,11 @@ inline constexpr quint32 secondaryFunction = 0x00800000;
 /// What is known of one trigger key.
 struct TriggerKeyInfo {
     TriggerKey key;
-    const char* rawValue;    ///< as stored in the settings
-    qint64 keyCode;          ///< virtual key code of the physical key
-    quint32 deviceFlag;      ///< side bit: set while this very key is down
-    quint32 otherModifiers;  ///< families that spoil a tap of this key; never its own
-    const char16_t* label;   ///< for log lines, menus and settings
+    const char* rawValue;   ///< as stored in the settings
+    qint64 keyCode;         ///< virtual key code of the physical key
+    quint32 deviceFlag;     ///< side bit: set while this very key is down
+    quint32 otherModifiers; ///< families that spoil a tap of this key; never its own
+    const char16_t* label;  ///< for log lines, menus and settings
 };
 
 /// All keys, in the order of the enumeration.

@@ -77,7 +77,8 @@ void printJson(const QList<Figure>& figures) {
 
 } // namespace
 
-/// murlo-bench [--json] [--model FILE (else $MURLO_MODEL)] [--only audio|microphone|tap|dictation|process]
+/// murlo-bench [--json] [--model FILE (else $MURLO_MODEL)] [--only
+/// audio|microphone|tap|dictation|process]
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
     const QStringList arguments = QApplication::arguments();
@@ -91,8 +92,8 @@ int main(int argc, char** argv) {
         return at >= 0 ? arguments.value(at + 1) : QString();
     };
     const QString only = option("--only");
-    const QString model = option("--model").isEmpty() ? qEnvironmentVariable("MURLO_MODEL")
-                                                      : option("--model");
+    const QString model =
+        option("--model").isEmpty() ? qEnvironmentVariable("MURLO_MODEL") : option("--model");
     const auto wanted = [&only](const char* name) {
         return only.isEmpty() || only == QLatin1String(name);
     };

@@ -7,9 +7,11 @@
 namespace murlo {
 
 PromptEnhancer::PromptEnhancer(Applications& applications, Scheduler& scheduler)
-    : m_applications(applications), m_scheduler(scheduler) {}
+    : m_applications(applications)
+    , m_scheduler(scheduler) {}
 
-std::optional<QString> PromptEnhancer::targetBundleId(const std::optional<InputTarget>& pinned) const {
+std::optional<QString>
+PromptEnhancer::targetBundleId(const std::optional<InputTarget>& pinned) const {
     if (pinned) {
         if (auto identifier = m_applications.identifier(pinned->pid)) return identifier;
     }

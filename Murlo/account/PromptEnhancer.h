@@ -19,7 +19,8 @@ public:
     PromptEnhancer(Applications& applications, Scheduler& scheduler);
 
     /// Identifier of the application that receives the text: the picked box's, else the frontmost.
-    [[nodiscard]] std::optional<QString> targetBundleId(const std::optional<InputTarget>& pinned) const;
+    [[nodiscard]] std::optional<QString>
+    targetBundleId(const std::optional<InputTarget>& pinned) const;
 
     /// Answers once, on a later turn, with the text to deliver; never fails.
     void enhance(const QString& text, const std::optional<QString>& targetApp,

@@ -20,10 +20,17 @@ void OverlayController::show(const DictationState& state) {
         }));
     }
     switch (state.state) {
-    case DictationState::delivered: scheduleHide(deliveredSeconds); break;
-    case DictationState::failed: scheduleHide(failedSeconds); break;
-    case DictationState::idle: hide(); break;
-    default: break;
+    case DictationState::delivered:
+        scheduleHide(deliveredSeconds);
+        break;
+    case DictationState::failed:
+        scheduleHide(failedSeconds);
+        break;
+    case DictationState::idle:
+        hide();
+        break;
+    default:
+        break;
     }
 }
 

@@ -5,10 +5,12 @@
 
 namespace murlo {
 
-/// When the recording card is up, and for how long. Main thread. The card itself observes the model.
+/// When the recording card is up, and for how long. Main thread. The card itself observes the
+/// model.
 class OverlayController {
 public:
-    explicit OverlayController(Scheduler& scheduler) : m_scheduler(scheduler) {}
+    explicit OverlayController(Scheduler& scheduler)
+        : m_scheduler(scheduler) {}
 
     [[nodiscard]] OverlayModel& model() { return m_model; }
 

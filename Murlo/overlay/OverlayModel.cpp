@@ -17,7 +17,8 @@ constexpr double release = 0.18;
 
 } // namespace
 
-OverlayModel::OverlayModel() : m_bars(barCount, 0.0) {}
+OverlayModel::OverlayModel()
+    : m_bars(barCount, 0.0) {}
 
 void OverlayModel::setState(const DictationState& state) {
     if (m_state == state) return;

@@ -47,7 +47,8 @@ public:
 
     /// Installs the receiver of the audio, called on the audio thread with at most `frames` frames
     /// at a time. At most one; replaces none. The error's description tells why it was refused.
-    [[nodiscard]] virtual tl::expected<void, PlatformError> installTap(std::size_t frames, Tap tap) = 0;
+    [[nodiscard]] virtual tl::expected<void, PlatformError> installTap(std::size_t frames,
+                                                                       Tap tap) = 0;
 
     /// After it returns the tap is not called any more. Harmless without a tap.
     virtual void removeTap() = 0;

@@ -11,7 +11,8 @@ struct KeyPress {
     /// Virtual key code of the physical key (the numbering that `TriggerKey` uses: Escape is 53);
     /// -1 for a key that the numbering does not have.
     qint64 keyCode = -1;
-    /// What the key types in the current layout, modifiers ignored; empty for keys that type nothing.
+    /// What the key types in the current layout, modifiers ignored; empty for keys that type
+    /// nothing.
     QString characters;
 };
 
@@ -30,8 +31,8 @@ enum class InputMonitoringAccess { granted = 0, denied = 1, unknown = 2 };
 class EventTap {
 public:
     struct Handlers {
-        /// Offered every key press. While `setFiltering(true)` holds, answering true keeps the press
-        /// from every application; otherwise the answer has no effect.
+        /// Offered every key press. While `setFiltering(true)` holds, answering true keeps the
+        /// press from every application; otherwise the answer has no effect.
         std::function<bool(const KeyPress&)> keyDown;
         std::function<void(const ModifierChange&)> flagsChanged;
         /// The system switched the tap off; `enable` switches it on again.

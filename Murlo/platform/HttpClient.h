@@ -48,9 +48,9 @@ public:
     virtual void cancel() = 0;
 };
 
-/// HTTP requests without caches, cookies or proxies for loopback. Redirects are answers: they are not
-/// followed. Belongs to the thread (with an event loop) that uses it first; completions run there,
-/// once, on a later turn. Destroying it cancels what is under way.
+/// HTTP requests without caches, cookies or proxies for loopback. Redirects are answers: they are
+/// not followed. Belongs to the thread (with an event loop) that uses it first; completions run
+/// there, once, on a later turn. Destroying it cancels what is under way.
 class HttpClient {
 public:
     HttpClient() = default;

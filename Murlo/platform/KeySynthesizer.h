@@ -15,8 +15,8 @@ struct KeyChord {
 /// Key events as if typed by the user. Main thread.
 ///
 /// The Command chord of a paste is sent as this desktop's own: Ctrl+V, or Ctrl+Shift+V when the
-/// focused program is a terminal. Modifiers and Caps Lock that the user holds neither change what is
-/// sent nor stay lifted (or stuck) afterwards.
+/// focused program is a terminal. Modifiers and Caps Lock that the user holds neither change what
+/// is sent nor stay lifted (or stuck) afterwards.
 class KeySynthesizer {
 public:
     KeySynthesizer() = default;

@@ -16,7 +16,8 @@ using PasteboardItem = QList<std::pair<QString, QByteArray>>;
 
 struct PasteboardSnapshot {
     QList<PasteboardItem> items;
-    /// Formats that the owner offered but did not hand over in time, or that were too large to keep.
+    /// Formats that the owner offered but did not hand over in time, or that were too large to
+    /// keep.
     QStringList unread;
 };
 

@@ -40,8 +40,8 @@ struct Platform {
 };
 
 /// The adapters for the desktop session this process runs in. Call it on the main thread with the
-/// Qt application created. Parts of the desktop that are missing yield adapters that say so in their
-/// answers, never a failure here.
+/// Qt application created. Parts of the desktop that are missing yield adapters that say so in
+/// their answers, never a failure here.
 [[nodiscard]] Platform loadPlatform();
 
 } // namespace murlo

@@ -13,8 +13,8 @@ namespace murlo {
 
 /// A running child program. It dies with the thread that started it, and so with this application,
 /// however that ends. Use it on that thread, which has an event loop; handlers run there and may
-/// destroy the handle. Destroying a handle ends a child that still runs: SIGTERM, and SIGKILL to one
-/// that does not listen within 2 seconds.
+/// destroy the handle. Destroying a handle ends a child that still runs: SIGTERM, and SIGKILL to
+/// one that does not listen within 2 seconds.
 class ChildProcess {
 public:
     ChildProcess() = default;
@@ -52,8 +52,8 @@ public:
 
     /// Runs a program to its end with its output discarded, at most `seconds`; its exit status, or
     /// nothing when it could not be run or did not end.
-    [[nodiscard]] virtual std::optional<int> run(const QString& program, const QStringList& arguments,
-                                                 double seconds) = 0;
+    [[nodiscard]] virtual std::optional<int> run(const QString& program,
+                                                 const QStringList& arguments, double seconds) = 0;
 
     /// Whether the process itself, and nobody beside it, has the TCP port of 127.0.0.1 open for
     /// listening: with SO_REUSEPORT two programs can hold one port and share its connections.

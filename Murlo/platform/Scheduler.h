@@ -27,7 +27,8 @@ public:
     };
 
     ScheduledWork() = default;
-    explicit ScheduledWork(std::shared_ptr<Entry> entry) : m_entry(std::move(entry)) {}
+    explicit ScheduledWork(std::shared_ptr<Entry> entry)
+        : m_entry(std::move(entry)) {}
     ScheduledWork(ScheduledWork&&) noexcept = default;
     ScheduledWork& operator=(ScheduledWork&& other) noexcept {
         if (this != &other) {
@@ -90,11 +91,12 @@ public:
     /// Runs `work` on the main thread once `seconds` have passed. Main thread.
     [[nodiscard]] virtual ScheduledWork after(double seconds, Work work) = 0;
 
-    /// Runs `work` on the main thread every `seconds`, first after one period. A tick that finds the
-    /// main thread busy is not made up for. Main thread.
+    /// Runs `work` on the main thread every `seconds`, first after one period. A tick that finds
+    /// the main thread busy is not made up for. Main thread.
     [[nodiscard]] virtual ScheduledWork every(double seconds, Work work) = 0;
 
-    /// Runs `work` on a later turn of the main thread's loop, in the order of the calls. Any thread.
+    /// Runs `work` on a later turn of the main thread's loop, in the order of the calls. Any
+    /// thread.
     virtual void nextTurn(Work work) = 0;
 
     /// Runs `work` on a pool thread. Any thread.
@@ -113,7 +115,8 @@ using Delay = std::function<ScheduledWork(double seconds, Work work)>;
 /// that destroys the owner.
 class Lifetime {
 public:
-    template <typename Function> [[nodiscard]] auto guard(Function function) const {
+    template <typename Function>
+    [[nodiscard]] auto guard(Function function) const {
         return [alive = std::weak_ptr<int>(m_alive),
                 function = std::move(function)](auto&&... arguments) mutable {
             if (!alive.expired()) function(std::forward<decltype(arguments)>(arguments)...);

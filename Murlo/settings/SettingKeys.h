@@ -41,9 +41,9 @@ enum class SettingType { text, truth, number };
 struct SettingRow {
     const char* key;
     SettingType type;
-    QVariant fallback;  ///< what a reader gets while nothing is stored; invalid for "nothing"
-    bool synchronised;  ///< travels with the account
-    bool sensitive;     ///< personal: never in the log, never in a report
+    QVariant fallback; ///< what a reader gets while nothing is stored; invalid for "nothing"
+    bool synchronised; ///< travels with the account
+    bool sensitive;    ///< personal: never in the log, never in a report
 };
 
 /// Every setting, in the order above.

@@ -16,9 +16,12 @@ const SettingRow* row(const char* key) {
 
 QJsonValue::Type jsonType(SettingType type) {
     switch (type) {
-    case SettingType::text: return QJsonValue::String;
-    case SettingType::truth: return QJsonValue::Bool;
-    case SettingType::number: return QJsonValue::Double;
+    case SettingType::text:
+        return QJsonValue::String;
+    case SettingType::truth:
+        return QJsonValue::Bool;
+    case SettingType::number:
+        return QJsonValue::Double;
     }
     return QJsonValue::Undefined;
 }
@@ -30,7 +33,8 @@ Settings::Settings(Paths paths, Scheduler& scheduler)
     , m_file(m_paths.file(QStringLiteral("settings.json")), QStringLiteral("settings"))
     , m_writer(scheduler.makeSerialQueue(QStringLiteral("murlo.settings"))) {
     m_paths.prepare();
-    m_values = m_file.read([](const QJsonDocument& document) { return document.isObject(); }).object();
+    m_values =
+        m_file.read([](const QJsonDocument& document) { return document.isObject(); }).object();
 }
 
 QJsonValue Settings::value(const char* key, SettingType type) const {
@@ -44,9 +48,13 @@ QJsonValue Settings::value(const char* key, SettingType type) const {
     return {QJsonValue::Undefined};
 }
 
-bool Settings::truth(const char* key) const { return value(key, SettingType::truth).toBool(); }
+bool Settings::truth(const char* key) const {
+    return value(key, SettingType::truth).toBool();
+}
 
-double Settings::number(const char* key) const { return value(key, SettingType::number).toDouble(); }
+double Settings::number(const char* key) const {
+    return value(key, SettingType::number).toDouble();
+}
 
 std::optional<QString> Settings::text(const char* key) const {
     const QJsonValue found = value(key, SettingType::text);

@@ -110,7 +110,9 @@ void SettingsModel::setHotkeyLive(bool live) {
     Q_EMIT changed();
 }
 
-QStringList SettingsModel::availableModels() const { return m_settings.availableModels(); }
+QStringList SettingsModel::availableModels() const {
+    return m_settings.availableModels();
+}
 
 void SettingsModel::refreshModelPath() {
     const QString found = m_settings.modelPath().value_or(QString());

@@ -10,19 +10,26 @@ namespace {
 
 QString word(MicrophoneStatus status) {
     switch (status) {
-    case MicrophoneStatus::notDetermined: return QStringLiteral("notDetermined");
-    case MicrophoneStatus::restricted: return QStringLiteral("restricted");
-    case MicrophoneStatus::denied: return QStringLiteral("denied");
-    case MicrophoneStatus::authorized: return QStringLiteral("authorized");
+    case MicrophoneStatus::notDetermined:
+        return QStringLiteral("notDetermined");
+    case MicrophoneStatus::restricted:
+        return QStringLiteral("restricted");
+    case MicrophoneStatus::denied:
+        return QStringLiteral("denied");
+    case MicrophoneStatus::authorized:
+        return QStringLiteral("authorized");
     }
     return QStringLiteral("unknown");
 }
 
 QString word(InputMonitoringAccess access) {
     switch (access) {
-    case InputMonitoringAccess::granted: return QStringLiteral("granted");
-    case InputMonitoringAccess::denied: return QStringLiteral("denied");
-    case InputMonitoringAccess::unknown: return QStringLiteral("unknown/notDetermined");
+    case InputMonitoringAccess::granted:
+        return QStringLiteral("granted");
+    case InputMonitoringAccess::denied:
+        return QStringLiteral("denied");
+    case InputMonitoringAccess::unknown:
+        return QStringLiteral("unknown/notDetermined");
     }
     return QStringLiteral("other");
 }
@@ -33,7 +40,9 @@ bool Permissions::microphoneGranted() const {
     return m_microphone.status() == MicrophoneStatus::authorized;
 }
 
-bool Permissions::accessibilityGranted() const { return m_accessibility.isTrusted(); }
+bool Permissions::accessibilityGranted() const {
+    return m_accessibility.isTrusted();
+}
 
 bool Permissions::inputMonitoringGranted() const {
     return m_tap.access() == InputMonitoringAccess::granted;

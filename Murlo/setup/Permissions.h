@@ -8,12 +8,14 @@ class Accessibility;
 class EventTap;
 class MicrophoneAuthorization;
 
-/// The three things without which nothing works: the microphone, the accessibility of other programs,
-/// and their key events. Main thread.
+/// The three things without which nothing works: the microphone, the accessibility of other
+/// programs, and their key events. Main thread.
 class Permissions {
 public:
     Permissions(MicrophoneAuthorization& microphone, Accessibility& accessibility, EventTap& tap)
-        : m_microphone(microphone), m_accessibility(accessibility), m_tap(tap) {}
+        : m_microphone(microphone)
+        , m_accessibility(accessibility)
+        , m_tap(tap) {}
 
     [[nodiscard]] bool microphoneGranted() const;
     [[nodiscard]] bool accessibilityGranted() const;

@@ -10,7 +10,9 @@
 
 namespace murlo {
 
-JsonFile::JsonFile(QString path, QString area) : m_path(std::move(path)), m_area(std::move(area)) {}
+JsonFile::JsonFile(QString path, QString area)
+    : m_path(std::move(path))
+    , m_area(std::move(area)) {}
 
 QJsonDocument JsonFile::read(const std::function<bool(const QJsonDocument&)>& accepts) const {
     if (!QFileInfo::exists(m_path)) return {};
@@ -23,7 +25,9 @@ QJsonDocument JsonFile::read(const std::function<bool(const QJsonDocument&)>& ac
     QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
     file.close();
     if (error.error != QJsonParseError::NoError) {
-        setAside(QStringLiteral("is damaged (%1 at byte %2)").arg(error.errorString()).arg(error.offset));
+        setAside(QStringLiteral("is damaged (%1 at byte %2)")
+                     .arg(error.errorString())
+                     .arg(error.offset));
         return {};
     }
     if (!accepts(document)) {
@@ -34,7 +38,8 @@ QJsonDocument JsonFile::read(const std::function<bool(const QJsonDocument&)>& ac
 }
 
 void JsonFile::setAside(const QString& reason) const {
-    const QString stamp = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    const QString stamp =
+        QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-HHmmss"));
     const QString stem = m_path + QStringLiteral(".damaged-") + stamp;
     QString aside = stem;
     for (int attempt = 2; QFileInfo::exists(aside); ++attempt) {
@@ -45,7 +50,8 @@ void JsonFile::setAside(const QString& reason) const {
         Log::write(QStringLiteral("%1: %2 %3, kept as %4")
                        .arg(m_area, name, reason, QFileInfo(aside).fileName()));
     } else {
-        Log::write(QStringLiteral("%1: %2 %3 and could not be set aside").arg(m_area, name, reason));
+        Log::write(
+            QStringLiteral("%1: %2 %3 and could not be set aside").arg(m_area, name, reason));
     }
 }
 

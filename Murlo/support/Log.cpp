@@ -33,10 +33,10 @@ void Log::write(const QString& message) {
     text.replace(QLatin1Char('\n'), QLatin1Char(' ')).replace(QLatin1Char('\r'), QLatin1Char(' '));
     Sink& to = sink();
     const std::lock_guard guard(to.lock);
-    const QByteArray line = QStringLiteral("[%1] %2\n")
-                                .arg(QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz")),
-                                     text)
-                                .toUtf8();
+    const QByteArray line =
+        QStringLiteral("[%1] %2\n")
+            .arg(QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz")), text)
+            .toUtf8();
     std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), stderr);
     if (!to.queue) return;
     to.queue->async([file = to.file, line] {

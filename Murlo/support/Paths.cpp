@@ -5,12 +5,13 @@
 
 namespace murlo {
 
-Paths Paths::ofUser() { return Paths(QDir::homePath() + QStringLiteral("/.brisvane")); }
+Paths Paths::ofUser() {
+    return Paths(QDir::homePath() + QStringLiteral("/.brisvane"));
+}
 
 bool Paths::prepare() const {
     if (!QDir().mkpath(m_support)) return false;
-    return QFile::setPermissions(m_support,
-                                 QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    return QFile::setPermissions(m_support, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
 } // namespace murlo

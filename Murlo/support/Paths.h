@@ -8,7 +8,8 @@ namespace murlo {
 class Paths {
 public:
     /// `support` is the support folder's path without a trailing slash.
-    explicit Paths(QString support) : m_support(std::move(support)) {}
+    explicit Paths(QString support)
+        : m_support(std::move(support)) {}
 
     /// The support folder of the current user: ".brisvane" in the home folder.
     [[nodiscard]] static Paths ofUser();

@@ -8,7 +8,8 @@ namespace murlo {
 /// leaves a line in the log.
 class ErrorReporter {
 public:
-    /// `kind` names the failure; `detail` carries neither dictated text nor server output. Any thread.
+    /// `kind` names the failure; `detail` carries neither dictated text nor server output. Any
+    /// thread.
     void report(const QString& kind, const QString& detail);
 };
 

@@ -6,9 +6,13 @@
 namespace murlo {
 
 HotkeyMonitor::HotkeyMonitor(EventTap& tap, Settings& settings, Scheduler& scheduler)
-    : m_tap(tap), m_settings(settings), m_scheduler(scheduler) {}
+    : m_tap(tap)
+    , m_settings(settings)
+    , m_scheduler(scheduler) {}
 
-HotkeyMonitor::~HotkeyMonitor() { stop(); }
+HotkeyMonitor::~HotkeyMonitor() {
+    stop();
+}
 
 bool HotkeyMonitor::start() {
     if (m_installed) return true;

@@ -21,10 +21,10 @@ struct TapState {
 
 /// Double taps of two modifier keys, out of everything the keyboard does. Main thread.
 ///
-/// The double tap is reported on the second press, before its release, so that recording starts while
-/// the key is still held; the release is reported with the time the key was held. Which of a pair of
-/// keys moved is told by its side bit alone. Trigger keys and the window are read from the settings at
-/// every event, so a change holds from the next key on.
+/// The double tap is reported on the second press, before its release, so that recording starts
+/// while the key is still held; the release is reported with the time the key was held. Which of a
+/// pair of keys moved is told by its side bit alone. Trigger keys and the window are read from the
+/// settings at every event, so a change holds from the next key on.
 class HotkeyMonitor {
 public:
     /// Longest press, in seconds, that still counts as a tap.

@@ -178,8 +178,9 @@ private Q_SLOTS:
         QTest::newRow("an error") << 500 << QByteArray("secret text")
                                   << "failed: Speech engine error 500: secret text"
                                   << "errors: transcribe_failed: server error 500";
-        QTest::newRow("an error that cannot be read") << 404 << QByteArray("\xff") << "failed: Speech engine error 404"
-                                      << "errors: transcribe_failed: server error 404";
+        QTest::newRow("an error that cannot be read")
+            << 404 << QByteArray("\xff") << "failed: Speech engine error 404"
+            << "errors: transcribe_failed: server error 404";
     }
 
     void whatTheEngineSaysDecides() {

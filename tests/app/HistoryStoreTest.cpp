@@ -19,8 +19,9 @@ class HistoryStoreTest : public QObject {
     [[nodiscard]] QJsonArray written() {
         m_scheduler.runPending();
         QFile history(file());
-        return history.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(history.readAll()).array()
-                                                 : QJsonArray();
+        return history.open(QIODevice::ReadOnly)
+                   ? QJsonDocument::fromJson(history.readAll()).array()
+                   : QJsonArray();
     }
 
 private Q_SLOTS:
@@ -38,7 +39,8 @@ private Q_SLOTS:
         const QJsonObject entry = written().at(0).toObject();
         QCOMPARE(entry.keys(), (QStringList{"date", "id", "text"}));
         QCOMPARE(entry.value(QStringLiteral("text")).toString(), QStringLiteral("hello"));
-        QCOMPARE(entry.value(QStringLiteral("date")).toString(), QStringLiteral("2026-03-14T15:09:26Z"));
+        QCOMPARE(entry.value(QStringLiteral("date")).toString(),
+                 QStringLiteral("2026-03-14T15:09:26Z"));
         const QString id = entry.value(QStringLiteral("id")).toString();
         QCOMPARE(id, id.toUpper());
         const HistoryStore again(*m_paths, m_scheduler);

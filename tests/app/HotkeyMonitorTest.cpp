@@ -1,8 +1,8 @@
+#include "triggers/HotkeyMonitor.h"
 #include "settings/Settings.h"
 #include "tests/support/FakeEventTap.h"
 #include "tests/support/TriggerScript.h"
 #include "tests/support/VirtualScheduler.h"
-#include "triggers/HotkeyMonitor.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -16,7 +16,8 @@ constexpr qint64 leftControlCode = 59;
 /// A keyboard that exists only as flags: presses and releases become the events of a tap.
 class FlagsKeyboard {
 public:
-    explicit FlagsKeyboard(HotkeyMonitor& monitor) : m_monitor(monitor) {}
+    explicit FlagsKeyboard(HotkeyMonitor& monitor)
+        : m_monitor(monitor) {}
 
     void press(const QString& key) { move(key, true); }
     void release(const QString& key) { move(key, false); }
@@ -55,7 +56,8 @@ private:
             m_monitor.handleFlagsChanged({known->code, flags});
         } else if (down) {
             const bool escape = key == QLatin1String("escape");
-            m_monitor.handleKeyDown({escape ? HotkeyMonitor::escapeKeyCode : 0, escape ? QString() : key});
+            m_monitor.handleKeyDown(
+                {escape ? HotkeyMonitor::escapeKeyCode : 0, escape ? QString() : key});
         }
     }
 
@@ -100,9 +102,15 @@ private Q_SLOTS:
         FlagsKeyboard keyboard(monitor);
         for (const TriggerScript::Step& step : script.steps) {
             switch (step.kind) {
-            case TriggerScript::Step::press: keyboard.press(step.key); break;
-            case TriggerScript::Step::release: keyboard.release(step.key); break;
-            case TriggerScript::Step::wait: m_scheduler.advance(step.seconds); break;
+            case TriggerScript::Step::press:
+                keyboard.press(step.key);
+                break;
+            case TriggerScript::Step::release:
+                keyboard.release(step.key);
+                break;
+            case TriggerScript::Step::wait:
+                m_scheduler.advance(step.seconds);
+                break;
             }
         }
         QVERIFY2(reportsAgree(reports, script.expected, 1e-6),

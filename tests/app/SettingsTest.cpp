@@ -1,5 +1,5 @@
-#include "MurloKit/Vocabulary.h"
 #include "settings/Settings.h"
+#include "MurloKit/Vocabulary.h"
 #include "settings/SettingsModel.h"
 #include "tests/support/FakeLoginItem.h"
 #include "tests/support/VirtualScheduler.h"
@@ -77,7 +77,8 @@ private Q_SLOTS:
         QCOMPARE(settings.number(SettingKey::maxRecordingSeconds), 12.5);
         QCOMPARE(settings.truth(SettingKey::playSounds), false);
         QVERIFY(!settings.holds(SettingKey::signOutReason));
-        const auto others = QFile::ReadGroup | QFile::ReadOther | QFile::ExeOther | QFile::WriteGroup;
+        const auto others =
+            QFile::ReadGroup | QFile::ReadOther | QFile::ExeOther | QFile::WriteGroup;
         QVERIFY(!(QFileInfo(file()).permissions() & others));
         QVERIFY(!(QFileInfo(m_paths->support()).permissions() & others));
     }
@@ -151,15 +152,24 @@ private Q_SLOTS:
     void anAssignmentStoresThenCallsThenPushes_data() {
         QTest::addColumn<QString>("field");
         QTest::addColumn<QString>("calls");
-        QTest::newRow("trigger") << "trigger" << "trigger push";
-        QTest::newRow("pick trigger") << "pick" << "trigger push";
-        QTest::newRow("insert mode") << "mode" << "push";
-        QTest::newRow("language") << "language" << "engine push";
-        QTest::newRow("model") << "model" << "engine";
-        QTest::newRow("vocabulary") << "vocabulary" << "push";
-        QTest::newRow("sounds") << "sounds" << "push";
-        QTest::newRow("enhance") << "enhance" << "push";
-        QTest::newRow("login") << "login" << "";
+        QTest::newRow("trigger") << "trigger"
+                                 << "trigger push";
+        QTest::newRow("pick trigger") << "pick"
+                                      << "trigger push";
+        QTest::newRow("insert mode") << "mode"
+                                     << "push";
+        QTest::newRow("language") << "language"
+                                  << "engine push";
+        QTest::newRow("model") << "model"
+                               << "engine";
+        QTest::newRow("vocabulary") << "vocabulary"
+                                    << "push";
+        QTest::newRow("sounds") << "sounds"
+                                << "push";
+        QTest::newRow("enhance") << "enhance"
+                                 << "push";
+        QTest::newRow("login") << "login"
+                               << "";
     }
 
     void anAssignmentStoresThenCallsThenPushes() {
@@ -181,7 +191,8 @@ private Q_SLOTS:
         connect(&model, &SettingsModel::changed, this, [&] { ++changes; });
         const QMap<QString, std::pair<const char*, std::function<void()>>> fields{
             {"trigger", {SettingKey::triggerKey, [&] { model.setTrigger(TriggerKey::fn); }}},
-            {"pick", {SettingKey::pickTargetKey, [&] { model.setPickTargetTrigger(TriggerKey::fn); }}},
+            {"pick",
+             {SettingKey::pickTargetKey, [&] { model.setPickTargetTrigger(TriggerKey::fn); }}},
             {"mode", {SettingKey::insertMode, [&] { model.setInsertMode(InsertMode::type); }}},
             {"language", {SettingKey::language, [&] { model.setLanguage("de"); }}},
             {"model", {SettingKey::modelPath, [&] { model.setModelPath("/m.bin"); }}},

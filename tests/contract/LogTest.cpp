@@ -1,5 +1,5 @@
-#include "platform/linux/freedesktop/QtScheduler.h"
 #include "support/Log.h"
+#include "platform/linux/freedesktop/QtScheduler.h"
 #include "support/Paths.h"
 
 #include <QFile>

@@ -32,8 +32,8 @@ private Q_SLOTS:
         row("a shorter one does not", {"x y z", "p q"}, "", "x y z");
         row("nothing replaces locked words", {"a b c d e f g", "p q r s t u v w"}, "a",
             "b c d e f g");
-        row("an exact repeat of what is locked keeps the tail",
-            {"a b c d e f g h", "a b"}, "a b", "c d e f g h");
+        row("an exact repeat of what is locked keeps the tail", {"a b c d e f g h", "a b"}, "a b",
+            "c d e f g h");
         row("apostrophes inside count", {"don't stop", "dont stop now please"}, "",
             "dont stop now please");
     }

@@ -11,7 +11,8 @@ public:
         FakeSingleInstance* holder = nullptr;
     };
 
-    explicit FakeSingleInstance(Session& session) : m_session(session) {}
+    explicit FakeSingleInstance(Session& session)
+        : m_session(session) {}
     ~FakeSingleInstance() override { FakeSingleInstance::release(); }
 
     [[nodiscard]] bool acquire(const QStringList& arguments) override {

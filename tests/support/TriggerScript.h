@@ -11,8 +11,8 @@ namespace murlo {
 struct TriggerScript {
     struct Step {
         enum Kind { press, release, wait } kind;
-        QString key;         ///< a trigger's raw name, or what is printed on the key
-        double seconds = 0;  ///< of a wait
+        QString key;        ///< a trigger's raw name, or what is printed on the key
+        double seconds = 0; ///< of a wait
     };
 
     QString name;
@@ -26,6 +26,7 @@ struct TriggerScript {
 };
 
 /// Whether reports agree with what was expected, times within `tolerance` seconds.
-[[nodiscard]] bool reportsAgree(const QStringList& got, const QStringList& expected, double tolerance);
+[[nodiscard]] bool reportsAgree(const QStringList& got, const QStringList& expected,
+                                double tolerance);
 
 } // namespace murlo

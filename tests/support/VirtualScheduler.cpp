@@ -17,7 +17,8 @@ struct VirtualScheduler::Timer : ScheduledWork::Entry {
 /// Its work goes into the scheduler's one line of ready work, which keeps the queue's own order.
 class VirtualSerialQueue : public SerialQueue {
 public:
-    explicit VirtualSerialQueue(VirtualScheduler& scheduler) : m_scheduler(scheduler) {}
+    explicit VirtualSerialQueue(VirtualScheduler& scheduler)
+        : m_scheduler(scheduler) {}
     ~VirtualSerialQueue() override { drain(); }
 
     void async(Work work) override {

@@ -89,7 +89,7 @@ void Login1SystemEvents::watchSignals() {
         }
         if (onTerminationSignal) onTerminationSignal();
     });
-    struct sigaction action{};
+    struct sigaction action {};
     action.sa_handler = tellMainLoop;
     action.sa_flags = SA_RESTART;
     for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaction(number, &action, nullptr);

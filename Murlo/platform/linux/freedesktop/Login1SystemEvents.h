@@ -10,9 +10,9 @@
 
 namespace murlo {
 
-/// Sleep and power-off from login1 on the system bus, held up by a delay inhibitor until the handlers
-/// have run; SIGTERM, SIGINT and SIGHUP through a pipe that the main loop reads. Without a system bus only the
-/// signals are told.
+/// Sleep and power-off from login1 on the system bus, held up by a delay inhibitor until the
+/// handlers have run; SIGTERM, SIGINT and SIGHUP through a pipe that the main loop reads. Without a
+/// system bus only the signals are told.
 class Login1SystemEvents : public QObject, public SystemEvents {
     Q_OBJECT
 

@@ -5,11 +5,12 @@
 
 namespace murlo {
 
-/// Recording is allowed: a program that is not confined needs nobody's leave on this desktop, and no
-/// portal grants or refuses it one.
+/// Recording is allowed: a program that is not confined needs nobody's leave on this desktop, and
+/// no portal grants or refuses it one.
 class OpenMicrophone : public MicrophoneAuthorization {
 public:
-    explicit OpenMicrophone(Scheduler& scheduler) : m_scheduler(scheduler) {}
+    explicit OpenMicrophone(Scheduler& scheduler)
+        : m_scheduler(scheduler) {}
 
     [[nodiscard]] MicrophoneStatus status() const override { return MicrophoneStatus::authorized; }
     void request(std::function<void(bool)> answered) override {

@@ -23,9 +23,11 @@ int toMilliseconds(double seconds) {
 /// from inside the work is safe.
 class TimerEntry : public ScheduledWork::Entry {
 public:
-    TimerEntry(double seconds, bool repeating, Work work) : m_timer(new QTimer) {
+    TimerEntry(double seconds, bool repeating, Work work)
+        : m_timer(new QTimer) {
         m_timer->setSingleShot(!repeating);
-        // Coarse timers let the kernel join wake-ups; what is shorter than 50 ms needs the precision.
+        // Coarse timers let the kernel join wake-ups; what is shorter than 50 ms needs the
+        // precision.
         m_timer->setTimerType(seconds < 0.05 ? Qt::PreciseTimer : Qt::CoarseTimer);
         QObject::connect(m_timer, &QTimer::timeout, m_timer,
                          [timer = m_timer, repeating, work = std::move(work)] {
@@ -95,7 +97,8 @@ public:
 
     void async(Work work) override {
         m_line.push(std::move(work));
-        QMetaObject::invokeMethod(&m_context, [this] { m_line.runOne(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            &m_context, [this] { m_line.runOne(); }, Qt::QueuedConnection);
     }
     void sync(Work work) override {
         std::promise<void> done;
@@ -124,11 +127,16 @@ struct QtScheduler::Lines {
     WorkLine pool;
 };
 
-QtScheduler::QtScheduler() : m_lines(std::make_shared<Lines>()) {}
+QtScheduler::QtScheduler()
+    : m_lines(std::make_shared<Lines>()) {}
 
-QtScheduler::~QtScheduler() { QThreadPool::globalInstance()->waitForDone(); }
+QtScheduler::~QtScheduler() {
+    QThreadPool::globalInstance()->waitForDone();
+}
 
-QDateTime QtScheduler::now() const { return QDateTime::currentDateTime(); }
+QDateTime QtScheduler::now() const {
+    return QDateTime::currentDateTime();
+}
 
 double QtScheduler::uptime() const {
     // Counts while the computer sleeps, so that a deadline set before a sleep has passed after it.
@@ -148,7 +156,8 @@ ScheduledWork QtScheduler::every(double seconds, Work work) {
 void QtScheduler::nextTurn(Work work) {
     m_lines->main.push(std::move(work));
     QMetaObject::invokeMethod(
-        &m_lines->mainThread, [lines = m_lines.get()] { lines->main.runOne(); }, Qt::QueuedConnection);
+        &m_lines->mainThread, [lines = m_lines.get()] { lines->main.runOne(); },
+        Qt::QueuedConnection);
 }
 
 void QtScheduler::background(Work work) {

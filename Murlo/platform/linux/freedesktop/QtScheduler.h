@@ -6,8 +6,8 @@
 
 namespace murlo {
 
-/// The scheduler of the running application: Qt's event loops and thread pool. Create it on the main
-/// thread; destroying it waits for background jobs that are running.
+/// The scheduler of the running application: Qt's event loops and thread pool. Create it on the
+/// main thread; destroying it waits for background jobs that are running.
 class QtScheduler : public Scheduler {
 public:
     QtScheduler();

@@ -23,7 +23,9 @@ SocketSingleInstance::SocketSingleInstance(const QString& folder)
     });
 }
 
-SocketSingleInstance::~SocketSingleInstance() { release(); }
+SocketSingleInstance::~SocketSingleInstance() {
+    release();
+}
 
 bool SocketSingleInstance::acquire(const QStringList& arguments) {
     if (!m_lock->tryLock(0)) {
@@ -50,7 +52,8 @@ void SocketSingleInstance::handOver(const QStringList& arguments) const {
     QLocalSocket socket;
     socket.connectToServer(m_socketPath);
     if (!socket.waitForConnected(handOverLimitMilliseconds)) return;
-    socket.write(QJsonDocument(QJsonArray::fromStringList(arguments)).toJson(QJsonDocument::Compact));
+    socket.write(
+        QJsonDocument(QJsonArray::fromStringList(arguments)).toJson(QJsonDocument::Compact));
     socket.flush();
     socket.waitForBytesWritten(handOverLimitMilliseconds);
     socket.disconnectFromServer();

@@ -44,10 +44,11 @@ void XdgLoginItem::setEnabled(bool enabled) {
     }
     QDir().mkpath(QFileInfo(m_entry).path());
     QSaveFile file(m_entry);
-    const QByteArray text = QStringLiteral("[Desktop Entry]\nType=Application\nName=Murlo\nExec=%1\n"
-                                           "Icon=murlo\nX-GNOME-Autostart-enabled=true\n")
-                                .arg(execQuoted(m_program))
-                                .toUtf8();
+    const QByteArray text =
+        QStringLiteral("[Desktop Entry]\nType=Application\nName=Murlo\nExec=%1\n"
+                       "Icon=murlo\nX-GNOME-Autostart-enabled=true\n")
+            .arg(execQuoted(m_program))
+            .toUtf8();
     if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
         Log::write(QStringLiteral("install: could not add the login item: ") + file.errorString());
     }
