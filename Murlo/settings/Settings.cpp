@@ -39,7 +39,7 @@ Settings::Settings(Paths paths, Scheduler& scheduler)
 
 QJsonValue Settings::value(const char* key, SettingType type) const {
     const std::lock_guard guard(m_lock);
-    const QJsonValue stored = m_values.value(QLatin1String(key));
+    QJsonValue stored = m_values.value(QLatin1String(key));
     if (stored.type() == jsonType(type)) return stored;
     const SettingRow* known = row(key);
     if (known && known->type == type && known->fallback.isValid()) {

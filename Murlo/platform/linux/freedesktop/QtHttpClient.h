@@ -13,7 +13,7 @@ namespace murlo {
 /// Bodies above `largestBody` are refused.
 class QtHttpClient : public HttpClient {
 public:
-    static constexpr qint64 largestBody = 16 * 1024 * 1024; ///< bytes
+    static constexpr qint64 largestBody = 16LL * 1024 * 1024; ///< bytes
 
     /// `delay` runs the time limits of requests on the thread that uses this client.
     explicit QtHttpClient(Delay delay);

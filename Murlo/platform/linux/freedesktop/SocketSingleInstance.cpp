@@ -10,7 +10,7 @@ namespace murlo {
 
 namespace {
 constexpr int handOverLimitMilliseconds = 2000;
-constexpr qint64 longestMessage = 64 * 1024;
+constexpr qint64 longestMessage = 64LL * 1024;
 } // namespace
 
 SocketSingleInstance::SocketSingleInstance(const QString& folder)

@@ -271,10 +271,9 @@ void ClipboardReader::release(Request& request) {
     std::erase(m_jobs, job);
 }
 
-void ClipboardReader::abandon(const JobRef& job) {
-    const JobRef abandoned = job;
+void ClipboardReader::abandon(JobRef job) { // a copy: releasing a request may drop the caller's
     for (auto& [window, request] : m_requests) {
-        if (request.job == abandoned) release(request);
+        if (request.job == job) release(request);
     }
 }
 

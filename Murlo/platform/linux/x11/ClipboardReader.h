@@ -118,7 +118,7 @@ private:
     void close(Requests::iterator it);
     /// Takes the request's job from it, which is finished when it was the last.
     void release(Request& request);
-    void abandon(const JobRef& job);
+    void abandon(JobRef job);
 
     xcb_connection_t* m_connection;
     XcbAtoms& m_atoms;

@@ -14,7 +14,7 @@ namespace {
 /// The file name of the program in an entry's command line, past an "env" and its assignments.
 QString programOf(const QString& commandLine) {
     for (const QString& word : QProcess::splitCommand(commandLine)) {
-        const QString file = QFileInfo(word).fileName();
+        QString file = QFileInfo(word).fileName();
         if (file != QLatin1String("env") && !word.contains(QLatin1Char('='))) return file;
     }
     return {};
@@ -70,7 +70,7 @@ void DesktopEntries::read(const QString& path, const QString& id) {
     bool isHidden = false;
     bool inEntry = false;
     while (!file.atEnd()) {
-        const QString line = QString::fromUtf8(file.readLine(64 * 1024)).trimmed();
+        const QString line = QString::fromUtf8(file.readLine(65536)).trimmed();
         if (line.startsWith(QLatin1Char('['))) {
             if (inEntry) break; // the actions follow
             inEntry = line == QLatin1String("[Desktop Entry]");

@@ -74,7 +74,8 @@ KeySet keysDown(const XcbConnection& connection, xcb_input_device_id_t device) {
     if (!state) return down;
     // The classes are records of their own lengths, one after the other.
     const auto* at = reinterpret_cast<const quint8*>(state.get() + 1);
-    const auto* end = reinterpret_cast<const quint8*>(state.get()) + 32 + state->length * 4;
+    const auto* end =
+        reinterpret_cast<const quint8*>(state.get()) + 32 + std::size_t{state->length} * 4;
     for (int left = state->num_classes; left > 0 && at + 2 <= end && at[1] > 0;
          --left, at += at[1]) {
         if (at[0] != XCB_INPUT_INPUT_CLASS_KEY || at + sizeof(xcb_input_key_state_t) > end)

@@ -3,6 +3,9 @@
 #include "platform/linux/x11/XcbSupport.h"
 
 // The C header names a structure member with a C++ keyword.
+#ifdef __clang__
+#pragma clang diagnostic ignored "-Wkeyword-macro"
+#endif
 #define explicit explicit_
 #include <xcb/xkb.h>
 #undef explicit
