@@ -4,6 +4,7 @@ include(GNUInstallDirs)
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON) # packaging builds no tests
 install(TARGETS murlo RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(PROGRAMS ${CMAKE_BINARY_DIR}/lib/murlo/bin/whisper-server DESTINATION lib/murlo/bin)
+install(FILES ${CMAKE_BINARY_DIR}/lib/murlo/whisper.cpp-LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES packaging/murlo.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 
 set(CPACK_GENERATOR DEB)
