@@ -42,8 +42,10 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& paths, quint16 engin
     , targets(*on.accessibility, *on.applications, currentScreens)
     , inserter(*on.scheduler, *on.accessibility, *on.pasteboard, *on.keySynthesizer)
     , delivery(*on.scheduler, settings, targets, inserter, history, usage, *on.applications)
+    , keptRecording(paths, *on.scheduler)
     , enhancer(*on.applications, *on.scheduler)
     , controller({*on.scheduler, settings, recorder, overlay, server, *http, targets, delivery,
-                  enhancer, errors, *on.microphoneAuthorization, *on.systemEvents, sounds}) {}
+                  keptRecording, enhancer, errors, *on.microphoneAuthorization, *on.systemEvents,
+                  sounds}) {}
 
 } // namespace murlo

@@ -5,6 +5,7 @@
 #include "dictation/Delivery.h"
 #include "dictation/DictationController.h"
 #include "dictation/HistoryStore.h"
+#include "dictation/KeptRecording.h"
 #include "dictation/Sounds.h"
 #include "dictation/TextInserter.h"
 #include "dictation/WhisperServer.h"
@@ -43,6 +44,7 @@ struct CompositionRoot {
     InputTargets targets;
     TextInserter inserter;
     Delivery delivery;
+    KeptRecording keptRecording;
     PromptEnhancer enhancer;
     DictationController controller;
 };

@@ -21,6 +21,7 @@ namespace murlo {
 class AudioRecorder;
 class Delivery;
 class ErrorReporter;
+class KeptRecording;
 class MicrophoneAuthorization;
 class OverlayController;
 class PromptEnhancer;
@@ -38,6 +39,7 @@ struct DictationPartners {
     HttpClient& http;
     InputTargets& targets;
     Delivery& delivery;
+    KeptRecording& keptRecording;
     PromptEnhancer& enhancer;
     ErrorReporter& errors;
     MicrophoneAuthorization& microphone;

@@ -6,6 +6,7 @@
 #include "dictation/DictationSession.h"
 #include "dictation/DictationTexts.h"
 #include "dictation/DictationTiming.h"
+#include "dictation/KeptRecording.h"
 #include "dictation/WhisperServer.h"
 #include "overlay/OverlayController.h"
 #include "settings/Settings.h"
@@ -66,13 +67,13 @@ void DictationController::waitForEngine(const SessionRef& session) {
 
 void DictationController::transcribe(const SessionRef& session) {
     m_waiting.insert(session);
-    session->transcription = send(std::exchange(session->clip, {}),
-                                  [this, weak = std::weak_ptr(session)](const auto& result) {
-                                      const auto answered = weak.lock();
-                                      if (!answered) return;
-                                      m_waiting.erase(answered);
-                                      transcribed(answered, result);
-                                  });
+    session->transcription =
+        send(session->clip, [this, weak = std::weak_ptr(session)](const auto& result) {
+            const auto answered = weak.lock();
+            if (!answered) return;
+            m_waiting.erase(answered);
+            transcribed(answered, result);
+        });
 }
 
 void DictationController::transcribed(const SessionRef& session, const TranscribeResult& result) {
@@ -81,6 +82,7 @@ void DictationController::transcribed(const SessionRef& session, const Transcrib
         failSession(session, describe(result.error()));
         return;
     }
+    session->clip.clear();
     if (result->isEmpty()) {
         Log::write(QStringLiteral("dictation: empty transcript"));
         if (!isCurrent(session)) return;
@@ -150,6 +152,7 @@ void DictationController::completeDelivery(const SessionRef& session, const QStr
 
 void DictationController::failSession(const SessionRef& session, const DictationFailure& failure) {
     if (dropIfDiscarded(session)) return;
+    m_with.keptRecording.keep(std::exchange(session->clip, {}));
     if (isCurrent(session)) {
         fail(failure.message, failure.report);
         return;

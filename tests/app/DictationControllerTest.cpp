@@ -194,6 +194,10 @@ private Q_SLOTS:
         m_rig->scheduler.runPending();
         if (!report.isEmpty()) QVERIFY(m_rig->logged(report));
         QCOMPARE(m_rig->history.entries().size(), state.startsWith("delivered") ? 1 : 0);
+        // What could not be transcribed is not lost.
+        QFile kept(m_rig->paths.file("untranscribed.wav"));
+        QCOMPARE(kept.exists(), state.startsWith("failed"));
+        if (kept.open(QIODevice::ReadOnly)) QVERIFY(kept.readAll().startsWith("RIFF"));
     }
 
     void anEngineThatIsStillLoadingIsWaitedFor_data() {

@@ -34,9 +34,10 @@ DictationRig::DictationRig()
     , targets(accessibility, applications, [] { return ScreenGeometry{{QRectF(0, 0, 1280, 900)}}; })
     , inserter(scheduler, accessibility, pasteboard, keys)
     , delivery(scheduler, settings, targets, inserter, history, usage, applications)
+    , keptRecording(paths, scheduler)
     , enhancer(applications, scheduler)
-    , controller({scheduler, settings, recorder, overlay, server, http, targets, delivery, enhancer,
-                  errors, microphone, systemEvents, sounds}) {
+    , controller({scheduler, settings, recorder, overlay, server, http, targets, delivery,
+                  keptRecording, enhancer, errors, microphone, systemEvents, sounds}) {
     systemEvents.start();
     modelPath = folder.filePath(QStringLiteral("model.bin"));
     QFile model(modelPath);

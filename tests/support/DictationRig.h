@@ -5,6 +5,7 @@
 #include "dictation/Delivery.h"
 #include "dictation/DictationController.h"
 #include "dictation/HistoryStore.h"
+#include "dictation/KeptRecording.h"
 #include "dictation/TextInserter.h"
 #include "dictation/WhisperServer.h"
 #include "overlay/OverlayController.h"
@@ -81,6 +82,7 @@ public:
     InputTargets targets;
     TextInserter inserter;
     Delivery delivery;
+    KeptRecording keptRecording;
     PromptEnhancer enhancer;
     DictationController controller;
 

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/Scheduler.h"
+#include "support/Paths.h"
+
+#include <QByteArray>
+
+namespace murlo {
+
+/// The recording of the last dictation that could not be transcribed, so that what was said is not
+/// lost with the error: "untranscribed.wav" in the support folder, readable by its owner alone. The
+/// next such recording replaces it. Main thread; the file is written on a serial queue.
+class KeptRecording {
+public:
+    KeptRecording(const Paths& paths, Scheduler& scheduler)
+        : m_paths(paths)
+        , m_queue(scheduler.makeSerialQueue(QStringLiteral("murlo.recording"))) {}
+
+    /// Saves a WAV file's bytes. The log says where they are, or why they could not be saved.
+    void keep(const QByteArray& wav);
+
+private:
+    Paths m_paths;
+    std::unique_ptr<SerialQueue> m_queue;
+};
+
+} // namespace murlo
