@@ -33,44 +33,34 @@ class AudioConverterTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void speechKeepsItsPitchItsLoudnessAndItsPlaceInTime_data() {
-        QTest::addColumn<double>("rate");
-        QTest::addColumn<int>("channels");
+    void speechKeepsItsPitchItsLoudnessAndItsPlaceInTime() {
         for (const double rate : {8000.0, 16000.0, 44100.0, 48000.0, 96000.0}) {
             for (const int channels : {1, 2, 6}) {
-                QTest::addRow("%g Hz, %d channels", rate, channels) << rate << channels;
+                for (const double frequency : {120.0, 1000.0, 3300.0}) {
+                    const auto input = sine(frequency, rate, 1.0, channels);
+                    const auto output = converted(input, {rate, channels}, 441);
+                    QCOMPARE(output.size(), std::size_t{16000});
+                    // Against the sine itself, so that a shift in time shows too; the stream's
+                    // first and last moments aside, where it jumps.
+                    const auto ideal = sine(frequency, target, 1.0);
+                    double worst = 0;
+                    for (std::size_t i = 400; i < 15600; ++i)
+                        worst = std::max(worst, std::abs(double{output[i]} - ideal[i]));
+                    QVERIFY2(worst < 0.001, qPrintable(QString("%1 Hz at %2 Hz, off by %3")
+                                                           .arg(frequency)
+                                                           .arg(rate)
+                                                           .arg(worst)));
+                }
             }
-        }
-    }
-    void speechKeepsItsPitchItsLoudnessAndItsPlaceInTime() {
-        QFETCH(const double, rate);
-        QFETCH(const int, channels);
-        for (const double frequency : {120.0, 1000.0, 3300.0}) {
-            const auto output =
-                converted(sine(frequency, rate, 1.0, channels), {rate, channels}, 441);
-            QCOMPARE(output.size(), std::size_t{16000});
-            // Against the sine itself, so that a shift in time shows too; the stream's first and
-            // last moments aside, where it jumps.
-            const auto ideal = sine(frequency, target, 1.0);
-            double worst = 0;
-            for (std::size_t i = 400; i < 15600; ++i) {
-                worst = std::max(worst, std::abs(double{output[i]} - ideal[i]));
-            }
-            QVERIFY2(worst < 0.001, qPrintable(QStringLiteral("off by %1").arg(worst)));
         }
     }
 
-    void piecesOfAnySizeYieldTheSameAudio_data() {
-        QTest::addColumn<double>("rate");
-        QTest::newRow("44.1 kHz") << 44100.0;
-        QTest::newRow("48 kHz") << 48000.0;
-    }
     void piecesOfAnySizeYieldTheSameAudio() {
-        QFETCH(const double, rate);
-        const auto input = sine(440, rate, 1.5);
-        const auto whole = converted(input, {rate, 1}, input.size());
-        for (const std::size_t piece : {1, 7, 480, 4096, 20000}) {
-            QCOMPARE(converted(input, {rate, 1}, piece), whole);
+        for (const double rate : {44100.0, 48000.0}) {
+            const auto input = sine(440, rate, 1.5);
+            const auto whole = converted(input, {rate, 1}, input.size());
+            for (const std::size_t piece : {1, 7, 480, 4096, 20000})
+                QCOMPARE(converted(input, {rate, 1}, piece), whole);
         }
     }
 
@@ -83,21 +73,14 @@ private Q_SLOTS:
         QVERIFY2(loudness(end) > 0.33, qPrintable(QString::number(loudness(end))));
     }
 
-    void whatIsTooHighIsRemovedNotFolded_data() {
-        QTest::addColumn<double>("rate");
-        QTest::addColumn<double>("frequency");
+    void whatIsTooHighIsRemovedNotFolded() {
         for (const double rate : {44100.0, 48000.0, 96000.0}) {
             for (const double frequency : {8600.0, 12000.0, 15000.0, 20000.0}) {
-                QTest::addRow("%g Hz at %g Hz", frequency, rate) << rate << frequency;
+                const auto output = converted(sine(frequency, rate, 1.0), {rate, 1}, 4096);
+                const double rest = loudness(std::span(output).subspan(2000, 12000));
+                QVERIFY2(rest < 1e-5, qPrintable(QString("%1 at %2 Hz").arg(rest).arg(frequency)));
             }
         }
-    }
-    void whatIsTooHighIsRemovedNotFolded() {
-        QFETCH(const double, rate);
-        QFETCH(const double, frequency);
-        const auto output = converted(sine(frequency, rate, 1.0), {rate, 1}, 4096);
-        const auto middle = std::span<const float>(output).subspan(2000, 12000);
-        QVERIFY2(loudness(middle) < 1e-5, qPrintable(QString::number(loudness(middle))));
     }
 
     void channelsAreAveraged() {
@@ -107,18 +90,10 @@ private Q_SLOTS:
         QVERIFY(std::abs(output[8000] - 0.2F) < 1e-4);
     }
 
-    void formatsWithoutMeaningAreRefused_data() {
-        QTest::addColumn<double>("rate");
-        QTest::addColumn<int>("channels");
-        QTest::newRow("no rate") << 0.0 << 1;
-        QTest::newRow("negative rate") << -48000.0 << 1;
-        QTest::newRow("infinite rate") << std::numeric_limits<double>::infinity() << 1;
-        QTest::newRow("no channels") << 48000.0 << 0;
-    }
     void formatsWithoutMeaningAreRefused() {
-        QFETCH(const double, rate);
-        QFETCH(const int, channels);
-        QVERIFY(AudioConverter::make({rate, channels}) == nullptr);
+        const double infinite = std::numeric_limits<double>::infinity();
+        for (const auto& format : {AudioFormat{0, 1}, {-48000, 1}, {infinite, 1}, {48000, 0}})
+            QVERIFY(AudioConverter::make(format) == nullptr);
     }
 
     void bufferInAnotherFormatIsRefusedAndTheStreamGoesOn() {

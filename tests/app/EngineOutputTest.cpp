@@ -46,15 +46,10 @@ private Q_SLOTS:
                 QStringList lines;
                 EngineOutput engine([&](const QString& line) { lines << line; });
                 if (heardSpeech) engine.setHeardSpeech();
-                for (qsizetype at = 0; at < output.size(); at += size) {
+                for (qsizetype at = 0; at < output.size(); at += size)
                     engine.add(output.mid(at, size));
-                }
                 engine.finish();
-                if (heardSpeech) {
-                    QTEST(lines, "after");
-                } else {
-                    QTEST(lines, "before");
-                }
+                QTEST(lines, heardSpeech ? "after" : "before");
             }
         }
     }

@@ -15,7 +15,7 @@ class HistoryStoreTest : public QObject {
     std::unique_ptr<Paths> m_paths;
     VirtualScheduler m_scheduler;
 
-    [[nodiscard]] QString file() const { return m_paths->file(QStringLiteral("history.json")); }
+    [[nodiscard]] QString file() const { return m_paths->file("history.json"); }
     [[nodiscard]] QJsonArray written() {
         m_scheduler.runPending();
         QFile history(file());
@@ -33,15 +33,14 @@ private Q_SLOTS:
     void anEntryIsTrimmedWrittenAndReadBack() {
         HistoryStore store(*m_paths, m_scheduler);
         QSignalSpy changes(&store, &HistoryStore::entriesChanged);
-        store.add(QStringLiteral("  hello \n"));
-        store.add(QStringLiteral(" \n "));
+        store.add("  hello \n");
+        store.add(" \n ");
         QCOMPARE(changes.size(), 1);
         const QJsonObject entry = written().at(0).toObject();
         QCOMPARE(entry.keys(), (QStringList{"date", "id", "text"}));
-        QCOMPARE(entry.value(QStringLiteral("text")).toString(), QStringLiteral("hello"));
-        QCOMPARE(entry.value(QStringLiteral("date")).toString(),
-                 QStringLiteral("2026-03-14T15:09:26Z"));
-        const QString id = entry.value(QStringLiteral("id")).toString();
+        QCOMPARE(entry.value("text").toString(), "hello");
+        QCOMPARE(entry.value("date").toString(), "2026-03-14T15:09:26Z");
+        const QString id = entry.value("id").toString();
         QCOMPARE(id, id.toUpper());
         const HistoryStore again(*m_paths, m_scheduler);
         QCOMPARE(again.entries().size(), 1);
@@ -53,23 +52,19 @@ private Q_SLOTS:
         HistoryStore store(*m_paths, m_scheduler);
         for (int i = 0; i <= HistoryStore::capacity; ++i) store.add(QString::number(i));
         QCOMPARE(store.entries().size(), HistoryStore::capacity);
-        QCOMPARE(store.entries().first().text, QStringLiteral("500"));
-        QCOMPARE(store.entries().last().text, QStringLiteral("1"));
+        QCOMPARE(store.entries().first().text, "500");
+        QCOMPARE(store.entries().last().text, "1");
         QCOMPARE(written().size(), HistoryStore::capacity);
     }
 
     void aDamagedFileIsSetAsideAndTheNextEntryBeginsAnew_data() {
         QTest::addColumn<QByteArray>("damaged");
+        const QByteArray id = R"([{"id": "0D8E2C1A-5C7F-4B7E-9F55-2A3D6B1C0E4F", )";
         QTest::newRow("no JSON") << QByteArray("[{\"id\": ");
         QTest::newRow("an object") << QByteArray("{}");
-        QTest::newRow("a bad date")
-            << QByteArray(R"([{"id": "0D8E2C1A-5C7F-4B7E-9F55-2A3D6B1C0E4F", "text": "x",
-                              "date": "yesterday"}])");
-        QTest::newRow("a missing text")
-            << QByteArray(R"([{"id": "0D8E2C1A-5C7F-4B7E-9F55-2A3D6B1C0E4F",
-                              "date": "2026-03-14T15:09:26Z"}])");
+        QTest::newRow("a bad date") << id + R"("text": "x", "date": "yesterday"}])";
+        QTest::newRow("a missing text") << id + R"("date": "2026-03-14T15:09:26Z"}])";
     }
-
     void aDamagedFileIsSetAsideAndTheNextEntryBeginsAnew() {
         QFETCH(QByteArray, damaged);
         QFile before(file());
@@ -78,10 +73,9 @@ private Q_SLOTS:
         before.close();
         HistoryStore store(*m_paths, m_scheduler);
         QVERIFY(store.entries().isEmpty());
-        store.add(QStringLiteral("first"));
+        store.add("first");
         QCOMPARE(written().size(), 1);
-        const QStringList aside =
-            QDir(m_paths->support()).entryList({QStringLiteral("history.json.damaged-*")});
+        const QStringList aside = QDir(m_paths->support()).entryList({"history.json.damaged-*"});
         QCOMPARE(aside.size(), 1);
         QFile kept(m_paths->file(aside.first()));
         QVERIFY(kept.open(QIODevice::ReadOnly));

@@ -13,6 +13,8 @@ using namespace murlo;
 
 namespace {
 
+using Assignment = std::function<void(SettingsModel&)>;
+
 void put(const QString& path, const QByteArray& bytes) {
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly));
@@ -33,43 +35,26 @@ class SettingsTest : public QObject {
     std::unique_ptr<Paths> m_paths;
     VirtualScheduler m_scheduler;
 
-    [[nodiscard]] QString file() const { return m_paths->file(QStringLiteral("settings.json")); }
-    [[nodiscard]] QStringList setAside() const {
-        return QDir(m_paths->support()).entryList({QStringLiteral("settings.json.damaged-*")});
-    }
+    [[nodiscard]] QString file() const { return m_paths->file("settings.json"); }
 
 private Q_SLOTS:
     void init() {
         m_folder = std::make_unique<QTemporaryDir>();
-        m_paths = std::make_unique<Paths>(m_folder->filePath(QStringLiteral("support")));
+        m_paths = std::make_unique<Paths>(m_folder->filePath("support"));
         QVERIFY(m_paths->prepare());
-    }
-
-    void aFreshStoreReadsItsDefaultsAndStoresNone() {
-        const Settings settings(*m_paths, m_scheduler);
-        QCOMPARE(settings.trigger(), TriggerKey::leftShift);
-        QCOMPARE(settings.pickTargetTrigger(), TriggerKey::rightShift);
-        QCOMPARE(settings.insertMode(), InsertMode::paste);
-        QCOMPARE(settings.text(SettingKey::language), QStringLiteral("en"));
-        QCOMPARE(settings.truth(SettingKey::playSounds), true);
-        QCOMPARE(settings.truth(SettingKey::enhancePrompt), false);
-        QCOMPARE(settings.number(SettingKey::doubleTapWindow), 0.35);
-        QCOMPARE(settings.number(SettingKey::holdThreshold), 0.4);
-        QCOMPARE(settings.number(SettingKey::maxRecordingSeconds), 300.0);
-        QCOMPARE(settings.text(SettingKey::initialPrompt), QString());
-        QCOMPARE(settings.text(SettingKey::accountEmail), std::nullopt);
-        QVERIFY(!settings.holds(SettingKey::language));
-        QVERIFY(!settings.isSignedIn());
-        QVERIFY(!QFileInfo::exists(file()));
     }
 
     void whatIsStoredIsThereAfterARestartAndForItsOwnerAlone() {
         {
             Settings settings(*m_paths, m_scheduler);
+            QCOMPARE(settings.number(SettingKey::maxRecordingSeconds), 300.0);
+            QCOMPARE(settings.truth(SettingKey::playSounds), true);
+            QVERIFY(!settings.holds(SettingKey::playSounds)); // a default is not stored
+            QVERIFY(!QFileInfo::exists(file()));
             settings.setTrigger(TriggerKey::rightOption);
             settings.set(SettingKey::maxRecordingSeconds, 12.5);
             settings.set(SettingKey::playSounds, false);
-            settings.set(SettingKey::signOutReason, QStringLiteral("revokedElsewhere"));
+            settings.set(SettingKey::signOutReason, QString("revokedElsewhere"));
             settings.remove(SettingKey::signOutReason);
         }
         const Settings settings(*m_paths, m_scheduler);
@@ -77,6 +62,8 @@ private Q_SLOTS:
         QCOMPARE(settings.number(SettingKey::maxRecordingSeconds), 12.5);
         QCOMPARE(settings.truth(SettingKey::playSounds), false);
         QVERIFY(!settings.holds(SettingKey::signOutReason));
+        QCOMPARE(settings.text(SettingKey::accountEmail), std::nullopt);
+        QVERIFY(!settings.isSignedIn());
         const auto others =
             QFile::ReadGroup | QFile::ReadOther | QFile::ExeOther | QFile::WriteGroup;
         QVERIFY(!(QFileInfo(file()).permissions() & others));
@@ -89,6 +76,7 @@ private Q_SLOTS:
         {
             Settings settings(*m_paths, m_scheduler);
             QCOMPARE(settings.trigger(), TriggerKey::leftShift);
+            QCOMPARE(settings.pickTargetTrigger(), TriggerKey::rightShift);
             QCOMPARE(settings.insertMode(), InsertMode::paste);
             QCOMPARE(settings.number(SettingKey::doubleTapWindow), 0.35);
             settings.set(SettingKey::hasQuitOnce, true);
@@ -106,7 +94,6 @@ private Q_SLOTS:
         QTest::newRow("empty") << QByteArray("");
         QTest::newRow("binary") << QByteArray("\xff\xfe\x00{}", 5);
     }
-
     void aDamagedFileIsSetAsideWhole() {
         QFETCH(QByteArray, damaged);
         put(file(), damaged);
@@ -115,13 +102,14 @@ private Q_SLOTS:
             QCOMPARE(settings.trigger(), TriggerKey::leftShift);
             settings.setTrigger(TriggerKey::fn);
         }
-        QCOMPARE(setAside().size(), 1);
-        QCOMPARE(get(m_paths->file(setAside().first())), damaged);
+        const QStringList aside = QDir(m_paths->support()).entryList({"settings.json.damaged-*"});
+        QCOMPARE(aside.size(), 1);
+        QCOMPARE(get(m_paths->file(aside.first())), damaged);
         QCOMPARE(Settings(*m_paths, m_scheduler).trigger(), TriggerKey::fn);
     }
 
     void aFolderThatCannotBeWrittenLeavesARunningStore() {
-        const Paths nowhere(QStringLiteral("/proc/murlo-cannot-be-here"));
+        const Paths nowhere("/proc/murlo-cannot-be-here");
         Settings settings(nowhere, m_scheduler);
         settings.setTrigger(TriggerKey::fn);
         m_scheduler.runPending();
@@ -132,13 +120,13 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(m_paths->models()));
         Settings settings(*m_paths, m_scheduler);
         QCOMPARE(settings.modelPath(), std::nullopt);
-        const QString b = m_paths->models() + QStringLiteral("/b.bin");
-        const QString a = m_paths->models() + QStringLiteral("/a.bin");
+        const QString b = m_paths->models() + "/b.bin";
+        const QString a = m_paths->models() + "/a.bin";
         put(b, QByteArray(20, 'x'));
         put(a, QByteArray(10, 'x'));
-        put(m_paths->models() + QStringLiteral("/c.txt"), QByteArray(30, 'x'));
-        put(m_paths->models() + QStringLiteral("/d.bin.part"), QByteArray(40, 'x'));
-        put(m_paths->models() + QStringLiteral("/e.BIN"), QByteArray(50, 'x'));
+        put(m_paths->models() + "/c.txt", QByteArray(30, 'x'));
+        put(m_paths->models() + "/d.bin.part", QByteArray(40, 'x'));
+        put(m_paths->models() + "/e.BIN", QByteArray(50, 'x'));
         QCOMPARE(settings.discoverModel(), b);
         QCOMPARE(settings.availableModels(), (QStringList{a, b}));
         settings.set(SettingKey::modelPath, a);
@@ -150,61 +138,43 @@ private Q_SLOTS:
     }
 
     void anAssignmentStoresThenCallsThenPushes_data() {
-        QTest::addColumn<QString>("field");
+        QTest::addColumn<QByteArray>("key");
+        QTest::addColumn<Assignment>("assign");
         QTest::addColumn<QString>("calls");
-        QTest::newRow("trigger") << "trigger"
-                                 << "trigger push";
-        QTest::newRow("pick trigger") << "pick"
-                                      << "trigger push";
-        QTest::newRow("insert mode") << "mode"
-                                     << "push";
-        QTest::newRow("language") << "language"
-                                  << "engine push";
-        QTest::newRow("model") << "model"
-                               << "engine";
-        QTest::newRow("vocabulary") << "vocabulary"
-                                    << "push";
-        QTest::newRow("sounds") << "sounds"
-                                << "push";
-        QTest::newRow("enhance") << "enhance"
-                                 << "push";
-        QTest::newRow("login") << "login"
-                               << "";
+        const auto row = [](const char* key, const char* calls, const Assignment& assign) {
+            QTest::newRow(key) << QByteArray(key) << assign << QString(calls);
+        };
+        using Model = SettingsModel;
+        row(SettingKey::triggerKey, "trigger push", [](Model& m) { m.setTrigger(TriggerKey::fn); });
+        row(SettingKey::pickTargetKey, "trigger push",
+            [](Model& m) { m.setPickTargetTrigger(TriggerKey::fn); });
+        row(SettingKey::insertMode, "push", [](Model& m) { m.setInsertMode(InsertMode::type); });
+        row(SettingKey::language, "engine push", [](Model& m) { m.setLanguage("de"); });
+        row(SettingKey::modelPath, "engine", [](Model& m) { m.setModelPath("/m.bin"); });
+        row(SettingKey::initialPrompt, "push", [](Model& m) { m.addVocabularyTerm("x"); });
+        row(SettingKey::playSounds, "push", [](Model& m) { m.setPlaySounds(false); });
+        row(SettingKey::enhancePrompt, "push", [](Model& m) { m.setEnhancePrompt(true); });
+        row(SettingKey::loginItemDecided, "", [](Model& m) { m.setLaunchAtLogin(true); });
     }
-
     void anAssignmentStoresThenCallsThenPushes() {
-        QFETCH(QString, field);
-        QFETCH(QString, calls);
+        QFETCH(QByteArray, key);
+        QFETCH(Assignment, assign);
         Settings settings(*m_paths, m_scheduler);
         FakeLoginItem login;
         SettingsModel model(settings, login);
         QStringList heard;
-        const auto hear = [&](const char* call, const char* key) {
-            if (key) QVERIFY(settings.holds(key)); // stored before anybody is told
-            heard.append(QString::fromLatin1(call));
+        const auto hear = [&](const char* call) {
+            QVERIFY(settings.holds(key)); // stored before anybody is told
+            heard.append(call);
         };
-        const char* key = nullptr;
-        model.onTriggerChange = [&] { hear("trigger", key); };
-        model.onEngineOptionChange = [&] { hear("engine", key); };
-        model.onAccountPush = [&] { hear("push", key); };
+        model.onTriggerChange = [&] { hear("trigger"); };
+        model.onEngineOptionChange = [&] { hear("engine"); };
+        model.onAccountPush = [&] { hear("push"); };
         int changes = 0;
         connect(&model, &SettingsModel::changed, this, [&] { ++changes; });
-        const QMap<QString, std::pair<const char*, std::function<void()>>> fields{
-            {"trigger", {SettingKey::triggerKey, [&] { model.setTrigger(TriggerKey::fn); }}},
-            {"pick",
-             {SettingKey::pickTargetKey, [&] { model.setPickTargetTrigger(TriggerKey::fn); }}},
-            {"mode", {SettingKey::insertMode, [&] { model.setInsertMode(InsertMode::type); }}},
-            {"language", {SettingKey::language, [&] { model.setLanguage("de"); }}},
-            {"model", {SettingKey::modelPath, [&] { model.setModelPath("/m.bin"); }}},
-            {"vocabulary", {SettingKey::initialPrompt, [&] { model.addVocabularyTerm("x"); }}},
-            {"sounds", {SettingKey::playSounds, [&] { model.setPlaySounds(false); }}},
-            {"enhance", {SettingKey::enhancePrompt, [&] { model.setEnhancePrompt(true); }}},
-            {"login", {SettingKey::loginItemDecided, [&] { model.setLaunchAtLogin(true); }}},
-        };
-        key = fields[field].first;
-        fields[field].second();
+        assign(model);
         QVERIFY(settings.holds(key));
-        QCOMPARE(heard.join(QLatin1Char(' ')), calls);
+        QTEST(heard.join(' '), "calls");
         QCOMPARE(changes, 1);
     }
 
@@ -217,7 +187,7 @@ private Q_SLOTS:
         model.onEngineOptionChange = [&] { ++calls; };
         login.enabled = false;
         QVERIFY(QDir().mkpath(m_paths->models()));
-        const QString found = m_paths->models() + QStringLiteral("/found.bin");
+        const QString found = m_paths->models() + "/found.bin";
         put(found, "x");
         model.refreshFromSystem();
         QCOMPARE(model.launchAtLogin(), false);
@@ -230,15 +200,13 @@ private Q_SLOTS:
     }
 
     void vocabularyTermsAreReadAddedAndRemoved() {
-        const QString stored = QStringLiteral("alpha, , beta ,gamma.ts");
+        const QString stored = "alpha, , beta ,gamma.ts";
         QCOMPARE(Vocabulary::terms(stored), (QStringList{"alpha", "beta", "gamma.ts"}));
-        QCOMPARE(Vocabulary::adding(QStringLiteral(" beta "), stored), stored);
-        QCOMPARE(Vocabulary::adding(QStringLiteral(" , "), stored), stored);
-        QCOMPARE(Vocabulary::adding(QStringLiteral("a,b"), stored),
-                 QStringLiteral("alpha, beta, gamma.ts, a b"));
-        QCOMPARE(Vocabulary::removing(QStringLiteral("beta"), stored),
-                 QStringLiteral("alpha, gamma.ts"));
-        QCOMPARE(Vocabulary::removing(QStringLiteral("only"), QStringLiteral("only")), QString());
+        QCOMPARE(Vocabulary::adding(" beta ", stored), stored);
+        QCOMPARE(Vocabulary::adding(" , ", stored), stored);
+        QCOMPARE(Vocabulary::adding("a,b", stored), "alpha, beta, gamma.ts, a b");
+        QCOMPARE(Vocabulary::removing("beta", stored), "alpha, gamma.ts");
+        QCOMPARE(Vocabulary::removing("only", "only"), QString());
     }
 };
 

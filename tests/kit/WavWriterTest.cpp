@@ -19,22 +19,10 @@ private:
 private Q_SLOTS:
     void clipOfThreeSamplesIsThisToTheByte() {
         const std::vector<float> samples{0.0F, 0.5F, -0.25F};
-        const QByteArray expected = QByteArray::fromHex("52494646"
-                                                        "2a000000"
-                                                        "57415645"
-                                                        "666d7420"
-                                                        "10000000"
-                                                        "0100"
-                                                        "0100"
-                                                        "803e0000"
-                                                        "007d0000"
-                                                        "0200"
-                                                        "1000"
-                                                        "64617461"
-                                                        "06000000"
-                                                        "0000"
-                                                        "ff3f"
-                                                        "01e0");
+        const QByteArray expected =
+            QByteArray::fromHex("52494646 2a000000 57415645" // RIFF, size, WAVE
+                                "666d7420 10000000 0100 0100 803e0000 007d0000 0200 1000" // fmt
+                                "64617461 06000000 0000 ff3f 01e0");                      // data
         QCOMPARE(WavWriter::data(samples, 16000), expected);
     }
 
