@@ -56,6 +56,6 @@ function(murlo_tests prefix)
     target_precompile_headers(${target} REUSE_FROM ${prefix}_precompiled)
     add_test(NAME ${prefix}/${base} COMMAND ${ARG_WRAP} $<TARGET_FILE:${target}>)
     set_tests_properties(${prefix}/${base} PROPERTIES LABELS ${prefix} TIMEOUT 300
-      ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=qt.qpa.*=false;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0")
+      ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=qt.qpa.*=false;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0;TSAN_OPTIONS=die_after_fork=0:suppressions=${CMAKE_SOURCE_DIR}/tests/support/races.supp:print_suppressions=0")
   endforeach()
 endfunction()

@@ -1,14 +1,12 @@
 #include "platform/linux/freedesktop/QtScheduler.h"
 
 #include <QPointer>
+#include <QSocketNotifier>
 #include <QThread>
-#include <QThreadPool>
 #include <QTimer>
 
 #include <ctime>
-#include <deque>
-#include <future>
-#include <mutex>
+#include <semaphore>
 
 namespace murlo {
 
@@ -52,87 +50,57 @@ private:
     QPointer<QTimer> m_timer;
 };
 
-/// Work handed from thread to thread. Qt carries only the wake-up: what is shared goes through a
-/// standard mutex, which a thread checker can follow.
-class WorkLine {
-public:
-    void push(Work work) {
-        const std::lock_guard guard(m_lock);
-        m_work.push_back(std::move(work));
-    }
-    /// Runs the oldest piece, if any.
-    void runOne() {
-        Work work;
-        {
-            const std::lock_guard guard(m_lock);
-            if (m_work.empty()) return;
-            work = std::move(m_work.front());
-            m_work.pop_front();
-        }
-        work();
-    }
-
-private:
-    std::mutex m_lock;
-    std::deque<Work> m_work;
-};
-
 class ThreadQueue : public SerialQueue {
 public:
     explicit ThreadQueue(const QString& label) {
         m_thread.setObjectName(label.section(QLatin1Char('.'), -1)); // the kernel keeps 15 letters
-        m_context.moveToThread(&m_thread);
         m_thread.start();
     }
     ~ThreadQueue() override {
         // Work is run in order, so this quits behind everything queued before it.
-        std::promise<void> emptied;
-        ThreadQueue::async([&] {
-            emptied.set_value();
-            m_thread.quit();
-        });
-        emptied.get_future().wait();
+        ThreadQueue::sync([this] { m_thread.quit(); });
         m_thread.wait();
     }
 
-    void async(Work work) override {
-        m_line.push(std::move(work));
-        QMetaObject::invokeMethod(
-            &m_context, [this] { m_line.runOne(); }, Qt::QueuedConnection);
-    }
+    void async(Work work) override { m_inbox.push(std::move(work)); }
     void sync(Work work) override {
-        std::promise<void> done;
+        std::binary_semaphore done(0);
         async([&] {
             work();
-            done.set_value();
+            done.release();
         });
-        done.get_future().wait();
+        done.acquire();
     }
     [[nodiscard]] ScheduledWork after(double seconds, Work work) override {
         return ScheduledWork(std::make_shared<TimerEntry>(seconds, false, std::move(work)));
     }
 
 private:
-    WorkLine m_line;
-    QThread m_thread;
-    QObject m_context;
+    class Thread : public QThread {
+    public:
+        explicit Thread(WorkInbox& inbox)
+            : m_inbox(inbox) {}
+
+    protected:
+        void run() override {
+            const auto receiving = m_inbox.receive();
+            exec();
+        }
+
+    private:
+        WorkInbox& m_inbox;
+    };
+
+    WorkInbox m_inbox;
+    Thread m_thread{m_inbox};
 };
 
 } // namespace
 
-/// The lines of the main thread and of the pool, and the object whose thread is the main one.
-struct QtScheduler::Lines {
-    QObject mainThread;
-    WorkLine main;
-    WorkLine pool;
-};
-
 QtScheduler::QtScheduler()
-    : m_lines(std::make_shared<Lines>()) {}
+    : m_receiving(m_inbox.receive()) {}
 
-QtScheduler::~QtScheduler() {
-    QThreadPool::globalInstance()->waitForDone();
-}
+QtScheduler::~QtScheduler() = default;
 
 QDateTime QtScheduler::now() const {
     return QDateTime::currentDateTime();
@@ -154,15 +122,11 @@ ScheduledWork QtScheduler::every(double seconds, Work work) {
 }
 
 void QtScheduler::nextTurn(Work work) {
-    m_lines->main.push(std::move(work));
-    QMetaObject::invokeMethod(
-        &m_lines->mainThread, [lines = m_lines.get()] { lines->main.runOne(); },
-        Qt::QueuedConnection);
+    m_inbox.push(std::move(work));
 }
 
 void QtScheduler::background(Work work) {
-    m_lines->pool.push(std::move(work));
-    QThreadPool::globalInstance()->start([lines = m_lines] { lines->pool.runOne(); });
+    m_pool.start(std::move(work));
 }
 
 std::unique_ptr<SerialQueue> QtScheduler::makeSerialQueue(const QString& label) {

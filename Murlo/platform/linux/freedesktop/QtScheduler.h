@@ -1,13 +1,15 @@
 #pragma once
 
 #include "platform/Scheduler.h"
+#include "platform/linux/freedesktop/WorkInbox.h"
+#include "platform/linux/freedesktop/WorkPool.h"
 
 #include <memory>
 
 namespace murlo {
 
-/// The scheduler of the running application: Qt's event loops and thread pool. Create it on the
-/// main thread; destroying it waits for background jobs that are running.
+/// The scheduler of the running application: Qt's event loops and a pool of threads. Create
+/// it on the main thread; destroying it waits for the background jobs.
 class QtScheduler : public Scheduler {
 public:
     QtScheduler();
@@ -22,8 +24,9 @@ public:
     [[nodiscard]] std::unique_ptr<SerialQueue> makeSerialQueue(const QString& label) override;
 
 private:
-    struct Lines;
-    std::shared_ptr<Lines> m_lines;
+    WorkInbox m_inbox;
+    std::unique_ptr<QSocketNotifier> m_receiving;
+    WorkPool m_pool; ///< ends first: its work may still hand something to the main thread
 };
 
 } // namespace murlo

@@ -1,5 +1,6 @@
 #include "platform/linux/x11/ClipboardThread.h"
 
+#include "platform/linux/x11/XcbConnection.h"
 #include "support/Log.h"
 
 #include <poll.h>
@@ -61,7 +62,7 @@ void ClipboardThread::run() {
 
 void ClipboardThread::connect() {
     int screenNumber = 0;
-    xcb_connection_t* const connection = xcb_connect(nullptr, &screenNumber);
+    xcb_connection_t* const connection = connectToDisplay(&screenNumber);
     if (xcb_connection_has_error(connection) != 0) {
         Log::write(QStringLiteral("clipboard: no X server"));
         xcb_disconnect(connection);

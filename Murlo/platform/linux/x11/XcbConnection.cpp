@@ -1,10 +1,19 @@
 #include "platform/linux/x11/XcbConnection.h"
 
+#include <mutex>
+
 namespace murlo {
+
+xcb_connection_t* connectToDisplay(int* screen) {
+    // The library that looks up the display's key keeps the file's name in a static buffer.
+    static std::mutex oneAtATime;
+    const std::lock_guard guard(oneAtATime);
+    return xcb_connect(nullptr, screen);
+}
 
 XcbConnection::XcbConnection() {
     int number = 0;
-    m_connection = xcb_connect(nullptr, &number);
+    m_connection = connectToDisplay(&number);
     if (!isAlive()) return;
     auto screens = xcb_setup_roots_iterator(xcb_get_setup(m_connection));
     for (; number > 0 && screens.rem > 1; --number) xcb_screen_next(&screens);

@@ -12,6 +12,10 @@
 
 namespace murlo {
 
+/// Connects to the desktop's X server; `screen` receives the session's screen number. Any thread.
+/// Never null; a failure is a connection with an error.
+[[nodiscard]] xcb_connection_t* connectToDisplay(int* screen);
+
 /// A connection to the desktop's X server (the DISPLAY variable), closed with its owner. Used
 /// on one thread at a time. Errors of requests come as events or null replies and a lost server as
 /// `isAlive() == false`: neither ends the process.

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/Scheduler.h"
+
+#include <deque>
+#include <memory>
+#include <mutex>
+
+class QSocketNotifier;
+
+namespace murlo {
+
+/// Work handed to a thread with a Qt event loop, run there in the order in which it came, one piece
+/// a turn. Everything shared stands behind a standard mutex, so that a thread checker can follow
+/// it; the receiver is woken through a descriptor of its own.
+class WorkInbox {
+public:
+    WorkInbox();
+    ~WorkInbox();
+    WorkInbox(const WorkInbox&) = delete;
+    WorkInbox& operator=(const WorkInbox&) = delete;
+
+    /// Any thread.
+    void push(Work work);
+
+    /// Makes the calling thread the one that runs the work, for as long as the result is held.
+    [[nodiscard]] std::unique_ptr<QSocketNotifier> receive();
+
+private:
+    void runOne();
+
+    const int m_bell; ///< an eventfd
+    std::mutex m_lock;
+    std::deque<Work> m_work;
+};
+
+} // namespace murlo
