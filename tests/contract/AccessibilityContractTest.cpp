@@ -1,4 +1,5 @@
 #include "tests/contract/RealAccessibility.h"
+#include "tests/contract/Worlds.h"
 #include "tests/support/FakeAccessibility.h"
 #include "tests/support/desktop/TargetApp.h"
 
@@ -9,12 +10,11 @@ using namespace murlo;
 
 namespace {
 
-const QString role = QStringLiteral("AXRole");
+const QString role = "AXRole";
 
 /// Accessibility with two programs: one with a line of text that has the focus, and another.
-class Bench {
+class Bench : public ContractWorld {
 public:
-    virtual ~Bench() = default;
     [[nodiscard]] virtual bool start() = 0;
     [[nodiscard]] virtual Accessibility& port() = 0;
     /// The first program takes no calls any more, or takes them again.
@@ -33,11 +33,11 @@ public:
 class FakeBench : public Bench {
 public:
     bool start() override {
-        const auto window = m_port.add(QStringLiteral("AXWindow"));
-        m_box = m_port.add(QStringLiteral("AXTextField"), window);
+        const auto window = m_port.add("AXWindow");
+        m_box = m_port.add("AXTextField", window);
         auto& node = m_port.node(m_box);
-        node.elements.insert(QStringLiteral("AXWindow"), window);
-        node.settable = {QStringLiteral("AXValue"), QStringLiteral("AXFocused")};
+        node.elements.insert("AXWindow", window);
+        node.settable = {"AXValue", "AXFocused"};
         node.frame = QRectF(10, 20, 300, 30);
         m_port.setFocused(m_box);
         return true;
@@ -49,7 +49,7 @@ public:
         m_port.setFocused(nullptr);
     }
     void switchAway() override {
-        const auto other = m_port.add(QStringLiteral("AXTextArea"));
+        const auto other = m_port.add("AXTextArea");
         m_port.node(other).pid = pid() + 1;
         m_port.setFocused(other);
     }
@@ -80,8 +80,7 @@ public:
 
 private:
     bool windowKnown() {
-        return hasFocus() &&
-               port().element(port().focusedElement(), QStringLiteral("AXWindow")) != nullptr;
+        return hasFocus() && port().element(port().focusedElement(), "AXWindow") != nullptr;
     }
 
     TargetApp m_other{TargetApp::Kind::editor};
@@ -96,12 +95,6 @@ class AccessibilityContractTest : public QObject {
 
     std::unique_ptr<Bench> m_bench;
 
-    static void both() {
-        QTest::addColumn<bool>("real");
-        QTest::newRow("fake") << false;
-        QTest::newRow("AT-SPI") << true;
-    }
-
     /// Milliseconds until `ask` called back; it must not do so before it returns.
     template <typename Ask>
     static qint64 timeOf(Ask ask) {
@@ -115,45 +108,41 @@ class AccessibilityContractTest : public QObject {
 
 private Q_SLOTS:
     void init() {
-        QFETCH(bool, real);
-        if (real)
-            m_bench = std::make_unique<RealBench>();
-        else
-            m_bench = std::make_unique<FakeBench>();
+        m_bench = makeWorldOfRow<Bench, FakeBench, RealBench>();
         QVERIFY(m_bench->start());
     }
     void cleanup() { m_bench.reset(); }
 
-    void theFocusedBoxTellsWhatItIs_data() { both(); }
+    void theFocusedBoxTellsWhatItIs_data() { addWorlds(); }
     void theFocusedBoxTellsWhatItIs() {
         auto& port = m_bench->port();
         QVERIFY(port.isTrusted());
         const auto box = port.focusedElement();
-        QCOMPARE(port.string(box, role), QStringLiteral("AXTextField"));
-        QVERIFY(!port.string(box, QStringLiteral("AXSubrole")));
-        QVERIFY(port.isSettable(box, QStringLiteral("AXValue")));
-        QVERIFY(port.isSettable(box, QStringLiteral("AXFocused")));
-        QVERIFY(!port.isSettable(box, QStringLiteral("AXNothing")));
+        QCOMPARE(port.string(box, role), "AXTextField");
+        QVERIFY(!port.string(box, "AXSubrole"));
+        QVERIFY(port.isSettable(box, "AXValue"));
+        QVERIFY(port.isSettable(box, "AXFocused"));
+        QVERIFY(!port.isSettable(box, "AXNothing"));
         const auto frame = port.frame(box);
         QVERIFY(frame && frame->width() >= 100 && frame->height() >= 12);
 
-        const auto window = port.element(box, QStringLiteral("AXWindow"));
-        QCOMPARE(port.string(window, role), QStringLiteral("AXWindow"));
+        const auto window = port.element(box, "AXWindow");
+        QCOMPARE(port.string(window, role), "AXWindow");
         QVERIFY(!window->isSame(*box));
         QCOMPARE(window->pid(), box->pid());
-        const auto parent = port.element(box, QStringLiteral("AXParent"));
+        const auto parent = port.element(box, "AXParent");
         QVERIFY(parent && !parent->isSame(*box));
-        QVERIFY(!port.isSettable(parent, QStringLiteral("AXValue")));
+        QVERIFY(!port.isSettable(parent, "AXValue"));
     }
 
-    void theFocusGoesAwayAndIsBroughtBack_data() { both(); }
+    void theFocusGoesAwayAndIsBroughtBack_data() { addWorlds(); }
     void theFocusGoesAwayAndIsBroughtBack() {
         auto& port = m_bench->port();
         const auto box = port.focusedElement();
-        const auto window = port.element(box, QStringLiteral("AXWindow"));
+        const auto window = port.element(box, "AXWindow");
         m_bench->switchAway();
         QTRY_VERIFY(port.focusedElement() && !m_bench->hasFocus());
-        QCOMPARE(port.string(port.focusedElement(), role), QStringLiteral("AXTextArea"));
+        QCOMPARE(port.string(port.focusedElement(), role), "AXTextArea");
         QVERIFY(!port.focusedElement()->isSame(*box));
         QVERIFY(port.string(box, role)); // an old handle goes on answering
 
@@ -163,11 +152,11 @@ private Q_SLOTS:
         QVERIFY(box->isSame(*port.focusedElement()));
     }
 
-    void aHungProgramDelaysItsOwnAnswersAndNoMore_data() { both(); }
+    void aHungProgramDelaysItsOwnAnswersAndNoMore_data() { addWorlds(); }
     void aHungProgramDelaysItsOwnAnswersAndNoMore() {
         auto& port = m_bench->port();
         const auto box = port.focusedElement();
-        const auto window = port.element(box, QStringLiteral("AXWindow"));
+        const auto window = port.element(box, "AXWindow");
         bool answer = false;
         const auto askRole = [&](auto done) {
             port.askRole(box, [&answer, done](bool answered) {
@@ -190,7 +179,7 @@ private Q_SLOTS:
         QVERIFY(answer);
     }
 
-    void aProgramThatEndedHasNoFocusAndNoAnswers_data() { both(); }
+    void aProgramThatEndedHasNoFocusAndNoAnswers_data() { addWorlds(); }
     void aProgramThatEndedHasNoFocusAndNoAnswers() {
         auto& port = m_bench->port();
         const auto box = port.focusedElement();

@@ -1,6 +1,7 @@
 #include "platform/linux/x11/DesktopEntries.h"
 #include "platform/linux/x11/ProcessFacts.h"
 #include "platform/linux/x11/X11Applications.h"
+#include "tests/contract/Worlds.h"
 #include "tests/support/FakeApplications.h"
 
 #include <QDir>
@@ -14,9 +15,8 @@ using namespace murlo;
 namespace {
 
 /// Two running programs with windows, and the port that tells of them.
-class Bench {
+class Bench : public ContractWorld {
 public:
-    virtual ~Bench() = default;
     [[nodiscard]] virtual Applications& applications() = 0;
     /// The process of the first or second program.
     [[nodiscard]] virtual qint64 pid(int number) = 0;
@@ -25,8 +25,7 @@ public:
 class FakeBench : public Bench {
 public:
     FakeBench() {
-        m_applications.running = {{10, {QStringLiteral("editor"), QStringLiteral("Editor")}},
-                                  {11, {QStringLiteral("editor"), QStringLiteral("Editor")}}};
+        m_applications.running = {{10, {"editor", "Editor"}}, {11, {"editor", "Editor"}}};
         m_applications.frontmost = 11;
     }
     [[nodiscard]] Applications& applications() override { return m_applications; }
@@ -41,7 +40,7 @@ class RealBench : public Bench {
 public:
     RealBench() {
         for (QProcess& terminal : m_terminals) {
-            terminal.start(QStringLiteral("xterm"), {QStringLiteral("-e"), QStringLiteral("cat")});
+            terminal.start("xterm", {"-e", "cat"});
             if (!QTest::qWaitFor(
                     [&] { return m_applications.frontmostPid() == terminal.processId(); }, 15000))
                 qWarning("the terminal's window did not come");
@@ -66,20 +65,10 @@ private:
 class ApplicationsContractTest : public QObject {
     Q_OBJECT
 
-    static std::unique_ptr<Bench> bench(bool real) {
-        if (real) return std::make_unique<RealBench>();
-        return std::make_unique<FakeBench>();
-    }
-
 private Q_SLOTS:
-    void anActivatedApplicationIsInFront_data() {
-        QTest::addColumn<bool>("real");
-        QTest::newRow("fake") << false;
-        QTest::newRow("X11") << true;
-    }
+    void anActivatedApplicationIsInFront_data() { addWorlds(); }
     void anActivatedApplicationIsInFront() {
-        QFETCH(bool, real);
-        const auto both = bench(real);
+        const auto both = makeWorldOfRow<Bench, FakeBench, RealBench>();
         Applications& applications = both->applications();
         QCOMPARE(applications.frontmostPid(), both->pid(1));
         applications.activate(both->pid(0));
@@ -103,7 +92,7 @@ private Q_SLOTS:
     void aControlGroupNamesItsApplication_data() {
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("id");
-        const QString folder = QStringLiteral("0::/user.slice/user-1000.slice/app.slice/");
+        const QString folder = "0::/user.slice/user-1000.slice/app.slice/";
         const auto row = [&](const char* name, const char* unit, const char* id) {
             QTest::newRow(name) << folder + QLatin1String(unit) << QString::fromLatin1(id);
         };
@@ -130,25 +119,20 @@ private Q_SLOTS:
             file.write("[Desktop Entry]\n" + lines +
                        "\n[Desktop Action New]\nName=Other\nExec=other\n");
         };
-        write(QStringLiteral("org.example.Editor.desktop"),
+        write("org.example.Editor.desktop",
               "Name=Editor\nExec=env LANG=C \"/opt/my editor/edit\" %U");
-        write(QStringLiteral("kde/viewer.desktop"),
-              "Name = Viewer\nStartupWMClass=Odd Class\nExec=viewer");
-        write(QStringLiteral("url-handler.desktop"),
-              "Name=Handler\nNoDisplay=true\nExec=edit --url %u");
+        write("kde/viewer.desktop", "Name = Viewer\nStartupWMClass=Odd Class\nExec=viewer");
+        write("url-handler.desktop", "Name=Handler\nNoDisplay=true\nExec=edit --url %u");
         DesktopEntries entries({folder.path()});
-        QCOMPARE(entries.withId(QStringLiteral("kde-viewer"))->name, QStringLiteral("Viewer"));
-        QCOMPARE(entries.withWindowClass(QStringLiteral("odd class"))->id,
-                 QStringLiteral("kde-viewer"));
-        QCOMPARE(entries.withWindowClass(QStringLiteral("editor"))->id,
-                 QStringLiteral("org.example.Editor"));
-        QCOMPARE(entries.withProgram(QStringLiteral("edit"))->id,
-                 QStringLiteral("org.example.Editor"));
-        QVERIFY(!entries.withProgram(QStringLiteral("other")));
-        QVERIFY(!entries.withId(QStringLiteral("new")));
+        QCOMPARE(entries.withId("kde-viewer")->name, "Viewer");
+        QCOMPARE(entries.withWindowClass("odd class")->id, "kde-viewer");
+        QCOMPARE(entries.withWindowClass("editor")->id, "org.example.Editor");
+        QCOMPARE(entries.withProgram("edit")->id, "org.example.Editor");
+        QVERIFY(!entries.withProgram("other"));
+        QVERIFY(!entries.withId("new"));
         QTest::qWait(20); // the folder's time has to move
-        write(QStringLiteral("new.desktop"), "Name=New\nExec=new");
-        QVERIFY(entries.withId(QStringLiteral("new")));
+        write("new.desktop", "Name=New\nExec=new");
+        QVERIFY(entries.withId("new"));
     }
 };
 

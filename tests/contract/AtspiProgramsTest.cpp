@@ -19,7 +19,7 @@ class Program {
 public:
     explicit Program(const QStringList& command, bool accessible = true) {
         auto environment = QProcessEnvironment::systemEnvironment();
-        if (!accessible) environment.insert(QStringLiteral("NO_AT_BRIDGE"), QStringLiteral("1"));
+        if (!accessible) environment.insert("NO_AT_BRIDGE", "1");
         m_process.setProcessEnvironment(environment);
         m_process.setStandardOutputFile(QProcess::nullDevice());
         m_process.setStandardErrorFile(QProcess::nullDevice());
@@ -44,25 +44,24 @@ private:
 };
 
 QStringList zenity(const QStringList& arguments) {
-    return QStringList{QStringLiteral("zenity")} + arguments;
+    return QStringList{"zenity"} + arguments;
 }
 
 /// "role/subrole", with "*" when text can be put in, and what the adapter says of the focus.
 QString judgement(const RealAccessibility& real, const ElementRef& element) {
     if (!element) return {};
     const auto& adapter = real.adapter;
-    auto words = *adapter.string(element, QStringLiteral("AXRole"));
-    if (const auto subrole = adapter.string(element, QStringLiteral("AXSubrole")))
+    auto words = *adapter.string(element, "AXRole");
+    if (const auto subrole = adapter.string(element, "AXSubrole"))
         words += QLatin1Char('/') + *subrole;
-    if (adapter.isSettable(element, QStringLiteral("AXValue"))) words += QLatin1Char('*');
-    if (adapter.focusIsSecure()) words += QStringLiteral(" secure");
-    if (adapter.focusIsTerminal()) words += QStringLiteral(" terminal");
+    if (adapter.isSettable(element, "AXValue")) words += QLatin1Char('*');
+    if (adapter.focusIsSecure()) words += " secure";
+    if (adapter.focusIsTerminal()) words += " terminal";
     return words;
 }
 
 void setEnabled(bool enabled) {
-    QDBusInterface status(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
-                          QStringLiteral("org.a11y.Status"));
+    QDBusInterface status("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Status");
     QVERIFY(status.setProperty("IsEnabled", enabled));
 }
 
@@ -84,26 +83,17 @@ private Q_SLOTS:
         };
         const auto textInfo = QStringLiteral("--text-info");
         const auto file = QStringLiteral("--filename=/etc/passwd");
-        row("entry, GTK 3", zenity({QStringLiteral("--entry")}), 0, "AXTextField*");
-        row("password, GTK 3", zenity({QStringLiteral("--password")}), 0,
-            "AXTextField/AXSecureTextField* secure");
-        row("editable text view, GTK 3", zenity({textInfo, file, QStringLiteral("--editable")}), 0,
-            "AXTextArea*");
+        row("entry, GTK 3", zenity({"--entry"}), 0, "AXTextField*");
+        row("password, GTK 3", zenity({"--password"}), 0, "AXTextField/AXSecureTextField* secure");
+        row("editable text view, GTK 3", zenity({textInfo, file, "--editable"}), 0, "AXTextArea*");
         row("read-only text view, GTK 3", zenity({textInfo, file}), 0, "AXStaticText");
-        row("check box, GTK 3", zenity({textInfo, file, QStringLiteral("--checkbox=Read")}), 1,
-            "AXCheckBox");
-        row("button, GTK 3",
-            zenity({QStringLiteral("--question"), QStringLiteral("--text=Really?")}), 0,
-            "AXButton");
-        row("slider, GTK 3", zenity({QStringLiteral("--scale")}), 0, "AXSlider");
-        row("editor, GTK 3", {QStringLiteral("mousepad"), QStringLiteral("--disable-server")}, 0,
-            "AXTextArea*");
-        row("terminal, VTE", {QStringLiteral("xfce4-terminal"), QStringLiteral("--disable-server")},
-            0, "AXTextArea* terminal");
-        row("editor, Qt", {QStringLiteral("featherpad"), QStringLiteral("--standalone")}, 0,
-            "AXTextArea*");
-        row("password, GTK 4",
-            {QStringLiteral("gtk4-demo"), QStringLiteral("--run=password_entry")}, 0,
+        row("check box, GTK 3", zenity({textInfo, file, "--checkbox=Read"}), 1, "AXCheckBox");
+        row("button, GTK 3", zenity({"--question", "--text=Really?"}), 0, "AXButton");
+        row("slider, GTK 3", zenity({"--scale"}), 0, "AXSlider");
+        row("editor, GTK 3", {"mousepad", "--disable-server"}, 0, "AXTextArea*");
+        row("terminal, VTE", {"xfce4-terminal", "--disable-server"}, 0, "AXTextArea* terminal");
+        row("editor, Qt", {"featherpad", "--standalone"}, 0, "AXTextArea*");
+        row("password, GTK 4", {"gtk4-demo", "--run=password_entry"}, 0,
             "AXTextField/AXSecureTextField* secure");
     }
     void focusReadsAsWhatItIs() {
@@ -124,7 +114,7 @@ private Q_SLOTS:
 
     void aWebPagesFieldsReadAsWhatTheyAre() {
         QTemporaryDir folder;
-        QFile page(folder.filePath(QStringLiteral("page.html")));
+        QFile page(folder.filePath("page.html"));
         QVERIFY(page.open(QIODevice::WriteOnly));
         page.write("<!doctype html><title>Fields</title><input autofocus><textarea></textarea>"
                    "<div contenteditable>rich <b>text</b></div><input type=password>"
@@ -133,12 +123,9 @@ private Q_SLOTS:
         page.close();
         RealAccessibility real;
         const Program browser(
-            {QStringLiteral("chromium"), QStringLiteral("--no-sandbox"),
-             QStringLiteral("--test-type"), QStringLiteral("--force-renderer-accessibility"),
-             QStringLiteral("--no-first-run"), QStringLiteral("--disable-gpu"),
-             QStringLiteral("--disable-dev-shm-usage"), QStringLiteral("--password-store=basic"),
-             QStringLiteral("--user-data-dir=") + folder.filePath(QStringLiteral("profile")),
-             QStringLiteral("file://") + page.fileName()});
+            {"chromium", "--no-sandbox", "--test-type", "--force-renderer-accessibility",
+             "--no-first-run", "--disable-gpu", "--disable-dev-shm-usage", "--password-store=basic",
+             "--user-data-dir=" + folder.filePath("profile"), "file://" + page.fileName()});
         QVERIFY(browser.isActive());
         bool first = true;
         for (const char* expected :
@@ -158,10 +145,10 @@ private Q_SLOTS:
 
     void aProgramThatTellsNothingOfItselfHasNoFocus() {
         RealAccessibility real;
-        const Program telling(zenity({QStringLiteral("--entry")}));
+        const Program telling(zenity({"--entry"}));
         QTRY_VERIFY_WITH_TIMEOUT(real.focusOf(telling.pid()), 10000);
         {
-            const Program silent(zenity({QStringLiteral("--entry")}), false);
+            const Program silent(zenity({"--entry"}), false);
             QVERIFY(silent.isActive());
             QTRY_VERIFY(!real.adapter.focusedElement());
 
@@ -195,14 +182,12 @@ private Q_SLOTS:
         QTRY_VERIFY(real.adapter.isTrusted());
         // The bus daemon itself, in the desktop's own process namespace.
         const QDBusReply<QString> address =
-            QDBusInterface(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
-                           QStringLiteral("org.a11y.Bus"))
-                .call(QStringLiteral("GetAddress"));
+            QDBusInterface("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus").call("GetAddress");
         QVERIFY(address.isValid());
         const auto connection = QStringLiteral("the bus itself");
         const QDBusReply<uint> daemon = QDBusConnection::connectToBus(address.value(), connection)
                                             .interface()
-                                            ->servicePid(QStringLiteral("org.freedesktop.DBus"));
+                                            ->servicePid("org.freedesktop.DBus");
         QDBusConnection::disconnectFromBus(connection);
         QVERIFY(daemon.isValid());
         QCOMPARE(::kill(static_cast<pid_t>(daemon.value()), SIGKILL), 0);
@@ -211,7 +196,7 @@ private Q_SLOTS:
         // This desktop keeps no settings: the switch is off again.
         setEnabled(true);
         QTRY_VERIFY_WITH_TIMEOUT(real.adapter.isTrusted(), 15000);
-        const Program program(zenity({QStringLiteral("--entry")}));
+        const Program program(zenity({"--entry"}));
         QTRY_VERIFY_WITH_TIMEOUT(real.focusOf(program.pid()), 10000);
     }
 };

@@ -1,5 +1,6 @@
 #include "Murlo/platform/linux/freedesktop/QtScheduler.h"
 #include "Murlo/platform/linux/pulse/PulseAudioInput.h"
+#include "tests/contract/Worlds.h"
 #include "tests/support/Ear.h"
 #include "tests/support/FakeAudioInput.h"
 #include "tests/support/Signal.h"
@@ -15,18 +16,13 @@ using namespace murlo;
 
 namespace {
 
-const QString microphone = QStringLiteral("one");
-const QString otherMicrophone = QStringLiteral("two");
+const QString microphone = "one";
+const QString otherMicrophone = "two";
 constexpr std::size_t tapFrames = 4096;
 
 /// Audio input with microphones around it.
-class World {
+class World : public ContractWorld {
 public:
-    World() = default;
-    World(const World&) = delete;
-    World& operator=(const World&) = delete;
-    virtual ~World() = default;
-
     virtual AudioInput& input() = 0;
     /// One microphone is there, and no other.
     virtual bool plug(AudioFormat format) = 0;
@@ -93,9 +89,8 @@ private:
     std::optional<PulseAudioInput> m_input;
 };
 
-std::unique_ptr<World> makeWorld(bool real) {
-    if (real) return std::make_unique<RealWorld>();
-    return std::make_unique<FakeWorld>();
+std::unique_ptr<World> makeWorld() {
+    return makeWorldOfRow<World, FakeWorld, RealWorld>();
 }
 
 /// Speaks until the ear has heard something: only then does audio flow for certain.
@@ -109,13 +104,6 @@ bool speakUntilHeard(World& world, const Ear& ear, AudioFormat format) {
 
 class AudioInputContractTest : public QObject {
     Q_OBJECT
-
-private:
-    static void bothWorlds() {
-        QTest::addColumn<bool>("real");
-        QTest::newRow("fake") << false;
-        QTest::newRow("real") << true;
-    }
 
 private Q_SLOTS:
     void speechArrivesInTheFormatOfTheDevice_data() {
@@ -132,10 +120,9 @@ private Q_SLOTS:
         }
     }
     void speechArrivesInTheFormatOfTheDevice() {
-        QFETCH(const bool, real);
         QFETCH(const int, rate);
         QFETCH(const int, channels);
-        const auto world = makeWorld(real);
+        const auto world = makeWorld();
         QVERIFY(world->plug({static_cast<double>(rate), channels}));
         Ear ear;
         const auto engine = world->input().makeEngine();
@@ -160,11 +147,10 @@ private Q_SLOTS:
         QCOMPARE(ear.format().channels, channels);
     }
 
-    void audioFlowsFromStartToStopOnly_data() { bothWorlds(); }
+    void audioFlowsFromStartToStopOnly_data() { addWorlds(); }
     void audioFlowsFromStartToStopOnly() {
-        QFETCH(const bool, real);
         const AudioFormat format{48000, 1};
-        const auto world = makeWorld(real);
+        const auto world = makeWorld();
         QVERIFY(world->plug(format));
         Ear ear;
         const auto engine = world->input().makeEngine();
@@ -192,11 +178,10 @@ private Q_SLOTS:
         engine->removeTap();
     }
 
-    void enginesMayBeDestroyedWhileAudioFlows_data() { bothWorlds(); }
+    void enginesMayBeDestroyedWhileAudioFlows_data() { addWorlds(); }
     void enginesMayBeDestroyedWhileAudioFlows() {
-        QFETCH(const bool, real);
         const AudioFormat format{48000, 2};
-        const auto world = makeWorld(real);
+        const auto world = makeWorld();
         QVERIFY(world->plug(format));
         QVERIFY(world->speak(sine(1000, 48000, 20, 2)));
         for (int i = 0; i < 50; ++i) {
@@ -212,10 +197,9 @@ private Q_SLOTS:
         }
     }
 
-    void withoutADeviceNothingStarts_data() { bothWorlds(); }
+    void withoutADeviceNothingStarts_data() { addWorlds(); }
     void withoutADeviceNothingStarts() {
-        QFETCH(const bool, real);
-        const auto world = makeWorld(real);
+        const auto world = makeWorld();
         QVERIFY(world->plug({48000, 1}));
         world->unplug();
         const auto engine = world->input().makeEngine();
@@ -229,10 +213,9 @@ private Q_SLOTS:
         QCOMPARE(engine->inputFormat().sampleRate, 44100.0);
     }
 
-    void lossOfTheDeviceIsTold_data() { bothWorlds(); }
+    void lossOfTheDeviceIsTold_data() { addWorlds(); }
     void lossOfTheDeviceIsTold() {
-        QFETCH(const bool, real);
-        const auto world = makeWorld(real);
+        const auto world = makeWorld();
         QVERIFY(world->plug({48000, 1}));
         const auto engine = world->input().makeEngine();
         int changes = 0;
@@ -254,10 +237,9 @@ private Q_SLOTS:
         QVERIFY(changes < 1000);
     }
 
-    void newDefaultInputIsToldToWhoeverStillListens_data() { bothWorlds(); }
+    void newDefaultInputIsToldToWhoeverStillListens_data() { addWorlds(); }
     void newDefaultInputIsToldToWhoeverStillListens() {
-        QFETCH(const bool, real);
-        const auto world = makeWorld(real);
+        const auto world = makeWorld();
         QVERIFY(world->plug({48000, 1}));
         QCOMPARE(world->input().makeEngine()->inputFormat().sampleRate, 48000.0);
         int told = 0;
@@ -298,7 +280,7 @@ private Q_SLOTS:
         RealWorld world;
         QVERIFY(world.plug({48000, 1}));
         // The server makes a sink up when the last one goes, and falls back to that one's monitor.
-        QVERIFY(!world.server().load({QStringLiteral("module-always-sink")}).isEmpty());
+        QVERIFY(!world.server().load({"module-always-sink"}).isEmpty());
         const auto engine = world.input().makeEngine();
         int changes = 0;
         engine->observeConfigurationChange([&] { ++changes; });
@@ -307,8 +289,7 @@ private Q_SLOTS:
         world.unplug();
         QTRY_VERIFY(changes > 0);
         QTRY_VERIFY(!engine->isRunning());
-        QTRY_COMPARE(world.server().pactl({QStringLiteral("get-default-source")}),
-                     QStringLiteral("auto_null.monitor"));
+        QTRY_COMPARE(world.server().pactl({"get-default-source"}), "auto_null.monitor");
         QCOMPARE(world.input().makeEngine()->inputFormat().sampleRate, 0.0);
     }
 
@@ -320,9 +301,8 @@ private Q_SLOTS:
         engine->observeConfigurationChange([&] { ++changes; });
         QCOMPARE(engine->inputFormat().sampleRate, 48000.0);
         QVERIFY(engine->start().has_value());
-        world.server().pactl({QStringLiteral("suspend-sink"), microphone, QStringLiteral("1")});
-        world.server().pactl({QStringLiteral("suspend-source"),
-                              microphone + QStringLiteral(".monitor"), QStringLiteral("1")});
+        world.server().pactl({"suspend-sink", microphone, "1"});
+        world.server().pactl({"suspend-source", microphone + ".monitor", "1"});
         QTRY_VERIFY(changes > 0);
         QVERIFY(!engine->isRunning());
     }

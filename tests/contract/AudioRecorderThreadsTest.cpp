@@ -73,8 +73,8 @@ private Q_SLOTS:
     void recordingOutlivesItsMicrophone() {
         SoundServer server;
         QVERIFY(server.start());
-        QVERIFY(server.plug(QStringLiteral("built-in"), 44100, 2));
-        QVERIFY(server.plug(QStringLiteral("headset"), 48000, 1));
+        QVERIFY(server.plug("built-in", 44100, 2));
+        QVERIFY(server.plug("headset", 48000, 1));
         ThreadScheduler scheduler;
         PulseAudioInput input(scheduler, std::make_shared<PulseConnection>());
         FakeMicrophoneAuthorization microphone(scheduler);
@@ -85,14 +85,14 @@ private Q_SLOTS:
         recorder.start(
             [&](const AudioRecorder::StartResult& result) { started = result.has_value(); });
         QVERIFY(comesTrue(scheduler, [&] { return started; }));
-        QVERIFY(server.speakInto(QStringLiteral("headset"), sine(997, 48000, 1), 48000, 1));
+        QVERIFY(server.speakInto("headset", sine(997, 48000, 1), 48000, 1));
         QVERIFY(server.finishSpeaking());
 
-        server.unplug(QStringLiteral("headset"));
+        server.unplug("headset");
         const std::size_t before = recorder.sampleCount();
         QVERIFY(comesTrue(scheduler, [&] { return recorder.sampleCount() > before + 16000; }));
         QCOMPARE(lost, 0);
-        server.unplug(QStringLiteral("built-in"));
+        server.unplug("built-in");
         QVERIFY(comesTrue(scheduler, [&] { return lost == 1; }));
         QVERIFY(recorder.isRecording());
         const auto clip = recorder.stop();

@@ -1,5 +1,6 @@
 #include "platform/linux/x11/KeyPositions.h"
 #include "platform/linux/x11/X11EventTap.h"
+#include "tests/contract/Worlds.h"
 #include "tests/support/FakeEventTap.h"
 #include "tests/support/desktop/KeyWindow.h"
 #include "tests/support/desktop/PhysicalKeyboard.h"
@@ -12,9 +13,8 @@ using namespace murlo;
 namespace {
 
 /// A tap with the keyboard that it watches. Keys go by their place's name.
-class Bench {
+class Bench : public ContractWorld {
 public:
-    virtual ~Bench() = default;
     [[nodiscard]] virtual EventTap& tap() = 0;
     virtual void press(const QByteArray& name) = 0;
     virtual void release(const QByteArray& name) = 0;
@@ -66,7 +66,7 @@ public:
                     words.append(
                         QStringLiteral("%1+%2").arg(change.keyCode).arg(change.flags, 0, 16));
                 },
-                [this] { words.append(QStringLiteral("disabled")); }};
+                [this] { words.append("disabled"); }};
     }
     [[nodiscard]] bool becomes(const QString& expected) {
         const bool same = QTest::qWaitFor([&] { return text() == expected; }, 3000);
@@ -86,21 +86,12 @@ class EventTapContractTest : public QObject {
 
     std::unique_ptr<Bench> m_bench;
 
-    static void both() {
-        QTest::addColumn<bool>("real");
-        QTest::newRow("fake") << false;
-        QTest::newRow("X11") << true;
-    }
     Bench& bench() {
-        const auto* real = static_cast<const bool*>(QTest::qData("real", qMetaTypeId<bool>()));
-        if (*real)
-            m_bench = std::make_unique<RealBench>();
-        else
-            m_bench = std::make_unique<FakeBench>();
+        m_bench = makeWorldOfRow<Bench, FakeBench, RealBench>();
         return *m_bench;
     }
     static void layout(const QStringList& arguments) {
-        QCOMPARE(QProcess::execute(QStringLiteral("setxkbmap"), arguments), 0);
+        QCOMPARE(QProcess::execute("setxkbmap", arguments), 0);
     }
 
 private Q_SLOTS:
@@ -111,10 +102,9 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("key");
         QTest::addColumn<QString>("expected");
         const QList<std::pair<QByteArray, QString>> keys{
-            {"LFSH", QStringLiteral("56+20002 56+0")},  {"RTSH", QStringLiteral("60+20004 60+0")},
-            {"LCTL", QStringLiteral("59+40001 59+0")},  {"RCTL", QStringLiteral("62+42000 62+0")},
-            {"LALT", QStringLiteral("58+80020 58+0")},  {"RALT", QStringLiteral("61+80040 61+0")},
-            {"LWIN", QStringLiteral("55+100008 55+0")}, {"RWIN", QStringLiteral("54+100010 54+0")}};
+            {"LFSH", "56+20002 56+0"},  {"RTSH", "60+20004 60+0"}, {"LCTL", "59+40001 59+0"},
+            {"RCTL", "62+42000 62+0"},  {"LALT", "58+80020 58+0"}, {"RALT", "61+80040 61+0"},
+            {"LWIN", "55+100008 55+0"}, {"RWIN", "54+100010 54+0"}};
         for (const auto& [key, expected] : keys) {
             QTest::newRow("fake " + key) << false << key << expected;
             QTest::newRow("X11 " + key) << true << key << expected;
@@ -130,17 +120,17 @@ private Q_SLOTS:
         QVERIFY(report.becomes(expected));
     }
 
-    void keysKeepTheirOrderAndReleasesAreNotReported_data() { both(); }
+    void keysKeepTheirOrderAndReleasesAreNotReported_data() { addWorlds(); }
     void keysKeepTheirOrderAndReleasesAreNotReported() {
         Report report;
         QVERIFY(bench().tap().install(report.handlers()));
         for (const char* key : {"AC01", "LFSH", "AB10"}) m_bench->press(key);
         for (const char* key : {"AC01", "AB10", "LFSH"}) m_bench->release(key);
         m_bench->press("AE01");
-        QVERIFY(report.becomes(QStringLiteral("a/0 56+20002 //44 56+0 1/18")));
+        QVERIFY(report.becomes("a/0 56+20002 //44 56+0 1/18"));
     }
 
-    void nothingIsReportedAfterRemove_data() { both(); }
+    void nothingIsReportedAfterRemove_data() { addWorlds(); }
     void nothingIsReportedAfterRemove() {
         Report report;
         QVERIFY(bench().tap().install(report.handlers()));
@@ -153,10 +143,10 @@ private Q_SLOTS:
         Report second;
         QVERIFY(m_bench->tap().install(second.handlers()));
         m_bench->press("AC03");
-        QVERIFY(second.becomes(QStringLiteral("d/2")));
+        QVERIFY(second.becomes("d/2"));
     }
 
-    void theTapMayBeRemovedByItsOwnHandler_data() { both(); }
+    void theTapMayBeRemovedByItsOwnHandler_data() { addWorlds(); }
     void theTapMayBeRemovedByItsOwnHandler() {
         int presses = 0;
         EventTap& tap = bench().tap();
@@ -177,12 +167,15 @@ private Q_SLOTS:
     void namedKeysHaveTheirVirtualKeyCodes_data() {
         QTest::addColumn<QByteArray>("key");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("Escape") << QByteArray("ESC") << QStringLiteral("/53");
-        QTest::newRow("Return") << QByteArray("RTRN") << QStringLiteral("/36");
-        QTest::newRow("backspace") << QByteArray("BKSP") << QStringLiteral("/51");
-        QTest::newRow("space") << QByteArray("SPCE") << QStringLiteral(" /49");
-        QTest::newRow("F5") << QByteArray("FK05") << QStringLiteral("/96");
-        QTest::newRow("a key of no number") << QByteArray("SCLK") << QStringLiteral("/-1");
+        const auto row = [](const char* name, const char* key, const char* expected) {
+            QTest::newRow(name) << QByteArray(key) << QString(expected);
+        };
+        row("Escape", "ESC", "/53");
+        row("Return", "RTRN", "/36");
+        row("backspace", "BKSP", "/51");
+        row("space", "SPCE", " /49");
+        row("F5", "FK05", "/96");
+        row("a key of no number", "SCLK", "/-1");
     }
     void namedKeysHaveTheirVirtualKeyCodes() {
         QFETCH(QByteArray, key);
@@ -195,41 +188,34 @@ private Q_SLOTS:
     }
 
     void charactersAreTheLayoutsOrItsLatinOnes_data() {
-        QTest::addColumn<QStringList>("layout");
+        QTest::addColumn<QString>("layout");
         QTest::addColumn<QByteArray>("key");
         QTest::addColumn<QString>("expected");
-        const auto list = [](const char* text) {
-            return QString::fromUtf8(text).split(QLatin1Char(' '));
+        const auto row = [](const char* name, const char* layout, const char* key,
+                            const char* expected) {
+            QTest::newRow(name) << QString(layout) << QByteArray(key) << QString(expected);
         };
-        QTest::newRow("German Y is at Z")
-            << list("de") << QByteArray("AB01") << QStringLiteral("y/6");
-        QTest::newRow("German umlaut")
-            << list("de") << QByteArray("AC11") << QStringLiteral("ä/39");
-        QTest::newRow("French A is at Q")
-            << list("fr") << QByteArray("AD01") << QStringLiteral("a/12");
-        QTest::newRow("Russian beside English") << list("us,ru -option grp:shifts_toggle")
-                                                << QByteArray("AD01") << QStringLiteral("q/12");
-        QTest::newRow("Russian alone")
-            << list("ru") << QByteArray("AD01") << QStringLiteral("q/12");
-        QTest::newRow("Caps Lock is Control")
-            << list("us -option ctrl:nocaps") << QByteArray("CAPS") << QStringLiteral("57+40000");
-        QTest::newRow("Control and Alt swapped")
-            << list("us -option ctrl:swap_lalt_lctl") << QByteArray("LCTL")
-            << QStringLiteral("59+40001");
-        QTest::newRow("AltGr") << list("de") << QByteArray("RALT") << QStringLiteral("61+80040");
+        row("German Y is at Z", "de", "AB01", "y/6");
+        row("German umlaut", "de", "AC11", "ä/39");
+        row("French A is at Q", "fr", "AD01", "a/12");
+        row("Russian beside English", "us,ru -option grp:shifts_toggle", "AD01", "q/12");
+        row("Russian alone", "ru", "AD01", "q/12");
+        row("Caps Lock is Control", "us -option ctrl:nocaps", "CAPS", "57+40000");
+        row("Control and Alt swapped", "us -option ctrl:swap_lalt_lctl", "LCTL", "59+40001");
+        row("AltGr", "de", "RALT", "61+80040");
     }
     void charactersAreTheLayoutsOrItsLatinOnes() {
-        QFETCH(QStringList, layout);
+        QFETCH(QString, layout);
         QFETCH(QByteArray, key);
         QFETCH(QString, expected);
         RealBench real;
         Report report;
         QVERIFY(real.tap().install(report.handlers()));
-        EventTapContractTest::layout(layout); // while the tap is watching
+        EventTapContractTest::layout(layout.split(QLatin1Char(' '))); // while the tap is watching
         real.press(key);
         QVERIFY(report.becomes(expected));
         real.release(key);
-        EventTapContractTest::layout({QStringLiteral("us"), QStringLiteral("-option"), QString()});
+        EventTapContractTest::layout({"us", "-option", QString()});
     }
 
     void keysOfOtherProgramsCountAndOurOwnDoNot() {
@@ -240,13 +226,12 @@ private Q_SLOTS:
         PhysicalKeyboard keyboard;
         synthetic->expect(38, true);
         synthetic->expect(38, false);
-        keyboard.pressFromProgram("AC01", true); // stands for one that we posted
-        keyboard.pressFromProgram("AC01", false);
-        keyboard.pressFromProgram("AC01", true);
-        keyboard.pressFromProgram("AC01", false);
-        keyboard.pressFromProgram("LFSH", true);
-        keyboard.pressFromProgram("LFSH", false);
-        QVERIFY(report.becomes(QStringLiteral("a/0 56+20002 56+0")));
+        // The first stands for one that we posted.
+        for (const char* key : {"AC01", "AC01", "LFSH"}) {
+            keyboard.pressFromProgram(key, true);
+            keyboard.pressFromProgram(key, false);
+        }
+        QVERIFY(report.becomes("a/0 56+20002 56+0"));
     }
 
     void aKeyboardUnpluggedWithAKeyDownLetsItGo() {
@@ -254,14 +239,14 @@ private Q_SLOTS:
         Report report;
         QVERIFY(real.tap().install(report.handlers()));
         real.press("LFSH");
-        QVERIFY(report.becomes(QStringLiteral("56+20002")));
+        QVERIFY(report.becomes("56+20002"));
         real.keyboard.setPlugged(false);
-        QVERIFY(report.becomes(QStringLiteral("56+20002 56+0")));
+        QVERIFY(report.becomes("56+20002 56+0"));
         real.keyboard.setPlugged(true);
         QTest::qWait(100);
         report.words.clear();
         real.press("RTSH");
-        QVERIFY(report.becomes(QStringLiteral("60+20004")));
+        QVERIFY(report.becomes("60+20004"));
     }
 
     void aSwallowedKeyReachesNobodyAndEverythingElsePasses() {
@@ -272,19 +257,19 @@ private Q_SLOTS:
         report.swallows = true;
         real.press("AC01");
         real.release("AC01");
-        QVERIFY(report.becomes(QStringLiteral("a/0"))); // not filtering yet: no effect
+        QVERIFY(report.becomes("a/0")); // not filtering yet: no effect
         real.tap().setFiltering(true);
         QTest::qWait(50);
         real.keyboard.tap("AC02");
         real.press("LFSH");
-        QVERIFY(report.becomes(QStringLiteral("a/0 s/1 56+20002")));
+        QVERIFY(report.becomes("a/0 s/1 56+20002"));
         QTRY_VERIFY(real.keyboard.isDown("LFSH")); // modifiers pass
         report.swallows = false;
         real.keyboard.tap("AC03");
         real.release("LFSH");
-        QTRY_COMPARE(report.words.last(), QStringLiteral("56+0"));
+        QTRY_COMPARE(report.words.last(), "56+0");
         QTRY_VERIFY(!real.keyboard.isDown("LFSH"));
-        QTRY_COMPARE((window.takeEvents(), window.text()), QStringLiteral("aD"));
+        QTRY_COMPARE((window.takeEvents(), window.text()), "aD");
         QCOMPARE(window.focusLosses, 0);
     }
 
@@ -296,7 +281,7 @@ private Q_SLOTS:
         QVERIFY(real.tap().install(report.handlers()));
         real.press("AC01");
         real.press("LCTL");
-        QVERIFY(report.becomes(QStringLiteral("a/0 59+40001")));
+        QVERIFY(report.becomes("a/0 59+40001"));
         real.tap().setFiltering(true);
         QTest::qWait(50);
         real.release("AC01");
@@ -304,7 +289,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!real.keyboard.isDown("AC01") && !real.keyboard.isDown("LCTL"));
         real.press("RALT"); // passes, and is held beyond the end
         real.press("AC02"); // swallowed, and held beyond the end
-        QTRY_COMPARE(report.words.last(), QStringLiteral("s/1"));
+        QTRY_COMPARE(report.words.last(), "s/1");
         real.tap().setFiltering(false);
         window.takeEvents();
         window.clear();
@@ -315,7 +300,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!real.keyboard.isDown("RALT"));
         QTest::qWait(50);
         real.keyboard.tap("AC03");
-        QTRY_COMPARE((window.takeEvents(), window.text()), QStringLiteral("d"));
+        QTRY_COMPARE((window.takeEvents(), window.text()), "d");
     }
 
     void aMainThreadThatDoesNotAnswerLosesTheFilterAndNoKey() {
@@ -329,20 +314,20 @@ private Q_SLOTS:
                                         return true;
                                     },
                                     {},
-                                    [&] { words.append(QStringLiteral("disabled")); }}));
+                                    [&] { words.append("disabled"); }}));
         real.tap().setFiltering(true);
         QTest::qWait(50);
         real.keyboard.tap("AC01");
         real.keyboard.tap("AC02");
-        QTRY_COMPARE(words.join(QLatin1Char(' ')), QStringLiteral("a disabled s"));
-        QTRY_COMPARE((window.takeEvents(), window.text()), QStringLiteral("as"));
+        QTRY_COMPARE(words.join(QLatin1Char(' ')), "a disabled s");
+        QTRY_COMPARE((window.takeEvents(), window.text()), "as");
         real.tap().enable();
         QTest::qWait(50);
         real.keyboard.tap("AC03");
-        QTRY_COMPARE(words.last(), QStringLiteral("d"));
+        QTRY_COMPARE(words.last(), "d");
         QTest::qWait(50);
         window.takeEvents();
-        QCOMPARE(window.text(), QStringLiteral("as"));
+        QCOMPARE(window.text(), "as");
     }
 };
 

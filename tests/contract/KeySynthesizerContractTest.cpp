@@ -1,5 +1,6 @@
 #include "platform/linux/x11/X11EventTap.h"
 #include "platform/linux/x11/X11KeySynthesizer.h"
+#include "tests/contract/Worlds.h"
 #include "tests/support/FakeKeySynthesizer.h"
 #include "tests/support/VirtualScheduler.h"
 #include "tests/support/desktop/KeyWindow.h"
@@ -15,9 +16,8 @@ namespace {
 constexpr KeyChord paste{9, 0x100000};
 
 /// A synthesizer with the program that its keys go to.
-class Bench {
+class Bench : public ContractWorld {
 public:
-    virtual ~Bench() = default;
     [[nodiscard]] virtual KeySynthesizer& keys() = 0;
     virtual void turn() = 0;
     /// What has arrived, shortcuts as "<Ctrl+v>".
@@ -27,9 +27,7 @@ public:
 class FakeBench : public Bench {
 public:
     FakeBench() {
-        m_keys.onChord = [this](const KeyChord&) {
-            m_keys.chunks.append(QStringLiteral("<Ctrl+v>"));
-        };
+        m_keys.onChord = [this](const KeyChord&) { m_keys.chunks.append("<Ctrl+v>"); };
     }
     [[nodiscard]] KeySynthesizer& keys() override { return m_keys; }
     void turn() override { m_scheduler.runPending(); }
@@ -84,8 +82,7 @@ bool arrives(Bench& bench, const QString& expected) {
 
 QByteArray keymap() {
     QProcess dump;
-    dump.start(QStringLiteral("xkbcomp"),
-               {QString::fromLocal8Bit(qgetenv("DISPLAY")), QStringLiteral("-")});
+    dump.start("xkbcomp", {QString::fromLocal8Bit(qgetenv("DISPLAY")), "-"});
     dump.waitForFinished();
     return dump.readAllStandardOutput();
 }
@@ -101,50 +98,35 @@ class KeySynthesizerContractTest : public QObject {
     Q_OBJECT
 
     static void layout(const QString& arguments) {
-        QCOMPARE(QProcess::execute(QStringLiteral("setxkbmap"), arguments.split(QLatin1Char(' '))),
-                 0);
+        QCOMPARE(QProcess::execute("setxkbmap", arguments.split(QLatin1Char(' '))), 0);
     }
 
 private Q_SLOTS:
-    void cleanup() { layout(QStringLiteral("us")); }
+    void cleanup() { layout("us"); }
 
     void typedTextArrivesWhole_data() {
         QTest::addColumn<bool>("real");
         QTest::addColumn<QString>("text");
         for (const bool real : {false, true}) {
             const char* name = real ? "X11" : "fake";
-            QTest::addRow("%s ASCII", name) << real << QStringLiteral("The quick brown fox.");
+            QTest::addRow("%s ASCII", name) << real << "The quick brown fox.";
             QTest::addRow("%s mixed", name) << real << mixedText;
             QTest::addRow("%s nothing", name) << real << QString();
         }
     }
     void typedTextArrivesWhole() {
-        QFETCH(bool, real);
         QFETCH(QString, text);
-        std::unique_ptr<Bench> bench;
-        if (real)
-            bench = std::make_unique<RealBench>();
-        else
-            bench = std::make_unique<FakeBench>();
+        const auto bench = makeWorldOfRow<Bench, FakeBench, RealBench>();
         QVERIFY(bench->keys().isAvailable());
         type(*bench, text);
         QVERIFY(arrives(*bench, text));
     }
 
-    void aPasteChordArrives_data() {
-        QTest::addColumn<bool>("real");
-        QTest::newRow("fake") << false;
-        QTest::newRow("X11") << true;
-    }
+    void aPasteChordArrives_data() { addWorlds(); }
     void aPasteChordArrives() {
-        QFETCH(bool, real);
-        std::unique_ptr<Bench> bench;
-        if (real)
-            bench = std::make_unique<RealBench>();
-        else
-            bench = std::make_unique<FakeBench>();
+        const auto bench = makeWorldOfRow<Bench, FakeBench, RealBench>();
         bench->keys().postChord(paste);
-        QVERIFY(arrives(*bench, QStringLiteral("<Ctrl+v>")));
+        QVERIFY(arrives(*bench, "<Ctrl+v>"));
     }
 
     void nothingOnTheKeyboardChangesWhatIsTyped_data() {
@@ -220,7 +202,7 @@ private Q_SLOTS:
         bench.keyboard.pressFromProgram("LFSH", true);
         bench.keyboard.tap("AE01");
         bench.keyboard.pressFromProgram("LFSH", false);
-        QVERIFY(arrives(bench, QStringLiteral("!")));
+        QVERIFY(arrives(bench, "!"));
     }
 
     void theTapDoesNotReportWhatIsTyped() {
@@ -236,13 +218,13 @@ private Q_SLOTS:
                              },
                              {}}));
         bench.keyboard.press("LFSH");
-        QTRY_COMPARE(reported, QStringList{QStringLiteral("56")});
+        QTRY_COMPARE(reported, QStringList{"56"});
         bench.keys().postChord(paste);
-        type(bench, QStringLiteral("Ein Text."));
-        QVERIFY(arrives(bench, QStringLiteral("<Ctrl+v>Ein Text.")));
+        type(bench, "Ein Text.");
+        QVERIFY(arrives(bench, "<Ctrl+v>Ein Text."));
         bench.keyboard.release("LFSH");
         bench.keyboard.tap("AC01");
-        QTRY_COMPARE(reported.join(QLatin1Char(' ')), QStringLiteral("56 56 a"));
+        QTRY_COMPARE(reported.join(QLatin1Char(' ')), "56 56 a");
     }
 };
 

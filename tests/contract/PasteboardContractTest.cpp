@@ -1,6 +1,7 @@
 #include "Murlo/platform/linux/freedesktop/QtScheduler.h"
 #include "Murlo/platform/linux/x11/X11Pasteboard.h"
 #include "Murlo/platform/linux/x11/XcbSupport.h"
+#include "tests/contract/Worlds.h"
 #include "tests/support/FakePasteboard.h"
 #include "tests/support/OtherClipboardUser.h"
 
@@ -17,13 +18,8 @@ using namespace murlo;
 namespace {
 
 /// A clipboard with another program beside it.
-class World {
+class World : public ContractWorld {
 public:
-    World() = default;
-    World(const World&) = delete;
-    World& operator=(const World&) = delete;
-    virtual ~World() = default;
-
     virtual Pasteboard& pasteboard() = 0;
     virtual void otherCopies(const PasteboardItem& item) = 0;
     virtual void otherHangs(bool hung) = 0;
@@ -181,17 +177,8 @@ class PasteboardContractTest : public QObject {
 private:
     std::unique_ptr<World> m_world;
 
-    void worlds() {
-        QTest::addColumn<bool>("real");
-        QTest::newRow("fake") << false;
-        QTest::newRow("X11") << true;
-    }
     Pasteboard& start() {
-        QFETCH(bool, real);
-        if (real)
-            m_world = std::make_unique<RealWorld>();
-        else
-            m_world = std::make_unique<FakeWorld>();
+        m_world = makeWorldOfRow<World, FakeWorld, RealWorld>();
         return m_world->pasteboard();
     }
     RealWorld& startReal() {
@@ -210,7 +197,7 @@ private:
 private Q_SLOTS:
     void cleanup() { m_world.reset(); }
 
-    void theOtherProgramPastesWhatWasPutThere_data() { worlds(); }
+    void theOtherProgramPastesWhatWasPutThere_data() { addWorlds(); }
     void theOtherProgramPastesWhatWasPutThere() {
         Pasteboard& pasteboard = start();
         const QString text = QStringLiteral("Grüße, 世界 👩‍👩‍👧\nsecond line");
@@ -221,7 +208,7 @@ private Q_SLOTS:
                  OtherClipboardUser::fingerprint("secret"));
     }
 
-    void ownWritesAreCountedAtOnceAndForeignOnesReported_data() { worlds(); }
+    void ownWritesAreCountedAtOnceAndForeignOnesReported_data() { addWorlds(); }
     void ownWritesAreCountedAtOnceAndForeignOnesReported() {
         Pasteboard& pasteboard = start();
         int reported = 0;
@@ -249,7 +236,7 @@ private Q_SLOTS:
         QCOMPARE(reported, 1);
     }
 
-    void everyFormatComesBackToTheByte_data() { worlds(); }
+    void everyFormatComesBackToTheByte_data() { addWorlds(); }
     void everyFormatComesBackToTheByte() {
         Pasteboard& pasteboard = start();
         const PasteboardItem original{{QStringLiteral("image/png"), noise(3'000'000)},
@@ -274,7 +261,7 @@ private Q_SLOTS:
         QCOMPARE(formats(own->snapshot().items.first()), formats(snapshot.items.first()));
     }
 
-    void aReadingSurvivesTheTextThatFollowsIt_data() { worlds(); }
+    void aReadingSurvivesTheTextThatFollowsIt_data() { addWorlds(); }
     void aReadingSurvivesTheTextThatFollowsIt() {
         Pasteboard& pasteboard = start();
         copyElsewhere(textItem(*m_world, "the user's"));
@@ -286,7 +273,7 @@ private Q_SLOTS:
                  OtherClipboardUser::fingerprint("the user's"));
     }
 
-    void aHungProgramIsGivenUpAndWaitedForByNobody_data() { worlds(); }
+    void aHungProgramIsGivenUpAndWaitedForByNobody_data() { addWorlds(); }
     void aHungProgramIsGivenUpAndWaitedForByNobody() {
         Pasteboard& pasteboard = start();
         copyElsewhere(textItem(*m_world, "theirs"));
@@ -310,7 +297,7 @@ private Q_SLOTS:
         QCOMPARE(next->snapshot().items.first().last().second, QByteArray("theirs again"));
     }
 
-    void aProgramThatEndsTakesItsContentAlong_data() { worlds(); }
+    void aProgramThatEndsTakesItsContentAlong_data() { addWorlds(); }
     void aProgramThatEndsTakesItsContentAlong() {
         Pasteboard& pasteboard = start();
         copyElsewhere(textItem(*m_world, "theirs"));
@@ -328,7 +315,7 @@ private Q_SLOTS:
         QCOMPARE(empty->snapshot().unread, QStringList());
     }
 
-    void aSecretIsNotKept_data() { worlds(); }
+    void aSecretIsNotKept_data() { addWorlds(); }
     void aSecretIsNotKept() {
         Pasteboard& pasteboard = start();
         PasteboardItem item = textItem(*m_world, "hunter2");

@@ -1,4 +1,5 @@
 #include "platform/linux/freedesktop/QtProcessLauncher.h"
+#include "tests/contract/Worlds.h"
 #include "tests/support/FakeProcessLauncher.h"
 #include "tests/support/ValidatingServer.h"
 
@@ -39,12 +40,8 @@ int listenAs(const QString& address, quint16 port, bool shared) {
 }
 
 /// A launcher whose children wait for the test to end them.
-class World {
+class World : public ContractWorld {
 public:
-    World() = default;
-    World(const World&) = delete;
-    World& operator=(const World&) = delete;
-    virtual ~World() = default;
     virtual ProcessLauncher& launcher() = 0;
     virtual void endChild(int status) = 0; ///< the one started last, by itself
     virtual void makeItWrite(const QByteArray& line) = 0;
@@ -95,15 +92,8 @@ private:
     FakeProcessLauncher m_launcher;
 };
 
-std::unique_ptr<World> makeWorld(bool real) {
-    if (real) return std::make_unique<RealWorld>();
-    return std::make_unique<FakeWorld>();
-}
-
-void addWorlds() {
-    QTest::addColumn<bool>("real");
-    QTest::newRow("fake") << false;
-    QTest::newRow("real") << true;
+std::unique_ptr<World> makeWorld() {
+    return makeWorldOfRow<World, FakeWorld, RealWorld>();
 }
 
 /// This very program in another role; see `main`.
@@ -123,8 +113,7 @@ class ProcessLauncherContractTest : public QObject {
 private Q_SLOTS:
     void tellsOutputAndEndOfAChild_data() { addWorlds(); }
     void tellsOutputAndEndOfAChild() {
-        QFETCH(bool, real);
-        const auto world = makeWorld(real);
+        const auto world = makeWorld();
         QByteArray output;
         QList<int> exits;
         const auto child =
@@ -144,7 +133,7 @@ private Q_SLOTS:
     void aDestroyedHandleEndsItsChildAndTellsNobody_data() { addWorlds(); }
     void aDestroyedHandleEndsItsChildAndTellsNobody() {
         QFETCH(bool, real);
-        const auto world = makeWorld(real);
+        const auto world = makeWorld();
         bool told = false;
         auto child = world->launch({.output = {}, .exited = [&](int) { told = true; }});
         QVERIFY(child.has_value());
@@ -165,7 +154,7 @@ private Q_SLOTS:
     void aHandlerMayDestroyTheHandle() {
         QFETCH(bool, real);
         QFETCH(bool, onOutput);
-        const auto world = makeWorld(real);
+        const auto world = makeWorld();
         std::unique_ptr<ChildProcess> child;
         bool told = false;
         const auto destroy = [&] {
@@ -186,8 +175,7 @@ private Q_SLOTS:
 
     void whatCannotBeStartedSaysWhy_data() { addWorlds(); }
     void whatCannotBeStartedSaysWhy() {
-        QFETCH(bool, real);
-        const auto world = makeWorld(real);
+        const auto world = makeWorld();
         world->breakProgram();
         bool told = false;
         const auto child = world->launch({.output = {}, .exited = [&](int) { told = true; }});
@@ -296,16 +284,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("ours");
         QTest::addColumn<QString>("theirs");
         QTest::addColumn<bool>("owned");
-        QTest::newRow("shared address") << "127.0.0.1"
-                                        << "127.0.0.1" << false;
-        QTest::newRow("ours is nearer") << "127.0.0.1"
-                                        << "0.0.0.0" << true;
-        QTest::newRow("theirs is nearer") << "0.0.0.0"
-                                          << "127.0.0.1" << false;
-        QTest::newRow("shared by all addresses") << "0.0.0.0"
-                                                 << "0.0.0.0" << false;
-        QTest::newRow("another address") << "127.0.0.1"
-                                         << "127.0.0.2" << true;
+        const QString loopback = "127.0.0.1";
+        const QString any = "0.0.0.0";
+        QTest::newRow("shared address") << loopback << loopback << false;
+        QTest::newRow("ours is nearer") << loopback << any << true;
+        QTest::newRow("theirs is nearer") << any << loopback << false;
+        QTest::newRow("shared by all addresses") << any << any << false;
+        QTest::newRow("another address") << loopback << QString("127.0.0.2") << true;
     }
     void aPortIsOwnedAloneOrNotAtAll() {
         QFETCH(QString, ours);

@@ -3,6 +3,7 @@
 #include "Murlo/platform/linux/pulse/PulseAudioInput.h"
 #include "Murlo/platform/linux/pulse/PulseSoundPlayer.h"
 #include "Murlo/platform/linux/pulse/Tones.h"
+#include "tests/contract/Worlds.h"
 #include "tests/support/Ear.h"
 #include "tests/support/FakeSoundPlayer.h"
 #include "tests/support/Signal.h"
@@ -14,17 +15,11 @@ using namespace murlo;
 
 namespace {
 
-const QStringList names{QStringLiteral("Tink"), QStringLiteral("Pop"), QStringLiteral("Bottle"),
-                        QStringLiteral("Basso")};
+const QStringList names{"Tink", "Pop", "Bottle", "Basso"};
 
 /// A sound player and whoever hears it.
-class World {
+class World : public ContractWorld {
 public:
-    World() = default;
-    World(const World&) = delete;
-    World& operator=(const World&) = delete;
-    virtual ~World() = default;
-
     virtual bool isReady() = 0;
     virtual SoundPlayer& player() = 0;
     virtual bool hasHeardSomething() = 0;
@@ -44,7 +39,7 @@ private:
 class RealWorld : public World {
 public:
     bool isReady() override {
-        if (!m_server.start() || !m_server.plug(QStringLiteral("speakers"), toneSampleRate, 1)) {
+        if (!m_server.start() || !m_server.plug("speakers", toneSampleRate, 1)) {
             return false;
         }
         m_connection = std::make_shared<PulseConnection>();
@@ -102,17 +97,11 @@ private Q_SLOTS:
         }
     }
     void everySoundOfADictationIsHeard() {
-        QFETCH(const bool, real);
         QFETCH(const QString, name);
-        std::unique_ptr<World> world;
-        if (real) {
-            world = std::make_unique<RealWorld>();
-        } else {
-            world = std::make_unique<FakeWorld>();
-        }
+        const auto world = makeWorldOfRow<World, FakeWorld, RealWorld>();
         QVERIFY(world->isReady());
-        QVERIFY(!world->player().load(QStringLiteral("Gong")));
-        world->player().play(QStringLiteral("Gong"), 1);
+        QVERIFY(!world->player().load("Gong"));
+        world->player().play("Gong", 1);
         QVERIFY(world->player().load(name));
         QVERIFY(!world->hasHeardSomething());
         world->player().play(name, 0.4);
@@ -129,7 +118,7 @@ private Q_SLOTS:
         }
         QCOMPARE(player.loads, 4);
         QCOMPARE(player.played.join(QLatin1Char(' ')),
-                 QStringLiteral("Tink Tink Pop Pop Bottle Bottle Basso Basso"));
+                 "Tink Tink Pop Pop Bottle Bottle Basso Basso");
         QCOMPARE(player.lastVolume, 0.4);
         player.known.clear();
         Sounds absent(player);
@@ -142,7 +131,7 @@ private Q_SLOTS:
     void soundStartsAgainInsteadOfPlayingTwice() {
         RealWorld world;
         QVERIFY(world.isReady());
-        for (int i = 0; i < 4; ++i) world.player().play(QStringLiteral("Bottle"), 0.4);
+        for (int i = 0; i < 4; ++i) world.player().play("Bottle", 0.4);
         const auto heard = world.sound();
         const float peak = peakOf(heard);
         QVERIFY2(peak > 0.18F && peak < 0.22F, qPrintable(QString::number(peak)));
@@ -151,7 +140,7 @@ private Q_SLOTS:
     void soundsGoUnheardWithoutAServer() {
         RealWorld world;
         QVERIFY(world.isReady());
-        world.player().play(QStringLiteral("Basso"), 1);
+        world.player().play("Basso", 1);
         world.server().kill();
         for (int i = 0; i < 20; ++i) {
             for (const QString& name : names) world.player().play(name, 1);

@@ -14,22 +14,20 @@ using namespace murlo;
 
 namespace {
 
-const QString sentence = QStringLiteral("Where is the image?");
+const QString sentence = "Where is the image?";
 // A few sentences keep the engine busy long enough to do something to it.
-const QString longer = QStringLiteral(
+const QString longer =
     "Both ends wrote at the same time. He put a quarter in the slot. Create a new location. "
-    "Push the function to the password. Please delete the endpoint.");
+    "Push the function to the password. Please delete the endpoint.";
 
 bool soundServer(const QString& action) {
-    return QProcess::execute(QStringLiteral(MURLO_SOUND_SERVER), {action}) == 0;
+    return QProcess::execute(MURLO_SOUND_SERVER, {action}) == 0;
 }
 
 bool restartSoundServer() {
-    (void)soundServer(QStringLiteral("stop"));
-    if (!QProcess::startDetached(QStringLiteral(MURLO_SOUND_SERVER), {QStringLiteral("start")}))
-        return false;
-    return waitFor(
-        [] { return QProcess::execute(QStringLiteral("pactl"), {QStringLiteral("info")}) == 0; });
+    (void)soundServer("stop");
+    if (!QProcess::startDetached(MURLO_SOUND_SERVER, {"start"})) return false;
+    return waitFor([] { return QProcess::execute("pactl", {"info"}) == 0; });
 }
 
 bool exists(qint64 pid) {
@@ -59,8 +57,7 @@ private Q_SLOTS:
     void cleanup() {
         m_desk.reset();
         // The next one finds a microphone again.
-        (void)QProcess::execute(QStringLiteral("pactl"),
-                                {QStringLiteral("set-default-source"), "murlo_mic.monitor"});
+        (void)QProcess::execute("pactl", {"set-default-source", "murlo_mic.monitor"});
     }
 
     void aKilledEngineComesBack_data() {
@@ -71,9 +68,8 @@ private Q_SLOTS:
 
     void aKilledEngineComesBack() {
         QFETCH(bool, busy);
-        QVERIFY(m_desk->startMurlo());
         TargetApp target(TargetApp::Kind::gtkEntry);
-        QVERIFY(target.start());
+        QVERIFY(m_desk->startMurlo() && target.start());
         if (busy) {
             QVERIFY(m_desk->dictate(longer));
             letPass(100);
@@ -86,42 +82,32 @@ private Q_SLOTS:
         QVERIFY(m_desk->murlo.enginePid() != engine);
         letPass(busy ? 500 : 0); // the failed one is told of before the next begins
         const QString before = target.text().value_or("?");
-        QVERIFY(m_desk->dictate(sentence));
-        QVERIFY(m_desk->delivered());
-        QVERIFY2(Desk::holds(target, before + sentence), qUtf8Printable(*target.text()));
+        QVERIFY(dictationLands(target, before + sentence));
     }
 
     void wordsBeforeTheMicrophoneWasUnpluggedLand() {
-        QVERIFY(m_desk->startMurlo());
         TargetApp target(TargetApp::Kind::gtkEntry);
-        QVERIFY(target.start());
+        QVERIFY(m_desk->startMurlo() && target.start());
         QVERIFY(m_desk->begin());
         QVERIFY(m_desk->speak(sentence));
         QVERIFY(soundServer("unplug"));
         letPass(300);
         if (!m_desk->murlo.loggedAt(" chars in ")) m_desk->doubleTap();
         QVERIFY(m_desk->delivered());
-        QVERIFY2(Desk::holds(target, sentence), qUtf8Printable(*target.text()));
+        QVERIFY(Desk::holds(target, sentence));
 
         QVERIFY(soundServer("plug"));
         letPass(500);
-        QVERIFY(m_desk->dictate(sentence));
-        QVERIFY(m_desk->delivered());
-        QVERIFY2(Desk::holds(target, sentence + sentence), qUtf8Printable(*target.text()));
+        QVERIFY(dictationLands(target, sentence + sentence));
     }
 
     void dictationWorksAfterTheSoundServerWasRestarted() {
-        QVERIFY(m_desk->startMurlo());
         TargetApp target(TargetApp::Kind::gtkEntry);
-        QVERIFY(target.start());
-        QVERIFY(m_desk->dictate(sentence));
-        QVERIFY(m_desk->delivered());
-        QVERIFY(Desk::holds(target, sentence));
+        QVERIFY(m_desk->startMurlo() && target.start());
+        QVERIFY(dictationLands(target, sentence));
         QVERIFY(restartSoundServer());
         letPass(500);
-        QVERIFY(m_desk->dictate(sentence));
-        QVERIFY(m_desk->delivered());
-        QVERIFY2(Desk::holds(target, sentence + sentence), qUtf8Printable(*target.text()));
+        QVERIFY(dictationLands(target, sentence + sentence));
     }
 
     void textGoesToTheBoxThatHadTheFocus() {
@@ -133,7 +119,7 @@ private Q_SLOTS:
         QVERIFY(m_desk->dictate(sentence));
         QVERIFY(other.activate());
         QVERIFY(m_desk->delivered());
-        QVERIFY2(Desk::holds(target, sentence), qUtf8Printable(*target.text()));
+        QVERIFY(Desk::holds(target, sentence));
         QCOMPARE(other.text(), QString());
     }
 
@@ -149,9 +135,8 @@ private Q_SLOTS:
     }
 
     void aHungProgramGetsItsTextWhenItGoesOn() {
-        QVERIFY(m_desk->startMurlo());
         TargetApp target(TargetApp::Kind::gtkEntry);
-        QVERIFY(target.start());
+        QVERIFY(m_desk->startMurlo() && target.start());
         QVERIFY(m_desk->begin());
         QVERIFY(m_desk->speak(sentence));
         target.hang();
@@ -160,7 +145,7 @@ private Q_SLOTS:
         target.resume();
         QVERIFY2(delivered, "Murlo waited for the program that hung");
         QTRY_COMPARE(m_desk->murlo.history(), QStringList{sentence});
-        QVERIFY2(Desk::holds(target, sentence), qUtf8Printable(target.text().value_or("?")));
+        QVERIFY(Desk::holds(target, sentence));
     }
 
     void aTerminationSignalIsACleanQuit_data() {
@@ -199,9 +184,8 @@ private Q_SLOTS:
         const QByteArray damaged = "[{\"id\": \"half an ent";
         QVERIFY(QDir().mkpath(m_desk->murlo.file({})));
         QVERIFY(overwrite(m_desk->murlo.file("history.json"), damaged));
-        QVERIFY(m_desk->startMurlo());
         TargetApp target(TargetApp::Kind::gtkEntry);
-        QVERIFY(target.start());
+        QVERIFY(m_desk->startMurlo() && target.start());
         QVERIFY(m_desk->dictate(sentence));
         QVERIFY(m_desk->delivered());
         QTRY_COMPARE(m_desk->murlo.history(), QStringList{sentence});
@@ -229,15 +213,17 @@ private Q_SLOTS:
         QVERIFY(QFile::setPermissions(m_desk->murlo.file({}), QFile::ReadOwner | QFile::ExeOwner));
         TargetApp target(TargetApp::Kind::gtkEntry);
         QVERIFY(target.start());
-        QVERIFY(m_desk->dictate(sentence));
-        QVERIFY(m_desk->delivered());
-        QVERIFY2(Desk::holds(target, sentence), qUtf8Printable(*target.text()));
+        QVERIFY(dictationLands(target, sentence));
         QVERIFY(m_desk->murlo.awaitLog("history: could not save"));
         const auto all = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
         QVERIFY(QFile::setPermissions(m_desk->murlo.file({}), all));
     }
 
 private:
+    /// Dictates the sentence; whether the box holds `text` then.
+    [[nodiscard]] bool dictationLands(const TargetApp& target, const QString& text) const {
+        return m_desk->dictate(sentence) && m_desk->delivered() && Desk::holds(target, text);
+    }
     /// Whether some file of the support folder other than the current one holds the bytes.
     [[nodiscard]] bool isKept(const QString& pattern, const QByteArray& bytes) const {
         const QDir support(m_desk->murlo.file({}));

@@ -39,11 +39,9 @@ public:
 
     /// Windows that were raised, in order.
     QList<ElementRef> raised;
-    /// Whether accessibility can be switched on by asking.
-    bool grantsTrust = true;
 
     [[nodiscard]] bool isTrusted() const override { return m_trusted; }
-    void requestTrust() override { m_trusted = m_trusted || grantsTrust; }
+    void requestTrust() override { m_trusted = true; }
     [[nodiscard]] ElementRef focusedElement() const override { return m_focused; }
     [[nodiscard]] std::optional<QString> string(const ElementRef& element,
                                                 const QString& attribute) const override;

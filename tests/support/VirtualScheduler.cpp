@@ -69,14 +69,6 @@ ScheduledWork VirtualScheduler::every(double seconds, Work work) {
     return schedule(seconds, seconds, std::move(work));
 }
 
-void VirtualScheduler::background(Work work) {
-    if (m_held) {
-        m_heldJobs.push_back(std::move(work));
-    } else {
-        enqueue(std::move(work));
-    }
-}
-
 std::unique_ptr<SerialQueue> VirtualScheduler::makeSerialQueue(const QString& /*label*/) {
     return std::make_unique<VirtualSerialQueue>(*this);
 }
@@ -114,21 +106,6 @@ void VirtualScheduler::advance(double seconds) {
     }
     m_time = target;
     runPending();
-}
-
-void VirtualScheduler::releaseBackground() {
-    m_held = false;
-    while (!m_heldJobs.empty()) {
-        enqueue(std::move(m_heldJobs.front()));
-        m_heldJobs.pop_front();
-    }
-}
-
-void VirtualScheduler::runOneHeldJob() {
-    if (m_heldJobs.empty()) return;
-    const Work work = std::move(m_heldJobs.front());
-    m_heldJobs.pop_front();
-    work();
 }
 
 int VirtualScheduler::pendingTimers() const {

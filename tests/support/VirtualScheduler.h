@@ -23,22 +23,15 @@ public:
     [[nodiscard]] ScheduledWork after(double seconds, Work work) override;
     [[nodiscard]] ScheduledWork every(double seconds, Work work) override;
     void nextTurn(Work work) override { enqueue(std::move(work)); }
-    void background(Work work) override;
+    void background(Work work) override { enqueue(std::move(work)); }
     [[nodiscard]] std::unique_ptr<SerialQueue> makeSerialQueue(const QString& label) override;
 
     /// Runs what is due now, and what that makes due, until nothing is.
     void runPending();
     /// Moves time forward, running everything on its way at its own moment.
     void advance(double seconds);
-    /// While held, background jobs wait for `releaseBackground`: as if the pool were busy.
-    void holdBackground() { m_held = true; }
-    void releaseBackground();
-    /// Runs the oldest held background job alone.
-    void runOneHeldJob();
-
     /// Timers that are still to fire: what an idle application leaves ticking.
     [[nodiscard]] int pendingTimers() const;
-    [[nodiscard]] int heldJobs() const { return static_cast<int>(m_heldJobs.size()); }
 
 private:
     friend class VirtualSerialQueue;
@@ -51,9 +44,7 @@ private:
     double m_uptimeAtStart = 1000;
     double m_time = 0;
     qint64 m_order = 0;
-    bool m_held = false;
     std::deque<Work> m_ready;
-    std::deque<Work> m_heldJobs;
     std::map<std::pair<double, qint64>, std::shared_ptr<Timer>> m_timers;
 };
 

@@ -63,7 +63,9 @@ bool Desk::delivered(int milliseconds) const {
 }
 
 bool Desk::holds(const TargetApp& app, const QString& text) {
-    return waitFor([&] { return app.text() == text; }, 10000, 20);
+    const bool held = waitFor([&] { return app.text() == text; }, 10000, 20);
+    if (!held) qWarning("the box holds: %s", qUtf8Printable(app.text().value_or(QString())));
+    return held;
 }
 
 } // namespace murlo

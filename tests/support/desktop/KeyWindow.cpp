@@ -66,7 +66,6 @@ void KeyWindow::takeEvents(int most) {
             XFlush(display);
         }
         if (event.type != KeyPress) continue;
-        ++presses;
         KeySym symbol = NoSymbol;
         XLookupString(&event.xkey, nullptr, 0, &symbol, nullptr);
         char typed[8] = {};

@@ -26,8 +26,6 @@ public:
     /// What was typed, with shortcuts as "<Ctrl+v>" in its place.
     [[nodiscard]] QString text() const { return m_text; }
     void clear() { m_text.clear(); }
-    /// Presses of keys, repeats included.
-    int presses = 0;
     /// How often the window lost the focus.
     int focusLosses = 0;
 

@@ -75,40 +75,6 @@ void PhysicalKeyboard::release(const QByteArray& name) {
     m_server->move(m_server->keycode(name), false);
 }
 
-void PhysicalKeyboard::type(const QString& text) {
-    if (!m_server->device) return;
-    XkbStateRec state{};
-    XkbGetState(m_server->display, XkbUseCoreKbd, &state);
-    int first = 0;
-    int last = 0;
-    XDisplayKeycodes(m_server->display, &first, &last);
-    for (const char32_t character : text.toUcs4()) {
-        // Latin 1 characters are their own symbols, others have numbers of their own kind.
-        KeySym wanted = character < 0x100 ? character : 0x01000000 | character;
-        if (character == '\n') wanted = XStringToKeysym("Return");
-        if (character == '\t') wanted = XStringToKeysym("Tab");
-        for (int key = first; key <= last; ++key) {
-            const auto code = static_cast<KeyCode>(key);
-            const auto typed = [&](unsigned level) {
-                return XkbKeycodeToKeysym(m_server->display, code, state.group,
-                                          static_cast<int>(level));
-            };
-            if (typed(0) == wanted) {
-                m_server->move(code, true);
-                m_server->move(code, false);
-                break;
-            }
-            if (typed(1) == wanted) {
-                press("LFSH");
-                m_server->move(code, true);
-                m_server->move(code, false);
-                release("LFSH");
-                break;
-            }
-        }
-    }
-}
-
 void PhysicalKeyboard::setPlugged(bool plugged) {
     if (!m_server->device) return;
     unsigned char enabled = plugged ? 1 : 0;

@@ -1,14 +1,13 @@
 #pragma once
 
 #include <QByteArray>
-#include <QString>
 
 #include <memory>
 
 namespace murlo {
 
 /// The hardware keyboard of a virtual desktop: its keys are seen by everybody as pressed by hand.
-/// Keys are named by their place as XKB does ("LFSH", "AC01", "ESC"), or by what they type.
+/// Keys are named by their place as XKB does ("LFSH", "AC01", "ESC").
 class PhysicalKeyboard {
 public:
     /// Connects to the desktop of the DISPLAY variable and looks for its keyboard device.
@@ -26,9 +25,6 @@ public:
         press(name);
         release(name);
     }
-    /// Types with the keys of the current layout, Shift where it is needed. Characters that no key
-    /// has are left out.
-    void type(const QString& text);
     /// Unplugs the keyboard, or plugs it in again.
     void setPlugged(bool plugged);
     /// A key event of another program, as remote desktops and on-screen keyboards make them.

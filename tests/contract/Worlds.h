@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QTest>
+
+#include <memory>
+
+namespace murlo {
+
+/// What a contract's cases happen in: the port, and whatever stands at its other end. One kind has
+/// the fake in it, another one the real adapter.
+class ContractWorld {
+public:
+    ContractWorld() = default;
+    ContractWorld(const ContractWorld&) = delete;
+    ContractWorld& operator=(const ContractWorld&) = delete;
+    virtual ~ContractWorld() = default;
+};
+
+/// One row of test data for each kind.
+inline void addWorlds() {
+    QTest::addColumn<bool>("real");
+    QTest::newRow("fake") << false;
+    QTest::newRow("real") << true;
+}
+
+/// The world of the current row.
+template <typename World, typename Fake, typename Real>
+[[nodiscard]] std::unique_ptr<World> makeWorldOfRow() {
+    if (*static_cast<const bool*>(QTest::qData("real", qMetaTypeId<bool>())))
+        return std::make_unique<Real>();
+    return std::make_unique<Fake>();
+}
+
+} // namespace murlo
