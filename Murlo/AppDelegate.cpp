@@ -1,6 +1,7 @@
 #include "AppDelegate.h"
 
 #include "CompositionRoot.h"
+#include "screens/Screens.h"
 #include "support/Log.h"
 
 #include <QCoreApplication>
@@ -9,11 +10,13 @@ namespace murlo {
 
 namespace {
 constexpr double permissionPoll = 3.0; // seconds
-}
+constexpr double warmUpDelay = 0.5;    // after the launch has settled
+} // namespace
 
 AppDelegate::AppDelegate(CompositionRoot& root, std::function<void()> quit)
     : m_root(root)
-    , m_quit(std::move(quit)) {}
+    , m_quit(std::move(quit))
+    , m_settingsWindow(windowActions()) {}
 
 AppDelegate::~AppDelegate() {
     willTerminate();
@@ -24,16 +27,90 @@ void AppDelegate::didFinishLaunching() {
     Log::write(QStringLiteral("permissions: ") + m_root.permissions.diagnostic());
     wireSystemEvents();
     wireHotkeys();
+    wireStatusItem();
     wireSettings();
     wireController();
     m_root.server.start();
     startHotkeys();
+    listenForProbeRequests();
+    m_warmUp = m_root.platform.scheduler->after(warmUpDelay, [this] { m_root.overlay.warmUp(); });
 }
 
 void AppDelegate::wireController() {
+    m_root.controller.onStateChange = [this](const DictationState& state) {
+        statusItem().apply(state);
+        m_settingsWindow.refresh();
+    };
     m_root.controller.onEngineStateChange = [this](const EngineState& state) {
         m_root.settingsModel.setEngineState(state);
+        m_settingsWindow.refresh();
     };
+}
+
+StatusItemController& AppDelegate::statusItem() {
+    if (!m_statusItem) {
+        m_statusItem = std::make_unique<StatusItemController>(StatusItemController::Partners{
+            m_root.controller, m_root.settings, m_root.settingsModel, *m_root.platform.pasteboard,
+            *m_root.platform.desktop, m_root.paths.file(QStringLiteral("brisvane.log"))});
+    }
+    return *m_statusItem;
+}
+
+void AppDelegate::wireStatusItem() {
+    StatusItemController& item = statusItem();
+    item.onToggleDictation = [this] { toggleDictation(); };
+    item.onOpenSettings = [this] { m_settingsWindow.showSettings(); };
+    item.onRestartEngine = [this] { m_root.server.restart(); };
+    item.onQuit = [this] { quitRequested(); };
+    item.show();
+}
+
+SettingsWindowActions AppDelegate::windowActions() {
+    return {[this] { return statusItem().entries(); },
+            [this](const MenuEntry& entry) { statusItem().perform(entry); },
+            [this] { return m_root.controller.history(); },
+            [this] { return m_root.settingsModel.hotkeyLive(); },
+            [this] {
+                m_root.platform.desktop->open(m_root.paths.file(QStringLiteral("brisvane.log")));
+            }};
+}
+
+void AppDelegate::toggleDictation() {
+    if (m_root.controller.isRecording())
+        m_root.controller.finish();
+    else
+        m_root.controller.begin(false);
+}
+
+void AppDelegate::listenForProbeRequests() {
+    DiagnosticNotifications& notifications = *m_root.platform.diagnostics;
+    notifications.onIm = [this] {
+        const auto access = [this] { return static_cast<int>(m_root.platform.eventTap->access()); };
+        const int before = access();
+        const bool granted = m_root.permissions.inputMonitoringGranted();
+        Log::write(
+            QStringLiteral("im-probe: before=%1 request→%2 after=%3 (0=granted 1=denied 2=unknown)")
+                .arg(before)
+                .arg(granted ? QStringLiteral("true") : QStringLiteral("false"))
+                .arg(access()));
+    };
+    notifications.onSnapshot = [this] {
+        const auto written = renderScreens(m_root.paths.file(QStringLiteral("screens")));
+        Log::write(written ? QStringLiteral("snapshot: %1 pictures written").arg(*written)
+                           : QStringLiteral("snapshot: the pictures could not be written"));
+    };
+    notifications.start();
+}
+
+void AppDelegate::quitRequested() {
+    if (m_powerOffPending || m_root.settings.truth(SettingKey::hasQuitOnce)) {
+        m_quit();
+        return;
+    }
+    m_quitQuestion.ask([this] {
+        m_root.settings.set(SettingKey::hasQuitOnce, true);
+        m_quit();
+    });
 }
 
 void AppDelegate::wireHotkeys() {
@@ -53,6 +130,7 @@ void AppDelegate::wireSettings() {
 void AppDelegate::wireSystemEvents() {
     SystemEvents& events = *m_root.platform.systemEvents;
     events.onTerminationSignal = m_quit;
+    events.onWillPowerOff = [this] { m_powerOffPending = true; };
     events.start();
     m_root.platform.singleInstance->onOpenedAgain = [this](const QStringList&) { handleReopen(); };
 }
@@ -111,16 +189,20 @@ void AppDelegate::watchForPermissions() {
 
 void AppDelegate::publishHotkeyState() {
     m_root.settingsModel.setHotkeyLive(m_root.hotkeys.hasTap() && m_root.hotkeys.hasLiveTap());
+    m_settingsWindow.refresh();
 }
 
 void AppDelegate::handleReopen() {
-    // There is no window to bring forward yet; the log tells that the start was noticed.
     Log::write(QStringLiteral("app: opened again, already running"));
+    m_settingsWindow.showSettings();
 }
 
 void AppDelegate::willTerminate() {
     if (std::exchange(m_terminated, true)) return;
     m_permissionWatcher.cancel();
+    m_warmUp.cancel();
+    m_quitQuestion.withdraw();
+    m_settingsWindow.close();
     m_root.hotkeys.stop();
     m_root.server.shutdown();
     Log::write(QStringLiteral("app: terminated"));

@@ -1,6 +1,9 @@
 #pragma once
 
 #include "MurloKit/TriggerKey.h"
+#include "menubar/QuitQuestion.h"
+#include "menubar/SettingsWindow.h"
+#include "menubar/StatusItemController.h"
 #include "platform/Scheduler.h"
 
 #include <functional>
@@ -22,6 +25,11 @@ public:
     void didFinishLaunching();
     /// The user has started Murlo again while it runs.
     void handleReopen();
+    /// The user wants to quit: asks whether that is meant, until it was confirmed once. Not for a
+    /// quit that the system asks for.
+    void quitRequested();
+    /// The session ends: from now on no quit is asked about.
+    void sessionEnds() { m_powerOffPending = true; }
     /// Stops the triggers and the engine. Once; later calls do nothing.
     void willTerminate();
 
@@ -30,6 +38,11 @@ private:
     void wireHotkeys();
     void wireSettings();
     void wireSystemEvents();
+    void wireStatusItem();
+    void listenForProbeRequests();
+    void toggleDictation();
+    [[nodiscard]] StatusItemController& statusItem();
+    [[nodiscard]] SettingsWindowActions windowActions();
     void startHotkeys();
     void handleDoubleTap(HotkeyAction action);
     void handleTriggerUp(HotkeyAction action, double heldSeconds);
@@ -39,6 +52,11 @@ private:
     CompositionRoot& m_root;
     std::function<void()> m_quit;
     ScheduledWork m_permissionWatcher;
+    ScheduledWork m_warmUp;
+    std::unique_ptr<StatusItemController> m_statusItem;
+    SettingsWindowController m_settingsWindow;
+    QuitQuestion m_quitQuestion;
+    bool m_powerOffPending = false;
     bool m_terminated = false;
 };
 

@@ -1,5 +1,7 @@
 #include "CompositionRoot.h"
 
+#include "overlay/NonKeyPanel.h"
+
 #include <QGuiApplication>
 #include <QScreen>
 
@@ -21,14 +23,18 @@ ScreenGeometry currentScreens() {
 
 } // namespace
 
-CompositionRoot::CompositionRoot(Platform& on, const Paths& paths, quint16 enginePort)
+CompositionRoot::CompositionRoot(Platform& on, const Paths& at, quint16 enginePort)
     : platform(on)
+    , paths(at)
     , settings(paths, *on.scheduler)
     , history(paths, *on.scheduler)
     , settingsModel(settings, *on.loginItem)
     , permissions(*on.microphoneAuthorization, *on.accessibility, *on.eventTap)
     , hotkeys(*on.eventTap, settings, *on.scheduler)
-    , overlay(*on.scheduler)
+    , overlay(*on.scheduler,
+              [&on](OverlayModel& model) {
+                  return std::make_unique<NonKeyPanel>(model, *on.scheduler, *on.desktop);
+              })
     , sounds(*on.sounds)
     , recorder(*on.scheduler, *on.audioInput, *on.microphoneAuthorization,
                [this](const QString& kind, const QString& detail) { errors.report(kind, detail); })
@@ -46,6 +52,7 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& paths, quint16 engin
     , enhancer(*on.applications, *on.scheduler)
     , controller({*on.scheduler, settings, recorder, overlay, server, *http, targets, delivery,
                   keptRecording, enhancer, errors, *on.microphoneAuthorization, *on.systemEvents,
-                  sounds}) {}
+                  sounds})
+    , callout(*on.scheduler, settings, *on.desktop) {}
 
 } // namespace murlo

@@ -9,6 +9,7 @@
 #include "dictation/Sounds.h"
 #include "dictation/TextInserter.h"
 #include "dictation/WhisperServer.h"
+#include "menubar/MenuBarCallout.h"
 #include "overlay/OverlayController.h"
 #include "platform/Platform.h"
 #include "settings/Settings.h"
@@ -26,9 +27,10 @@ namespace murlo {
 /// the reverse order. It makes and hands over; it decides nothing.
 struct CompositionRoot {
     /// `enginePort` is the TCP port of the speech engine on 127.0.0.1.
-    CompositionRoot(Platform& on, const Paths& paths, quint16 enginePort);
+    CompositionRoot(Platform& on, const Paths& at, quint16 enginePort);
 
     Platform& platform;
+    Paths paths;
     Settings settings;
     HistoryStore history;
     ErrorReporter errors;
@@ -47,6 +49,7 @@ struct CompositionRoot {
     KeptRecording keptRecording;
     PromptEnhancer enhancer;
     DictationController controller;
+    MenuBarCallout callout;
 };
 
 } // namespace murlo

@@ -1,10 +1,13 @@
 #include "AppDelegate.h"
 #include "CompositionRoot.h"
+#include "look/Look.h"
 #include "platform/Platform.h"
+#include "screens/Screens.h"
 #include "support/Log.h"
 #include "support/Paths.h"
 
 #include <QApplication>
+#include <QPalette>
 
 #include <cstdio>
 
@@ -22,6 +25,9 @@ int run(QApplication& application) {
     {
         murlo::CompositionRoot root(platform, paths, enginePort);
         murlo::AppDelegate delegate(root, [&application] { application.quit(); });
+        QObject::connect(
+            &application, &QGuiApplication::commitDataRequest, &application,
+            [&delegate] { delegate.sessionEnds(); }, Qt::DirectConnection);
         delegate.didFinishLaunching();
         status = QApplication::exec();
         delegate.willTerminate();
@@ -30,10 +36,34 @@ int run(QApplication& application) {
     return status;
 }
 
+/// Murlo's windows are light on any desktop.
+void forceLightAppearance() {
+    QApplication::setStyle(QStringLiteral("Fusion"));
+    QPalette light(QColor(239, 239, 242), QColor(246, 246, 248));
+    light.setColor(QPalette::Highlight, murlo::Look::accent);
+    light.setColor(QPalette::HighlightedText, Qt::white);
+    QApplication::setPalette(light);
+}
+
+/// Renders the screens instead of running; needs no display.
+int snapshot(const QString& folder) {
+    const auto written = murlo::renderScreens(folder);
+    if (!written) {
+        std::fprintf(stderr, "murlo: the pictures could not be written to %s\n",
+                     qPrintable(folder));
+        return 1;
+    }
+    std::printf("%d pictures\n", *written);
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
+    // murlo --snapshot FOLDER
+    const bool renders = argc == 3 && qstrcmp(argv[1], "--snapshot") == 0;
+    if (renders) qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (!renders && qEnvironmentVariableIsEmpty("DISPLAY")) {
         std::fputs("murlo: needs an X11 desktop session: DISPLAY is not set.\n", stderr);
         return 1;
     }
@@ -45,5 +75,6 @@ int main(int argc, char** argv) {
     QApplication::setApplicationDisplayName(QStringLiteral("Murlo"));
     QApplication::setApplicationVersion(QStringLiteral(MURLO_VERSION));
     QApplication::setQuitOnLastWindowClosed(false);
-    return run(application);
+    forceLightAppearance();
+    return renders ? snapshot(QString::fromLocal8Bit(argv[2])) : run(application);
 }

@@ -3,6 +3,8 @@
 #include "platform/Accessibility.h"
 #include "platform/Applications.h"
 #include "platform/AudioEngine.h"
+#include "platform/Desktop.h"
+#include "platform/DiagnosticNotifications.h"
 #include "platform/EventTap.h"
 #include "platform/HttpClient.h"
 #include "platform/KeySynthesizer.h"
@@ -37,6 +39,8 @@ struct Platform {
     std::unique_ptr<EventTap> eventTap;
     std::unique_ptr<KeySynthesizer> keySynthesizer;
     std::unique_ptr<Pasteboard> pasteboard;
+    std::unique_ptr<Desktop> desktop;
+    std::unique_ptr<DiagnosticNotifications> diagnostics;
 };
 
 /// The adapters for the desktop session this process runs in. Call it on the main thread with the

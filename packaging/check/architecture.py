@@ -13,10 +13,13 @@ SUBSYSTEMS = {
     "support": [],
     "settings": ["support"],
     "triggers": ["settings", "support"],
-    "overlay": ["settings", "support"],
+    "look": [],
+    "overlay": ["look", "settings", "support"],
     "telemetry": ["settings", "support"],
     "account": ["settings", "support", "triggers"],
     "setup": ["settings", "support"],
+    "screens": ["look", "menubar", "overlay", "settings", "support"],
+    "menubar": ["dictation", "look", "overlay", "settings", "support", "triggers"],
     "dictation": ["account", "overlay", "settings", "support", "telemetry", "triggers"],
 }
 # Headers of the operating system and the desktop: adapters and their tests alone.

@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/linux/atspi/AtspiAccessibility.h"
+#include "platform/linux/freedesktop/DBusNotifications.h"
 #include "platform/linux/freedesktop/Login1SystemEvents.h"
 #include "platform/linux/freedesktop/OpenMicrophone.h"
 #include "platform/linux/freedesktop/QtHttpClient.h"
@@ -12,6 +13,7 @@
 #include "platform/linux/pulse/PulseAudioInput.h"
 #include "platform/linux/pulse/PulseSoundPlayer.h"
 #include "platform/linux/x11/X11Applications.h"
+#include "platform/linux/x11/X11Desktop.h"
 #include "platform/linux/x11/X11EventTap.h"
 #include "platform/linux/x11/X11KeySynthesizer.h"
 #include "platform/linux/x11/X11Pasteboard.h"
@@ -55,6 +57,8 @@ Platform loadPlatform() {
         return focus->focusIsTerminal() || windows->frontmostIsTerminal();
     });
     platform.pasteboard = std::make_unique<X11Pasteboard>();
+    platform.desktop = std::make_unique<X11Desktop>();
+    platform.diagnostics = std::make_unique<DBusNotifications>();
     return platform;
 }
 

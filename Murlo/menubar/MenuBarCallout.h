@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/Scheduler.h"
+
+#include <QList>
+#include <QRect>
+#include <QWidget>
+
+#include <memory>
+
+namespace murlo {
+
+class Desktop;
+class Settings;
+
+/// Where the callout points and stands, in screen coordinates.
+struct CalloutPlacement {
+    QRect frame;       ///< of the card without its arrow
+    QPoint tip;        ///< of the arrow
+    bool above = true; ///< the arrow is above the card
+};
+
+/// Places a callout of a size at the status item: 8 points away from it, centred on it as far as
+/// the screen allows. A tray that does not tell where the item is (`item` empty) is taken to be at
+/// the right end of the edge that panels leave the least room at; `visible` is the screen without
+/// them.
+[[nodiscard]] CalloutPlacement calloutPlacement(const QSize& size, const QRect& item,
+                                                const QRect& screen, const QRect& visible);
+
+/// The one-time pointer to the status item, after the set-up. Main thread.
+class MenuBarCallout {
+public:
+    MenuBarCallout(Scheduler& scheduler, Settings& settings, Desktop& desktop)
+        : m_scheduler(scheduler)
+        , m_settings(settings)
+        , m_desktop(desktop) {}
+
+    /// Shows it for 5 seconds, if it never was before; `item` is the status item's place, empty
+    /// where the tray does not tell.
+    void showOnce(const QRect& item);
+
+    /// Its size in points, arrow and shadow apart.
+    [[nodiscard]] static QSize size();
+    /// Paints the card and its arrow.
+    static void paint(QPainter& painter, const CalloutPlacement& placement);
+
+private:
+    Scheduler& m_scheduler;
+    Settings& m_settings;
+    Desktop& m_desktop;
+    std::unique_ptr<QWidget> m_panel;
+    ScheduledWork m_end;
+};
+
+} // namespace murlo

@@ -1,0 +1,96 @@
+#include "menubar/MenuEntries.h"
+
+#include "MurloKit/Characters.h"
+
+namespace murlo {
+
+namespace {
+
+constexpr int titleCharacters = 48;
+
+const MenuEntry separator;
+
+QList<MenuEntry> recentEntries(const QStringList& history) {
+    QList<MenuEntry> entries;
+    for (qsizetype i = 0; i < history.size(); ++i) {
+        entries.append({historyTitle(history[i]),
+                        MenuCommand::copyHistory,
+                        static_cast<int>(i),
+                        true,
+                        {},
+                        {}});
+    }
+    return entries;
+}
+
+} // namespace
+
+QString dictationTitle(DictationState::Case state, const QString& triggerLabel) {
+    switch (state) {
+    case DictationState::listening:
+    case DictationState::transcribing:
+    case DictationState::enhancing:
+        return QStringLiteral("Stop Dictation");
+    case DictationState::idle:
+    case DictationState::delivered:
+    case DictationState::failed:
+        break;
+    }
+    return QStringLiteral("Start Dictation  (double-tap %1)").arg(triggerLabel);
+}
+
+QString engineTitle(const EngineState& state) {
+    switch (state.state) {
+    case EngineState::loading:
+        return QStringLiteral("Engine: loading model…");
+    case EngineState::ready:
+        return QStringLiteral("Engine: ready");
+    case EngineState::failed:
+        return QStringLiteral("Engine: ") + state.message;
+    case EngineState::stopped:
+        break;
+    }
+    return QStringLiteral("Engine: stopped");
+}
+
+QString historyTitle(const QString& text) {
+    QString line = text;
+    line.replace(QLatin1String("\r\n"), QLatin1String(" "));
+    for (const QChar lineBreak : {QChar(u'\n'), QChar(u'\r'), QChar(u'\v'), QChar(u'\f'),
+                                  QChar(u'\x85'), QChar(u'\u2028'), QChar(u'\u2029')})
+        line.replace(lineBreak, QLatin1Char(' '));
+    if (Characters::count(line) <= titleCharacters) return line;
+    return Characters::first(line, titleCharacters) + QChar(u'…');
+}
+
+QList<MenuEntry> menuEntries(const MenuInput& input) {
+    const auto entry = [](const QString& title, MenuCommand command, const QString& shortcut = {}) {
+        return MenuEntry{title, command, -1, true, shortcut, {}};
+    };
+    QList<MenuEntry> menu;
+    menu << entry(dictationTitle(input.dictation, input.triggerLabel), MenuCommand::toggleDictation)
+         << separator << entry(engineTitle(input.engine), MenuCommand::restartEngine);
+    if (!input.history.isEmpty()) {
+        menu << separator << MenuEntry{QStringLiteral("Recent"),    MenuCommand::none, -1, true, {},
+                                       recentEntries(input.history)};
+    }
+    menu << separator;
+    if (input.setupTitle) menu << entry(*input.setupTitle, MenuCommand::openSetup);
+    menu << entry(QStringLiteral("Open Murlo…"), MenuCommand::openSettings,
+                  QStringLiteral("Ctrl+,"));
+    if (input.hasSelfTest)
+        menu << entry(QStringLiteral("Run Self-Test…"), MenuCommand::runSelfTest);
+    if (input.logWanted) menu << entry(QStringLiteral("Open Log"), MenuCommand::openLog);
+    menu << separator;
+    if (input.update)
+        menu << entry(QStringLiteral("Update to %1…").arg(*input.update), MenuCommand::openUpdate);
+    MenuEntry version = entry(QStringLiteral("Murlo ") +
+                                  (input.version.isEmpty() ? QStringLiteral("dev") : input.version),
+                              MenuCommand::none);
+    version.enabled = false;
+    menu << version
+         << entry(QStringLiteral("Quit Murlo"), MenuCommand::quit, QStringLiteral("Ctrl+Q"));
+    return menu;
+}
+
+} // namespace murlo

@@ -1,0 +1,41 @@
+#include "menubar/QuitQuestion.h"
+
+#include "look/Look.h"
+#include "menubar/StatusItemController.h"
+
+#include <QPushButton>
+
+namespace murlo {
+
+std::unique_ptr<QMessageBox> QuitQuestion::makeBox() {
+    auto box = std::make_unique<QMessageBox>();
+    box->setWindowTitle(QStringLiteral("Murlo"));
+    box->setWindowFlag(Qt::WindowStaysOnTopHint);
+    box->setIconPixmap(statusIcon(Look::accent).pixmap(48));
+    box->setText(QStringLiteral("Quit Murlo?"));
+    box->setInformativeText(
+        QStringLiteral("Your double-tap shortcut stops working until you open Murlo again."));
+    // Roles decide where a desktop puts its buttons; the first and default one is the harmless one.
+    auto* cancel = box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+    box->addButton(QStringLiteral("Quit"), QMessageBox::AcceptRole);
+    box->setDefaultButton(cancel);
+    box->setEscapeButton(cancel);
+    return box;
+}
+
+void QuitQuestion::ask(std::function<void()> quit) {
+    if (!m_box) {
+        m_box = makeBox();
+        QObject::connect(m_box.get(), &QMessageBox::buttonClicked, m_box.get(),
+                         [this, quit = std::move(quit)](QAbstractButton* button) {
+                             const bool yes = m_box->buttonRole(button) == QMessageBox::AcceptRole;
+                             m_box.release()->deleteLater(); // it is still telling of the click
+                             if (yes) quit();
+                         });
+        m_box->open();
+    }
+    m_box->raise();
+    m_box->activateWindow();
+}
+
+} // namespace murlo

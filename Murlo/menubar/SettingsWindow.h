@@ -1,0 +1,71 @@
+#pragma once
+
+#include "menubar/MenuEntries.h"
+
+#include <QLabel>
+#include <QListWidget>
+#include <QMainWindow>
+#include <QPushButton>
+
+#include <functional>
+#include <memory>
+
+namespace murlo {
+
+/// What Murlo's window reads and does; everything goes through the menu's records, so window and
+/// menu cannot disagree.
+struct SettingsWindowActions {
+    std::function<QList<MenuEntry>()> entries;
+    std::function<void(const MenuEntry&)> perform;
+    std::function<QStringList()> history; ///< the full texts, newest first
+    std::function<bool()> hotkeysLive;
+    std::function<void()> openLog;
+};
+
+/// Murlo's window: what the tray's menu offers, for desktops without a tray. Main thread.
+class SettingsWindow : public QMainWindow {
+    Q_OBJECT
+
+public:
+    explicit SettingsWindow(SettingsWindowActions actions);
+
+    /// Takes up what has changed.
+    void refresh();
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void installMainMenu();
+    QWidget* makeContent();
+    [[nodiscard]] std::optional<MenuEntry> entry(MenuCommand command) const;
+    void performCommand(MenuCommand command);
+    void copySelected();
+
+    SettingsWindowActions m_actions;
+    QLabel* m_hint = nullptr;
+    QLabel* m_engine = nullptr;
+    QPushButton* m_toggle = nullptr;
+    QListWidget* m_recent = nullptr;
+    QPushButton* m_copy = nullptr;
+    QLabel* m_version = nullptr;
+};
+
+/// The window while it is open: made when it is shown, gone when it is closed. Main thread.
+class SettingsWindowController {
+public:
+    explicit SettingsWindowController(SettingsWindowActions actions)
+        : m_actions(std::move(actions)) {}
+
+    /// Shows the window, or brings it to the front.
+    void showSettings();
+    void close() { m_window.reset(); }
+    /// Tells the window, if it is open, that what it shows has changed.
+    void refresh();
+
+private:
+    SettingsWindowActions m_actions;
+    std::unique_ptr<SettingsWindow> m_window;
+};
+
+} // namespace murlo

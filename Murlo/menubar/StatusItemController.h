@@ -1,0 +1,74 @@
+#pragma once
+
+#include "MurloKit/DictationState.h"
+#include "menubar/MenuEntries.h"
+
+#include <QMenu>
+#include <QObject>
+#include <QSystemTrayIcon>
+
+#include <functional>
+
+namespace murlo {
+
+class Desktop;
+class DictationController;
+class Pasteboard;
+class Settings;
+class SettingsModel;
+
+/// Murlo's one permanent presence: the item in the desktop's tray, tinted by what goes on, and its
+/// menu, which is made anew at each opening. It decides nothing: every command is a callback. Main
+/// thread.
+class StatusItemController : public QObject {
+    Q_OBJECT
+
+public:
+    std::function<void()> onToggleDictation;
+    std::function<void()> onOpenSettings;
+    std::function<void()> onRestartEngine;
+    std::function<void()> onSelfTest;        ///< no entry without it
+    std::function<QString()> setupMenuTitle; ///< no entry without it
+    std::function<void()> onOpenSetup;
+    std::function<void()> onQuit;
+
+    /// Who the menu reads from and acts on.
+    struct Partners {
+        const DictationController& controller;
+        const Settings& settings;
+        const SettingsModel& settingsModel; ///< for the engine's state
+        Pasteboard& pasteboard;
+        Desktop& desktop;
+        QString log; ///< path of the log file
+    };
+
+    explicit StatusItemController(Partners partners);
+    ~StatusItemController() override;
+
+    /// Puts the item into the tray, now or as soon as there is one.
+    void show();
+    /// Tints the item: red while it listens, orange after a failure.
+    void apply(const DictationState& state);
+    /// Makes the menu anew from what is true now.
+    void menuNeedsUpdate();
+
+    /// The menu as records, as it would be now.
+    [[nodiscard]] QList<MenuEntry> entries() const;
+    /// Carries out an entry.
+    void perform(const MenuEntry& entry);
+    /// The item's place on the screen; empty where the tray does not tell.
+    [[nodiscard]] QRect geometry() const { return m_item.geometry(); }
+
+private:
+    void fill(QMenu& menu, const QList<MenuEntry>& entries);
+    void copyHistory(int index);
+
+    Partners m_with;
+    QMenu m_menu;
+    QSystemTrayIcon m_item;
+};
+
+/// The tray item's picture in a tint; without one, readable on light panels and on dark ones.
+[[nodiscard]] QIcon statusIcon(const QColor& tint);
+
+} // namespace murlo

@@ -1,0 +1,217 @@
+#include "overlay/CardPainter.h"
+
+#include "look/Blur.h"
+#include "look/Look.h"
+#include "look/Shapes.h"
+#include "overlay/CardMetrics.h"
+#include "overlay/StatusRow.h"
+
+#include <QFontMetricsF>
+
+#include <cmath>
+
+namespace murlo {
+
+namespace {
+
+constexpr double shadowBlur = 12;
+constexpr double shadowDrop = 3;
+
+/// The card's empty surface with its shadow. Its two ends hold all that is costly; they change
+/// only while the card grows, and a card that changes its width stretches what is between them.
+struct Backdrop {
+    QSize card; ///< in pixels
+    double ratio = 0;
+    CardSurface surface = CardSurface::translucent;
+    QSize narrow; ///< the narrowest card of this height, in pixels
+    QImage ends;  ///< its picture; the column in the middle is to be stretched
+    QImage image;
+};
+
+constexpr double margin = 1.5 * shadowBlur + shadowDrop;
+/// How far a corner and its shadow reach into the card.
+constexpr double endWidth = 1.3 * CardMetrics::radius + 1.5 * shadowBlur;
+
+QImage mask(const QSize& size, double ratio, const QPainterPath& outline, double strength) {
+    QImage image(size, QImage::Format_Alpha8);
+    image.setDevicePixelRatio(ratio);
+    image.fill(0);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillPath(outline, QColor::fromRgbF(0, 0, 0, static_cast<float>(strength)));
+    return image;
+}
+
+QImage makeBackdrop(const QSizeF& size, double radius, double ratio, CardSurface surface) {
+    const QSize pixels((size * ratio + QSizeF(2, 2) * margin * ratio).toSize());
+    const QRectF card(QPointF(margin, margin), size);
+    const QPainterPath outline = continuousRect(card, radius);
+    const bool translucent = surface == CardSurface::translucent;
+    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+    if (translucent) {
+        image = tinted(
+            blurred(mask(pixels, ratio, outline.translated(0, shadowDrop), 1), shadowBlur * ratio),
+            Look::shadow);
+    } else {
+        image.fill(Qt::transparent);
+    }
+    image.setDevicePixelRatio(ratio);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (translucent) { // no shadow under the glass itself
+        painter.setCompositionMode(QPainter::CompositionMode_DestinationOut);
+        painter.fillPath(outline, Qt::black);
+        painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    }
+    painter.fillPath(outline, translucent ? Look::panel : Look::panelOpaque);
+    painter.setPen(QPen(Look::panelBorder, Look::hairline));
+    constexpr double half = Look::hairline / 2;
+    painter.drawPath(continuousRect(card.adjusted(half, half, -half, -half), radius - half));
+    return image;
+}
+
+/// A picture of `width` pixels, the middle column of `ends` repeated.
+QImage stretched(const QImage& ends, int width) {
+    if (ends.width() == width) return ends;
+    const int end = ends.width() / 2;
+    QImage image(width, ends.height(), ends.format());
+    for (int y = 0; y < ends.height(); ++y) {
+        const auto* from = reinterpret_cast<const QRgb*>(ends.constScanLine(y));
+        auto* to = reinterpret_cast<QRgb*>(image.scanLine(y));
+        std::copy_n(from, end, to);
+        std::fill(to + end, to + width - end, from[end]);
+        std::copy_n(from + ends.width() - end, end, to + width - end);
+    }
+    image.setDevicePixelRatio(ends.devicePixelRatio());
+    return image;
+}
+
+/// The backdrop of a card of so many pixels.
+const QImage& backdropFor(const QSize& card, double radius, double ratio, CardSurface surface) {
+    static Backdrop cache;
+    if (cache.card == card && cache.ratio == ratio && cache.surface == surface) return cache.image;
+    const int narrowest = 2 * static_cast<int>(std::ceil(endWidth * ratio)) + 1;
+    const QSize narrow(std::min(card.width(), narrowest), card.height());
+    if (cache.narrow != narrow || cache.ratio != ratio || cache.surface != surface)
+        cache.ends = makeBackdrop(QSizeF(narrow) / ratio, radius, ratio, surface);
+    const int more = card.width() - narrow.width();
+    cache = {card,   ratio,      surface,
+             narrow, cache.ends, stretched(cache.ends, cache.ends.width() + more)};
+    return cache.image;
+}
+
+void paintBackdrop(QPainter& painter, const CardRecord& card, CardSurface surface) {
+    const double ratio = painter.device()->devicePixelRatioF();
+    // Edges meet the pixels, also while they move.
+    const QPoint from((card.card.topLeft() * ratio).toPoint());
+    const QPoint to((card.card.bottomRight() * ratio).toPoint());
+    const QSize size(to.x() - from.x(), to.y() - from.y());
+    const QImage& image = backdropFor(size, card.radius, ratio, surface);
+    const QPoint border((image.width() - size.width()) / 2, (image.height() - size.height()) / 2);
+    painter.drawImage(QPointF(from - border) / ratio, image);
+}
+
+QColor faded(QColor color, double opacity) {
+    color.setAlphaF(color.alphaF() * static_cast<float>(opacity));
+    return color;
+}
+
+void paintRow(QPainter& painter, const PlacedRow& placed) {
+    painter.save();
+    painter.translate(placed.origin);
+    painter.setOpacity(painter.opacity() * placed.opacity);
+    painter.setPen(Qt::NoPen);
+    for (const CardFill& fill : placed.row.fills) {
+        painter.setBrush(fill.color);
+        painter.drawRoundedRect(fill.rect, fill.radius, fill.radius);
+    }
+    for (const CardSymbol& symbol : placed.row.symbols)
+        drawSymbol(painter, symbol.symbol, symbol.square, faded(symbol.color, symbol.opacity),
+                   symbol.phase);
+    for (const CardText& text : placed.row.texts) {
+        painter.setFont(cardFont(text.font));
+        painter.setPen(faded(text.color, text.opacity));
+        painter.drawText(text.baseline, text.text);
+    }
+    painter.restore();
+}
+
+/// A word out of focus.
+void paintBlurred(QPainter& painter, const CardText& word) {
+    const double ratio = painter.device()->devicePixelRatioF();
+    const QFontMetricsF metrics(cardFont(word.font));
+    const double around = std::ceil(word.blur * 1.5) + 2;
+    const QSizeF size(metrics.horizontalAdvance(word.text) + 2 * around,
+                      metrics.height() + 2 * around);
+    QImage letters((size * ratio).toSize(), QImage::Format_Alpha8);
+    letters.setDevicePixelRatio(ratio);
+    letters.fill(0);
+    const QPointF baseline(around, std::ceil(around + metrics.ascent()));
+    {
+        QPainter onto(&letters);
+        onto.setFont(cardFont(word.font));
+        onto.setPen(Qt::black);
+        onto.drawText(baseline, word.text);
+    }
+    painter.drawImage(-baseline,
+                      tinted(blurred(letters, word.blur * ratio), faded(word.color, word.opacity)));
+}
+
+void paintWord(QPainter& painter, const CardText& word, const CardRecord& card) {
+    painter.save();
+    painter.translate(word.baseline);
+    if (word.scale != 1) painter.scale(word.scale, word.scale);
+    constexpr double sharp = 0.4;
+    if (word.blur > sharp) {
+        paintBlurred(painter, word);
+    } else {
+        const QColor color = faded(word.color, word.opacity);
+        const double top = card.transcript.top();
+        painter.setFont(cardFont(word.font));
+        if (word.baseline.y() - CardMetrics::wordBaseline < top + card.fade) {
+            QLinearGradient fade(0, top - word.baseline.y(), 0,
+                                 top + card.fade - word.baseline.y());
+            fade.setColorAt(0, faded(color, 0));
+            fade.setColorAt(1, color);
+            painter.setPen(QPen(QBrush(fade), 1));
+        } else {
+            painter.setPen(color);
+        }
+        painter.drawText(QPointF(), word.text);
+    }
+    painter.restore();
+}
+
+} // namespace
+
+QPainterPath cardOutline(const CardRecord& card) {
+    return continuousRect(card.card.translated(0, card.lift), card.radius);
+}
+
+void paintCard(QPainter& painter, const CardRecord& card, CardSurface surface) {
+    if (card.opacity <= 0) return;
+    painter.save();
+    painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing |
+                           QPainter::SmoothPixmapTransform);
+    // Where nothing shines through, the card comes and goes without fading into black.
+    if (surface == CardSurface::translucent) {
+        painter.setOpacity(card.opacity);
+        const QPointF foot(card.card.center().x(), card.card.bottom());
+        painter.translate(foot + QPointF(0, card.lift));
+        painter.scale(card.scale, card.scale);
+        painter.translate(-foot);
+    } else {
+        painter.translate(0, card.lift);
+    }
+    paintBackdrop(painter, card, surface);
+    painter.setClipRect(card.card);
+    for (const PlacedRow& row : card.rows) paintRow(painter, row);
+    if (!card.words.isEmpty()) {
+        constexpr double bleed = 8; // descenders, and words out of focus
+        painter.setClipRect(card.transcript.adjusted(-bleed, 0, bleed, bleed), Qt::IntersectClip);
+        for (const CardText& word : card.words) paintWord(painter, word, card);
+    }
+    painter.restore();
+}
+
+} // namespace murlo

@@ -1,0 +1,192 @@
+#include "overlay/NonKeyPanel.h"
+
+#include "overlay/CardPainter.h"
+#include "overlay/Placement.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QScreen>
+
+namespace murlo {
+
+namespace {
+
+constexpr double longestStep = 0.1; ///< seconds of motion that one frame may skip
+
+/// What is painted anew when the card turns from one record into the other.
+QRect damage(const CardRecord& before, const CardRecord& after) {
+    constexpr int shadow = 20;
+    const auto all = [](const CardRecord& card) {
+        return card.card.isEmpty()
+                   ? QRect()
+                   : card.card.toAlignedRect().adjusted(-shadow, -shadow, shadow, shadow + 10);
+    };
+    const bool onlyRow = before.card == after.card && before.opacity == after.opacity &&
+                         before.lift == after.lift && before.words == after.words &&
+                         before.transcript == after.transcript;
+    if (!onlyRow) return all(before) | all(after);
+    QRect rows;
+    for (const CardRecord* card : {&before, &after}) {
+        for (const PlacedRow& row : card->rows)
+            rows |= QRectF(row.origin, row.row.size).toAlignedRect();
+    }
+    return rows.adjusted(-2, -2, 2, 2);
+}
+
+} // namespace
+
+NonKeyPanel::NonKeyPanel(OverlayModel& model, Scheduler& scheduler, Desktop& desktop)
+    : QWidget(nullptr, Qt::ToolTip | Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint |
+                           Qt::WindowStaysOnTopHint | Qt::WindowTransparentForInput |
+                           Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint)
+    , m_model(model)
+    , m_scheduler(scheduler)
+    , m_desktop(desktop) {
+    setAttribute(Qt::WA_TranslucentBackground);
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    setWindowTitle(QStringLiteral("Murlo"));
+    setAccessibleName(QStringLiteral("Dictation"));
+    resize(static_cast<int>(CardMetrics::panelWidth), static_cast<int>(CardMetrics::panelHeight));
+    for (const auto signal : {&OverlayModel::stateChanged, &OverlayModel::barsChanged,
+                              &OverlayModel::elapsedChanged, &OverlayModel::wordsChanged})
+        connect(&model, signal, this, &NonKeyPanel::modelChanged);
+    connect(&model, &OverlayModel::presentedChanged, this, &NonKeyPanel::presentedChanged);
+    followScreens();
+    warmFonts();
+    create(); // the window itself, not yet on the screen
+}
+
+NonKeyPanel::~NonKeyPanel() = default;
+
+const CardMetrics::Motions& NonKeyPanel::motions() const {
+    return m_desktop.reducesMotion() ? CardMetrics::reduced : CardMetrics::lively;
+}
+
+CardSurface NonKeyPanel::surface() const {
+    return m_desktop.isComposited() ? CardSurface::translucent : CardSurface::opaque;
+}
+
+void NonKeyPanel::warmFonts() const {
+    // Loading the fonts and drawing each letter for the first time is most of a first frame's time.
+    OverlayModel sample;
+    sample.setState({DictationState::listening, {}});
+    sample.setElapsed(1234567.0 / 60);
+    sample.setWords(transcriptWords(wordsOf(
+        QStringLiteral("The quick brown fox jumps over the lazy dog's back, twice. Why? AI!"))));
+    CardMotion motion;
+    motion.update(sample, CardMetrics::reduced);
+    sample.setPresented(true);
+    motion.update(sample, CardMetrics::reduced);
+    motion.advance(1);
+    QImage canvas(size(), QImage::Format_ARGB32_Premultiplied);
+    QPainter painter(&canvas);
+    paintCard(painter, motion.present(), surface());
+}
+
+void NonKeyPanel::followScreens() {
+    const auto followOne = [this](QScreen* screen) {
+        connect(screen, &QScreen::geometryChanged, this, &NonKeyPanel::screensChanged);
+        connect(screen, &QScreen::availableGeometryChanged, this, &NonKeyPanel::screensChanged);
+    };
+    for (QScreen* screen : QGuiApplication::screens()) followOne(screen);
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, followOne);
+    for (const auto signal : {&QGuiApplication::screenAdded, &QGuiApplication::screenRemoved,
+                              &QGuiApplication::primaryScreenChanged})
+        connect(qGuiApp, signal, this, &NonKeyPanel::screensChanged);
+}
+
+void NonKeyPanel::screensChanged() {
+    // On a later turn: by then the toolkit has moved the window of a screen that went away.
+    m_scheduler.nextTurn(m_lifetime.guard([this] {
+        if (m_up) orderFront();
+    }));
+}
+
+void NonKeyPanel::place() {
+    QList<ScreenFrame> screens;
+    for (const QScreen* screen : QGuiApplication::screens()) // the primary one comes first
+        screens.append({screen->geometry(), screen->availableGeometry()});
+    const QRect frame = cardPlacement(screens, QCursor::pos());
+    if (!frame.isEmpty()) setGeometry(frame);
+}
+
+void NonKeyPanel::orderFront() {
+    m_up = true;
+    place();
+    takeFrame();
+    shape();
+    if (!isVisible()) show();
+    raise();
+    m_desktop.keepAbove(winId(), PanelLevel::card);
+    modelChanged();
+}
+
+void NonKeyPanel::orderOut() {
+    m_up = false;
+    m_clock.cancel();
+    m_desktop.letGo(winId());
+    hide();
+    // The next card begins from nothing.
+    m_motion = {};
+    m_record = {};
+}
+
+void NonKeyPanel::modelChanged() {
+    if (!m_up || m_clock.isPending()) return;
+    // However often the model changes, it is looked at once per frame.
+    m_lastFrame = m_scheduler.uptime();
+    m_motion.update(m_model, motions());
+    m_clock = m_scheduler.every(CardMetrics::frameInterval, [this] { tick(); });
+}
+
+void NonKeyPanel::presentedChanged() {
+    modelChanged();
+    if (!m_up || !m_model.isPresented()) return;
+    // Who has just asked for the card does not wait for its first frame.
+    m_motion.update(m_model, motions());
+    m_motion.advance(CardMetrics::frameInterval);
+    m_lastFrame = m_scheduler.uptime();
+    takeFrame();
+    repaint();
+}
+
+void NonKeyPanel::tick() {
+    const double now = m_scheduler.uptime();
+    const double passed = std::clamp(now - std::exchange(m_lastFrame, now), 0.0, longestStep);
+    m_motion.update(m_model, motions());
+    m_motion.advance(passed);
+    takeFrame();
+    if (!m_motion.isMoving()) m_clock.cancel();
+}
+
+void NonKeyPanel::takeFrame() {
+    m_motion.update(m_model, motions());
+    const CardRecord before = std::exchange(m_record, m_motion.present());
+    if (surface() == CardSurface::opaque && cardOutline(before) != cardOutline(m_record)) shape();
+    if (const QRect changed = damage(before, m_record); !changed.isEmpty()) update(changed);
+}
+
+void NonKeyPanel::shape() {
+    if (surface() == CardSurface::translucent) {
+        clearMask();
+        return;
+    }
+    // An empty mask would be none at all, so what shows nothing keeps a pixel outside.
+    const QRect nothing(-2, -2, 1, 1);
+    setMask(m_record.card.isEmpty() ? QRegion(nothing)
+                                    : QRegion(cardOutline(m_record).toFillPolygon().toPolygon()));
+}
+
+void NonKeyPanel::paintEvent(QPaintEvent* event) {
+    QPainter painter(this);
+    painter.setClipRegion(event->region());
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.fillRect(event->rect(), Qt::transparent);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    paintCard(painter, m_record, surface());
+}
+
+} // namespace murlo

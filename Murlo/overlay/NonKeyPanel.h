@@ -1,0 +1,53 @@
+#pragma once
+
+#include "overlay/CardMotion.h"
+#include "overlay/CardPainter.h"
+#include "overlay/OverlayPanel.h"
+#include "platform/Desktop.h"
+#include "platform/Scheduler.h"
+
+#include <QWidget>
+
+namespace murlo {
+
+/// The card's window: above everything, without ever taking the focus or a click. It draws the
+/// model it is given and animates it, at 60 frames per second while something moves and not at all
+/// otherwise. Main thread.
+class NonKeyPanel : public QWidget, public OverlayPanel {
+    Q_OBJECT
+
+public:
+    NonKeyPanel(OverlayModel& model, Scheduler& scheduler, Desktop& desktop);
+    ~NonKeyPanel() override;
+
+    void orderFront() override;
+    void orderOut() override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    void warmFonts() const;
+    void place();
+    void followScreens();
+    void screensChanged();
+    void modelChanged();
+    void presentedChanged();
+    void tick();
+    void takeFrame();
+    void shape();
+    [[nodiscard]] const CardMetrics::Motions& motions() const;
+    [[nodiscard]] CardSurface surface() const;
+
+    OverlayModel& m_model;
+    Scheduler& m_scheduler;
+    Desktop& m_desktop;
+    CardMotion m_motion;
+    CardRecord m_record;
+    bool m_up = false;      ///< on the screen, or wanted there
+    double m_lastFrame = 0; ///< uptime
+    ScheduledWork m_clock;  ///< runs while something moves
+    Lifetime m_lifetime;
+};
+
+} // namespace murlo

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QString>
+#include <QtGlobal>
+
+#include <functional>
+
+namespace murlo {
+
+/// Which of Murlo's floating windows covers which, lowest first.
+enum class PanelLevel { card, hints };
+
+/// What the desktop's user has set and what its window system offers to Murlo's own windows. Main
+/// thread; answers at once, from what is known.
+class Desktop {
+public:
+    /// Any of the answers below has changed.
+    std::function<void()> onChange;
+
+    Desktop() = default;
+    Desktop(const Desktop&) = delete;
+    Desktop& operator=(const Desktop&) = delete;
+    virtual ~Desktop() = default;
+
+    /// Whether the user has switched animations off or asked for less motion.
+    [[nodiscard]] virtual bool reducesMotion() const = 0;
+    /// Whether windows can be translucent now.
+    [[nodiscard]] virtual bool isComposited() const = 0;
+
+    /// Keeps a window that the window manager does not manage above all others, a full-screen one
+    /// that is raised later included, until `letGo`. `window` is the native id of a window that is
+    /// being shown; one that is gone is forgotten.
+    virtual void keepAbove(quint64 window, PanelLevel level) = 0;
+    virtual void letGo(quint64 window) = 0;
+
+    /// Opens a file with the program that the user has chosen for its kind; false when there is
+    /// none or the file is missing.
+    virtual bool open(const QString& path) = 0;
+};
+
+} // namespace murlo

@@ -1,0 +1,161 @@
+#include "overlay/NonKeyPanel.h"
+#include "overlay/Placement.h"
+#include "overlay/StatusRow.h"
+#include "overlay/TranscriptTypesetter.h"
+#include "tests/support/VirtualScheduler.h"
+
+#include <QTest>
+
+using namespace murlo;
+
+namespace {
+
+class QuietDesktop : public Desktop {
+public:
+    [[nodiscard]] bool reducesMotion() const override { return false; }
+    [[nodiscard]] bool isComposited() const override { return true; }
+    void keepAbove(quint64 window, PanelLevel) override { kept.insert(window); }
+    void letGo(quint64 window) override { kept.remove(window); }
+    bool open(const QString&) override { return false; }
+
+    QSet<quint64> kept;
+};
+
+/// The card as it stands once nothing moves any more, but for turning symbols.
+CardRecord atRest(const DictationState& state, const QString& words = {}, double elapsed = 0) {
+    OverlayModel model;
+    CardMotion motion;
+    model.setState(state);
+    motion.update(model, CardMetrics::lively);
+    model.setPresented(true);
+    model.setElapsed(elapsed);
+    model.setWords(transcriptWords(wordsOf(words)));
+    motion.update(model, CardMetrics::lively);
+    for (int i = 0; i < 300; ++i) motion.advance(CardMetrics::frameInterval);
+    return motion.present();
+}
+
+QStringList rowTexts(const CardRecord& card) {
+    QStringList texts;
+    for (const CardText& text : card.rows.last().row.texts) texts.append(text.text);
+    return texts;
+}
+
+} // namespace
+
+class RecordingCardTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void wordsThatWouldCrossTheEdgeBeginTheNextLine() {
+        // Widths that no font decides.
+        for (const auto& [word, width] :
+             {std::pair("w188", 188.0), std::pair("w189", 189.0), std::pair("w500", 500.0)})
+            TranscriptTypesetter::widthCache().insert(word, width);
+        const auto places = TranscriptTypesetter::layout(
+            transcriptWords({"w188", "w188", "w188", "w189", "w500", "w188"}), 380);
+        QList<QPair<double, int>> got;
+        for (const PlacedWord& place : places) got.append({place.x, place.line});
+        QCOMPARE(got,
+                 (QList<QPair<double, int>>{{0, 0}, {192, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 4}}));
+    }
+
+    void theLastTwoLinesAreSeen() {
+        TranscriptTypesetter::widthCache().insert("wide", 380);
+        double lower = 0;
+        for (int lines = 1; lines <= 4; ++lines) {
+            const CardRecord card =
+                atRest({DictationState::listening, {}}, QStringLiteral("wide ").repeated(lines));
+            QCOMPARE(card.words.size(), std::min(lines, 2));
+            QCOMPARE(card.transcript.height(), lines == 1 ? 24.0 : 58.0);
+            QCOMPARE(card.fade, lines == 1 ? 0.0 : 10.0);
+            QCOMPARE(card.words.last().baseline.y() - card.transcript.bottom(), 17.0 - 24);
+            if (lines > 1) QCOMPARE(card.words[1].baseline.y() - card.words[0].baseline.y(), 24.0);
+            // What is there stays where it is while lines are added above.
+            if (lines > 1) QCOMPARE(card.words.last().baseline.y(), lower);
+            lower = card.words.last().baseline.y();
+        }
+        const DictationState failed{DictationState::failed, "No."};
+        QVERIFY(atRest(failed, "some words").words.isEmpty());
+    }
+
+    void aMessageIsReadableInsideThePanel_data() {
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<bool>("whole");
+        QTest::newRow("short") << "Nothing was transcribed." << true;
+        QTest::newRow("two lines") << "Copied to clipboard. No text box has focus. Click into one "
+                                      "and paste with ⌘V."
+                                   << true;
+        QTest::newRow("no blanks") << QString(2000, 'x') << false;
+        QTest::newRow("endless") << QStringLiteral("It failed and failed. ").repeated(60) << false;
+    }
+
+    void aMessageIsReadableInsideThePanel() {
+        QFETCH(QString, message);
+        QFETCH(bool, whole);
+        const CardRecord card = atRest({DictationState::failed, message});
+        QVERIFY(QRectF(0, 0, 480, 200).contains(card.card));
+        const QString shown = rowTexts(card).join(' ');
+        QCOMPARE(shown.endsWith(QChar(0x2026)), !whole);
+        if (whole) QCOMPARE(shown, message.replace("⌘V", "Ctrl+V"));
+        for (const CardText& text : card.rows.last().row.texts) {
+            const double right = card.rows.last().origin.x() + text.baseline.x() +
+                                 QFontMetricsF(cardFont(text.font)).horizontalAdvance(text.text);
+            QVERIFY(right <= card.card.right());
+        }
+    }
+
+    void theClockDoesNotMoveWhileItCounts() {
+        const auto cells = [](double elapsed, const QString& shown) {
+            const CardRecord card = atRest({DictationState::listening, {}}, {}, elapsed);
+            QList<double> middles;
+            for (const CardText& cell : card.rows.last().row.texts) {
+                const QFontMetricsF metrics(cardFont(CardFont::clock));
+                middles.append(cell.baseline.x() + metrics.horizontalAdvance(cell.text) / 2);
+            }
+            QStringList texts = rowTexts(card);
+            std::ranges::sort(middles);
+            std::ranges::reverse(texts);
+            return texts.join(QString()) == shown ? middles : QList<double>();
+        };
+        QCOMPARE(cells(71.9, "1:11").size(), 4);
+        QCOMPARE(cells(71.9, "1:11"), cells(548, "9:08"));
+    }
+
+    void nothingTicksWhileTheCardIsStillOrHidden() {
+        VirtualScheduler scheduler;
+        QuietDesktop desktop;
+        OverlayModel model;
+        NonKeyPanel panel(model, scheduler, desktop);
+        model.push(0.3F);
+        QCOMPARE(scheduler.pendingTimers(), 0);
+        model.setState({DictationState::delivered, {}});
+        panel.orderFront();
+        model.setPresented(true);
+        QVERIFY(panel.isVisible());
+        QCOMPARE(desktop.kept.size(), 1);
+        QCOMPARE(scheduler.pendingTimers(), 1);
+        scheduler.advance(3);
+        QCOMPARE(scheduler.pendingTimers(), 0);
+        model.push(0.5F);
+        model.push(0.6F);
+        QCOMPARE(scheduler.pendingTimers(), 1); // for both
+        panel.orderOut();
+        QCOMPARE(scheduler.pendingTimers(), 0);
+        QVERIFY(!panel.isVisible() && desktop.kept.isEmpty());
+    }
+
+    void theCardStandsOnThePointersScreen() {
+        const QList<ScreenFrame> screens{
+            {{0, 0, 1920, 1080}, {0, 0, 1920, 1040}},
+            {{1920, -200, 1280, 1024}, {1920, -200, 1280, 1024}},
+        };
+        QCOMPARE(cardPlacement(screens, {5, 5}), QRect(720, 766, 480, 200));
+        QCOMPARE(cardPlacement(screens, {1920, -200}), QRect(2320, 550, 480, 200));
+        QCOMPARE(cardPlacement(screens, {-50, 9000}), QRect(720, 766, 480, 200));
+        QVERIFY(cardPlacement({}, {}).isEmpty());
+    }
+};
+
+QTEST_MAIN(RecordingCardTest)
+#include "RecordingCardTest.moc"
