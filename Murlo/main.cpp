@@ -43,6 +43,7 @@ void forceLightAppearance() {
     light.setColor(QPalette::Highlight, murlo::Look::accent);
     light.setColor(QPalette::HighlightedText, Qt::white);
     QApplication::setPalette(light);
+    QApplication::setFont(murlo::Look::font(murlo::Look::body));
 }
 
 /// Renders the screens instead of running; needs no display.

@@ -18,7 +18,7 @@ namespace {
 
 constexpr int distance = 8;   ///< between item and callout
 constexpr int arrow = 14;     ///< side of the arrow's square
-constexpr int arrowInset = 4; ///< of that square into the card
+constexpr int arrowInset = 7; ///< of that square into the card
 constexpr double radius = 14;
 constexpr double lasts = 5; ///< seconds
 constexpr double lineHeight = 19;

@@ -26,10 +26,12 @@ QPixmap mark(int side, const QColor& tint) {
         drawSymbol(painter, Symbol::brand, square, tint);
         return pixmap;
     }
-    // White, with a shade around it that shows on light panels alone.
+    // White with a dark rim: the tray does not tell how dark its panel is.
+    const double rim = side / 20.0;
     for (const QPointF& shift :
-         {QPointF(0.7, 0), QPointF(-0.7, 0), QPointF(0, 0.7), QPointF(0, -0.7)})
-        drawSymbol(painter, Symbol::brand, square.translated(shift), QColor(0, 0, 0, 120));
+         {QPointF(rim, 0), QPointF(-rim, 0), QPointF(0, rim), QPointF(0, -rim), QPointF(rim, rim),
+          QPointF(-rim, -rim), QPointF(rim, -rim), QPointF(-rim, rim)})
+        drawSymbol(painter, Symbol::brand, square.translated(shift), QColor(20, 20, 24, 150));
     drawSymbol(painter, Symbol::brand, square, Qt::white);
     return pixmap;
 }
@@ -40,6 +42,26 @@ QIcon statusIcon(const QColor& tint) {
     QIcon icon;
     for (const int side : {16, 22, 24, 32, 44, 48}) icon.addPixmap(mark(side, tint));
     return icon;
+}
+
+void fillMenu(QMenu& menu, const QList<MenuEntry>& entries,
+              const std::function<void(const MenuEntry&)>& perform) {
+    for (const MenuEntry& entry : entries) {
+        if (entry.isSeparator()) {
+            menu.addSeparator();
+            continue;
+        }
+        QString title = entry.title;
+        title.replace(QLatin1Char('&'), QLatin1String("&&")); // no mnemonics in what was dictated
+        if (!entry.submenu.isEmpty()) {
+            fillMenu(*menu.addMenu(title), entry.submenu, perform);
+            continue;
+        }
+        QAction* action = menu.addAction(title);
+        action->setEnabled(entry.enabled);
+        if (!entry.shortcut.isEmpty()) action->setShortcut(QKeySequence(entry.shortcut));
+        QObject::connect(action, &QAction::triggered, &menu, [perform, entry] { perform(entry); });
+    }
 }
 
 StatusItemController::StatusItemController(Partners partners)
@@ -87,26 +109,7 @@ QList<MenuEntry> StatusItemController::entries() const {
 
 void StatusItemController::menuNeedsUpdate() {
     m_menu.clear();
-    fill(m_menu, entries());
-}
-
-void StatusItemController::fill(QMenu& menu, const QList<MenuEntry>& entries) {
-    for (const MenuEntry& entry : entries) {
-        if (entry.isSeparator()) {
-            menu.addSeparator();
-            continue;
-        }
-        QString title = entry.title;
-        title.replace(QLatin1Char('&'), QLatin1String("&&")); // no mnemonics in what was dictated
-        if (!entry.submenu.isEmpty()) {
-            fill(*menu.addMenu(title), entry.submenu);
-            continue;
-        }
-        QAction* action = menu.addAction(title);
-        action->setEnabled(entry.enabled);
-        if (!entry.shortcut.isEmpty()) action->setShortcut(QKeySequence(entry.shortcut));
-        connect(action, &QAction::triggered, this, [this, entry] { perform(entry); });
-    }
+    fillMenu(m_menu, entries(), [this](const MenuEntry& entry) { perform(entry); });
 }
 
 void StatusItemController::perform(const MenuEntry& entry) {

@@ -60,13 +60,16 @@ public:
     [[nodiscard]] QRect geometry() const { return m_item.geometry(); }
 
 private:
-    void fill(QMenu& menu, const QList<MenuEntry>& entries);
     void copyHistory(int index);
 
     Partners m_with;
     QMenu m_menu;
     QSystemTrayIcon m_item;
 };
+
+/// Makes the actions of a menu from its records; `perform` is called for the one that is chosen.
+void fillMenu(QMenu& menu, const QList<MenuEntry>& entries,
+              const std::function<void(const MenuEntry&)>& perform);
 
 /// The tray item's picture in a tint; without one, readable on light panels and on dark ones.
 [[nodiscard]] QIcon statusIcon(const QColor& tint);

@@ -2,6 +2,7 @@
 #include "overlay/Placement.h"
 #include "overlay/StatusRow.h"
 #include "overlay/TranscriptTypesetter.h"
+#include "tests/support/FakeDesktop.h"
 #include "tests/support/VirtualScheduler.h"
 
 #include <QTest>
@@ -9,17 +10,6 @@
 using namespace murlo;
 
 namespace {
-
-class QuietDesktop : public Desktop {
-public:
-    [[nodiscard]] bool reducesMotion() const override { return false; }
-    [[nodiscard]] bool isComposited() const override { return true; }
-    void keepAbove(quint64 window, PanelLevel) override { kept.insert(window); }
-    void letGo(quint64 window) override { kept.remove(window); }
-    bool open(const QString&) override { return false; }
-
-    QSet<quint64> kept;
-};
 
 /// The card as it stands once nothing moves any more, but for turning symbols.
 CardRecord atRest(const DictationState& state, const QString& words = {}, double elapsed = 0) {
@@ -124,7 +114,7 @@ private Q_SLOTS:
 
     void nothingTicksWhileTheCardIsStillOrHidden() {
         VirtualScheduler scheduler;
-        QuietDesktop desktop;
+        FakeDesktop desktop;
         OverlayModel model;
         NonKeyPanel panel(model, scheduler, desktop);
         model.push(0.3F);

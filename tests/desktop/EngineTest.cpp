@@ -51,6 +51,14 @@ bool isAlive(int pid) {
     return ::kill(pid, 0) == 0;
 }
 
+/// Processor time that a program has used, in clock ticks.
+int ticksUsed(int pid) {
+    QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!file.open(QIODevice::ReadOnly)) return 0;
+    const auto columns = file.readAll().split(')').last().split(' ');
+    return columns.value(12).toInt() + columns.value(13).toInt();
+}
+
 /// What an engine is asked to do while something happens to it.
 enum class Moment { idle, loading, transcribing };
 

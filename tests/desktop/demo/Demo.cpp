@@ -166,7 +166,7 @@ Demo::Step Demo::dictate() {
     const double seconds = Speaker::duration(m_recording);
     say(QStringLiteral("speaking for %1 s").arg(seconds, 0, 'f', 1));
     const bool playing = m_speaker.play(m_recording);
-    letPass(600);
+    letPass(static_cast<int>(850 * seconds)); // most of it is said, and its words are seen
     picture("2-listening");
     const bool played = playing && m_speaker.finish();
     letPass(breath);

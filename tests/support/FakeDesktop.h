@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/Desktop.h"
+
+#include <QMap>
+#include <QStringList>
+
+namespace murlo {
+
+/// A desktop as the test wants it.
+class FakeDesktop : public Desktop {
+public:
+    [[nodiscard]] bool reducesMotion() const override { return reduced; }
+    [[nodiscard]] bool isComposited() const override { return composited; }
+    void keepAbove(quint64 window, PanelLevel level) override { kept[window] = level; }
+    void letGo(quint64 window) override { kept.remove(window); }
+    bool open(const QString& path) override {
+        opened.append(path);
+        return true;
+    }
+
+    bool reduced = false;
+    bool composited = true;
+    QMap<quint64, PanelLevel> kept;
+    QStringList opened;
+};
+
+} // namespace murlo
