@@ -37,6 +37,7 @@ void progress(const QString& what);
 [[nodiscard]] QList<Figure> microphoneFigures();
 [[nodiscard]] QList<Figure> tapFigures();
 [[nodiscard]] QList<Figure> dictationFigures(const QString& model);
+[[nodiscard]] QList<Figure> cardFigures();
 [[nodiscard]] QList<Figure> processFigures(const QString& model);
 
 } // namespace murlo

@@ -78,7 +78,7 @@ void printJson(const QList<Figure>& figures) {
 } // namespace
 
 /// murlo-bench [--json] [--model FILE (else $MURLO_MODEL)] [--only
-/// audio|microphone|tap|dictation|process]
+/// audio|microphone|tap|dictation|card|process]
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
     const QStringList arguments = QApplication::arguments();
@@ -102,6 +102,7 @@ int main(int argc, char** argv) {
     if (wanted("microphone")) figures += murlo::microphoneFigures();
     if (wanted("tap")) figures += murlo::tapFigures();
     if (wanted("dictation")) figures += murlo::dictationFigures(model);
+    if (wanted("card")) figures += murlo::cardFigures();
     if (wanted("process")) figures += murlo::processFigures(model);
     if (arguments.contains(QStringLiteral("--json"))) {
         printJson(figures);

@@ -1,0 +1,184 @@
+#include "Figures.h"
+#include "MurloKit/TranscriptAccumulator.h"
+#include "overlay/NonKeyPanel.h"
+#include "overlay/OverlayController.h"
+#include "overlay/TranscriptTypesetter.h"
+#include "platform/linux/freedesktop/QtScheduler.h"
+#include "platform/linux/x11/X11Desktop.h"
+#include "tests/support/desktop/Waiting.h"
+
+#include <QEvent>
+#include <QFile>
+#include <QFontMetricsF>
+
+#include <ctime>
+#include <xcb/xcb.h>
+
+namespace murlo {
+
+namespace {
+
+/// Seconds of processor time that this process has used.
+double processSeconds() {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+double residentMegabytes() {
+    QFile file(QStringLiteral("/proc/self/statm"));
+    if (!file.open(QIODevice::ReadOnly)) return 0;
+    return file.readAll().split(' ').value(1).toDouble() * 4096 / 1e6;
+}
+
+/// What the screen shows in the middle of the card's badge.
+class BadgePixel {
+public:
+    [[nodiscard]] QByteArray now() const {
+        const auto image =
+            m_x.reply(xcb_get_image_reply, xcb_get_image(m_x, XCB_IMAGE_FORMAT_Z_PIXMAP, m_x.root(),
+                                                         455, 788, 1, 1, ~0U));
+        if (!image) return {};
+        return {reinterpret_cast<const char*>(xcb_get_image_data(image.get())), 4};
+    }
+
+private:
+    XcbConnection m_x;
+};
+
+class PaintCounter : public QObject {
+public:
+    int paints = 0;
+
+protected:
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override {
+        if (event->type() == QEvent::Paint) ++paints;
+        return false;
+    }
+};
+
+class CardBench {
+public:
+    QList<Figure> measure();
+
+private:
+    double secondsToCard();
+    QList<Figure> listening();
+
+    QtScheduler m_scheduler;
+    X11Desktop m_desktop;
+    BadgePixel m_pixel;
+    PaintCounter m_counter;
+    OverlayController m_overlay{m_scheduler, [this](OverlayModel& model) {
+                                    auto panel = std::make_unique<NonKeyPanel>(model, m_scheduler,
+                                                                               m_desktop);
+                                    panel->installEventFilter(&m_counter);
+                                    return panel;
+                                }};
+};
+
+/// From `show` until the screen has changed where the card is.
+double CardBench::secondsToCard() {
+    const QByteArray before = m_pixel.now();
+    const double start = seconds();
+    m_overlay.show({DictationState::listening, {}});
+    (void)waitFor([&] { return m_pixel.now() != before; }, 2000, 0);
+    const double took = seconds() - start;
+    letPass(600);
+    m_overlay.hide();
+    letPass(600);
+    return took;
+}
+
+QList<Figure> CardBench::listening() {
+    m_overlay.show({DictationState::listening, {}});
+    letPass(500);
+    const QStringList words =
+        QStringLiteral("and so the words come one after the other").split(QLatin1Char(' '));
+    QStringList said;
+    m_counter.paints = 0;
+    const double start = seconds();
+    const double used = processSeconds();
+    double lastWord = start;
+    double elapsed = 0;
+    const auto levels = m_scheduler.every(0.01, [&] {
+        m_overlay.model().push(static_cast<float>(0.1 + 0.1 * std::sin(seconds() * 9)));
+        if (seconds() - lastWord > 0.4) {
+            lastWord = seconds();
+            said.append(words[said.size() % words.size()]);
+            m_overlay.model().setWords(transcriptWords(said));
+        }
+        elapsed += 0.01;
+        m_overlay.model().setElapsed(elapsed);
+    });
+    (void)waitFor([&] { return seconds() - start > 6; }, 10000, 2);
+    const double took = seconds() - start;
+    const double share = (processSeconds() - used) / took * 100;
+    const double frames = m_counter.paints / took;
+    m_overlay.hide();
+    letPass(700);
+    const double idleStart = processSeconds();
+    letPass(2000);
+    const double idle = (processSeconds() - idleStart) / 2 * 100;
+    return {{QStringLiteral("listening card with words, processor time"), share,
+             QStringLiteral("% of a core"), idle,
+             QStringLiteral("the same loop with the card hidden")},
+            {QStringLiteral("listening card, frames"), frames, QStringLiteral("per second"), 60,
+             QStringLiteral("the clock's")}};
+}
+
+QList<Figure> CardBench::measure() {
+    const double before = residentMegabytes();
+    const double cold = secondsToCard();
+    QList<double> warm;
+    for (int i = 0; i < 7; ++i) warm.append(secondsToCard());
+    const auto ms = QStringLiteral("ms");
+    const auto aim = QStringLiteral("the aim");
+    QList<Figure> figures{
+        {QStringLiteral("trigger to card on screen, cold"), cold * 1000, ms, 50, aim},
+        {QStringLiteral("trigger to card on screen, warm"), median(warm) * 1000, ms, 50, aim}};
+    figures += listening();
+    const double after = residentMegabytes();
+    figures.append({QStringLiteral("resident memory after cards, whole bench process"), after,
+                    QStringLiteral("MB"), before, QStringLiteral("before the first")});
+    return figures;
+}
+
+QStringList someWords(int count) {
+    QStringList words;
+    for (int i = 0; i < count; ++i) words.append(QStringLiteral("word%1").arg(i % 997));
+    return words;
+}
+
+/// One preview's way into the lines, for transcripts of several lengths.
+QList<Figure> transcriptFigures() {
+    QList<Figure> figures;
+    for (const int count : {50, 500, 5000}) {
+        const QStringList all = someWords(count);
+        const QString preview = all.mid(qMax(0, count - 40)).join(QLatin1Char(' '));
+        TranscriptAccumulator transcript(6);
+        transcript.ingest(all.join(QLatin1Char(' ')));
+        const double ingest = timed(20, [&] { transcript.ingest(preview); });
+        const auto words = transcript.words();
+        const double layout = timed(20, [&] { (void)TranscriptTypesetter::layout(words, 380); });
+        const double measured = timed(3, [&] {
+            const QFontMetricsF metrics(TranscriptTypesetter::attributes());
+            for (const auto& word : words) (void)metrics.horizontalAdvance(word.text);
+        });
+        figures.append({QStringLiteral("taking up a preview at %1 words").arg(count), ingest * 1e3,
+                        QStringLiteral("ms"), 16.7, QStringLiteral("a frame")});
+        figures.append({QStringLiteral("laying out %1 words").arg(count), layout * 1e3,
+                        QStringLiteral("ms"), measured * 1e3,
+                        QStringLiteral("measuring each word anew")});
+    }
+    return figures;
+}
+
+} // namespace
+
+QList<Figure> cardFigures() {
+    progress(QStringLiteral("the card"));
+    return CardBench().measure() + transcriptFigures();
+}
+
+} // namespace murlo
