@@ -107,24 +107,6 @@ void progress(QPainter& painter, const QColor& color, double phase) {
     }
 }
 
-/// Three bars of a voice between the two halves of a text cursor.
-void brand(QPainter& painter, const QColor& color) {
-    painter.setPen(stroke(color, 2.2));
-    painter.drawLine(QPointF(3.4, 9.6), QPointF(3.4, 14.4));
-    painter.drawLine(QPointF(7.7, 6), QPointF(7.7, 18));
-    painter.drawLine(QPointF(12, 9), QPointF(12, 15));
-    QPainterPath cursor(QPointF(15.2, 3.4));
-    cursor.quadTo(18, 3.4, 18, 5.8);
-    cursor.quadTo(18, 3.4, 20.8, 3.4);
-    cursor.moveTo(18, 5.8);
-    cursor.lineTo(18, 18.2);
-    cursor.moveTo(15.2, 20.6);
-    cursor.quadTo(18, 20.6, 18, 18.2);
-    cursor.quadTo(18, 20.6, 20.8, 20.6);
-    painter.setPen(stroke(color, 1.9));
-    painter.drawPath(cursor);
-}
-
 } // namespace
 
 void drawSymbol(QPainter& painter, Symbol symbol, const QRectF& square, const QColor& color,
@@ -153,9 +135,6 @@ void drawSymbol(QPainter& painter, Symbol symbol, const QRectF& square, const QC
         break;
     case Symbol::progress:
         progress(painter, color, phase);
-        break;
-    case Symbol::brand:
-        brand(painter, color);
         break;
     }
     painter.restore();

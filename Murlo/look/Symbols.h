@@ -14,7 +14,6 @@ enum class Symbol {
     warning,    ///< "exclamationmark.triangle.fill"
     arrowUp,    ///< "arrowtriangle.up.fill"
     progress,   ///< a turning ring of spokes; one turn per phase
-    brand,      ///< Murlo's mark
 };
 
 /// Draws a symbol into a square. `phase` (0…1, for those that move) is the part of their cycle.

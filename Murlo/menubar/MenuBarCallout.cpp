@@ -11,6 +11,7 @@
 #include <QGuiApplication>
 #include <QPainter>
 #include <QScreen>
+#include <QWindow>
 
 namespace murlo {
 
@@ -49,7 +50,12 @@ public:
         m_placement.frame.translate(-all.topLeft());
         m_placement.tip -= all.topLeft();
         if (!translucent) {
-            setMask(QRegion(continuousRect(m_placement.frame, radius).toFillPolygon().toPolygon()));
+            const QRect card = m_placement.frame;
+            const int tip = m_placement.tip.x();
+            const int root = m_placement.above ? card.top() : card.bottom();
+            setMask(QRegion(continuousRect(card, radius).toFillPolygon().toPolygon()) +
+                    QRegion(QPolygon(
+                        {m_placement.tip, {tip - arrow / 2, root}, {tip + arrow / 2, root}})));
         }
     }
 
@@ -128,10 +134,12 @@ void MenuBarCallout::showOnce(const QRect& item) {
         calloutPlacement(size(), item, screen->geometry(), screen->availableGeometry()),
         m_desktop.isComposited());
     m_panel->show();
-    m_desktop.keepAbove(m_panel->winId(), PanelLevel::card);
+    // Not the widget's own id: showing it has made the window anew.
+    const quint64 window = m_panel->windowHandle()->winId();
+    m_desktop.keepAbove(window, PanelLevel::card);
     m_settings.set(SettingKey::seenMenuBarCallout, true);
-    m_end = m_scheduler.after(lasts, [this] {
-        m_desktop.letGo(m_panel->winId());
+    m_end = m_scheduler.after(lasts, [this, window] {
+        m_desktop.letGo(window);
         m_panel.reset();
     });
 }

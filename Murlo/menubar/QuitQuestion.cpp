@@ -1,20 +1,30 @@
 #include "menubar/QuitQuestion.h"
 
+#include "look/BrandMark.h"
 #include "look/Look.h"
-#include "menubar/StatusItemController.h"
 
+#include <QLabel>
 #include <QPushButton>
 
 namespace murlo {
 
+namespace {
+constexpr int textWidth = 300;
+}
+
 std::unique_ptr<QMessageBox> QuitQuestion::makeBox() {
     auto box = std::make_unique<QMessageBox>();
     box->setWindowTitle(QStringLiteral("Murlo"));
+    box->setWindowIcon(brandIcon(Look::accent));
     box->setWindowFlag(Qt::WindowStaysOnTopHint);
-    box->setIconPixmap(statusIcon(Look::accent).pixmap(48));
+    box->setIconPixmap(brandIcon(Look::accent).pixmap(48));
     box->setText(QStringLiteral("Quit Murlo?"));
     box->setInformativeText(
         QStringLiteral("Your double-tap shortcut stops working until you open Murlo again."));
+    if (auto* question = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_label")))
+        question->setFont(Look::font(Look::words, QFont::DemiBold));
+    if (auto* advice = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel")))
+        advice->setMinimumWidth(textWidth);
     // Roles decide where a desktop puts its buttons; the first and default one is the harmless one.
     auto* cancel = box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
     box->addButton(QStringLiteral("Quit"), QMessageBox::AcceptRole);

@@ -1,7 +1,7 @@
 #include "menubar/SettingsWindow.h"
 
+#include "look/BrandMark.h"
 #include "look/Look.h"
-#include "menubar/StatusItemController.h"
 
 #include <QApplication>
 #include <QHBoxLayout>
@@ -23,6 +23,28 @@ QLabel* text(const QString& words, const QFont& font, const QColor& color) {
     return label;
 }
 
+/// Flat controls in the colours of `Look`, with a visible focus.
+QString windowStyle() {
+    return QStringLiteral(
+               "QPushButton { background: white; color: %1; border: 1px solid #c9c9d0;"
+               " border-radius: 7px; padding: 6px 14px; }"
+               "QPushButton:hover { background: #f2f2f5; }"
+               "QPushButton:pressed { background: #e4e4ea; }"
+               "QPushButton:disabled { color: #8a8a92; background: #f6f6f8; }"
+               "QPushButton:focus { border: 2px solid %2; padding: 5px 13px; }"
+               "QPushButton#toggle { background: %2; color: white; border-color: %2;"
+               " padding: 9px 14px; font-weight: 600; }"
+               "QPushButton#toggle:hover { background: #0859d2; }"
+               "QPushButton#toggle:pressed { background: #064cb5; }"
+               "QPushButton#toggle:focus { border: 2px solid #063a8a; padding: 8px 13px; }"
+               "QListWidget { background: white; color: %1; border: 1px solid #d6d6dc;"
+               " border-radius: 9px; padding: 4px; outline: none; }"
+               "QListWidget:focus { border: 2px solid %2; padding: 3px; }"
+               "QListWidget::item { padding: 7px 8px; border-radius: 6px; }"
+               "QListWidget::item:selected { background: %2; color: white; }")
+        .arg(Look::windowText.name(), Look::accent.name());
+}
+
 /// Sends an editing command to whoever has the keyboard, as its key would.
 void sendKey(QKeySequence::StandardKey key) {
     QWidget* focus = QApplication::focusWidget();
@@ -37,7 +59,7 @@ void sendKey(QKeySequence::StandardKey key) {
 SettingsWindow::SettingsWindow(SettingsWindowActions actions)
     : m_actions(std::move(actions)) {
     setWindowTitle(QStringLiteral("Murlo"));
-    setWindowIcon(statusIcon(Look::accent));
+    setWindowIcon(brandIcon(Look::accent));
     QPalette light = palette();
     light.setColor(QPalette::Window, Look::window);
     light.setColor(QPalette::WindowText, Look::windowText);
@@ -45,6 +67,7 @@ SettingsWindow::SettingsWindow(SettingsWindowActions actions)
     setFont(Look::font(Look::body));
     installMainMenu();
     setCentralWidget(makeContent());
+    centralWidget()->setStyleSheet(windowStyle());
     refresh();
     resize(460, 520);
 }
@@ -89,9 +112,8 @@ QWidget* SettingsWindow::makeContent() {
 
     auto* head = new QHBoxLayout;
     auto* mark = new QLabel;
-    mark->setPixmap(statusIcon(Look::accent).pixmap(32));
+    mark->setPixmap(brandIcon(Look::accent).pixmap(QSize(32, 32), devicePixelRatioF()));
     head->addWidget(mark);
-    head->addSpacing(4);
     head->addWidget(
         text(QStringLiteral("Murlo"), Look::font(Look::title, QFont::DemiBold), Look::windowText),
         1);
@@ -99,7 +121,7 @@ QWidget* SettingsWindow::makeContent() {
     m_hint = text({}, Look::font(Look::body), Look::windowDim);
     column->addWidget(m_hint);
     m_toggle = new QPushButton;
-    m_toggle->setMinimumHeight(34);
+    m_toggle->setObjectName(QStringLiteral("toggle"));
     connect(m_toggle, &QPushButton::clicked, this,
             [this] { performCommand(MenuCommand::toggleDictation); });
     column->addWidget(m_toggle);
@@ -121,11 +143,17 @@ QWidget* SettingsWindow::makeContent() {
     m_recent = new QListWidget;
     m_recent->setAccessibleName(QStringLiteral("Recent dictations"));
     m_recent->setWordWrap(true);
-    m_recent->setAlternatingRowColors(true);
+    m_recent->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_recent->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     connect(m_recent, &QListWidget::itemActivated, this, [this] { copySelected(); });
     connect(m_recent, &QListWidget::currentRowChanged, this,
             [this](int row) { m_copy->setEnabled(row >= 0); });
     column->addWidget(m_recent, 1);
+    m_nothing = text(QStringLiteral("What you dictate appears here."), Look::font(Look::body),
+                     Look::windowDim);
+    m_nothing->setAlignment(Qt::AlignCenter);
+    auto* inside = new QVBoxLayout(m_recent);
+    inside->addWidget(m_nothing);
 
     auto* foot = new QHBoxLayout;
     m_copy = new QPushButton(QStringLiteral("Copy"));
@@ -179,6 +207,7 @@ void SettingsWindow::refresh() {
     const QStringList history = m_actions.history();
     QStringList shown;
     for (int i = 0; i < m_recent->count(); ++i) shown << m_recent->item(i)->text();
+    m_nothing->setVisible(history.isEmpty());
     if (shown == history) return;
     m_recent->clear();
     m_recent->addItems(history);
@@ -192,8 +221,8 @@ void SettingsWindow::showEvent(QShowEvent* event) {
 
 void SettingsWindowController::showSettings() {
     if (!m_window) {
-        m_window = std::make_unique<SettingsWindow>(m_actions);
-        m_window->setAttribute(Qt::WA_DeleteOnClose, false);
+        m_window = new SettingsWindow(m_actions);
+        m_window->setAttribute(Qt::WA_DeleteOnClose);
     }
     if (m_window->isMinimized()) m_window->showNormal();
     m_window->show();
@@ -202,11 +231,7 @@ void SettingsWindowController::showSettings() {
 }
 
 void SettingsWindowController::refresh() {
-    if (!m_window) return;
-    if (m_window->isVisible())
-        m_window->refresh();
-    else
-        m_window.reset(); // closed: it is made anew when it is wanted
+    if (m_window && m_window->isVisible()) m_window->refresh();
 }
 
 } // namespace murlo

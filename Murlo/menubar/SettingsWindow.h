@@ -5,10 +5,11 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMainWindow>
+#include <QPointer>
 #include <QPushButton>
 
 #include <functional>
-#include <memory>
+#include <optional>
 
 namespace murlo {
 
@@ -47,6 +48,7 @@ private:
     QLabel* m_engine = nullptr;
     QPushButton* m_toggle = nullptr;
     QListWidget* m_recent = nullptr;
+    QLabel* m_nothing = nullptr; ///< in the list's place while it is empty
     QPushButton* m_copy = nullptr;
     QLabel* m_version = nullptr;
 };
@@ -56,16 +58,19 @@ class SettingsWindowController {
 public:
     explicit SettingsWindowController(SettingsWindowActions actions)
         : m_actions(std::move(actions)) {}
+    SettingsWindowController(const SettingsWindowController&) = delete;
+    SettingsWindowController& operator=(const SettingsWindowController&) = delete;
+    ~SettingsWindowController() { close(); }
 
     /// Shows the window, or brings it to the front.
     void showSettings();
-    void close() { m_window.reset(); }
+    void close() { delete m_window.data(); }
     /// Tells the window, if it is open, that what it shows has changed.
     void refresh();
 
 private:
     SettingsWindowActions m_actions;
-    std::unique_ptr<SettingsWindow> m_window;
+    QPointer<SettingsWindow> m_window; ///< deletes itself when it is closed
 };
 
 } // namespace murlo

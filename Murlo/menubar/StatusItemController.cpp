@@ -1,8 +1,8 @@
 #include "menubar/StatusItemController.h"
 
 #include "dictation/DictationController.h"
+#include "look/BrandMark.h"
 #include "look/Look.h"
-#include "look/Symbols.h"
 #include "platform/Desktop.h"
 #include "platform/Pasteboard.h"
 #include "settings/Settings.h"
@@ -11,38 +11,8 @@
 #include <QCoreApplication>
 #include <QCursor>
 #include <QGuiApplication>
-#include <QPainter>
 
 namespace murlo {
-
-namespace {
-
-QPixmap mark(int side, const QColor& tint) {
-    QPixmap pixmap(side, side);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    const QRectF square(0, 0, side, side);
-    if (tint.isValid()) {
-        drawSymbol(painter, Symbol::brand, square, tint);
-        return pixmap;
-    }
-    // White with a dark rim: the tray does not tell how dark its panel is.
-    const double rim = side / 20.0;
-    for (const QPointF& shift :
-         {QPointF(rim, 0), QPointF(-rim, 0), QPointF(0, rim), QPointF(0, -rim), QPointF(rim, rim),
-          QPointF(-rim, -rim), QPointF(rim, -rim), QPointF(-rim, rim)})
-        drawSymbol(painter, Symbol::brand, square.translated(shift), QColor(20, 20, 24, 150));
-    drawSymbol(painter, Symbol::brand, square, Qt::white);
-    return pixmap;
-}
-
-} // namespace
-
-QIcon statusIcon(const QColor& tint) {
-    QIcon icon;
-    for (const int side : {16, 22, 24, 32, 44, 48}) icon.addPixmap(mark(side, tint));
-    return icon;
-}
 
 void fillMenu(QMenu& menu, const QList<MenuEntry>& entries,
               const std::function<void(const MenuEntry&)>& perform) {
@@ -66,14 +36,7 @@ void fillMenu(QMenu& menu, const QList<MenuEntry>& entries,
 
 StatusItemController::StatusItemController(Partners partners)
     : m_with(std::move(partners)) {
-    m_item.setToolTip(QStringLiteral("Murlo"));
-    m_item.setContextMenu(&m_menu);
     connect(&m_menu, &QMenu::aboutToShow, this, &StatusItemController::menuNeedsUpdate);
-    connect(&m_item, &QSystemTrayIcon::activated, this,
-            [this](QSystemTrayIcon::ActivationReason reason) {
-                // Trays open the menu by the other button themselves.
-                if (reason == QSystemTrayIcon::Trigger) m_menu.popup(QCursor::pos());
-            });
     menuNeedsUpdate(); // hosts that ask for the menu before they open it find one
     apply({});
 }
@@ -81,17 +44,33 @@ StatusItemController::StatusItemController(Partners partners)
 StatusItemController::~StatusItemController() = default;
 
 void StatusItemController::show() {
-    m_item.show();
+    m_with.desktop.awaitTray(m_lifetime.guard([this] { makeItem(); }));
+}
+
+void StatusItemController::makeItem() {
+    // Qt decides once per process, when the first item is made, which kind of tray it serves: an
+    // item made before the tray is there might wait for the wrong kind for ever.
+    m_item = std::make_unique<QSystemTrayIcon>(m_icon);
+    m_item->setToolTip(QStringLiteral("Murlo"));
+    m_item->setContextMenu(&m_menu);
+    connect(m_item.get(), &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                // Trays open the menu by the other button themselves.
+                if (reason == QSystemTrayIcon::Trigger) m_menu.popup(QCursor::pos());
+            });
+    m_item->show();
 }
 
 void StatusItemController::apply(const DictationState& state) {
-    static const QIcon normal = statusIcon({});
-    static const QIcon listening = statusIcon(Look::red);
-    static const QIcon failed = statusIcon(Look::orange);
+    static const QIcon normal = brandIcon({});
+    static const QIcon listening = brandIcon(Look::red);
+    static const QIcon failed = brandIcon(Look::orange);
     const QIcon& icon = state.state == DictationState::listening ? listening
                         : state.state == DictationState::failed  ? failed
                                                                  : normal;
-    if (m_item.icon().cacheKey() != icon.cacheKey()) m_item.setIcon(icon);
+    if (m_icon.cacheKey() == icon.cacheKey()) return;
+    m_icon = icon;
+    if (m_item) m_item->setIcon(icon);
 }
 
 QList<MenuEntry> StatusItemController::entries() const {
@@ -108,7 +87,10 @@ QList<MenuEntry> StatusItemController::entries() const {
 }
 
 void StatusItemController::menuNeedsUpdate() {
+    // Clearing a menu leaves its submenus alive.
+    const auto submenus = m_menu.findChildren<QMenu*>(Qt::FindDirectChildrenOnly);
     m_menu.clear();
+    qDeleteAll(submenus);
     fillMenu(m_menu, entries(), [this](const MenuEntry& entry) { perform(entry); });
 }
 

@@ -2,12 +2,14 @@
 
 #include "MurloKit/DictationState.h"
 #include "menubar/MenuEntries.h"
+#include "platform/Scheduler.h"
 
 #include <QMenu>
 #include <QObject>
 #include <QSystemTrayIcon>
 
 #include <functional>
+#include <memory>
 
 namespace murlo {
 
@@ -45,7 +47,8 @@ public:
     explicit StatusItemController(Partners partners);
     ~StatusItemController() override;
 
-    /// Puts the item into the tray, now or as soon as there is one.
+    /// Puts the item into the tray, now or as soon as there is one. It stays through restarts of
+    /// the tray.
     void show();
     /// Tints the item: red while it listens, orange after a failure.
     void apply(const DictationState& state);
@@ -57,21 +60,21 @@ public:
     /// Carries out an entry.
     void perform(const MenuEntry& entry);
     /// The item's place on the screen; empty where the tray does not tell.
-    [[nodiscard]] QRect geometry() const { return m_item.geometry(); }
+    [[nodiscard]] QRect geometry() const { return m_item ? m_item->geometry() : QRect(); }
 
 private:
+    void makeItem();
     void copyHistory(int index);
 
     Partners m_with;
     QMenu m_menu;
-    QSystemTrayIcon m_item;
+    QIcon m_icon;
+    std::unique_ptr<QSystemTrayIcon> m_item; ///< once there is a tray
+    Lifetime m_lifetime;
 };
 
 /// Makes the actions of a menu from its records; `perform` is called for the one that is chosen.
 void fillMenu(QMenu& menu, const QList<MenuEntry>& entries,
               const std::function<void(const MenuEntry&)>& perform);
-
-/// The tray item's picture in a tint; without one, readable on light panels and on dark ones.
-[[nodiscard]] QIcon statusIcon(const QColor& tint);
 
 } // namespace murlo

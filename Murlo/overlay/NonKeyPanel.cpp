@@ -8,6 +8,7 @@
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScreen>
+#include <QWindow>
 
 namespace murlo {
 
@@ -120,14 +121,14 @@ void NonKeyPanel::orderFront() {
     shape();
     if (!isVisible()) show();
     raise();
-    m_desktop.keepAbove(winId(), PanelLevel::card);
+    m_desktop.keepAbove(windowHandle()->winId(), PanelLevel::card);
     modelChanged();
 }
 
 void NonKeyPanel::orderOut() {
     m_up = false;
     m_clock.cancel();
-    m_desktop.letGo(winId());
+    m_desktop.letGo(windowHandle()->winId());
     hide();
     // The next card begins from nothing.
     m_motion = {};

@@ -33,6 +33,10 @@ public:
     virtual void keepAbove(quint64 window, PanelLevel level) = 0;
     virtual void letGo(quint64 window) = 0;
 
+    /// Calls `there` once, as soon as the desktop is known to have a tray: during the call if it
+    /// already is, never where no tray comes. One that is restarted is not told again.
+    virtual void awaitTray(std::function<void()> there) = 0;
+
     /// Opens a file with the program that the user has chosen for its kind; false when there is
     /// none or the file is missing.
     virtual bool open(const QString& path) = 0;

@@ -1,4 +1,5 @@
 #include "MurloKit/TriggerKey.h"
+#include "look/BrandMark.h"
 #include "look/Look.h"
 #include "menubar/MenuBarCallout.h"
 #include "menubar/QuitQuestion.h"
@@ -61,7 +62,7 @@ void paintItems(QPainter& painter) {
         int x = 12;
         for (const QColor& tint : {QColor(), Look::red, Look::orange}) {
             for (const int side : {16, 22, 24}) {
-                const QIcon icon = statusIcon(tint);
+                const QIcon icon = brandIcon(tint);
                 icon.paint(&painter,
                            QRect(x, static_cast<int>(y) + (height - side) / 2, side, side));
                 x += side + 6;
@@ -91,7 +92,7 @@ std::vector<Screen> trayScreens() {
             {QStringLiteral("callout"), {420, 110}, [](QPainter& painter) {
                  painter.fillRect(QRect(0, 0, 420, 110), QColor(120, 140, 160));
                  painter.fillRect(QRect(0, 0, 420, 24), QColor(32, 32, 36));
-                 statusIcon({}).paint(&painter, QRect(350, 0, 24, 24));
+                 brandIcon({}).paint(&painter, QRect(350, 0, 24, 24));
                  MenuBarCallout::paint(
                      painter, calloutPlacement(MenuBarCallout::size(), QRect(350, 0, 24, 24),
                                                QRect(0, 0, 420, 900), QRect(0, 24, 420, 876)));

@@ -14,6 +14,7 @@ public:
     [[nodiscard]] bool isComposited() const override { return composited; }
     void keepAbove(quint64 window, PanelLevel level) override { kept[window] = level; }
     void letGo(quint64 window) override { kept.remove(window); }
+    void awaitTray(std::function<void()> there) override { onTray = std::move(there); }
     bool open(const QString& path) override {
         opened.append(path);
         return true;
@@ -23,6 +24,7 @@ public:
     bool composited = true;
     QMap<quint64, PanelLevel> kept;
     QStringList opened;
+    std::function<void()> onTray; ///< who waits for a tray
 };
 
 } // namespace murlo

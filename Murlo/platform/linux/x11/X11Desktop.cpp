@@ -13,11 +13,19 @@ X11Desktop::X11Desktop()
     m_motion.onChange = [this] {
         if (onChange) onChange();
     };
+    m_trayWatch.onTray = [this] { trayFound(); };
     if (!m_connection.isAlive()) return;
     const quint32 mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(m_connection, m_connection.root(), XCB_CW_EVENT_MASK, &mask);
     m_stacking = m_atoms.atom(QStringLiteral("_NET_CLIENT_LIST_STACKING"));
-    watchCompositor();
+    // Requests of an extension fail until its version has been agreed on.
+    std::ignore = m_connection.reply(xcb_xfixes_query_version_reply,
+                                     xcb_xfixes_query_version(m_connection, 5, 0));
+    // One of each per screen; sessions of today have the one screen.
+    m_compositor = m_atoms.atom(QStringLiteral("_NET_WM_CM_S0"));
+    m_oldTray = m_atoms.atom(QStringLiteral("_NET_SYSTEM_TRAY_S0"));
+    m_composited = watchSelection(m_compositor);
+    m_hasTray = watchSelection(m_oldTray);
     xcb_flush(m_connection);
     m_notifier = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_connection),
                                                    QSocketNotifier::Read);
@@ -28,23 +36,25 @@ X11Desktop::X11Desktop()
 
 X11Desktop::~X11Desktop() = default;
 
-void X11Desktop::watchCompositor() {
-    // One per screen; sessions of today have the one screen.
-    m_compositor = m_atoms.atom(QStringLiteral("_NET_WM_CM_S0"));
+bool X11Desktop::watchSelection(xcb_atom_t selection) {
     const auto* fixes = xcb_get_extension_data(m_connection, &xcb_xfixes_id);
-    const auto version = m_connection.reply(xcb_xfixes_query_version_reply,
-                                            xcb_xfixes_query_version(m_connection, 5, 0));
-    if (fixes && fixes->present && version) {
+    if (fixes && fixes->present) {
         m_fixesEvent = fixes->first_event;
         xcb_xfixes_select_selection_input(
-            m_connection, m_connection.root(), m_compositor,
+            m_connection, m_connection.root(), selection,
             XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                 XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                 XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
     }
     const auto owner = m_connection.reply(xcb_get_selection_owner_reply,
-                                          xcb_get_selection_owner(m_connection, m_compositor));
-    m_composited = owner && owner->owner != XCB_WINDOW_NONE;
+                                          xcb_get_selection_owner(m_connection, selection));
+    return owner && owner->owner != XCB_WINDOW_NONE;
+}
+
+void X11Desktop::selectionChanged(xcb_atom_t selection, bool owned) {
+    if (selection == m_oldTray && owned) trayFound();
+    if (selection != m_compositor) return;
+    if (std::exchange(m_composited, owned) != owned && onChange) onChange();
 }
 
 void X11Desktop::readEvents() {
@@ -57,8 +67,7 @@ void X11Desktop::readEvents() {
         } else if (m_fixesEvent != 0 && type == m_fixesEvent + XCB_XFIXES_SELECTION_NOTIFY) {
             const auto& change =
                 reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(*event);
-            const bool composited = change.owner != XCB_WINDOW_NONE;
-            if (std::exchange(m_composited, composited) != composited && onChange) onChange();
+            selectionChanged(change.selection, change.owner != XCB_WINDOW_NONE);
         }
     }
     if (restacked) restack();
@@ -68,7 +77,8 @@ void X11Desktop::readEvents() {
 
 void X11Desktop::keepAbove(quint64 window, PanelLevel level) {
     m_panels[static_cast<quint32>(window)] = level;
-    restack();
+    // Its owner's request to make it may still be on the way: no reason to forget it.
+    std::ignore = raisePanels();
 }
 
 void X11Desktop::letGo(quint64 window) {
@@ -76,19 +86,32 @@ void X11Desktop::letGo(quint64 window) {
 }
 
 void X11Desktop::restack() {
+    for (const quint32 gone : raisePanels()) m_panels.erase(gone);
+}
+
+std::vector<quint32> X11Desktop::raisePanels() {
+    std::vector<quint32> failed;
     for (const PanelLevel level : {PanelLevel::card, PanelLevel::hints}) {
-        for (auto panel = m_panels.begin(); panel != m_panels.end();) {
-            if (panel->second != level) {
-                ++panel;
-                continue;
-            }
+        for (const auto& [window, ofWindow] : m_panels) {
+            if (ofWindow != level) continue;
             const quint32 above = XCB_STACK_MODE_ABOVE;
             const XcbPointer<xcb_generic_error_t> error(xcb_request_check(
-                m_connection, xcb_configure_window_checked(m_connection, panel->first,
+                m_connection, xcb_configure_window_checked(m_connection, window,
                                                            XCB_CONFIG_WINDOW_STACK_MODE, &above)));
-            panel = error ? m_panels.erase(panel) : std::next(panel);
+            if (error) failed.push_back(window);
         }
     }
+    return failed;
+}
+
+void X11Desktop::awaitTray(std::function<void()> there) {
+    m_onTray = std::move(there);
+    if (m_hasTray) trayFound();
+}
+
+void X11Desktop::trayFound() {
+    m_hasTray = true;
+    if (const auto there = std::exchange(m_onTray, {})) there();
 }
 
 bool X11Desktop::open(const QString& path) {
