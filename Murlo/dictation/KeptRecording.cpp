@@ -1,8 +1,7 @@
 #include "dictation/KeptRecording.h"
 
 #include "support/Log.h"
-
-#include <QSaveFile>
+#include "support/PrivateFile.h"
 
 namespace murlo {
 
@@ -10,13 +9,10 @@ void KeptRecording::keep(const QByteArray& wav) {
     if (wav.isEmpty()) return;
     const QString name = QStringLiteral("untranscribed.wav");
     m_queue->async([name, path = m_paths.file(name), wav] {
-        QSaveFile file(path);
-        const bool kept = file.open(QIODevice::WriteOnly) &&
-                          file.setPermissions(QSaveFile::ReadOwner | QSaveFile::WriteOwner) &&
-                          file.write(wav) == wav.size() && file.commit();
+        const auto kept = writePrivateFile(path, wav);
         Log::write(kept ? QStringLiteral("dictation: the recording is kept in ") + name
                         : QStringLiteral("dictation: the recording could not be kept: ") +
-                              file.errorString());
+                              kept.error());
     });
 }
 

@@ -1,12 +1,12 @@
 #include "support/JsonFile.h"
 
 #include "support/Log.h"
+#include "support/PrivateFile.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace murlo {
 
@@ -56,16 +56,12 @@ void JsonFile::setAside(const QString& reason) const {
 }
 
 bool JsonFile::write(const QJsonDocument& document) const {
-    QSaveFile file(m_path);
-    const QByteArray bytes = document.toJson(QJsonDocument::Indented);
-    const bool written = file.open(QIODevice::WriteOnly) &&
-                         file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
-                         file.write(bytes) == bytes.size() && file.commit();
+    const auto written = writePrivateFile(m_path, document.toJson(QJsonDocument::Indented));
     if (!written) {
         Log::write(QStringLiteral("%1: could not save %2: %3")
-                       .arg(m_area, QFileInfo(m_path).fileName(), file.errorString()));
+                       .arg(m_area, QFileInfo(m_path).fileName(), written.error()));
     }
-    return written;
+    return written.has_value();
 }
 
 } // namespace murlo
