@@ -3,6 +3,7 @@
 #include "CompositionRoot.h"
 #include "screens/Screens.h"
 #include "support/Log.h"
+#include "support/PrivateFile.h"
 
 #include <QCoreApplication>
 
@@ -84,6 +85,18 @@ void AppDelegate::toggleDictation() {
 
 void AppDelegate::listenForProbeRequests() {
     DiagnosticNotifications& notifications = *m_root.platform.diagnostics;
+    notifications.onProbe = [this] {
+        m_root.probe.make([this](const QString& report) {
+            m_root.platform.scheduler->background(
+                [path = m_root.paths.file(QStringLiteral("probe.txt")), report] {
+                    const auto written = writePrivateFile(path, report.toUtf8());
+                    Log::write(written
+                                   ? QStringLiteral("probe: report written")
+                                   : QStringLiteral("probe: the report could not be written: ") +
+                                         written.error());
+                });
+        });
+    };
     notifications.onIm = [this] {
         const auto access = [this] { return static_cast<int>(m_root.platform.eventTap->access()); };
         const int before = access();
@@ -120,6 +133,17 @@ void AppDelegate::wireHotkeys() {
         handleTriggerUp(action, held);
     };
     hotkeys.onEscape = [this] { m_root.controller.cancel(); };
+    hotkeys.keyInterceptor = [this](const QString& characters, qint64 keyCode) {
+        return m_root.hints.handleKey(characters, keyCode);
+    };
+    HintController& hints = m_root.hints;
+    hints.onActiveChange = [&hotkeys](bool active) { hotkeys.setFiltering(active); };
+    hints.onPick = [this](const InputTarget& target) {
+        m_root.controller.startAfterTargetPicked(target);
+    };
+    hints.onStatus = [this](const QString& message) {
+        m_root.overlay.show({DictationState::failed, message});
+    };
 }
 
 void AppDelegate::wireSettings() {
@@ -151,7 +175,11 @@ void AppDelegate::handleDoubleTap(HotkeyAction action) {
         controller.finish();
         return;
     }
-    if (action == HotkeyAction::pickTarget) return; // there are no hint letters yet
+    if (action == HotkeyAction::pickTarget) {
+        m_root.hints.begin();
+        return;
+    }
+    m_root.hints.cancel();
     if (controller.state().state == DictationState::listening) {
         controller.finish();
     } else {
@@ -201,6 +229,7 @@ void AppDelegate::willTerminate() {
     if (std::exchange(m_terminated, true)) return;
     m_permissionWatcher.cancel();
     m_warmUp.cancel();
+    m_root.hints.cancel();
     m_quitQuestion.withdraw();
     m_settingsWindow.close();
     m_root.hotkeys.stop();

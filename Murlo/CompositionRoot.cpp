@@ -1,27 +1,12 @@
 #include "CompositionRoot.h"
 
+#include "hints/HintPanel.h"
+#include "hints/ScreenList.h"
 #include "overlay/NonKeyPanel.h"
 
-#include <QGuiApplication>
-#include <QScreen>
+#include <QCoreApplication>
 
 namespace murlo {
-
-namespace {
-
-/// The screens as they are now, for the conversion of coordinates.
-ScreenGeometry currentScreens() {
-    ScreenGeometry geometry;
-    for (const QScreen* screen : QGuiApplication::screens()) {
-        // Other programs' frames come in device pixels, so the screens are wanted in them too.
-        const QRect logical = screen->geometry();
-        geometry.screens.append(
-            QRectF(logical.topLeft(), QSizeF(logical.size()) * screen->devicePixelRatio()));
-    }
-    return geometry;
-}
-
-} // namespace
 
 CompositionRoot::CompositionRoot(Platform& on, const Paths& at, quint16 enginePort)
     : platform(on)
@@ -53,6 +38,16 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, quint16 enginePo
     , controller({*on.scheduler, settings, recorder, overlay, server, *http, targets, delivery,
                   keptRecording, enhancer, errors, *on.microphoneAuthorization, *on.systemEvents,
                   sounds})
-    , callout(*on.scheduler, settings, *on.desktop) {}
+    , callout(*on.scheduler, settings, *on.desktop)
+    , scanner(*on.accessibilityTree, *on.applications, *on.scheduler, currentScreens,
+              QCoreApplication::applicationPid())
+    , hintOverlay(
+          *on.scheduler, hintScreens,
+          [&on](HintOverlayModel& model, const HintScreen& screen, const QList<HintBadge>& badges) {
+              return std::make_unique<HintPanel>(model, screen, badges, *on.scheduler, *on.desktop);
+          })
+    , hints(*on.scheduler, *on.accessibility, targets, scanner, *on.interruptions, hintOverlay)
+    , probe(*on.accessibilityTree, *on.applications, *on.scheduler, currentScreens,
+            QCoreApplication::applicationPid()) {}
 
 } // namespace murlo

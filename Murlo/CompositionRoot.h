@@ -9,6 +9,10 @@
 #include "dictation/Sounds.h"
 #include "dictation/TextInserter.h"
 #include "dictation/WhisperServer.h"
+#include "hints/HintController.h"
+#include "hints/HintOverlay.h"
+#include "hints/InputScanner.h"
+#include "hints/ProbeReport.h"
 #include "menubar/MenuBarCallout.h"
 #include "overlay/OverlayController.h"
 #include "platform/Platform.h"
@@ -50,6 +54,10 @@ struct CompositionRoot {
     PromptEnhancer enhancer;
     DictationController controller;
     MenuBarCallout callout;
+    InputScanner scanner;
+    HintOverlay hintOverlay;
+    HintController hints;
+    ProbeReport probe;
 };
 
 } // namespace murlo

@@ -1,5 +1,7 @@
 #include "AppDelegate.h"
 #include "CompositionRoot.h"
+#include "hints/ProbeReport.h"
+#include "hints/ScreenList.h"
 #include "look/Look.h"
 #include "platform/Platform.h"
 #include "screens/Screens.h"
@@ -36,6 +38,27 @@ int run(QApplication& application) {
     return status;
 }
 
+/// Prints what other applications tell of their text boxes.
+int probe() {
+    constexpr double busLimit = 2; // seconds until the accessibility bus has been found, or not
+    constexpr double poll = 0.02;
+    const murlo::Platform platform = murlo::loadPlatform();
+    murlo::ProbeReport report(*platform.accessibilityTree, *platform.applications,
+                              *platform.scheduler, murlo::currentScreens,
+                              QCoreApplication::applicationPid());
+    const double began = platform.scheduler->uptime();
+    murlo::ScheduledWork waiting = platform.scheduler->every(poll, [&] {
+        if (!platform.accessibility->isTrusted() && platform.scheduler->uptime() - began < busLimit)
+            return;
+        waiting.cancel();
+        report.make([](const QString& text) {
+            std::fputs(qPrintable(text), stdout);
+            QCoreApplication::quit();
+        });
+    });
+    return QCoreApplication::exec();
+}
+
 /// Murlo's windows are light on any desktop.
 void forceLightAppearance() {
     QApplication::setStyle(QStringLiteral("Fusion"));
@@ -61,7 +84,7 @@ int snapshot(const QString& folder) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // murlo --snapshot FOLDER
+    // murlo --snapshot FOLDER, murlo --probe
     const bool renders = argc == 3 && qstrcmp(argv[1], "--snapshot") == 0;
     if (renders) qputenv("QT_QPA_PLATFORM", "offscreen");
     if (!renders && qEnvironmentVariableIsEmpty("DISPLAY")) {
@@ -77,5 +100,6 @@ int main(int argc, char** argv) {
     QApplication::setApplicationVersion(QStringLiteral(MURLO_VERSION));
     QApplication::setQuitOnLastWindowClosed(false);
     forceLightAppearance();
+    if (QApplication::arguments().contains(QStringLiteral("--probe"))) return probe();
     return renders ? snapshot(QString::fromLocal8Bit(argv[2])) : run(application);
 }

@@ -1,10 +1,23 @@
 #pragma once
 
+#include <QList>
+#include <QRectF>
 #include <QString>
 
 #include <optional>
 
 namespace murlo {
+
+/// A window on the screen.
+struct WindowInfo {
+    qint64 pid = 0;
+    QString title;
+    /// What it covers, its decoration included and its shadow not; device pixels, origin at the
+    /// top left, y growing downwards.
+    QRectF bounds;
+    QRectF content;         ///< what the application itself draws: neither decoration nor shadow
+    bool isDocument = true; ///< an ordinary window, not a panel, dock or desktop
+};
 
 /// The running applications of this desktop session. Main thread; never waits for one of them.
 class Applications {
@@ -21,8 +34,18 @@ public:
     [[nodiscard]] virtual std::optional<QString> identifier(qint64 pid) const = 0;
     /// The application's name for the user.
     [[nodiscard]] virtual std::optional<QString> name(qint64 pid) const = 0;
+    /// The windows that can be seen on the current desktop, front to back.
+    [[nodiscard]] virtual QList<WindowInfo> windowsOnScreen() const = 0;
     /// Brings the application's window to the front.
     virtual void activate(qint64 pid) = 0;
 };
+
+/// How much of both rectangles is common to them: 0 nothing … 1 they are the same.
+[[nodiscard]] inline double overlap(const QRectF& a, const QRectF& b) {
+    const auto area = [](const QRectF& rect) { return rect.width() * rect.height(); };
+    const double common = area(a & b);
+    const double either = area(a) + area(b) - common;
+    return either > 0 ? common / either : 0;
+}
 
 } // namespace murlo

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "platform/Accessibility.h"
+#include "platform/AccessibilityTree.h"
 #include "platform/Applications.h"
 #include "platform/AudioEngine.h"
 #include "platform/Desktop.h"
 #include "platform/DiagnosticNotifications.h"
 #include "platform/EventTap.h"
 #include "platform/HttpClient.h"
+#include "platform/Interruptions.h"
 #include "platform/KeySynthesizer.h"
 #include "platform/LoginItem.h"
 #include "platform/MicrophoneAuthorization.h"
@@ -36,10 +38,12 @@ struct Platform {
     std::unique_ptr<LoginItem> loginItem;
     std::unique_ptr<Applications> applications;
     std::unique_ptr<Accessibility> accessibility;
+    std::unique_ptr<AccessibilityTree> accessibilityTree;
     std::unique_ptr<EventTap> eventTap;
     std::unique_ptr<KeySynthesizer> keySynthesizer;
     std::unique_ptr<Pasteboard> pasteboard;
     std::unique_ptr<Desktop> desktop;
+    std::unique_ptr<Interruptions> interruptions;
     std::unique_ptr<DiagnosticNotifications> diagnostics;
 };
 

@@ -19,6 +19,7 @@ SUBSYSTEMS = {
     "account": ["settings", "support", "triggers"],
     "setup": ["settings", "support"],
     "screens": ["look", "menubar", "overlay", "settings", "support"],
+    "hints": ["look", "support", "triggers"],
     "menubar": ["dictation", "look", "overlay", "settings", "support", "triggers"],
     "dictation": ["account", "overlay", "settings", "support", "telemetry", "triggers"],
 }

@@ -23,6 +23,7 @@ public:
     [[nodiscard]] std::optional<QString> name(qint64 pid) const override {
         return running.value(pid).name;
     }
+    [[nodiscard]] QList<WindowInfo> windowsOnScreen() const override { return windows; }
     void activate(qint64 pid) override {
         activated.append(pid);
         if (running.contains(pid)) frontmost = pid;
@@ -30,7 +31,8 @@ public:
 
     QMap<qint64, Application> running;
     std::optional<qint64> frontmost;
-    QList<qint64> activated; ///< in the order of the calls
+    QList<WindowInfo> windows; ///< front to back
+    QList<qint64> activated;   ///< in the order of the calls
 };
 
 } // namespace murlo

@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/linux/atspi/AtspiAccessibility.h"
+#include "platform/linux/atspi/AtspiTree.h"
 #include "platform/linux/freedesktop/DBusNotifications.h"
 #include "platform/linux/freedesktop/Login1SystemEvents.h"
 #include "platform/linux/freedesktop/OpenMicrophone.h"
@@ -15,6 +16,7 @@
 #include "platform/linux/x11/X11Applications.h"
 #include "platform/linux/x11/X11Desktop.h"
 #include "platform/linux/x11/X11EventTap.h"
+#include "platform/linux/x11/X11Interruptions.h"
 #include "platform/linux/x11/X11KeySynthesizer.h"
 #include "platform/linux/x11/X11Pasteboard.h"
 
@@ -45,12 +47,20 @@ Platform loadPlatform() {
     auto applications = std::make_unique<X11Applications>();
     X11Applications* windows = applications.get();
     platform.applications = std::move(applications);
+    const auto content = [windows](qint64 pid) -> std::optional<QRectF> {
+        for (const WindowInfo& window : windows->windowsOnScreen()) {
+            if (window.pid == pid) return window.content;
+        }
+        return std::nullopt;
+    };
     auto accessibility = std::make_unique<AtspiAccessibility>(
-        *platform.scheduler, AtspiWindows{[windows] { return windows->frontmostPid(); },
-                                          [windows](qint64 pid) { windows->activate(pid); },
-                                          {}});
+        *platform.scheduler,
+        AtspiWindows{[windows] { return windows->frontmostPid(); },
+                     [windows](qint64 pid) { windows->activate(pid); }, content});
     AtspiAccessibility* focus = accessibility.get();
     platform.accessibility = std::move(accessibility);
+    platform.accessibilityTree = std::make_unique<AtspiTree>(
+        focus->bus(), *focus, [windows] { return windows->windowsOnScreen(); });
     const auto synthetic = std::make_shared<SyntheticKeys>();
     platform.eventTap = std::make_unique<X11EventTap>(synthetic);
     platform.keySynthesizer = std::make_unique<X11KeySynthesizer>(synthetic, [windows, focus] {
@@ -58,6 +68,7 @@ Platform loadPlatform() {
     });
     platform.pasteboard = std::make_unique<X11Pasteboard>();
     platform.desktop = std::make_unique<X11Desktop>();
+    platform.interruptions = std::make_unique<X11Interruptions>();
     platform.diagnostics = std::make_unique<DBusNotifications>();
     return platform;
 }

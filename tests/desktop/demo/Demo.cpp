@@ -1,7 +1,11 @@
 #include "tests/desktop/demo/Demo.h"
 
+#include "hints/InputScanner.h"
+#include "hints/ScreenList.h"
+#include "platform/Platform.h"
 #include "tests/support/desktop/Screenshot.h"
 #include "tests/support/desktop/Waiting.h"
+#include "tests/support/desktop/Windows.h"
 
 #include <QClipboard>
 #include <QDir>
@@ -43,6 +47,31 @@ bool onVirtualDesktop() {
 
 auto failure(const char* words) {
     return tl::unexpected(QString::fromUtf8(words));
+}
+
+/// Where a letter is on a keyboard, as XKB names the place.
+QByteArray keyOf(QChar letter) {
+    for (const auto& [row, letters] : {std::pair("AD", "QWERTYUIOP"), std::pair("AC", "ASDFGHJKL"),
+                                       std::pair("AB", "ZXCVBNM")}) {
+        const qsizetype at = QString::fromLatin1(letters).indexOf(letter);
+        if (at >= 0) return row + QByteArray::number(at + 1).rightJustified(2, '0');
+    }
+    return {};
+}
+
+/// The label that a scan of this desktop gives to the first box of a program.
+QString letterOnBoxOf(qint64 pid) {
+    const Platform platform = loadPlatform();
+    InputScanner scanner(*platform.accessibilityTree, *platform.applications, *platform.scheduler,
+                         currentScreens, QCoreApplication::applicationPid());
+    if (!waitFor([&] { return platform.accessibility->isTrusted(); })) return {};
+    std::optional<QList<InputTarget>> found;
+    scanner.scan([&found](const QList<InputTarget>& targets) { found = targets; });
+    (void)waitFor([&found] { return found.has_value(); });
+    for (const InputTarget& target : found.value_or(QList<InputTarget>())) {
+        if (descendsFrom(target.pid, pid)) return target.hint;
+    }
+    return {};
 }
 
 } // namespace
@@ -125,19 +154,46 @@ Demo::Step Demo::startPrograms() {
     if (!m_app->start()) return failure("The other program did not show its text box.");
     if (!m_murlo->awaitReady()) return failure("Murlo did not get ready; its log is above.");
     if (!m_app->activate()) return failure("The other program could not be brought to the front.");
+    if (m_options.pick) {
+        m_other = std::make_unique<TargetApp>(TargetApp::Kind::gtkEntry);
+        if (!m_other->start()) return failure("The window in front did not show its text box.");
+    }
     picture("1-ready");
     return {};
 }
 
-void Demo::trigger(bool down) {
+void Demo::press(const QByteArray& key, bool down) {
     // A display without a virtual keyboard gets the keys as from an on-screen one.
     if (!m_keyboard.isThere()) {
-        m_keyboard.pressFromProgram("LFSH", down);
+        m_keyboard.pressFromProgram(key, down);
     } else if (down) {
-        m_keyboard.press("LFSH");
+        m_keyboard.press(key);
     } else {
-        m_keyboard.release("LFSH");
+        m_keyboard.release(key);
     }
+}
+
+Demo::Step Demo::pickBox() {
+    QString letters = m_options.letter;
+    if (letters.isEmpty()) letters = letterOnBoxOf(m_app->pid());
+    if (letters.isEmpty()) return failure("No letter would be on the program's box.");
+    say(QStringLiteral("double-tapping Right Shift, then pressing %1").arg(letters));
+    for (int tap = 0; tap < 2; ++tap) {
+        press("RTSH", true);
+        letPass(pressed);
+        press("RTSH", false);
+        letPass(gap);
+    }
+    if (!m_murlo->awaitLog(QStringLiteral("scan: "))) return failure("Murlo did not scan.");
+    letPass(600);
+    picture("2-letters");
+    for (const QChar letter : letters) {
+        press(keyOf(letter), true);
+        letPass(pressed);
+        press(keyOf(letter), false);
+        letPass(gap);
+    }
+    return {};
 }
 
 Demo::Step Demo::dictate() {
@@ -151,8 +207,13 @@ Demo::Step Demo::dictate() {
         trigger(true);
         return second;
     };
-    m_triggered = tapTwice();
-    if (!m_options.hold) {
+    if (m_options.pick) {
+        m_triggered = MurloProcess::now();
+        if (const Step picked = pickBox(); !picked) return picked;
+    } else {
+        m_triggered = tapTwice();
+    }
+    if (!m_options.hold && !m_options.pick) {
         letPass(pressed);
         trigger(false);
     }
@@ -202,6 +263,8 @@ Demo::Step Demo::awaitText() {
     const bool landed = waitFor(somethingLanded, 60000, 3);
     m_landed = last;
     picture("3-landed");
+    if (m_other && !m_other->text().value_or(QString()).isEmpty())
+        return failure("Words landed in the window in front as well.");
     // The history is written in the background.
     (void)waitFor([this] { return !m_murlo->history().isEmpty(); }, landed ? 3000 : 0);
     m_history = m_murlo->history();

@@ -29,11 +29,13 @@ private:
     [[nodiscard]] Step prepareSound();
     [[nodiscard]] Step startPrograms();
     [[nodiscard]] Step dictate();
+    [[nodiscard]] Step pickBox();
     [[nodiscard]] Step awaitText();
     [[nodiscard]] Step measureEngine();
     [[nodiscard]] Step report() const;
 
-    void trigger(bool down);
+    void press(const QByteArray& key, bool down);
+    void trigger(bool down) { press("LFSH", down); }
     void picture(const char* name) const;
     [[nodiscard]] QString landedNow() const;
 
@@ -43,6 +45,7 @@ private:
     QProcess m_soundServer;
     std::unique_ptr<MurloProcess> m_murlo;
     std::unique_ptr<TargetApp> m_app;
+    std::unique_ptr<TargetApp> m_other; ///< has the focus when a box is to be picked
     PhysicalKeyboard m_keyboard;
     Speaker m_speaker;
     QString m_landed;

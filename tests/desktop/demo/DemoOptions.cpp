@@ -25,8 +25,11 @@ void describe(QCommandLineParser& parser) {
         option("app", "Dictate into gtk-entry, editor, terminal or browser.", "APP",
                QStringLiteral("gtk-entry")),
         option("mode", "Deliver by paste, type or clipboardOnly.", "MODE", QStringLiteral("paste")),
-        option("trigger", "toggle: double-tap, speak, double-tap. hold: keep the second tap down.",
+        option("trigger",
+               "toggle: double-tap, speak, double-tap. hold: keep the second tap down. pick: "
+               "double-tap Right Shift in another window, press the box's letter, speak.",
                "TRIGGER", QStringLiteral("toggle")),
+        option("letter", "The letter to press (the default is the one on APP's box).", "X"),
         option("model", "Use the speech model in PATH.", "PATH"),
         option("screenshots", "Save pictures of the screen in the folder DIR.", "DIR"),
         {QStringLiteral("virtual"),
@@ -77,11 +80,13 @@ tl::expected<DemoOptions, QString> parseDemoOptions(const QStringList& arguments
           oneOf(QStringLiteral("mode"), options.mode,
                 {QStringLiteral("paste"), QStringLiteral("type"), QStringLiteral("clipboardOnly")}),
           oneOf(QStringLiteral("trigger"), value("trigger"),
-                {QStringLiteral("toggle"), QStringLiteral("hold")})}) {
+                {QStringLiteral("toggle"), QStringLiteral("hold"), QStringLiteral("pick")})}) {
         if (!check) return tl::unexpected(check.error());
     }
     options.app = *TargetApp::kindNamed(options.appName);
     options.hold = value("trigger") == QLatin1String("hold");
+    options.pick = value("trigger") == QLatin1String("pick");
+    options.letter = value("letter").toUpper();
     options.say = value("say");
     options.screenshots = value("screenshots");
     options.murlo = value("murlo");

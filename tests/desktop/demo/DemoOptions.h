@@ -17,6 +17,8 @@ struct DemoOptions {
     QString appName; ///< as it was written
     QString mode;    ///< the setting "insertMode"
     bool hold = false;
+    bool pick = false;   ///< the box is picked by its letter, out of another window
+    QString letter;      ///< to press then; empty for the one on the program's box
     QString model;       ///< file of the speech model
     QString screenshots; ///< folder for pictures; empty for none
     QString murlo;       ///< the program

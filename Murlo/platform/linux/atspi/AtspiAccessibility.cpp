@@ -1,6 +1,7 @@
 #include "AtspiAccessibility.h"
 
 #include "AtspiCalls.h"
+#include "WindowMatch.h"
 
 namespace murlo {
 
@@ -51,10 +52,11 @@ std::optional<QRectF> AtspiAccessibility::frame(const ElementRef& element) const
     if (!known->knowsWindowExtentsOnly)
         return known->screenExtents.isEmpty() ? std::nullopt
                                               : std::optional(QRectF(known->screenExtents));
-    if (known->windowExtents.isEmpty() || !m_windows.origin) return std::nullopt;
-    const auto origin = m_windows.origin(known->processId);
-    if (!origin) return std::nullopt;
-    return QRectF(known->windowExtents.translated(*origin));
+    if (known->windowExtents.isEmpty() || !m_windows.content) return std::nullopt;
+    const auto content = m_windows.content(known->processId);
+    if (!content) return std::nullopt;
+    const QSize window = known->window ? known->window->windowExtents.size() : QSize();
+    return QRectF(known->windowExtents).translated(windowOrigin(*content, window));
 }
 
 void AtspiAccessibility::askRole(const ElementRef& element, std::function<void(bool)> answered) {

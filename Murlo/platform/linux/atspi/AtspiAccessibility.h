@@ -4,7 +4,7 @@
 #include "FocusTracker.h"
 #include "platform/Accessibility.h"
 
-#include <QPoint>
+#include <QRectF>
 
 namespace murlo {
 
@@ -15,9 +15,9 @@ struct AtspiWindows {
     std::function<std::optional<qint64>()> frontmostPid;
     /// Brings a process's window to the front.
     std::function<void(qint64 pid)> activate;
-    /// Top left corner of a process's frontmost window, in device pixels from that of the screen;
-    /// only asked for toolkits that don't know. May be empty.
-    std::function<std::optional<QPoint>(qint64 pid)> origin;
+    /// What a process draws its frontmost window in, in device pixels from the top left corner of
+    /// the screen; only asked for toolkits that don't know. May be empty.
+    std::function<std::optional<QRectF>(qint64 pid)> content;
 };
 
 /// Accessibility over AT-SPI. The keyboard focus is followed by events and read in advance, so an
@@ -39,6 +39,9 @@ public:
     void askRole(const ElementRef& element, std::function<void(bool)> answered) override;
     void focus(const ElementRef& window, const ElementRef& element,
                std::function<void()> done) override;
+
+    /// The bus that everything is read over.
+    [[nodiscard]] AtspiBus& bus() { return m_bus; }
 
     /// Whether the keyboard focus is in a password field. Main thread.
     [[nodiscard]] bool focusIsSecure() const;

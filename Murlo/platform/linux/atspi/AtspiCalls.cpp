@@ -106,6 +106,11 @@ QDBusMessage getParent(const AtspiReference& object) {
                        QStringLiteral("Parent"));
 }
 
+QDBusMessage getChildCount(const AtspiReference& object) {
+    return getProperty(object.service, object.path, QStringLiteral("org.a11y.atspi.Accessible"),
+                       QStringLiteral("ChildCount"));
+}
+
 QDBusMessage getName(const AtspiReference& object) {
     return getProperty(object.service, object.path, QStringLiteral("org.a11y.atspi.Accessible"),
                        QStringLiteral("Name"));
@@ -182,6 +187,17 @@ bool isUnknown(const QDBusMessage& reply) {
            type == QDBusError::UnknownObject;
 }
 
+bool isTimeout(const QDBusMessage& reply) {
+    if (reply.type() != QDBusMessage::ErrorMessage) return false;
+    const auto type = QDBusError(reply).type();
+    return type == QDBusError::NoReply || type == QDBusError::TimedOut ||
+           type == QDBusError::Timeout;
+}
+
+bool tellsWindowExtentsOnly(const QString& toolkit, const QString& version) {
+    return toolkit.toLower() == QLatin1String("gtk") && version.startsWith(QLatin1String("4."));
+}
+
 std::optional<AtspiRole> roleOf(const QDBusMessage& reply) {
     const auto number = numberOf(reply);
     return number ? std::optional(static_cast<AtspiRole>(*number)) : std::nullopt;
@@ -215,6 +231,12 @@ std::optional<quint32> numberOf(const QDBusMessage& reply) {
     const auto value = argumentOf(reply);
     if (value.metaType() != QMetaType::fromType<quint32>()) return std::nullopt;
     return value.value<quint32>();
+}
+
+std::optional<int> numberPropertyOf(const QDBusMessage& reply) {
+    bool isNumber = false;
+    const int number = propertyOf(reply).toInt(&isNumber);
+    return isNumber ? std::optional(number) : std::nullopt;
 }
 
 QString stringPropertyOf(const QDBusMessage& reply) {

@@ -23,6 +23,7 @@ inline const QString textInterface = QStringLiteral("org.a11y.atspi.Text");
 [[nodiscard]] QDBusMessage getAttributes(const AtspiReference& object);
 [[nodiscard]] QDBusMessage getChildren(const AtspiReference& object);
 [[nodiscard]] QDBusMessage getParent(const AtspiReference& object);
+[[nodiscard]] QDBusMessage getChildCount(const AtspiReference& object);
 [[nodiscard]] QDBusMessage getName(const AtspiReference& object);
 [[nodiscard]] QDBusMessage getExtents(const AtspiReference& object, Coordinates coordinates);
 [[nodiscard]] QDBusMessage grabFocus(const AtspiReference& object);
@@ -42,6 +43,10 @@ inline const QString textInterface = QStringLiteral("org.a11y.atspi.Text");
 
 /// Whether the object does not have the method or interface that was called.
 [[nodiscard]] bool isUnknown(const QDBusMessage& reply);
+/// Whether no answer came in time.
+[[nodiscard]] bool isTimeout(const QDBusMessage& reply);
+/// Whether a toolkit does not know where its windows are on the screen: GTK 4 says (0, 0) there.
+[[nodiscard]] bool tellsWindowExtentsOnly(const QString& toolkit, const QString& version);
 [[nodiscard]] std::optional<AtspiRole> roleOf(const QDBusMessage& reply);
 [[nodiscard]] std::optional<AtspiStates> statesOf(const QDBusMessage& reply);
 [[nodiscard]] QStringList stringsOf(const QDBusMessage& reply);
@@ -50,6 +55,7 @@ inline const QString textInterface = QStringLiteral("org.a11y.atspi.Text");
 [[nodiscard]] std::optional<QRect> extentsOf(const QDBusMessage& reply);
 [[nodiscard]] std::optional<quint32> numberOf(const QDBusMessage& reply);
 /// Of a property's value, as `getProperty` brings it.
+[[nodiscard]] std::optional<int> numberPropertyOf(const QDBusMessage& reply);
 [[nodiscard]] QString stringPropertyOf(const QDBusMessage& reply);
 [[nodiscard]] AtspiReference referencePropertyOf(const QDBusMessage& reply);
 /// Of an event, whose arguments may be wrapped in variants.

@@ -47,17 +47,15 @@ void ElementReader::read(const AtspiReference& object, Done done) {
         readLevel(reading, object);
         return;
     }
-    m_bus.send(
-        {atspi::getProcessId(object.service), atspi::getToolkitName(object.service),
-         atspi::getToolkitVersion(object.service)},
-        [this, reading, object](const AtspiBus::Replies& replies) {
-            const auto toolkit = atspi::stringPropertyOf(replies[1]).toLower();
-            const auto version = atspi::stringPropertyOf(replies[2]);
-            const bool gtk4 =
-                toolkit == QLatin1String("gtk") && version.startsWith(QLatin1String("4."));
-            m_programs.insert(object.service, {atspi::numberOf(replies[0]).value_or(0), gtk4});
-            readLevel(reading, object);
-        });
+    m_bus.send({atspi::getProcessId(object.service), atspi::getToolkitName(object.service),
+                atspi::getToolkitVersion(object.service)},
+               [this, reading, object](const AtspiBus::Replies& replies) {
+                   m_programs.insert(object.service, {atspi::numberOf(replies[0]).value_or(0),
+                                                      atspi::tellsWindowExtentsOnly(
+                                                          atspi::stringPropertyOf(replies[1]),
+                                                          atspi::stringPropertyOf(replies[2]))});
+                   readLevel(reading, object);
+               });
 }
 
 void ElementReader::readLevel(const std::shared_ptr<Reading>& reading,

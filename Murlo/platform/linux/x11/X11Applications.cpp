@@ -1,6 +1,7 @@
 #include "platform/linux/x11/X11Applications.h"
 
 #include "platform/linux/x11/ProcessFacts.h"
+#include "platform/linux/x11/WindowList.h"
 
 #include <algorithm>
 
@@ -104,6 +105,10 @@ std::optional<QString> X11Applications::name(qint64 pid) const {
     if (const auto found = entry(pid); found && !found->name.isEmpty()) return found->name;
     if (const QStringList classes = windowClasses(pid); !classes.isEmpty()) return classes.first();
     return ProcessFacts::commandName(pid);
+}
+
+QList<WindowInfo> X11Applications::windowsOnScreen() const {
+    return readWindowList(m_connection, m_atoms);
 }
 
 void X11Applications::activate(qint64 pid) {

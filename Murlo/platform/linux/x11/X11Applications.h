@@ -20,6 +20,7 @@ public:
     [[nodiscard]] std::optional<QString> identifier(qint64 pid) const override;
     /// The desktop entry's name, or the class of the application's windows, or the program's name.
     [[nodiscard]] std::optional<QString> name(qint64 pid) const override;
+    [[nodiscard]] QList<WindowInfo> windowsOnScreen() const override;
     void activate(qint64 pid) override;
 
     /// Whether the active window's class is that of a known terminal: many of them tell the

@@ -1,0 +1,168 @@
+// From the elements of an application's windows to labelled text boxes: pure functions.
+
+#include "MurloKit/HintLabels.h"
+#include "hints/InputScanner.h"
+
+#include <QRegion>
+#include <QSet>
+
+#include <algorithm>
+
+namespace murlo {
+
+namespace {
+
+constexpr int nodeBudget = 14000; ///< elements looked at per window
+constexpr int deepest = 59;       ///< levels below the window
+constexpr double leastWidth = 40; ///< of a box, in points
+constexpr double leastHeight = 12;
+constexpr double sameRow = 24; ///< top edges this close are one row
+
+/// Roles in which nobody looks for a text box.
+bool isBarren(const QString& role) {
+    static const QSet<QString> roles{
+        QStringLiteral("AXStaticText"),        QStringLiteral("AXImage"),
+        QStringLiteral("AXMenuBar"),           QStringLiteral("AXButton"),
+        QStringLiteral("AXProgressIndicator"), QStringLiteral("AXSlider"),
+        QStringLiteral("AXCheckBox"),          QStringLiteral("AXRadioButton")};
+    return roles.contains(role);
+}
+
+bool isLikeATextBox(const AccessibleNode& node) {
+    static const QSet<QString> roles{QStringLiteral("AXTextField"), QStringLiteral("AXTextArea"),
+                                     QStringLiteral("AXComboBox")};
+    return roles.contains(node.role) || node.subrole == QLatin1String("AXSearchField");
+}
+
+bool isLargeEnough(const QSizeF& size) {
+    return size.width() >= leastWidth && size.height() >= leastHeight;
+}
+
+/// What lies in front of a process's window at `frame`.
+QRegion coverOf(const QRectF& frame, qint64 pid, const QList<WindowInfo>& shown) {
+    const auto own = std::ranges::max_element(shown, {}, [&](const WindowInfo& window) {
+        return window.pid == pid ? overlap(window.bounds, frame) : 0;
+    });
+    if (own == shown.end() || own->pid != pid || overlap(own->bounds, frame) < 0.5) return {};
+    QRegion cover;
+    for (auto window = shown.begin(); window != own; ++window)
+        cover += window->bounds.toAlignedRect();
+    return cover;
+}
+
+/// One walk through one window.
+class Walk {
+public:
+    Walk(BoxesFound& found, const ScreenGeometry& screens, const InputTarget& common,
+         QRegion cover = {})
+        : m_found(found)
+        , m_screens(screens)
+        , m_common(common)
+        , m_cover(std::move(cover)) {}
+
+    bool offer(const AccessibleNode& node) {
+        if (!isLikeATextBox(node) || !node.enabled.value_or(true) || !node.isEditable() ||
+            !node.frame)
+            return false;
+        const QRectF& frame = *node.frame;
+        const bool seen = std::ranges::any_of(
+            m_screens.screens, [&](const QRectF& screen) { return screen.intersects(frame); });
+        if (!seen || !isLargeEnough(frame.size())) return false;
+        if (const QRectF part = uncovered(frame); !part.isEmpty()) {
+            InputTarget target = m_common;
+            target.element = node.element;
+            target.frame = m_screens.flipped(part);
+            m_found.targets.append(target);
+        }
+        return true;
+    }
+
+    void visit(const AccessibleNode& node, int depth) {
+        if (depth > deepest || m_budget < 1) return;
+        --m_budget;
+        if (isBarren(node.role) || offer(node)) return;
+        if (node.children.empty() && !node.hasHiddenChildren &&
+            node.role == QLatin1String("AXWebArea"))
+            m_found.unready = true;
+        for (const AccessibleNode& child : node.children) visit(child, depth + 1);
+    }
+
+private:
+    /// What can be seen of a box; empty when that is not enough to be one.
+    QRectF uncovered(const QRectF& frame) const {
+        if (!m_cover.intersects(frame.toAlignedRect())) return frame;
+        const QRegion rest = QRegion(frame.toRect()) - m_cover;
+        const bool enough =
+            std::ranges::any_of(rest, [](const QRect& part) { return isLargeEnough(part.size()); });
+        return enough ? QRectF(rest.boundingRect()) : QRectF();
+    }
+
+    BoxesFound& m_found;
+    const ScreenGeometry& m_screens;
+    const InputTarget& m_common;
+    QRegion m_cover;
+    int m_budget = nodeBudget;
+};
+
+} // namespace
+
+BoxesFound boxesOf(const AccessibleApplication& application, qint64 pid, const QString& name,
+                   const ScreenGeometry& screens, const QList<WindowInfo>& shown) {
+    BoxesFound found;
+    InputTarget common;
+    common.pid = pid;
+    common.appName = name;
+    if (application.focused) Walk(found, screens, common).offer(*application.focused);
+    for (const auto& window : application.windows) {
+        const bool seen =
+            window.root.frame && std::ranges::any_of(screens.screens, [&](const QRectF& screen) {
+                return screen.intersects(*window.root.frame);
+            });
+        if (window.minimized || !seen) continue;
+        common.window = window.root.element;
+        Walk(found, screens, common, coverOf(*window.root.frame, pid, shown)).visit(window.root, 0);
+    }
+    return found;
+}
+
+QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets) {
+    constexpr double sameEdge = 6;
+    constexpr double sameWidth = 12;
+    QList<InputTarget> kept;
+    for (const InputTarget& target : targets) {
+        const bool known = std::ranges::any_of(kept, [&](const InputTarget& other) {
+            return other.pid == target.pid &&
+                   std::abs(other.frame.left() - target.frame.left()) < sameEdge &&
+                   std::abs(other.frame.top() - target.frame.top()) < sameEdge &&
+                   std::abs(other.frame.width() - target.frame.width()) < sameWidth;
+        });
+        if (!known) kept.append(target);
+    }
+    return kept;
+}
+
+QList<InputTarget> assignHints(QList<InputTarget> targets) {
+    // Rows by their top edges, which is the rectangle's far side: y grows upwards. "Within 24
+    // points" alone is no order (a row may creep down box by box), so a row is what lies within 24
+    // points of its highest box.
+    const auto topEdge = [](const InputTarget& target) { return target.frame.bottom(); };
+    std::ranges::stable_sort(targets, [&](const InputTarget& a, const InputTarget& b) {
+        return topEdge(a) > topEdge(b);
+    });
+    for (auto row = targets.begin(); row != targets.end();) {
+        const double top = topEdge(*row);
+        const auto end = std::find_if(row, targets.end(), [&](const InputTarget& target) {
+            return top - topEdge(target) > sameRow;
+        });
+        std::stable_sort(row, end, [](const InputTarget& a, const InputTarget& b) {
+            return a.frame.left() < b.frame.left();
+        });
+        row = end;
+    }
+    const QStringList labels = hintLabels(targets.size());
+    targets.resize(labels.size());
+    for (qsizetype i = 0; i < labels.size(); ++i) targets[i].hint = labels[i];
+    return targets;
+}
+
+} // namespace murlo

@@ -1,0 +1,126 @@
+#include "hints/HintController.h"
+
+#include "hints/InputScanner.h"
+#include "platform/Accessibility.h"
+#include "support/Log.h"
+
+namespace murlo {
+
+namespace {
+
+constexpr double expiry = 8; ///< seconds, the longest life of one activation
+constexpr qint64 deleteKey = 51;
+constexpr qint64 escapeKey = 53;
+
+} // namespace
+
+HintController::HintController(Scheduler& scheduler, Accessibility& accessibility,
+                               InputTargets& targets, InputScanner& scanner,
+                               Interruptions& interruptions, HintOverlay& overlay)
+    : m_scheduler(scheduler)
+    , m_accessibility(accessibility)
+    , m_boxes(targets)
+    , m_scanner(scanner)
+    , m_interruptions(interruptions)
+    , m_overlay(overlay) {
+    m_interruptions.onInterruption = m_lifetime.guard([this] { cancel(); });
+}
+
+void HintController::status(const QString& message) const {
+    if (onStatus) onStatus(message);
+}
+
+void HintController::begin() {
+    if (m_active) {
+        cancel();
+        return;
+    }
+    if (!m_accessibility.isTrusted()) {
+        status(QStringLiteral("Accessibility access is off, so text boxes can't be found."));
+        return;
+    }
+    const ElementRef focused = m_accessibility.focusedElement();
+    if (focused && m_accessibility.string(focused, QStringLiteral("AXSubrole")) ==
+                       QLatin1String("AXSecureTextField")) {
+        status(QStringLiteral(
+            "A password field somewhere is blocking shortcuts. Click elsewhere and try again."));
+        return;
+    }
+    m_active = true;
+    m_overlay.model().setTyped({});
+    m_safety = m_scheduler.after(expiry, [this] { cancel(); });
+    m_interruptions.setWatching(true);
+    if (onActiveChange) onActiveChange(true);
+    m_scanner.scan(
+        m_lifetime.guard([this, activation = ++m_activation](const QList<InputTarget>& targets) {
+            if (m_active && activation == m_activation) scanned(targets);
+        }));
+}
+
+void HintController::scanned(const QList<InputTarget>& targets) {
+    if (targets.isEmpty()) {
+        cancel();
+        status(QStringLiteral("No text boxes found on screen."));
+        return;
+    }
+    m_targets = targets;
+    m_overlay.show(m_targets);
+}
+
+bool HintController::handleKey(const QString& characters, qint64 keyCode) {
+    if (!m_active) return false;
+    if (keyCode == deleteKey) {
+        m_overlay.model().setTyped(typed().chopped(std::min<qsizetype>(1, typed().size())));
+        return true;
+    }
+    if (keyCode == escapeKey) {
+        cancel();
+        return true;
+    }
+    const QString upper = characters.toUpper();
+    if (upper.isEmpty() || !upper.front().isLetter()) return true;
+    const QString candidate = typed() + upper.front();
+    const InputTarget* match = nullptr;
+    bool several = false;
+    for (const InputTarget& target : m_targets) {
+        if (!target.hint.startsWith(candidate)) continue;
+        several = match != nullptr;
+        match = &target;
+        if (several) break;
+    }
+    if (!match) {
+        m_overlay.model().setTyped({}); // a wrong letter starts over
+    } else if (!several && match->hint == candidate) {
+        pick(InputTarget(*match));
+    } else {
+        m_overlay.model().setTyped(candidate);
+    }
+    return true;
+}
+
+void HintController::cancel() {
+    if (!m_active) return;
+    m_active = false;
+    m_overlay.model().setTyped({});
+    m_targets.clear();
+    m_safety.cancel();
+    m_interruptions.setWatching(false);
+    m_overlay.hide();
+    if (onActiveChange) onActiveChange(false);
+}
+
+void HintController::pick(const InputTarget& target) {
+    cancel();
+    m_boxes.isAlive(target, m_lifetime.guard([this, target](bool alive) {
+        if (!alive) {
+            Log::write(QStringLiteral("hint: target vanished before pick"));
+            status(QStringLiteral("That text box just disappeared. Try again."));
+            return;
+        }
+        Log::write(QStringLiteral("hint: picked %1 in %2").arg(target.hint, target.appName));
+        if (onPick) onPick(target);
+        m_boxes.bringIntoFocus(target, [] {});
+    }));
+}
+
+} // namespace murlo

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "hints/HintOverlay.h"
+#include "platform/Interruptions.h"
+#include "platform/Scheduler.h"
+#include "triggers/InputTarget.h"
+
+namespace murlo {
+
+class Accessibility;
+class InputScanner;
+
+/// A letter on every text box: takes every key while it is on, and ends on a pick, on Escape, after
+/// eight seconds, or when the user does something else. Main thread.
+class HintController {
+public:
+    /// The user has picked a box.
+    std::function<void(const InputTarget&)> onPick;
+    /// Something the user is to be told.
+    std::function<void(const QString&)> onStatus;
+    /// The mode has begun or ended: keys are to be kept from other programs, or no longer.
+    std::function<void(bool)> onActiveChange;
+
+    HintController(Scheduler& scheduler, Accessibility& accessibility, InputTargets& targets,
+                   InputScanner& scanner, Interruptions& interruptions, HintOverlay& overlay);
+
+    /// Begins; ends it if it is on.
+    void begin();
+    /// A key press while other programs wait for it; true keeps it from them.
+    bool handleKey(const QString& characters, qint64 keyCode);
+    /// Ends it, if it is on.
+    void cancel();
+
+    [[nodiscard]] bool isActive() const { return m_active; }
+    [[nodiscard]] const QString& typed() const { return m_overlay.model().typed(); }
+    [[nodiscard]] const QList<InputTarget>& targets() const { return m_targets; }
+
+private:
+    void scanned(const QList<InputTarget>& targets);
+    void pick(const InputTarget& target);
+    void status(const QString& message) const;
+
+    Scheduler& m_scheduler;
+    Accessibility& m_accessibility;
+    InputTargets& m_boxes;
+    InputScanner& m_scanner;
+    Interruptions& m_interruptions;
+    HintOverlay& m_overlay;
+    bool m_active = false;
+    qint64 m_activation = 0; ///< tells the answer of an earlier scan
+    QList<InputTarget> m_targets;
+    ScheduledWork m_safety;
+    Lifetime m_lifetime;
+};
+
+} // namespace murlo

@@ -1,0 +1,134 @@
+#include "hints/InputScanner.h"
+
+#include "support/Log.h"
+
+#include <QMap>
+
+namespace murlo {
+
+namespace {
+
+constexpr int mostApplications = 8;
+constexpr double leastArea = 20000;   ///< of a window that makes its application worth looking at
+constexpr double passLimit = 2.8;     ///< seconds of one pass
+constexpr double pauseBetween = 0.45; ///< seconds before a second look
+
+QString summaryOf(const QList<InputTarget>& targets) {
+    QMap<QString, int> counts;
+    for (const InputTarget& target : targets) ++counts[target.appName];
+    QStringList parts;
+    for (auto it = counts.constBegin(); it != counts.constEnd(); ++it)
+        parts.append(QStringLiteral("%1:%2").arg(it.key()).arg(it.value()));
+    parts.sort();
+    return parts.join(QLatin1Char(' '));
+}
+
+} // namespace
+
+/// One scan, of one or two passes.
+struct InputScanner::Scan {
+    std::function<void(const QList<InputTarget>&)> completion;
+    double began = 0; ///< uptime
+    double deadline = 0;
+    int pass = 0;
+    int outstanding = 0; ///< applications that have not answered in this pass
+    QList<WindowInfo> shown;
+    QList<InputTarget> found;
+    std::vector<ScheduledWork> timers;
+    ScheduledWork limit;
+};
+
+InputScanner::InputScanner(AccessibilityTree& tree, Applications& applications,
+                           Scheduler& scheduler, std::function<ScreenGeometry()> screens,
+                           qint64 ownPid)
+    : m_tree(tree)
+    , m_applications(applications)
+    , m_scheduler(scheduler)
+    , m_screens(std::move(screens))
+    , m_ownPid(ownPid) {}
+
+InputScanner::~InputScanner() = default;
+
+void InputScanner::scan(std::function<void(const QList<InputTarget>&)> completion) {
+    m_current = std::make_shared<Scan>();
+    m_current->completion = std::move(completion);
+    m_current->began = m_scheduler.uptime();
+    beginPass(m_current);
+}
+
+QList<qint64> InputScanner::eligibleApplications() const {
+    return eligible(m_applications.windowsOnScreen());
+}
+
+QList<qint64> InputScanner::eligible(const QList<WindowInfo>& shown) const {
+    QList<qint64> chosen;
+    for (const WindowInfo& window : shown) {
+        if (chosen.size() == mostApplications) break;
+        if (!window.isDocument || (window.pid == m_ownPid && !includeOwnWindows) ||
+            window.bounds.width() * window.bounds.height() <= leastArea ||
+            chosen.contains(window.pid))
+            continue;
+        chosen.append(window.pid);
+    }
+    return chosen;
+}
+
+void InputScanner::beginPass(const std::shared_ptr<Scan>& scan) {
+    const int pass = ++scan->pass;
+    scan->deadline = m_scheduler.uptime() + passLimit;
+    scan->outstanding = 1; // this call itself, so that nothing ends before all have been asked
+    scan->limit = m_scheduler.after(passLimit, [this, scan] { endPass(scan); });
+    scan->shown = m_applications.windowsOnScreen();
+    for (const qint64 pid : eligible(scan->shown)) {
+        ++scan->outstanding;
+        readApplication(scan, pass, pid, m_applications.name(pid).value_or(QStringLiteral("app")));
+    }
+    if (--scan->outstanding == 0)
+        m_scheduler.nextTurn(m_lifetime.guard([this, scan, pass] {
+            if (scan->pass == pass) endPass(scan);
+        }));
+}
+
+void InputScanner::readApplication(const std::shared_ptr<Scan>& scan, int pass, qint64 pid,
+                                   const QString& name) {
+    const auto answered = [this, scan, pass, pid, name, again = std::make_shared<bool>(true)](
+                              const AccessibleApplication& application) {
+        if (scan != m_current || scan->pass != pass || scan->outstanding == 0) return;
+        const BoxesFound boxes = boxesOf(application, pid, name, m_screens(), scan->shown);
+        scan->found.append(boxes.targets);
+        const bool timeLeft = m_scheduler.uptime() + pauseBetween < scan->deadline;
+        if (boxes.unready && timeLeft && std::exchange(*again, false)) {
+            // The program builds its pages' content only once somebody asks for it.
+            scan->timers.push_back(m_scheduler.after(pauseBetween, [this, scan, pass, pid, name] {
+                readApplication(scan, pass, pid, name);
+            }));
+            return;
+        }
+        if (--scan->outstanding == 0) endPass(scan);
+    };
+    m_tree.read(pid, mostWindows, m_lifetime.guard(answered));
+}
+
+void InputScanner::endPass(const std::shared_ptr<Scan>& scan) {
+    if (scan != m_current) return;
+    scan->limit.cancel();
+    scan->timers.clear();
+    scan->outstanding = 0;
+    if (scan->found.isEmpty() && scan->pass == 1) {
+        scan->timers.push_back(m_scheduler.after(pauseBetween, [this, scan] { beginPass(scan); }));
+        return;
+    }
+    deliver(scan);
+}
+
+void InputScanner::deliver(const std::shared_ptr<Scan>& scan) {
+    const QList<InputTarget> targets = assignHints(withoutDuplicates(scan->found));
+    Log::write(QStringLiteral("scan: %1 boxes in %2 ms: %3")
+                   .arg(targets.size())
+                   .arg(std::llround((m_scheduler.uptime() - scan->began) * 1000))
+                   .arg(summaryOf(targets)));
+    m_current.reset();
+    scan->completion(targets);
+}
+
+} // namespace murlo

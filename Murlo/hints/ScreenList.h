@@ -1,0 +1,12 @@
+#pragma once
+
+#include "hints/HintOverlay.h"
+
+namespace murlo {
+
+/// The screens as they are now. Main thread, with a Qt GUI application.
+[[nodiscard]] QList<HintScreen> hintScreens();
+/// The same in the coordinates in which other programs tell their frames.
+[[nodiscard]] ScreenGeometry currentScreens();
+
+} // namespace murlo

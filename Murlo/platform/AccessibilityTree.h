@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/Accessibility.h"
+
+#include <vector>
+
+namespace murlo {
+
+/// One element of an application's window as a scan reads it, with what lies inside. An adapter may
+/// leave out what cannot lead to a text box.
+struct AccessibleNode {
+    ElementRef element;
+    QString role;    ///< in the words of the `Accessibility` port
+    QString subrole; ///< empty for most
+    std::optional<bool> enabled;
+    bool focusSettable = false;
+    bool valueSettable = false;
+    std::optional<QRectF> frame; ///< device pixels, origin at the top left, y growing downwards
+    std::vector<AccessibleNode> children;
+    bool hasHiddenChildren = false; ///< more lies inside than `children`, none of it a text box
+
+    [[nodiscard]] bool isEditable() const { return focusSettable || valueSettable; }
+};
+
+/// What an application says of its windows.
+struct AccessibleApplication {
+    /// The element with the keyboard focus; its `children` stay empty.
+    std::optional<AccessibleNode> focused;
+    struct Window {
+        AccessibleNode root;
+        QString title;
+        bool isMain = false;    ///< the one that the user works in
+        bool isPopup = false;   ///< a menu, a list that dropped down: the user closes it soon
+        bool minimized = false; ///< or on another desktop: nobody sees it
+    };
+    std::vector<Window> windows; ///< the focused one first
+    bool hung = false;           ///< it let a question wait too long; the rest was not asked
+};
+
+/// Whole user interfaces of other applications, read in bulk. Main thread; no call waits.
+class AccessibilityTree {
+public:
+    AccessibilityTree() = default;
+    AccessibilityTree(const AccessibilityTree&) = delete;
+    AccessibilityTree& operator=(const AccessibilityTree&) = delete;
+    virtual ~AccessibilityTree() = default;
+
+    /// Reads up to `mostWindows` windows of an application and calls `done` on a later turn with
+    /// what answered: an application has 0.4 s for each answer, what it did not say is left out.
+    /// Any number of readings may be under way together.
+    virtual void read(qint64 pid, int mostWindows,
+                      std::function<void(const AccessibleApplication&)> done) = 0;
+};
+
+} // namespace murlo
