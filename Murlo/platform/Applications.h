@@ -36,8 +36,9 @@ public:
     [[nodiscard]] virtual std::optional<QString> name(qint64 pid) const = 0;
     /// The windows that can be seen on the current desktop, front to back.
     [[nodiscard]] virtual QList<WindowInfo> windowsOnScreen() const = 0;
-    /// Brings the application's window to the front.
-    virtual void activate(qint64 pid) = 0;
+    /// Brings a window of the application to the front: the one called `title` where there is one,
+    /// else the one that is the farthest in front already.
+    virtual void activate(qint64 pid, const QString& title) = 0;
 };
 
 /// How much of both rectangles is common to them: 0 nothing … 1 they are the same.

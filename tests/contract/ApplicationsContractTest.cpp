@@ -71,9 +71,9 @@ private Q_SLOTS:
         const auto both = makeWorldOfRow<Bench, FakeBench, RealBench>();
         Applications& applications = both->applications();
         QCOMPARE(applications.frontmostPid(), both->pid(1));
-        applications.activate(both->pid(0));
+        applications.activate(both->pid(0), {});
         QTRY_COMPARE(applications.frontmostPid(), both->pid(0));
-        applications.activate(1); // has no window
+        applications.activate(1, {}); // has no window
         QTest::qWait(50);
         QCOMPARE(applications.frontmostPid(), both->pid(0));
         QVERIFY(applications.identifier(both->pid(0)).has_value());

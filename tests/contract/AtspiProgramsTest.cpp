@@ -153,10 +153,10 @@ private Q_SLOTS:
             QTRY_VERIFY(!real.adapter.focusedElement());
 
             // Also when the other program is stopped and cannot say that it lost the focus.
-            real.applications.activate(telling.pid());
+            real.applications.activate(telling.pid(), {});
             QTRY_VERIFY(real.focusOf(telling.pid()));
             ::kill(static_cast<pid_t>(telling.pid()), SIGSTOP);
-            real.applications.activate(silent.pid());
+            real.applications.activate(silent.pid(), {});
             QVERIFY(silent.isActive());
             QVERIFY(!real.adapter.focusedElement());
             ::kill(static_cast<pid_t>(telling.pid()), SIGCONT);

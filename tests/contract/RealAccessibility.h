@@ -11,10 +11,12 @@ namespace murlo {
 struct RealAccessibility {
     QtScheduler scheduler;
     X11Applications applications;
-    AtspiAccessibility adapter{scheduler,
-                               {[this] { return applications.frontmostPid(); },
-                                [this](qint64 pid) { applications.activate(pid); },
-                                {}}};
+    AtspiAccessibility adapter{
+        scheduler,
+        {[this] { return applications.frontmostPid(); },
+         [this](qint64 pid, const QString& title) { applications.activate(pid, title); },
+         {},
+         {}}};
 
     /// The focused element if it belongs to process `pid` or one it started.
     [[nodiscard]] ElementRef focusOf(qint64 pid) const {

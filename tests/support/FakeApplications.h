@@ -24,7 +24,7 @@ public:
         return running.value(pid).name;
     }
     [[nodiscard]] QList<WindowInfo> windowsOnScreen() const override { return windows; }
-    void activate(qint64 pid) override {
+    void activate(qint64 pid, const QString&) override {
         activated.append(pid);
         if (running.contains(pid)) frontmost = pid;
     }

@@ -55,8 +55,10 @@ Platform loadPlatform() {
     };
     auto accessibility = std::make_unique<AtspiAccessibility>(
         *platform.scheduler,
-        AtspiWindows{[windows] { return windows->frontmostPid(); },
-                     [windows](qint64 pid) { windows->activate(pid); }, content});
+        AtspiWindows{
+            [windows] { return windows->frontmostPid(); },
+            [windows](qint64 pid, const QString& title) { windows->activate(pid, title); }, content,
+            [windows](qint64 pid, const QRectF& box) { return windows->click(pid, box); }});
     AtspiAccessibility* focus = accessibility.get();
     platform.accessibility = std::move(accessibility);
     platform.accessibilityTree = std::make_unique<AtspiTree>(

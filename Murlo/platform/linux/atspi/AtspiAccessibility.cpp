@@ -79,13 +79,41 @@ void AtspiAccessibility::focus(const ElementRef& window, const ElementRef& eleme
         m_scheduler.nextTurn(std::move(done));
         return;
     }
-    if (target->processId > 0) m_windows.activate(target->processId);
+    const auto* const frame = atspiElement(window);
+    if (target->processId > 0)
+        m_windows.activate(target->processId, frame ? frame->title : QString());
     std::vector<QDBusMessage> calls;
     // Toolkits raise a window that is asked to take the focus.
-    if (const auto* const frame = atspiElement(window))
-        calls.push_back(atspi::grabFocus(frame->reference));
+    if (frame) calls.push_back(atspi::grabFocus(frame->reference));
     calls.push_back(atspi::grabFocus(target->reference));
-    m_bus.send(calls, [done = std::move(done)](const AtspiBus::Replies&) { done(); });
+    m_bus.send(calls, m_lifetime.guard([this, element, done](const AtspiBus::Replies& replies) {
+        constexpr int attempts = 6;
+        if (atspi::isUnsupported(replies.back())) // as by GTK 4
+            clickInto(element, attempts, done);
+        else
+            done();
+    }));
+}
+
+void AtspiAccessibility::clickInto(const ElementRef& element, int attempts,
+                                   const std::function<void()>& done) {
+    constexpr double untilRaised = 0.05; // seconds
+    const auto box = frame(element);
+    endClick(); // of an earlier box
+    m_clicked = done;
+    if (!box || !m_windows.click || attempts < 1 || m_windows.click(element->pid(), *box)) {
+        endClick();
+        return;
+    }
+    m_click = m_scheduler.after(untilRaised, [this, element, attempts, done] {
+        m_clicked = nullptr;
+        clickInto(element, attempts - 1, done);
+    });
+}
+
+void AtspiAccessibility::endClick() {
+    m_click.cancel();
+    if (const auto done = std::exchange(m_clicked, nullptr)) done();
 }
 
 bool AtspiAccessibility::focusIsSecure() const {

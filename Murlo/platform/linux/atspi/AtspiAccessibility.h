@@ -13,11 +13,14 @@ namespace murlo {
 struct AtspiWindows {
     /// Process that owns the active window.
     std::function<std::optional<qint64>()> frontmostPid;
-    /// Brings a process's window to the front.
-    std::function<void(qint64 pid)> activate;
+    /// Brings a process's window to the front, the one called `title` where there is one.
+    std::function<void(qint64 pid, const QString& title)> activate;
     /// What a process draws its frontmost window in, in device pixels from the top left corner of
     /// the screen; only asked for toolkits that don't know. May be empty.
     std::function<std::optional<QRectF>(qint64 pid)> content;
+    /// Clicks into a text box; false while another program's window is in front of it. May be
+    /// empty.
+    std::function<bool(qint64 pid, const QRectF& box)> click;
 };
 
 /// Accessibility over AT-SPI. The keyboard focus is followed by events and read in advance, so an
@@ -49,10 +52,16 @@ public:
     [[nodiscard]] bool focusIsTerminal() const;
 
 private:
+    void clickInto(const ElementRef& element, int attempts, const std::function<void()>& done);
+    void endClick();
+
     Scheduler& m_scheduler;
     AtspiWindows m_windows;
     AtspiBus m_bus;
     mutable FocusTracker m_focus;
+    ScheduledWork m_click;           ///< waits until the window has come to the front
+    std::function<void()> m_clicked; ///< who waits for it
+    Lifetime m_lifetime;
 };
 
 } // namespace murlo

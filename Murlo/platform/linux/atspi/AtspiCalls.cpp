@@ -187,6 +187,13 @@ bool isUnknown(const QDBusMessage& reply) {
            type == QDBusError::UnknownObject;
 }
 
+bool isUnsupported(const QDBusMessage& reply) {
+    if (reply.type() != QDBusMessage::ErrorMessage) return false;
+    const auto type = QDBusError(reply).type();
+    return type == QDBusError::NotSupported || type == QDBusError::UnknownMethod ||
+           type == QDBusError::UnknownInterface;
+}
+
 bool isTimeout(const QDBusMessage& reply) {
     if (reply.type() != QDBusMessage::ErrorMessage) return false;
     const auto type = QDBusError(reply).type();

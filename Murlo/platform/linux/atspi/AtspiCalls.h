@@ -43,6 +43,8 @@ inline const QString textInterface = QStringLiteral("org.a11y.atspi.Text");
 
 /// Whether the object does not have the method or interface that was called.
 [[nodiscard]] bool isUnknown(const QDBusMessage& reply);
+/// Whether the toolkit does not carry out such calls.
+[[nodiscard]] bool isUnsupported(const QDBusMessage& reply);
 /// Whether no answer came in time.
 [[nodiscard]] bool isTimeout(const QDBusMessage& reply);
 /// Whether a toolkit does not know where its windows are on the screen: GTK 4 says (0, 0) there.

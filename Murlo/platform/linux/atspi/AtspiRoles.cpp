@@ -2,6 +2,8 @@
 
 #include "AtspiCalls.h"
 
+#include <QSet>
+
 namespace murlo {
 
 namespace {
@@ -92,6 +94,14 @@ constexpr Row table[] = {
     {AtspiRole::application, Kind::plain, "AXApplication"},
 };
 
+/// A web page's field for a date or a time: it takes digits one part at a time, not words.
+bool isDateField(const QHash<QString, QString>& attributes) {
+    static const QSet<QString> types{QStringLiteral("date"), QStringLiteral("time"),
+                                     QStringLiteral("datetime-local"), QStringLiteral("month"),
+                                     QStringLiteral("week")};
+    return types.contains(attributes.value(QStringLiteral("text-input-type")));
+}
+
 bool isSearchField(const QHash<QString, QString>& attributes) {
     return attributes.value(QStringLiteral("xml-roles"))
                .split(QLatin1Char(' '))
@@ -107,10 +117,11 @@ AtspiDescription describe(AtspiRole role, const AtspiStates& states, const QStri
                                          [role](const Row& r) { return r.atspi == role; });
     if (row == std::end(table)) return {QStringLiteral("AXUnknown"), QString(), false};
 
+    const auto plain = QString::fromLatin1(row->name);
+    if (isDateField(attributes)) return {plain, QString(), false};
     const bool writable = !states.has(AtspiState::readOnly);
     const bool editable = writable && states.has(AtspiState::editable);
     const bool hasEditableText = interfaces.contains(atspi::editableTextInterface);
-    const auto plain = QString::fromLatin1(row->name);
     const auto textRole = states.has(AtspiState::multiLine) ? QStringLiteral("AXTextArea")
                                                             : QStringLiteral("AXTextField");
     switch (row->kind) {

@@ -276,6 +276,8 @@ void AtspiTree::windowRead(const ReadingRef& reading) {
 std::optional<AccessibleNode> AtspiTree::focusedOf(qint64 pid) const {
     const auto focused = std::dynamic_pointer_cast<const AtspiElement>(m_focus.focusedElement());
     if (!focused || focused->processId != pid) return std::nullopt;
+    // A paragraph of a document that is one box as a whole.
+    if (focused->parent && focused->parent->role == AtspiRole::documentText) return std::nullopt;
     AccessibleNode node = nodeOf(focused);
     node.frame = m_focus.frame(focused);
     return node;

@@ -18,6 +18,29 @@ enum HitReply {
     repliesPerHit
 };
 
+const AtspiElement& elementOf(const AccessibleNode& node) {
+    return static_cast<const AtspiElement&>(*node.element);
+}
+
+/// The text of a word processor is one box for the user, but only its paragraphs can be focused.
+void joinParagraphs(AccessibleNode& node) {
+    const AtspiElement& element = elementOf(node);
+    if (element.role != AtspiRole::documentText || !element.states.has(AtspiState::editable) ||
+        node.focusSettable)
+        return;
+    auto paragraph = std::ranges::find_if(node.children, [](const AccessibleNode& child) {
+        return elementOf(child).states.has(AtspiState::focused); // the caret is there
+    });
+    if (paragraph == node.children.end())
+        paragraph = std::ranges::find(node.children, true, &AccessibleNode::focusSettable);
+    if (paragraph == node.children.end()) return;
+    node.element = paragraph->element;
+    node.role = paragraph->role;
+    node.enabled = paragraph->enabled;
+    node.focusSettable = true;
+    node.children.clear();
+}
+
 } // namespace
 
 void HitList::add(const AtspiReference& hit) {
@@ -79,9 +102,11 @@ std::vector<AccessibleNode> HitList::nodes(const AtspiBus::Replies& replies,
             outermost.push_back(i);
     }
     // What is inside comes later in the list, so from the end each node is complete when it moves.
-    for (std::size_t i = m_hits.size(); i-- > 0;)
+    for (std::size_t i = m_hits.size(); i-- > 0;) {
         for (const std::size_t child : inside[i])
             read[i]->children.push_back(std::move(*read[child]));
+        if (read[i]) joinParagraphs(*read[i]);
+    }
     std::vector<AccessibleNode> nodes;
     nodes.reserve(outermost.size());
     for (const std::size_t i : outermost) nodes.push_back(std::move(*read[i]));

@@ -1,5 +1,6 @@
 #include "platform/linux/x11/X11Applications.h"
 
+#include "platform/linux/x11/PointerClick.h"
 #include "platform/linux/x11/ProcessFacts.h"
 #include "platform/linux/x11/WindowList.h"
 
@@ -111,13 +112,31 @@ QList<WindowInfo> X11Applications::windowsOnScreen() const {
     return readWindowList(m_connection, m_atoms);
 }
 
-void X11Applications::activate(qint64 pid) {
+QString X11Applications::titleOf(xcb_window_t window) const {
+    const auto value = m_connection.reply(
+        xcb_get_property_reply,
+        xcb_get_property(m_connection, 0, window, m_atoms.atom(QStringLiteral("_NET_WM_NAME")),
+                         XCB_GET_PROPERTY_TYPE_ANY, 0, 256));
+    if (!value || value->format != 8) return {};
+    return QString::fromUtf8(static_cast<const char*>(xcb_get_property_value(value.get())),
+                             xcb_get_property_value_length(value.get()));
+}
+
+bool X11Applications::click(qint64 pid, const QRectF& box) const {
+    return clickInto(m_connection, windowsOnScreen(), pid, box);
+}
+
+void X11Applications::activate(qint64 pid, const QString& title) {
     const auto own = windows(pid);
     if (own.empty()) return;
+    auto chosen = std::find_if(own.begin(), own.end(), [&](xcb_window_t window) {
+        return !title.isEmpty() && titleOf(window) == title;
+    });
+    if (chosen == own.end()) chosen = own.begin();
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
-    message.window = own.front();
+    message.window = *chosen;
     message.type = m_atoms.atom(QStringLiteral("_NET_ACTIVE_WINDOW"));
     message.data.data32[0] =
         2; // the user's wish, as from a task bar: not subject to focus stealing rules

@@ -21,11 +21,14 @@ public:
     /// The desktop entry's name, or the class of the application's windows, or the program's name.
     [[nodiscard]] std::optional<QString> name(qint64 pid) const override;
     [[nodiscard]] QList<WindowInfo> windowsOnScreen() const override;
-    void activate(qint64 pid) override;
+    void activate(qint64 pid, const QString& title) override;
 
     /// Whether the active window's class is that of a known terminal: many of them tell the
     /// accessibility bus nothing. Main thread.
     [[nodiscard]] bool frontmostIsTerminal() const;
+    /// Clicks at the end of the text box `box` (device pixels) of a process; false, with nothing
+    /// clicked, while another program's window is in front of it. Main thread.
+    [[nodiscard]] bool click(qint64 pid, const QRectF& box) const;
 
 private:
     [[nodiscard]] std::vector<quint32> property(xcb_window_t window, const char* name,
@@ -35,6 +38,7 @@ private:
     [[nodiscard]] std::vector<xcb_window_t> windows(qint64 pid) const;
     /// The active window; XCB_WINDOW_NONE when there is none.
     [[nodiscard]] xcb_window_t activeWindow() const;
+    [[nodiscard]] QString titleOf(xcb_window_t window) const;
     /// Class and instance name of a window.
     [[nodiscard]] QStringList classesOf(xcb_window_t window) const;
     /// Those of the process's windows.
