@@ -81,7 +81,7 @@ void InputScanner::beginPass(const std::shared_ptr<Scan>& scan) {
     scan->shown = m_applications.windowsOnScreen();
     for (const qint64 pid : eligible(scan->shown)) {
         ++scan->outstanding;
-        readApplication(scan, pass, pid, m_applications.name(pid).value_or(QStringLiteral("app")));
+        readApplication(scan, pid, m_applications.name(pid).value_or(QStringLiteral("app")), true);
     }
     if (--scan->outstanding == 0)
         m_scheduler.nextTurn(m_lifetime.guard([this, scan, pass] {
@@ -89,18 +89,18 @@ void InputScanner::beginPass(const std::shared_ptr<Scan>& scan) {
         }));
 }
 
-void InputScanner::readApplication(const std::shared_ptr<Scan>& scan, int pass, qint64 pid,
-                                   const QString& name) {
-    const auto answered = [this, scan, pass, pid, name, again = std::make_shared<bool>(true)](
-                              const AccessibleApplication& application) {
+void InputScanner::readApplication(const std::shared_ptr<Scan>& scan, qint64 pid,
+                                   const QString& name, bool again) {
+    const auto answered = [this, scan, pass = scan->pass, pid, name,
+                           again](const AccessibleApplication& application) {
         if (scan != m_current || scan->pass != pass || scan->outstanding == 0) return;
         const BoxesFound boxes = boxesOf(application, pid, name, m_screens(), scan->shown);
         scan->found.append(boxes.targets);
         const bool timeLeft = m_scheduler.uptime() + pauseBetween < scan->deadline;
-        if (boxes.unready && timeLeft && std::exchange(*again, false)) {
+        if (boxes.unready && timeLeft && again) {
             // The program builds its pages' content only once somebody asks for it.
-            scan->timers.push_back(m_scheduler.after(pauseBetween, [this, scan, pass, pid, name] {
-                readApplication(scan, pass, pid, name);
+            scan->timers.push_back(m_scheduler.after(pauseBetween, [this, scan, pid, name] {
+                readApplication(scan, pid, name, false);
             }));
             return;
         }

@@ -37,8 +37,9 @@ private:
 
     [[nodiscard]] QList<qint64> eligible(const QList<WindowInfo>& shown) const;
     void beginPass(const std::shared_ptr<Scan>& scan);
-    void readApplication(const std::shared_ptr<Scan>& scan, int pass, qint64 pid,
-                         const QString& name);
+    /// `again`: once more when a web page turns out to have told nothing yet.
+    void readApplication(const std::shared_ptr<Scan>& scan, qint64 pid, const QString& name,
+                         bool again);
     void endPass(const std::shared_ptr<Scan>& scan);
     void deliver(const std::shared_ptr<Scan>& scan);
 

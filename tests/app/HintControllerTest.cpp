@@ -1,0 +1,249 @@
+#include "hints/HintController.h"
+#include "MurloKit/HintLabels.h"
+#include "hints/InputScanner.h"
+#include "tests/support/FakeAccessibility.h"
+#include "tests/support/FakeApplications.h"
+#include "tests/support/FakeTree.h"
+#include "tests/support/VirtualScheduler.h"
+
+#include <QtTest>
+
+using namespace murlo;
+
+namespace {
+
+class FakeInterruptions : public Interruptions {
+public:
+    void setWatching(bool on) override { watching = on; }
+    bool watching = false;
+};
+
+class CountedLayer : public HintLayer {
+public:
+    explicit CountedLayer(int& count)
+        : m_count(count) {
+        ++m_count;
+    }
+    ~CountedLayer() override { --m_count; }
+
+private:
+    int& m_count;
+};
+
+/// Three boxes in a row, one application, told after 0.1 s.
+const QStringList threeBoxes{
+    QStringLiteral("application Mail after 0.1"), QStringLiteral("  window 0 0 800 600"),
+    QStringLiteral("    AXTextField 10 10 200 24"), QStringLiteral("    AXTextField 300 10 200 24"),
+    QStringLiteral("    AXTextField 550 10 200 24")};
+
+struct Rig {
+    explicit Rig(const QStringList& lines = threeBoxes)
+        : tree(scheduler, lines, [this](qint64 pid) {
+            const ElementRef element = accessibility.add(QStringLiteral("AXTextField"));
+            accessibility.node(element).pid = pid;
+            return element;
+        }) {
+        applications.windows = tree.shown;
+        for (const auto& [pid, application] : tree.applications)
+            applications.running[pid].name = application.name;
+        controller.onPick = [this](const InputTarget& box) { said.append("pick " + box.hint); };
+        controller.onStatus = [this](const QString& message) { said.append(message); };
+        controller.onActiveChange = [this](bool on) { filtering = on; };
+    }
+
+    /// Letters, '<' for Delete, '^' for Escape.
+    void type(const QString& keys) {
+        for (const QChar key : keys) {
+            const qint64 code = key == QLatin1Char('<') ? 51 : key == QLatin1Char('^') ? 53 : 0;
+            QVERIFY(controller.handleKey(code ? QString() : QString(key), code));
+        }
+    }
+
+    void verifyEnded() {
+        QVERIFY(!controller.isActive());
+        QVERIFY(!filtering && !interruptions.watching);
+        QVERIFY(controller.targets().isEmpty() && controller.typed().isEmpty());
+        QVERIFY(!controller.handleKey(QStringLiteral("a"), 0)); // keys are the applications' again
+        scheduler.advance(7);
+        QCOMPARE(layers, 0);
+        QCOMPARE(scheduler.pendingTimers(), 0);
+    }
+
+    VirtualScheduler scheduler;
+    FakeAccessibility accessibility{scheduler};
+    FakeApplications applications;
+    FakeTree tree;
+    ScreenGeometry screens{{{0, 0, 1280, 900}}};
+    InputTargets boxes{accessibility, applications, [this] { return screens; }};
+    InputScanner scanner{tree, applications, scheduler, [this] { return screens; }, 1};
+    FakeInterruptions interruptions;
+    int layers = 0;
+    HintOverlay overlay{
+        scheduler,
+        [] {
+            return QList<HintScreen>{{{0, 0, 1280, 900}, {0, 0, 1280, 900}}};
+        },
+        [this](auto&, auto&, auto&) { return std::make_unique<CountedLayer>(layers); }};
+    HintController controller{scheduler, accessibility, boxes, scanner, interruptions, overlay};
+    QStringList said;
+    bool filtering = false;
+};
+
+} // namespace
+
+class HintControllerTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void labels_data() {
+        QTest::addColumn<int>("boxes");
+        QTest::addColumn<int>("singleLetters");
+        for (const auto& [boxes, single] : {std::pair{0, 0},
+                                            {1, 1},
+                                            {26, 26},
+                                            {27, 25},
+                                            {51, 25},
+                                            {52, 24},
+                                            {200, 19},
+                                            {676, 0},
+                                            {702, 0},
+                                            {5000, 0}})
+            QTest::addRow("%d", boxes) << boxes << single;
+    }
+    void labels() {
+        QFETCH(int, boxes);
+        QFETCH(int, singleLetters);
+        const QStringList labels = hintLabels(boxes);
+        QCOMPARE(labels.size(), std::min(boxes, mostHints));
+        QCOMPARE(std::ranges::count(labels, 1, [](const QString& label) { return label.size(); }),
+                 singleLetters);
+        QString last;
+        for (const QString& label : labels) {
+            QVERIFY2(label.size() >= last.size(), "a box read later has a shorter label");
+            QCOMPARE(std::ranges::count_if(
+                         labels, [&](const QString& other) { return other.startsWith(label); }),
+                     1);
+            last = label;
+        }
+    }
+
+    void keys_data() {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<QString>("outcome"); // what was said, or the letters typed so far
+        const auto row = [](int count, const char* keys, const char* outcome) {
+            QTest::addRow("%d: %s", count, keys)
+                << count << QString::fromUtf8(keys) << QString::fromUtf8(outcome);
+        };
+        row(3, "s", "pick S");
+        row(3, "S", "pick S");
+        row(3, "g", "");
+        row(3, "gs", "pick S");
+        row(3, "7;#ф d", "pick D");
+        row(28, "m", "M");
+        row(28, "ma", "pick MA");
+        row(28, "m<", "");
+        row(28, "m<<a", "pick A");
+        row(28, "m7a", "pick MA");
+        row(28, "mxs", "pick S"); // no label MX: typing starts over
+    }
+    void keys() {
+        QFETCH(int, count);
+        QFETCH(QString, keys);
+        QFETCH(QString, outcome);
+        QStringList lines{QStringLiteral("application Form"),
+                          QStringLiteral("  window 0 0 1280 900")};
+        for (int i = 0; i < count; ++i)
+            lines.append(QStringLiteral("    AXTextField 10 %1 200 24").arg(10 + 30 * i));
+        Rig rig(lines);
+        rig.controller.begin();
+        rig.type(QStringLiteral("sa")); // before the scan has answered: to nobody, for nothing
+        rig.scheduler.advance(0.01);
+        QCOMPARE(rig.layers, 1);
+        rig.type(keys);
+        rig.scheduler.advance(0.01);
+        if (outcome.startsWith(QLatin1String("pick"))) {
+            QCOMPARE(rig.said, QStringList{outcome});
+            rig.verifyEnded();
+        } else {
+            QVERIFY(rig.said.isEmpty() && rig.controller.isActive());
+            QCOMPARE(rig.controller.typed(), outcome);
+        }
+    }
+
+    void endings_data() {
+        QTest::addColumn<double>("seconds"); // since the beginning; the scan answers after 0.1
+        QTest::addColumn<QString>("how");
+        for (const char* how : {"Escape", "begin", "click", "dictation", "expiry"}) {
+            QTest::addRow("%s while scanning", how) << 0.05 << how;
+            QTest::addRow("%s while showing", how) << 0.2 << how;
+        }
+    }
+    void endings() {
+        QFETCH(double, seconds);
+        QFETCH(QString, how);
+        Rig rig;
+        rig.controller.begin();
+        QVERIFY(rig.filtering && rig.interruptions.watching);
+        rig.scheduler.advance(seconds);
+        if (how == QLatin1String("Escape")) rig.type(QStringLiteral("^"));
+        if (how == QLatin1String("begin")) rig.controller.begin();
+        if (how == QLatin1String("click")) rig.interruptions.onInterruption();
+        if (how == QLatin1String("dictation")) rig.controller.cancel();
+        if (how == QLatin1String("expiry")) {
+            rig.scheduler.advance(7.99 - seconds);
+            QVERIFY(rig.controller.isActive());
+            rig.scheduler.advance(0.02);
+        }
+        rig.verifyEnded();
+        QVERIFY(rig.said.isEmpty());
+    }
+
+    void aBoxThatIsGone() {
+        Rig rig;
+        rig.controller.begin();
+        rig.scheduler.advance(0.2);
+        rig.accessibility.node(rig.controller.targets().at(1).element).gone = true;
+        rig.type(QStringLiteral("s"));
+        rig.scheduler.advance(0.5);
+        QCOMPARE(rig.said,
+                 QStringList{QStringLiteral("That text box just disappeared. Try again.")});
+        rig.verifyEnded();
+    }
+
+    void anAnswerToAnEarlierScanIsDropped() {
+        Rig rig;
+        rig.controller.begin();
+        rig.controller.begin(); // off
+        rig.scheduler.advance(0.05);
+        rig.controller.begin();
+        rig.scheduler.advance(0.06); // the first scan would have answered
+        QVERIFY(rig.controller.isActive() && rig.controller.targets().isEmpty());
+        rig.scheduler.advance(0.05);
+        QCOMPARE(rig.controller.targets().size(), 3);
+    }
+
+    void whatTheUserIsTold() {
+        Rig rig(QStringList{});
+        rig.controller.begin();
+        rig.scheduler.advance(0.5);
+        const ElementRef password = rig.accessibility.add(QStringLiteral("AXTextField"));
+        rig.accessibility.node(password).strings.insert(QStringLiteral("AXSubrole"),
+                                                        QStringLiteral("AXSecureTextField"));
+        rig.accessibility.setFocused(password);
+        rig.controller.begin();
+        rig.accessibility.setTrusted(false);
+        rig.controller.begin();
+        QCOMPARE(
+            rig.said,
+            (QStringList{
+                QStringLiteral("No text boxes found on screen."),
+                QStringLiteral("A password field somewhere is blocking shortcuts. Click "
+                               "elsewhere and try again."),
+                QStringLiteral("Accessibility access is off, so text boxes can't be found.")}));
+        rig.verifyEnded();
+    }
+};
+
+QTEST_GUILESS_MAIN(HintControllerTest)
+#include "HintControllerTest.moc"

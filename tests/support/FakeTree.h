@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/AccessibilityTree.h"
+#include "platform/Applications.h"
+#include "platform/Scheduler.h"
+
+#include <QList>
+#include <QStringList>
+
+#include <map>
+#include <vector>
+
+namespace murlo {
+
+/// Applications with their windows, described in text as the head of tests/data/boxes.txt explains.
+/// A line that cannot be read ends the test program.
+class FakeTree : public AccessibilityTree {
+public:
+    /// `makeElement` makes the element of a process that stands for a node; without it they are
+    /// known to nobody else.
+    FakeTree(Scheduler& scheduler, const QStringList& lines,
+             const std::function<ElementRef(qint64 pid)>& makeElement = {});
+
+    void read(qint64 pid, int mostWindows,
+              std::function<void(const AccessibleApplication&)> done) override;
+
+    struct Described {
+        QString name;
+        double latency = 0; ///< of each answer, in seconds; below 0: it never answers
+        int readings = 0;   ///< how often it was asked
+        std::map<int, AccessibleApplication> from; ///< what it says from the nth reading on
+    };
+    std::map<qint64, Described> applications; ///< by process, which count from 10
+    QList<WindowInfo> shown;                  ///< all windows, front to back
+    QList<QRectF> screens;
+
+private:
+    Scheduler& m_scheduler;
+    std::vector<ScheduledWork> m_answers;
+};
+
+} // namespace murlo
