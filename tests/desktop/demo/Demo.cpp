@@ -1,11 +1,8 @@
 #include "tests/desktop/demo/Demo.h"
 
-#include "hints/InputScanner.h"
-#include "hints/ScreenList.h"
-#include "platform/Platform.h"
+#include "tests/support/desktop/Letters.h"
 #include "tests/support/desktop/Screenshot.h"
 #include "tests/support/desktop/Waiting.h"
-#include "tests/support/desktop/Windows.h"
 
 #include <QClipboard>
 #include <QDir>
@@ -47,31 +44,6 @@ bool onVirtualDesktop() {
 
 auto failure(const char* words) {
     return tl::unexpected(QString::fromUtf8(words));
-}
-
-/// Where a letter is on a keyboard, as XKB names the place.
-QByteArray keyOf(QChar letter) {
-    for (const auto& [row, letters] : {std::pair("AD", "QWERTYUIOP"), std::pair("AC", "ASDFGHJKL"),
-                                       std::pair("AB", "ZXCVBNM")}) {
-        const qsizetype at = QString::fromLatin1(letters).indexOf(letter);
-        if (at >= 0) return row + QByteArray::number(at + 1).rightJustified(2, '0');
-    }
-    return {};
-}
-
-/// The label that a scan of this desktop gives to the first box of a program.
-QString letterOnBoxOf(qint64 pid) {
-    const Platform platform = loadPlatform();
-    InputScanner scanner(*platform.accessibilityTree, *platform.applications, *platform.scheduler,
-                         currentScreens, QCoreApplication::applicationPid());
-    if (!waitFor([&] { return platform.accessibility->isTrusted(); })) return {};
-    std::optional<QList<InputTarget>> found;
-    scanner.scan([&found](const QList<InputTarget>& targets) { found = targets; });
-    (void)waitFor([&found] { return found.has_value(); });
-    for (const InputTarget& target : found.value_or(QList<InputTarget>())) {
-        if (descendsFrom(target.pid, pid)) return target.hint;
-    }
-    return {};
 }
 
 } // namespace

@@ -20,15 +20,21 @@ bool Desk::startMurlo(const QJsonObject& settings) {
     return murlo.seed(m_model, settings) && murlo.start() && murlo.awaitReady();
 }
 
-void Desk::doubleTap(bool hold) {
-    keyboard.press("LFSH");
+void Desk::doubleTap(bool hold, const QByteArray& key) {
+    keyboard.press(key);
     letPass(pressed);
-    keyboard.release("LFSH");
+    keyboard.release(key);
     letPass(gap);
-    keyboard.press("LFSH");
+    keyboard.press(key);
     if (hold) return;
     letPass(pressed);
-    keyboard.release("LFSH");
+    keyboard.release(key);
+}
+
+bool Desk::showLetters() {
+    murlo.forgetLog();
+    doubleTap(false, "RTSH");
+    return murlo.awaitLog(QStringLiteral("scan: "));
 }
 
 bool Desk::begin(bool hold) {

@@ -21,8 +21,11 @@ public:
     /// not become ready.
     [[nodiscard]] bool startMurlo(const QJsonObject& settings = {});
 
-    /// Double-taps Left Shift; the second press stays down if `hold` is set.
-    void doubleTap(bool hold = false);
+    /// Double-taps a trigger key; the second press stays down if `hold` is set.
+    void doubleTap(bool hold = false, const QByteArray& key = "LFSH");
+    /// Double-taps Right Shift and waits until letters are on the boxes; false when they do not
+    /// come.
+    [[nodiscard]] bool showLetters();
     /// Lets go of a held trigger.
     void letGo() { keyboard.release("LFSH"); }
     /// Double-taps and waits until Murlo listens; false when it does not.
