@@ -60,7 +60,12 @@ void HintController::begin() {
 void HintController::scanned(const QList<InputTarget>& targets) {
     if (targets.isEmpty()) {
         cancel();
-        status(QStringLiteral("No text boxes found on screen."));
+        QString message = QStringLiteral("No text boxes found on screen.");
+        for (const QString& name : m_scanner.silentApplications())
+            message += QStringLiteral(" %1 shows its own when started with "
+                                      "--force-renderer-accessibility.")
+                           .arg(name);
+        status(message);
         return;
     }
     m_targets = targets;

@@ -52,6 +52,7 @@ InputScanner::~InputScanner() = default;
 void InputScanner::scan(std::function<void(const QList<InputTarget>&)> completion) {
     m_current = std::make_shared<Scan>();
     m_current->completion = std::move(completion);
+    m_silent.clear();
     m_current->began = m_scheduler.uptime();
     beginPass(m_current);
 }
@@ -96,6 +97,7 @@ void InputScanner::readApplication(const std::shared_ptr<Scan>& scan, qint64 pid
         if (scan != m_current || scan->pass != pass || scan->outstanding == 0) return;
         const BoxesFound boxes = boxesOf(application, pid, name, m_screens(), scan->shown);
         scan->found.append(boxes.targets);
+        if (application.silent && !m_silent.contains(name)) m_silent.append(name);
         const bool timeLeft = m_scheduler.uptime() + pauseBetween < scan->deadline;
         if (boxes.unready && timeLeft && again) {
             // The program builds its pages' content only once somebody asks for it.
@@ -127,6 +129,10 @@ void InputScanner::deliver(const std::shared_ptr<Scan>& scan) {
                    .arg(targets.size())
                    .arg(std::llround((m_scheduler.uptime() - scan->began) * 1000))
                    .arg(summaryOf(targets)));
+    for (const QString& name : std::as_const(m_silent))
+        Log::write(QStringLiteral("scan: %1 keeps its text boxes to itself; it tells them when "
+                                  "started with --force-renderer-accessibility")
+                       .arg(name));
     m_current.reset();
     scan->completion(targets);
 }

@@ -28,6 +28,10 @@ public:
     /// A further scan ends one that is under way, which then never completes.
     void scan(std::function<void(const QList<InputTarget>&)> completion);
 
+    /// The names of applications that the last scan found to tell nothing of their windows, though
+    /// they could be started so that they do.
+    [[nodiscard]] const QStringList& silentApplications() const { return m_silent; }
+
     /// The processes that a scan looks at now: those of the frontmost eight applications with a
     /// window worth it.
     [[nodiscard]] QList<qint64> eligibleApplications() const;
@@ -49,6 +53,7 @@ private:
     std::function<ScreenGeometry()> m_screens;
     qint64 m_ownPid;
     std::shared_ptr<Scan> m_current;
+    QStringList m_silent;
     Lifetime m_lifetime;
 };
 

@@ -34,7 +34,10 @@ struct AccessibleApplication {
         bool minimized = false; ///< or on another desktop: nobody sees it
     };
     std::vector<Window> windows; ///< the focused one first
-    bool hung = false;           ///< it let a question wait too long; the rest was not asked
+    /// It says of no window what is inside, but would if it were started with
+    /// `--force-renderer-accessibility`.
+    bool silent = false;
+    bool hung = false; ///< it let a question wait too long; the rest was not asked
 };
 
 /// Whole user interfaces of other applications, read in bulk. Main thread; no call waits.

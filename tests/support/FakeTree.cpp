@@ -64,7 +64,7 @@ FakeTree::FakeTree(Scheduler& scheduler, const QStringList& lines,
                     words.contains(QStringLiteral("never"))
                         ? -1
                         : words.value(words.indexOf(QStringLiteral("after")) + 1).toDouble();
-                described.from[reading] = {};
+                described.from[reading].silent = words.contains(QStringLiteral("silent"));
             } else if (numberAfter(words, "reading", 1) <= reading) {
                 AccessibleNode node = nodeOf(words, line);
                 node.element = makeElement ? makeElement(pid) : std::make_shared<Element>(pid);

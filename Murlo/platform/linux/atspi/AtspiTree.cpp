@@ -72,6 +72,7 @@ struct AtspiTree::Reading {
     std::vector<WindowRef> windows;
     int outstanding = 0; ///< programs, and then windows, that are being read
     bool hangs = false;
+    bool mayBeSilent = false; ///< the toolkit tells nothing of its windows unless it is made to
 };
 
 AtspiTree::AtspiTree(AtspiBus& bus, const Accessibility& focus, ShownWindows shown)
@@ -115,18 +116,20 @@ void AtspiTree::readPrograms(const ReadingRef& reading) {
 }
 
 void AtspiTree::readProgram(const ReadingRef& reading, const AtspiBus::Replies& replies) {
+    const QString name = atspi::stringPropertyOf(replies[toolkitReply]);
     const bool windowExtentsOnly =
-        atspi::tellsWindowExtentsOnly(atspi::stringPropertyOf(replies[toolkitReply]),
-                                      atspi::stringPropertyOf(replies[versionReply]));
+        atspi::tellsWindowExtentsOnly(name, atspi::stringPropertyOf(replies[versionReply]));
+    // It always shows a page: when none is found, it does not tell.
+    reading->mayBeSilent = name == QLatin1String("Chromium");
+    const auto coordinates =
+        windowExtentsOnly ? atspi::Coordinates::window : atspi::Coordinates::screen;
     std::vector<AtspiReference> windows;
     std::vector<QDBusMessage> calls;
     for (const AtspiReference& window : atspi::referencesOf(replies[windowsReply])) {
         if (window.isNull()) continue;
         windows.push_back(window);
-        calls.insert(calls.end(),
-                     {atspi::getRole(window), atspi::getState(window), atspi::getName(window),
-                      atspi::getExtents(window, windowExtentsOnly ? atspi::Coordinates::window
-                                                                  : atspi::Coordinates::screen)});
+        calls.insert(calls.end(), {atspi::getRole(window), atspi::getState(window),
+                                   atspi::getName(window), atspi::getExtents(window, coordinates)});
     }
     if (windows.empty() || reading->hangs) {
         programRead(reading);
@@ -270,6 +273,10 @@ void AtspiTree::windowRead(const ReadingRef& reading) {
         application.windows.push_back(std::move(window->result));
     application.focused = focusedOf(reading->pid);
     application.hung = reading->hangs;
+    application.silent = reading->mayBeSilent && !reading->hangs && !application.windows.empty() &&
+                         std::ranges::all_of(application.windows, [](const auto& window) {
+                             return window.root.children.empty();
+                         });
     reading->done(application);
 }
 
