@@ -70,6 +70,7 @@ struct AtspiTree::Reading {
     std::function<void(const AccessibleApplication&)> done;
     QList<WindowInfo> shown; ///< the process's windows, front to back
     std::vector<WindowRef> windows;
+    std::optional<AccessibleNode> focused;
     int outstanding = 0; ///< programs, and then windows, that are being read
     bool hangs = false;
     bool mayBeSilent = false; ///< the toolkit tells nothing of its windows unless it is made to
@@ -189,6 +190,7 @@ void AtspiTree::programRead(const ReadingRef& reading) {
         windows.resize(static_cast<std::size_t>(reading->mostWindows));
     reading->outstanding = 1;
     for (const WindowRef& window : windows) readWindow(reading, window);
+    if (!reading->hangs) readFocus(reading);
     windowRead(reading);
 }
 
@@ -271,7 +273,7 @@ void AtspiTree::windowRead(const ReadingRef& reading) {
     AccessibleApplication application;
     for (const WindowRef& window : reading->windows)
         application.windows.push_back(std::move(window->result));
-    application.focused = focusedOf(reading->pid);
+    application.focused = reading->focused;
     application.hung = reading->hangs;
     application.silent = reading->mayBeSilent && !reading->hangs && !application.windows.empty() &&
                          std::ranges::all_of(application.windows, [](const auto& window) {
@@ -280,14 +282,26 @@ void AtspiTree::windowRead(const ReadingRef& reading) {
     reading->done(application);
 }
 
-std::optional<AccessibleNode> AtspiTree::focusedOf(qint64 pid) const {
+void AtspiTree::readFocus(const ReadingRef& reading) {
     const auto focused = std::dynamic_pointer_cast<const AtspiElement>(m_focus.focusedElement());
-    if (!focused || focused->processId != pid) return std::nullopt;
+    if (!focused || focused->processId != reading->pid) return;
     // A paragraph of a document that is one box as a whole.
-    if (focused->parent && focused->parent->role == AtspiRole::documentText) return std::nullopt;
-    AccessibleNode node = nodeOf(focused);
-    node.frame = m_focus.frame(focused);
-    return node;
+    if (focused->parent && focused->parent->role == AtspiRole::documentText) return;
+    if (focused->knowsWindowExtentsOnly) {
+        reading->focused = nodeOf(focused);
+        reading->focused->frame = m_focus.frame(focused);
+        return;
+    }
+    ++reading->outstanding;
+    // The window may have been moved since the focus came.
+    ask(reading, {atspi::getExtents(focused->reference, atspi::Coordinates::screen)},
+        [this, reading, focused](const AtspiBus::Replies& replies) {
+            if (const auto extents = atspi::extentsOf(replies.front())) {
+                reading->focused = nodeOf(focused);
+                reading->focused->frame = QRectF(*extents);
+            }
+            windowRead(reading);
+        });
 }
 
 } // namespace murlo

@@ -39,7 +39,7 @@ private:
               const std::vector<AtspiReference>& level, int depth);
     void readHits(const ReadingRef& reading, const WindowRef& window);
     void windowRead(const ReadingRef& reading);
-    [[nodiscard]] std::optional<AccessibleNode> focusedOf(qint64 pid) const;
+    void readFocus(const ReadingRef& reading);
     /// Sends `calls` and goes on with the replies.
     void ask(const ReadingRef& reading, const std::vector<QDBusMessage>& calls,
              std::function<void(const AtspiBus::Replies&)> then);
