@@ -67,7 +67,7 @@ public:
         const QRectF& frame = *node.frame;
         const bool seen = std::ranges::any_of(
             m_screens.screens, [&](const QRectF& screen) { return screen.intersects(frame); });
-        if (!seen || !isLargeEnough(frame.size())) return false;
+        if (!seen || !isLargeEnough(frame.size() / m_screens.scaleAt(frame))) return false;
         if (const QRectF part = uncovered(frame); !part.isEmpty()) {
             InputTarget target = m_common;
             target.element = node.element;
@@ -93,7 +93,9 @@ private:
         if (!m_cover.intersects(frame.toAlignedRect())) return frame;
         const QRegion rest = QRegion(frame.toRect()) - m_cover;
         const bool enough =
-            std::ranges::any_of(rest, [](const QRect& part) { return isLargeEnough(part.size()); });
+            std::ranges::any_of(rest, [scale = m_screens.scaleAt(frame)](const QRect& part) {
+                return isLargeEnough(QSizeF(part.size()) / scale);
+            });
         return enough ? QRectF(rest.boundingRect()) : QRectF();
     }
 
@@ -125,23 +127,25 @@ BoxesFound boxesOf(const AccessibleApplication& application, qint64 pid, const Q
     return found;
 }
 
-QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets) {
-    constexpr double sameEdge = 6;
+QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets,
+                                     const ScreenGeometry& screens) {
+    constexpr double sameEdge = 6; // points
     constexpr double sameWidth = 12;
     QList<InputTarget> kept;
     for (const InputTarget& target : targets) {
+        const double scale = screens.scaleAt(screens.flipped(target.frame));
         const bool known = std::ranges::any_of(kept, [&](const InputTarget& other) {
             return other.pid == target.pid &&
-                   std::abs(other.frame.left() - target.frame.left()) < sameEdge &&
-                   std::abs(other.frame.top() - target.frame.top()) < sameEdge &&
-                   std::abs(other.frame.width() - target.frame.width()) < sameWidth;
+                   std::abs(other.frame.left() - target.frame.left()) < sameEdge * scale &&
+                   std::abs(other.frame.top() - target.frame.top()) < sameEdge * scale &&
+                   std::abs(other.frame.width() - target.frame.width()) < sameWidth * scale;
         });
         if (!known) kept.append(target);
     }
     return kept;
 }
 
-QList<InputTarget> assignHints(QList<InputTarget> targets) {
+QList<InputTarget> assignHints(QList<InputTarget> targets, const ScreenGeometry& screens) {
     // Rows by their top edges, which is the rectangle's far side: y grows upwards. "Within 24
     // points" alone is no order (a row may creep down box by box), so a row is what lies within 24
     // points of its highest box.
@@ -151,8 +155,9 @@ QList<InputTarget> assignHints(QList<InputTarget> targets) {
     });
     for (auto row = targets.begin(); row != targets.end();) {
         const double top = topEdge(*row);
+        const double height = sameRow * screens.scaleAt(screens.flipped(row->frame));
         const auto end = std::find_if(row, targets.end(), [&](const InputTarget& target) {
-            return top - topEdge(target) > sameRow;
+            return top - topEdge(target) > height;
         });
         std::stable_sort(row, end, [](const InputTarget& a, const InputTarget& b) {
             return a.frame.left() < b.frame.left();

@@ -9,7 +9,8 @@ namespace murlo {
 namespace {
 
 constexpr int mostApplications = 8;
-constexpr double leastArea = 20000;   ///< of a window that makes its application worth looking at
+constexpr double leastArea =
+    20000; ///< in square points, of a window that makes its application worth looking at
 constexpr double passLimit = 2.8;     ///< seconds of one pass
 constexpr double pauseBetween = 0.45; ///< seconds before a second look
 
@@ -62,12 +63,16 @@ QList<qint64> InputScanner::eligibleApplications() const {
 }
 
 QList<qint64> InputScanner::eligible(const QList<WindowInfo>& shown) const {
+    const ScreenGeometry screens = m_screens();
+    const auto areaOf = [&](const QRectF& bounds) {
+        const double scale = screens.scaleAt(bounds);
+        return bounds.width() * bounds.height() / (scale * scale);
+    };
     QList<qint64> chosen;
     for (const WindowInfo& window : shown) {
         if (chosen.size() == mostApplications) break;
         if (!window.isDocument || (window.pid == m_ownPid && !includeOwnWindows) ||
-            window.bounds.width() * window.bounds.height() <= leastArea ||
-            chosen.contains(window.pid))
+            areaOf(window.bounds) <= leastArea || chosen.contains(window.pid))
             continue;
         chosen.append(window.pid);
     }
@@ -124,7 +129,9 @@ void InputScanner::endPass(const std::shared_ptr<Scan>& scan) {
 }
 
 void InputScanner::deliver(const std::shared_ptr<Scan>& scan) {
-    const QList<InputTarget> targets = assignHints(withoutDuplicates(scan->found));
+    const ScreenGeometry screens = m_screens();
+    const QList<InputTarget> targets =
+        assignHints(withoutDuplicates(scan->found, screens), screens);
     Log::write(QStringLiteral("scan: %1 boxes in %2 ms: %3")
                    .arg(targets.size())
                    .arg(std::llround((m_scheduler.uptime() - scan->began) * 1000))

@@ -71,8 +71,10 @@ struct BoxesFound {
                                  const QString& name, const ScreenGeometry& screens,
                                  const QList<WindowInfo>& shown);
 /// Drops boxes of the same process at (nearly) the same place; the first of them stays.
-[[nodiscard]] QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets);
+[[nodiscard]] QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets,
+                                                   const ScreenGeometry& screens);
 /// Puts the boxes into reading order and labels them; what no label is left for is dropped.
-[[nodiscard]] QList<InputTarget> assignHints(QList<InputTarget> targets);
+[[nodiscard]] QList<InputTarget> assignHints(QList<InputTarget> targets,
+                                             const ScreenGeometry& screens);
 
 } // namespace murlo

@@ -18,7 +18,10 @@ QList<HintScreen> hintScreens() {
 
 ScreenGeometry currentScreens() {
     ScreenGeometry geometry;
-    for (const HintScreen& screen : hintScreens()) geometry.screens.append(screen.device);
+    for (const HintScreen& screen : hintScreens()) {
+        geometry.screens.append(screen.device);
+        geometry.scales.append(screen.device.width() / screen.frame.width());
+    }
     return geometry;
 }
 

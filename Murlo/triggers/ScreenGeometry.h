@@ -11,6 +11,8 @@ namespace murlo {
 /// top left of the primary screen, y growing downwards, device pixels), in the system's order.
 struct ScreenGeometry {
     QList<QRectF> screens;
+    /// Device pixels per point, in the same order; 1 where none is given.
+    QList<double> scales = {};
 
     /// Height of the screen whose origin is (0, 0), else of the first one; 0 without screens.
     [[nodiscard]] double primaryHeight() const {
@@ -19,6 +21,17 @@ struct ScreenGeometry {
         });
         if (primary != screens.end()) return primary->height();
         return screens.isEmpty() ? 0 : screens.first().height();
+    }
+
+    /// Device pixels per point on the screen that holds most of a rectangle.
+    [[nodiscard]] double scaleAt(const QRectF& frame) const {
+        const auto areaOn = [&](const QRectF& screen) {
+            const QRectF common = screen & frame;
+            return common.width() * common.height();
+        };
+        const auto most = std::ranges::max_element(screens, {}, areaOn);
+        const auto index = most - screens.begin();
+        return index < scales.size() ? scales[index] : 1;
     }
 
     /// The same rectangle with the origin at the bottom left of the primary screen and y growing

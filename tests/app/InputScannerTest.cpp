@@ -83,7 +83,7 @@ private:
                 applications.running[pid].name = application.name;
         }
 
-        [[nodiscard]] ScreenGeometry screens() const { return {tree.screens}; }
+        [[nodiscard]] ScreenGeometry screens() const { return tree.screens; }
 
         [[nodiscard]] QString words(const QList<InputTarget>& boxes) const {
             QStringList words;

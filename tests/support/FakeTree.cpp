@@ -56,7 +56,9 @@ FakeTree::FakeTree(Scheduler& scheduler, const QStringList& lines,
             const QStringList words = line.simplified().split(QLatin1Char(' '));
             const qsizetype depth = (line.size() - line.trimmed().size()) / 2;
             if (words[0] == QLatin1String("screen")) {
-                if (reading == 1) screens.append(rectOf(words, line));
+                if (reading > 1) continue;
+                screens.screens.append(rectOf(words, line));
+                screens.scales.append(numberAfter(words, "scale", 1));
             } else if (words[0] == QLatin1String("application")) {
                 Described& described = applications[++pid];
                 described.name = words.value(1);
@@ -101,7 +103,7 @@ FakeTree::FakeTree(Scheduler& scheduler, const QStringList& lines,
             }
         }
     }
-    if (screens.isEmpty()) screens.append({0, 0, 1280, 900});
+    if (screens.screens.isEmpty()) screens.screens.append({0, 0, 1280, 900});
 }
 
 void FakeTree::read(qint64 pid, int mostWindows,

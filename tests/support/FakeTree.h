@@ -3,6 +3,7 @@
 #include "platform/AccessibilityTree.h"
 #include "platform/Applications.h"
 #include "platform/Scheduler.h"
+#include "triggers/ScreenGeometry.h"
 
 #include <QList>
 #include <QStringList>
@@ -32,7 +33,7 @@ public:
     };
     std::map<qint64, Described> applications; ///< by process, which count from 10
     QList<WindowInfo> shown;                  ///< all windows, front to back
-    QList<QRectF> screens;
+    ScreenGeometry screens;
 
 private:
     Scheduler& m_scheduler;
