@@ -38,6 +38,8 @@ void progress(const QString& what);
 [[nodiscard]] QList<Figure> tapFigures();
 [[nodiscard]] QList<Figure> dictationFigures(const QString& model);
 [[nodiscard]] QList<Figure> cardFigures();
+[[nodiscard]] QList<Figure> scanFigures();
+[[nodiscard]] QList<Figure> hintFigures();
 [[nodiscard]] QList<Figure> processFigures(const QString& model);
 
 } // namespace murlo

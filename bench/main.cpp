@@ -78,7 +78,7 @@ void printJson(const QList<Figure>& figures) {
 } // namespace
 
 /// murlo-bench [--json] [--model FILE (else $MURLO_MODEL)] [--only
-/// audio|microphone|tap|dictation|card|process]
+/// audio|microphone|tap|dictation|card|scan|hints|process]
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
     const QStringList arguments = QApplication::arguments();
@@ -103,6 +103,8 @@ int main(int argc, char** argv) {
     if (wanted("tap")) figures += murlo::tapFigures();
     if (wanted("dictation")) figures += murlo::dictationFigures(model);
     if (wanted("card")) figures += murlo::cardFigures();
+    if (wanted("scan")) figures += murlo::scanFigures();
+    if (wanted("hints")) figures += murlo::hintFigures();
     if (wanted("process")) figures += murlo::processFigures(model);
     if (arguments.contains(QStringLiteral("--json"))) {
         printJson(figures);

@@ -1,5 +1,7 @@
 #include "settings/Settings.h"
 
+#include "support/Log.h"
+
 #include <QDir>
 #include <QFileInfo>
 
@@ -35,6 +37,13 @@ Settings::Settings(Paths paths, Scheduler& scheduler)
     m_paths.prepare();
     m_values =
         m_file.read([](const QJsonDocument& document) { return document.isObject(); }).object();
+    for (const SettingRow& setting : settingsTable()) {
+        const QJsonValue stored = m_values.value(QLatin1String(setting.key));
+        if (!stored.isUndefined() && stored.type() != jsonType(setting.type))
+            Log::write(QStringLiteral("settings: what is stored for %1 cannot be read and is left "
+                                      "aside")
+                           .arg(QLatin1String(setting.key)));
+    }
 }
 
 QJsonValue Settings::value(const char* key, SettingType type) const {
