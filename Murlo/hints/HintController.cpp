@@ -30,6 +30,11 @@ void HintController::status(const QString& message) const {
     if (onStatus) onStatus(message);
 }
 
+void HintController::setTyped(const QString& typed) {
+    m_typed = typed;
+    m_overlay.model().setTyped(typed);
+}
+
 void HintController::begin() {
     if (m_active) {
         cancel();
@@ -47,7 +52,7 @@ void HintController::begin() {
         return;
     }
     m_active = true;
-    m_overlay.model().setTyped({});
+    m_typed.clear();
     m_safety = m_scheduler.after(expiry, [this] { cancel(); });
     m_interruptions.setWatching(true);
     if (onActiveChange) onActiveChange(true);
@@ -75,7 +80,7 @@ void HintController::scanned(const QList<InputTarget>& targets) {
 bool HintController::handleKey(const QString& characters, qint64 keyCode) {
     if (!m_active) return false;
     if (keyCode == deleteKey) {
-        m_overlay.model().setTyped(typed().chopped(std::min<qsizetype>(1, typed().size())));
+        setTyped(m_typed.chopped(std::min<qsizetype>(1, m_typed.size())));
         return true;
     }
     if (keyCode == escapeKey) {
@@ -84,7 +89,7 @@ bool HintController::handleKey(const QString& characters, qint64 keyCode) {
     }
     const QString upper = characters.toUpper();
     if (upper.isEmpty() || !upper.front().isLetter()) return true;
-    const QString candidate = typed() + upper.front();
+    const QString candidate = m_typed + upper.front();
     const InputTarget* match = nullptr;
     bool several = false;
     for (const InputTarget& target : m_targets) {
@@ -94,11 +99,11 @@ bool HintController::handleKey(const QString& characters, qint64 keyCode) {
         if (several) break;
     }
     if (!match) {
-        m_overlay.model().setTyped({}); // a wrong letter starts over
+        setTyped({}); // a wrong letter starts over
     } else if (!several && match->hint == candidate) {
         pick(InputTarget(*match));
     } else {
-        m_overlay.model().setTyped(candidate);
+        setTyped(candidate);
     }
     return true;
 }
@@ -106,7 +111,7 @@ bool HintController::handleKey(const QString& characters, qint64 keyCode) {
 void HintController::cancel() {
     if (!m_active) return;
     m_active = false;
-    m_overlay.model().setTyped({});
+    m_typed.clear(); // the layer keeps them while it goes
     m_targets.clear();
     m_safety.cancel();
     m_interruptions.setWatching(false);

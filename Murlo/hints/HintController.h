@@ -32,10 +32,12 @@ public:
     void cancel();
 
     [[nodiscard]] bool isActive() const { return m_active; }
-    [[nodiscard]] const QString& typed() const { return m_overlay.model().typed(); }
+    [[nodiscard]] const QString& typed() const { return m_typed; }
     [[nodiscard]] const QList<InputTarget>& targets() const { return m_targets; }
 
 private:
+    /// Remembers and shows the letters typed so far.
+    void setTyped(const QString& typed);
     void scanned(const QList<InputTarget>& targets);
     void pick(const InputTarget& target);
     void status(const QString& message) const;
@@ -49,6 +51,7 @@ private:
     bool m_active = false;
     qint64 m_activation = 0; ///< tells the answer of an earlier scan
     QList<InputTarget> m_targets;
+    QString m_typed;
     ScheduledWork m_safety;
     Lifetime m_lifetime;
 };

@@ -9,7 +9,7 @@ std::optional<int> renderScreens(const QString& folder) {
     const QDir directory(folder);
     if (!directory.mkpath(QStringLiteral("."))) return std::nullopt;
     int written = 0;
-    for (const auto& screens : {cardScreens(), trayScreens()}) {
+    for (const auto& screens : {cardScreens(), hintLayers(), trayScreens()}) {
         for (const Screen& screen : screens) {
             for (const int scale : {1, 2}) {
                 QImage image(screen.size * scale, QImage::Format_ARGB32_Premultiplied);

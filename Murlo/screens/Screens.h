@@ -18,6 +18,8 @@ struct Screen {
 
 /// The recording card in each of its states, over light and dark surroundings.
 [[nodiscard]] std::vector<Screen> cardScreens();
+/// The letters over text boxes, few and many, at edges and across screens.
+[[nodiscard]] std::vector<Screen> hintLayers();
 /// The tray item in its tints.
 [[nodiscard]] std::vector<Screen> trayScreens();
 

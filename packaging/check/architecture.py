@@ -18,7 +18,7 @@ SUBSYSTEMS = {
     "telemetry": ["settings", "support"],
     "account": ["settings", "support", "triggers"],
     "setup": ["settings", "support"],
-    "screens": ["look", "menubar", "overlay", "settings", "support"],
+    "screens": ["hints", "look", "menubar", "overlay", "settings", "support"],
     "hints": ["look", "support", "triggers"],
     "menubar": ["dictation", "look", "overlay", "settings", "support", "triggers"],
     "dictation": ["account", "overlay", "settings", "support", "telemetry", "triggers"],
