@@ -59,7 +59,7 @@ void printTable(const QList<Figure>& figures) {
                    .arg(figure.unit)
                    .arg(figure.baseline, 0, 'g', 4)
                    .arg(figure.baselineName)
-                   .arg(figure.ratio(), 0, 'f', 2);
+                   .arg(figure.ratio(), 0, 'g', 3);
     }
 }
 

@@ -1,0 +1,123 @@
+#include "Figures.h"
+#include "hints/HintController.h"
+#include "hints/HintPanel.h"
+#include "hints/InputScanner.h"
+#include "hints/ScreenList.h"
+#include "platform/Platform.h"
+#include "tests/support/desktop/Waiting.h"
+
+#include <QImage>
+
+namespace murlo {
+
+namespace {
+
+constexpr int boxes = 200;
+constexpr qint64 owner = 1; ///< process that the boxes are said to belong to
+constexpr qint64 deleteKey = 51;
+constexpr int keys = 20000;
+
+/// An application that answers at once: `boxes` boxes all over the screen.
+class ManyBoxes : public AccessibilityTree, public Applications {
+public:
+    explicit ManyBoxes(Scheduler& scheduler)
+        : m_scheduler(scheduler) {}
+
+    void read(qint64 /*pid*/, int /*mostWindows*/,
+              std::function<void(const AccessibleApplication&)> done) override {
+        AccessibleApplication application;
+        auto& root = application.windows.emplace_back().root;
+        root.role = QStringLiteral("AXWindow");
+        root.frame = currentScreens().screens.value(0);
+        for (int i = 0; i < boxes; ++i) {
+            AccessibleNode& box = root.children.emplace_back();
+            box.role = QStringLiteral("AXTextField");
+            box.valueSettable = true;
+            box.frame = QRectF(10 + i % 10 * 125, 10 + i / 10 * 44, 110, 30);
+        }
+        m_scheduler.nextTurn([done = std::move(done), application] { done(application); });
+    }
+
+    [[nodiscard]] std::optional<qint64> frontmostPid() const override { return owner; }
+    [[nodiscard]] std::optional<QString> identifier(qint64 /*pid*/) const override { return {}; }
+    [[nodiscard]] std::optional<QString> name(qint64 /*pid*/) const override { return {}; }
+    [[nodiscard]] QList<WindowInfo> windowsOnScreen() const override {
+        const QRectF screen = currentScreens().screens.value(0);
+        return {{owner, {}, screen, screen, true}};
+    }
+    void activate(qint64 /*pid*/, const QString& /*title*/) override {}
+
+private:
+    Scheduler& m_scheduler;
+};
+
+/// Painting the letters' first frame against filling the same picture once.
+Figure firstFrame(const QList<InputTarget>& targets) {
+    const HintScreen screen = hintScreens().first();
+    QImage image(screen.frame.size(), QImage::Format_ARGB32_Premultiplied);
+    HintOverlayModel model;
+    model.setPresented(true);
+    const double painted = timed(31, [&] {
+        HintMotion motion(badgesOf(targets, screen, currentScreens()));
+        motion.update(model, false);
+        motion.advance(1.0 / 60);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        paintHints(painter, motion.present(), true);
+    });
+    const double filled = timed(31, [&] {
+        QPainter painter(&image);
+        painter.fillRect(image.rect(), QColor(0, 0, 0, 40));
+    });
+    return {QStringLiteral("first frame of %1 letters, painted").arg(targets.size()), painted * 1e3,
+            QStringLiteral("ms"), filled * 1e3, QStringLiteral("filling the same area once")};
+}
+
+} // namespace
+
+QList<Figure> hintFigures() {
+    progress(QStringLiteral("keys while letters are on"));
+    const Platform platform = loadPlatform();
+    ManyBoxes many(*platform.scheduler);
+    InputTargets targets(*platform.accessibility, many, currentScreens);
+    InputScanner scanner(many, many, *platform.scheduler, currentScreens, 0);
+    HintOverlay overlay(*platform.scheduler, hintScreens,
+                        [&platform](HintOverlayModel& model, const HintScreen& screen,
+                                    const QList<HintBadge>& badges) {
+                            return std::make_unique<HintPanel>(
+                                model, screen, badges, *platform.scheduler, *platform.desktop);
+                        });
+    HintController hints(*platform.scheduler, *platform.accessibility, targets, scanner,
+                         *platform.interruptions, overlay);
+    if (!waitFor([&] { return platform.accessibility->isTrusted(); })) return {};
+    hints.begin();
+    if (!waitFor([&] { return !hints.targets().isEmpty(); })) return {};
+    const QList<InputTarget> labelled = hints.targets();
+    const QString letter = labelled.last().hint.left(1); // the last one that is looked for
+    // The letter and its deletion in turn: the labels follow each time, and nothing is picked.
+    const auto each = [](const auto& work) {
+        QList<double> took;
+        for (int i = 0; i < keys; ++i) {
+            const double start = seconds();
+            work(i);
+            took.append(seconds() - start);
+        }
+        return took;
+    };
+    const QList<double> handled = each([&](int i) {
+        (void)(i % 2 == 0 ? hints.handleKey(letter, 0) : hints.handleKey({}, deleteKey));
+    });
+    std::function<void(int)> nothing = [](int) {};
+    const QList<double> empty = each([&](int i) { nothing(i); });
+    hints.cancel();
+    letPass(600);
+    const auto figure = [&](const char* name, double part) {
+        return Figure{QString::fromLatin1(name), quantile(handled, part) * 1e6,
+                      QStringLiteral("µs"), quantile(empty, part) * 1e6,
+                      QStringLiteral("an empty function")};
+    };
+    return {figure("one key while 200 letters are on, p50", 0.5),
+            figure("one key while 200 letters are on, p99", 0.99), firstFrame(labelled)};
+}
+
+} // namespace murlo
