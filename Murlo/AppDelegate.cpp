@@ -73,7 +73,8 @@ SettingsWindowActions AppDelegate::windowActions() {
             [this] { return m_root.settingsModel.hotkeyLive(); },
             [this] {
                 m_root.platform.desktop->open(m_root.paths.file(QStringLiteral("brisvane.log")));
-            }};
+            },
+            [this] { m_root.settingsModel.refreshFromSystem(); }};
 }
 
 void AppDelegate::toggleDictation() {
@@ -100,7 +101,7 @@ void AppDelegate::listenForProbeRequests() {
     notifications.onIm = [this] {
         const auto access = [this] { return static_cast<int>(m_root.platform.eventTap->access()); };
         const int before = access();
-        const bool granted = m_root.permissions.inputMonitoringGranted();
+        const bool granted = m_root.platform.eventTap->requestAccess();
         Log::write(
             QStringLiteral("im-probe: before=%1 request→%2 after=%3 (0=granted 1=denied 2=unknown)")
                 .arg(before)
@@ -233,6 +234,7 @@ void AppDelegate::willTerminate() {
     m_quitQuestion.withdraw();
     m_settingsWindow.close();
     m_root.hotkeys.stop();
+    m_root.controller.keepUnfinished();
     m_root.server.shutdown();
     Log::write(QStringLiteral("app: terminated"));
 }

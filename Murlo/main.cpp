@@ -20,9 +20,12 @@ constexpr quint16 enginePort = 8756;
 /// Everything that lives between a started Qt and its end.
 int run(QApplication& application) {
     murlo::Platform platform = murlo::loadPlatform();
-    if (!platform.singleInstance->acquire(QApplication::arguments().mid(1))) return 0;
     const murlo::Paths paths = murlo::Paths::ofUser();
     murlo::Log::open(paths, *platform.scheduler);
+    if (!platform.singleInstance->acquire(QApplication::arguments().mid(1))) {
+        murlo::Log::close();
+        return 0;
+    }
     int status = 0;
     {
         murlo::CompositionRoot root(platform, paths, enginePort);

@@ -17,10 +17,14 @@ namespace murlo {
 
 /// Reads exactly that form; anything else yields nothing.
 [[nodiscard]] inline std::optional<QDateTime> fromIsoSeconds(const QString& text) {
-    QDateTime date = QDateTime::fromString(text, QStringLiteral("yyyy-MM-ddTHH:mm:ss'Z'"));
-    if (!date.isValid()) return std::nullopt;
-    date.setTimeSpec(Qt::UTC);
-    return date;
+    // Day and time apart: together they would be read as local ones, and an hour that the clocks
+    // left out there would not exist.
+    if (text.size() != 20 || text[10] != QLatin1Char('T') || text[19] != QLatin1Char('Z'))
+        return std::nullopt;
+    const auto day = QDate::fromString(text.left(10), QStringLiteral("yyyy-MM-dd"));
+    const auto time = QTime::fromString(text.mid(11, 8), QStringLiteral("HH:mm:ss"));
+    if (!day.isValid() || !time.isValid()) return std::nullopt;
+    return QDateTime(day, time, Qt::UTC);
 }
 
 /// Upper-case hexadecimal in groups 8-4-4-4-12 joined by hyphens.

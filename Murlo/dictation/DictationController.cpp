@@ -5,6 +5,7 @@
 #include "dictation/DictationSession.h"
 #include "dictation/DictationTexts.h"
 #include "dictation/DictationTiming.h"
+#include "dictation/KeptRecording.h"
 #include "dictation/WhisperServer.h"
 #include "overlay/OverlayController.h"
 #include "platform/MicrophoneAuthorization.h"
@@ -183,6 +184,7 @@ void DictationController::cancel() {
     if (m_state.state == DictationState::transcribing ||
         m_state.state == DictationState::enhancing) {
         m_session->discarded = true;
+        m_session->clip.clear();
         setState(DictationState::idle);
         m_with.overlay.hide();
         play(m_with.sounds.cancel);
@@ -213,6 +215,17 @@ void DictationController::fail(const QString& message, const QString& report) {
     m_with.errors.report(QStringLiteral("transcribe_failed"), report.isEmpty() ? message : report);
     Log::write(QStringLiteral("dictation: ") + message);
     resetStateLater(failedLasts);
+}
+
+void DictationController::keepUnfinished() {
+    for (const SessionRef& session : m_waiting) {
+        if (!session->discarded) m_with.keptRecording.keep(std::exchange(session->clip, {}));
+    }
+    if (!isRecording()) return;
+    stopTimer();
+    ++m_startGeneration;
+    m_preview.reset();
+    if (const auto clip = m_with.recorder.stop()) m_with.keptRecording.keep(*clip);
 }
 
 void DictationController::resetStateLater(double seconds) {

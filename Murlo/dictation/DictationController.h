@@ -55,7 +55,9 @@ struct DictationPartners {
 /// line.
 class DictationController {
 public:
+    /// Told after the change.
     std::function<void(const DictationState&)> onStateChange;
+    /// The engine's state has changed; told before the card says so.
     std::function<void(const EngineState&)> onEngineStateChange;
 
     explicit DictationController(const DictationPartners& partners);
@@ -73,9 +75,14 @@ public:
     /// Gives the session up, or, once it is recorded, its result.
     void cancel();
 
+    /// Murlo is about to end: puts aside what is still being said and what the engine has not
+    /// answered.
+    void keepUnfinished();
+
     [[nodiscard]] const DictationState& state() const { return m_state; }
     /// The ten newest texts, newest first.
     [[nodiscard]] const QStringList& history() const { return m_history; }
+    /// Whether the recording under way was started by the dictation trigger.
     [[nodiscard]] bool startedByHotkey() const { return m_startedByHotkey; }
     [[nodiscard]] bool isRecording() const;
 

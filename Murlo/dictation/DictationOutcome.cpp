@@ -40,6 +40,7 @@ DictationFailure engineUnavailable(const QString& message) {
 } // namespace
 
 void DictationController::waitForEngine(const SessionRef& session) {
+    if (dropIfDiscarded(session)) return;
     const EngineState engine = m_with.server.state();
     switch (engine.state) {
     case EngineState::ready:
@@ -104,6 +105,7 @@ void DictationController::transcribed(const SessionRef& session, const Transcrib
 
 bool DictationController::dropIfDiscarded(const SessionRef& session) {
     if (!session->discarded) return false;
+    session->clip.clear();
     Log::write(QStringLiteral("dictation: discarded result arrived, dropped"));
     return true;
 }
@@ -144,6 +146,8 @@ void DictationController::completeDelivery(const SessionRef& session, const QStr
             show(DictationState::delivered, text);
         }
         resetStateLater(deliveredLasts);
+    } else if (message) {
+        Log::write(QStringLiteral("dictation: copied only, and the card belongs to a newer one"));
     }
     Log::write(QStringLiteral("dictation: %1 chars in %2s")
                    .arg(Characters::count(text))

@@ -9,9 +9,8 @@ namespace murlo {
 
 namespace {
 
-/// "whisper_full_with_state: failed to encode", "/usr/lib/…/whisper-server: failed to process
-/// audio",
-/// "/…/ggml.c:42: GGML_ASSERT(…) failed", "error: failed to read audio data".
+/// Such as "whisper_full_with_state: failed to encode", "/…/whisper-server: failed to process
+/// audio" or "error: failed to read audio data".
 bool looksLikeDiagnostic(const QString& line) {
     static const QRegularExpression start(QStringLiteral(
         "^(?:[a-z0-9]+(?:_[a-z0-9]+)+: |/\\S+: |error: (?:failed to read |server listen ))"));

@@ -3,13 +3,29 @@
 #include "support/Log.h"
 #include "support/PrivateFile.h"
 
+#include <QFile>
+
 namespace murlo {
+
+namespace {
+
+constexpr int mostKept = 5;
+
+QString nameOf(int age) {
+    return age == 1 ? QStringLiteral("untranscribed.wav")
+                    : QStringLiteral("untranscribed-%1.wav").arg(age);
+}
+
+} // namespace
 
 void KeptRecording::keep(const QByteArray& wav) {
     if (wav.isEmpty()) return;
-    const QString name = QStringLiteral("untranscribed.wav");
-    m_queue->async([name, path = m_paths.file(name), wav] {
-        const auto kept = writePrivateFile(path, wav);
+    const QString name = nameOf(1);
+    m_queue->async([name, paths = m_paths, wav] {
+        QFile::remove(paths.file(nameOf(mostKept)));
+        for (int age = mostKept; age > 1; --age)
+            QFile::rename(paths.file(nameOf(age - 1)), paths.file(nameOf(age)));
+        const auto kept = writePrivateFile(paths.file(name), wav);
         Log::write(kept ? QStringLiteral("dictation: the recording is kept in ") + name
                         : QStringLiteral("dictation: the recording could not be kept: ") +
                               kept.error());

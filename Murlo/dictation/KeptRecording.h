@@ -7,9 +7,10 @@
 
 namespace murlo {
 
-/// The recording of the last dictation that could not be transcribed, so that what was said is not
-/// lost with the error: "untranscribed.wav" in the support folder, readable by its owner alone. The
-/// next such recording replaces it. Main thread; the file is written on a serial queue.
+/// The recordings of the last five dictations that could not be transcribed, so that what was said
+/// is not lost with the error: "untranscribed.wav" in the support folder is the newest,
+/// "untranscribed-5.wav" the oldest; readable by their owner alone. Main thread; the file is
+/// written on a serial queue.
 class KeptRecording {
 public:
     KeptRecording(const Paths& paths, Scheduler& scheduler)

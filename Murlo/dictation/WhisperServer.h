@@ -20,7 +20,8 @@ namespace murlo {
 /// `ready` means that our own child, alive and alone on the port, answers; a stranger's server on
 /// the port never makes it ready. Everything happens on a serial queue as a chain of short steps,
 /// so that a restart, an exit or the end of the application is handled at once also while the model
-/// loads. The one wait is for a child that is told to end: it gets 2 seconds before it is killed.
+/// loads. The waits are for a child that is told to end, which gets 2 seconds before it is killed,
+/// and, at a launch, for the clean-up of the port (at most 7 seconds).
 class WhisperServer {
 public:
     using State = EngineState;
@@ -40,7 +41,8 @@ public:
     /// Ends a running engine and launches one, with all its restarts before it. Any thread; returns
     /// at once.
     void restart();
-    /// Ends the engine; when it returns, the child has ended. At most about 2 seconds. Any thread.
+    /// Ends the engine; when it returns, the child has ended. At most about 2 seconds, or longer
+    /// when a launch has just begun. Any thread.
     void shutdown();
 
     [[nodiscard]] State state() const; ///< any thread

@@ -25,7 +25,6 @@ constexpr QColor accent{10, 100, 235};
 constexpr QColor window{246, 246, 248};
 constexpr QColor windowText{28, 28, 32};
 constexpr QColor windowDim{96, 96, 104};
-constexpr QColor windowLine{0, 0, 0, 28};
 
 constexpr double hairline = 1;
 constexpr double gap = 8;      ///< between neighbours in a row

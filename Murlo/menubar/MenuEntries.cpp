@@ -86,7 +86,7 @@ QList<MenuEntry> menuEntries(const MenuInput& input) {
         menu << entry(QStringLiteral("Update to %1…").arg(*input.update), MenuCommand::openUpdate);
     MenuEntry version = entry(QStringLiteral("Murlo ") +
                                   (input.version.isEmpty() ? QStringLiteral("dev") : input.version),
-                              MenuCommand::none);
+                              MenuCommand::showVersion);
     version.enabled = false;
     menu << version
          << entry(QStringLiteral("Quit Murlo"), MenuCommand::quit, QStringLiteral("Ctrl+Q"));

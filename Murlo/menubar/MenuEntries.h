@@ -21,6 +21,7 @@ enum class MenuCommand {
     runSelfTest,
     openLog,
     openUpdate,
+    showVersion, ///< does nothing
     quit,
 };
 

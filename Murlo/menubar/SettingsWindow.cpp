@@ -203,7 +203,7 @@ void SettingsWindow::refresh() {
         entry(MenuCommand::toggleDictation).value_or(MenuEntry()).title.simplified();
     m_toggle->setText(toggle);
     m_engine->setText(entry(MenuCommand::restartEngine).value_or(MenuEntry()).title);
-    m_version->setText(QStringLiteral("Murlo ") + QCoreApplication::applicationVersion());
+    m_version->setText(entry(MenuCommand::showVersion).value_or(MenuEntry()).title);
     const QStringList history = m_actions.history();
     QStringList shown;
     for (int i = 0; i < m_recent->count(); ++i) shown << m_recent->item(i)->text();
@@ -215,8 +215,15 @@ void SettingsWindow::refresh() {
 
 void SettingsWindow::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
+    m_actions.refreshFromSystem();
     refresh();
     m_toggle->setFocus();
+}
+
+void SettingsWindow::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow())
+        m_actions.refreshFromSystem();
 }
 
 void SettingsWindowController::showSettings() {

@@ -21,6 +21,7 @@ struct SettingsWindowActions {
     std::function<QStringList()> history; ///< the full texts, newest first
     std::function<bool()> hotkeysLive;
     std::function<void()> openLog;
+    std::function<void()> refreshFromSystem; ///< reads anew what may have changed outside
 };
 
 /// Murlo's window: what the tray's menu offers, for desktops without a tray. Main thread.
@@ -35,6 +36,7 @@ public:
 
 protected:
     void showEvent(QShowEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     void installMainMenu();

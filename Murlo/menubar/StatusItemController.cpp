@@ -117,6 +117,7 @@ void StatusItemController::perform(const MenuEntry& entry) {
     case MenuCommand::quit:
         return call(onQuit);
     case MenuCommand::openUpdate:
+    case MenuCommand::showVersion:
     case MenuCommand::none:
         break;
     }

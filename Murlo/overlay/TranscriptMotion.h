@@ -22,7 +22,6 @@ public:
     void advance(double seconds);
 
     [[nodiscard]] bool isMoving() const;
-    [[nodiscard]] bool isEmpty() const { return m_lines == 0; }
     /// The height of the view for the present words: none, one line, or two.
     [[nodiscard]] double height() const;
     [[nodiscard]] bool hasFade() const { return m_lines > 1; }

@@ -48,7 +48,7 @@ std::unique_ptr<QWidget> window() {
     const auto entries = [] { return menuEntries(sampleMenu()); };
     auto made = std::make_unique<SettingsWindow>(
         SettingsWindowActions{entries, [](const MenuEntry&) {}, [] { return sampleMenu().history; },
-                              [] { return true; }, [] {}});
+                              [] { return true; }, [] {}, [] {}});
     made->setMinimumSize(460, 520);
     return made;
 }

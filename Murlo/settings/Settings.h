@@ -52,7 +52,7 @@ public:
     /// Full paths of the ".bin" files in the models folder, by ascending file name.
     [[nodiscard]] QStringList availableModels() const;
 
-    /// Whether an account is signed in.
+    /// Whether an account is signed in: its e-mail address is stored.
     [[nodiscard]] bool isSignedIn() const;
 
 private:

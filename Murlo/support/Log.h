@@ -9,7 +9,7 @@ class Scheduler;
 
 /// The one process-wide log. Each line is "[HH:mm:ss.SSS] message": to standard error at once, and
 /// in the same order to "brisvane.log" in the support folder. There are no levels; messages begin
-/// with a lower-case area ("audio: "). Dictated text, tokens and server output never go in.
+/// with a lower-case area ("audio: "). Dictated text and tokens never go in.
 class Log {
 public:
     /// Writes one line. Any thread; never fails. Line breaks inside the message become blanks.

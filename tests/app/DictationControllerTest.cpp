@@ -194,6 +194,18 @@ private Q_SLOTS:
         if (kept.open(QIODevice::ReadOnly)) QVERIFY(kept.readAll().startsWith("RIFF"));
     }
 
+    void whatIsUnfinishedAtTheEndIsKept() {
+        dictate(); // the engine has not answered
+        listen(1);
+        m_rig->controller.keepUnfinished();
+        m_rig->scheduler.runPending();
+        for (const char* name : {"untranscribed.wav", "untranscribed-2.wav"}) {
+            QFile kept(m_rig->paths.file(QLatin1String(name)));
+            QVERIFY2(kept.open(QIODevice::ReadOnly), name);
+            QVERIFY(kept.readAll().startsWith("RIFF"));
+        }
+    }
+
     void anEngineThatIsStillLoadingIsWaitedForHalfAMinute() {
         for (const bool inTime : {true, false}) {
             restartEngine();

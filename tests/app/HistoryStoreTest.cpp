@@ -48,6 +48,22 @@ private Q_SLOTS:
         QCOMPARE(again.entries().first().date, store.entries().first().date);
     }
 
+    void anHourThatTheClocksLeaveOutIsNoDamage() {
+        const QByteArray before = qgetenv("TZ");
+        qputenv("TZ", "America/New_York"); // 02:30 did not exist there on that day
+        tzset();
+        QFile history(file());
+        QVERIFY(history.open(QIODevice::WriteOnly));
+        history.write(R"([{"date":"2026-03-08T02:30:00Z",)"
+                      R"("id":"0B4D3A1E-55AA-4C0F-8F0A-0123456789AB","text":"kept"}])");
+        history.close();
+        const HistoryStore store(*m_paths, m_scheduler);
+        qputenv("TZ", before);
+        tzset();
+        QCOMPARE(store.entries().size(), 1);
+        QCOMPARE(store.entries().first().date, QDateTime(QDate(2026, 3, 8), QTime(2, 30), Qt::UTC));
+    }
+
     void theNewestFiveHundredStay() {
         HistoryStore store(*m_paths, m_scheduler);
         for (int i = 0; i <= HistoryStore::capacity; ++i) store.add(QString::number(i));

@@ -46,7 +46,19 @@ X11KeySynthesizer::~X11KeySynthesizer() {
 }
 
 bool X11KeySynthesizer::isAvailable() {
-    return m_available && m_connection.isAlive();
+    if (!m_available || !m_connection.isAlive()) return false;
+    readEvents();
+    updateMap();
+    m_watch.refresh();
+    // Without Control a paste would be a letter.
+    return m_map && modifierKey(XKB_KEY_Control_L, XKB_KEY_Control_R);
+}
+
+std::optional<xcb_keycode_t> X11KeySynthesizer::modifierKey(xkb_keysym_t left,
+                                                            xkb_keysym_t right) const {
+    const int group = m_watch.group();
+    const auto key = m_map->keyTyping(left, group);
+    return key ? key : m_map->keyTyping(right, group);
 }
 
 void X11KeySynthesizer::updateMap() {
@@ -74,20 +86,20 @@ void X11KeySynthesizer::readEvents() {
 
 void X11KeySynthesizer::postChord(const KeyChord& chord) {
     if (!isAvailable()) return;
-    readEvents();
-    updateMap();
-    m_watch.refresh();
-    if (!m_map) return;
     const int group = m_watch.group();
 
     std::vector<xcb_keycode_t> modifiers;
-    const auto hold = [&](xkb_keysym_t symbol) {
-        if (const auto key = m_map->keyTyping(symbol, group)) modifiers.push_back(*key);
+    bool complete = true;
+    const auto hold = [&](xkb_keysym_t left, xkb_keysym_t right) {
+        const auto found = modifierKey(left, right);
+        complete = complete && found;
+        if (found) modifiers.push_back(*found);
     };
     const bool paste = chord.flags & KeyFlags::command;
-    if (paste || (chord.flags & KeyFlags::control)) hold(XKB_KEY_Control_L);
-    if ((paste && m_targetIsTerminal()) || (chord.flags & KeyFlags::shift)) hold(XKB_KEY_Shift_L);
-    if (chord.flags & KeyFlags::option) hold(XKB_KEY_Alt_L);
+    if (paste || (chord.flags & KeyFlags::control)) hold(XKB_KEY_Control_L, XKB_KEY_Control_R);
+    if ((paste && m_targetIsTerminal()) || (chord.flags & KeyFlags::shift))
+        hold(XKB_KEY_Shift_L, XKB_KEY_Shift_R);
+    if (chord.flags & KeyFlags::option) hold(XKB_KEY_Alt_L, XKB_KEY_Alt_R);
 
     // The letter decides, not the place: programs look shortcuts up by what the key types in any of
     // the layouts. Where none of them has the letter, a borrowed key does.
@@ -101,7 +113,10 @@ void X11KeySynthesizer::postChord(const KeyChord& chord) {
             ++m_batch;
         }
     }
-    if (!key) return;
+    if (!key || !complete) {
+        Log::write(QStringLiteral("insert: this keyboard layout lacks a key of the shortcut"));
+        return;
+    }
     m_lift.lift(*m_map, m_borrowed.neutral());
     for (const xcb_keycode_t modifier : modifiers) press(modifier, true);
     press(*key, true);
@@ -128,12 +143,12 @@ void X11KeySynthesizer::endText() {
 
 void X11KeySynthesizer::pump() {
     while (!m_chunks.empty()) {
-        if (isAvailable() && !send(m_chunks.front().text)) return; // `taken` goes on
+        if (m_connection.isAlive() && !send(m_chunks.front().text)) return; // `taken` goes on
         auto sent = std::move(m_chunks.front().sent);
         m_chunks.pop_front();
         if (sent) QTimer::singleShot(0, &m_limit, std::move(sent));
     }
-    if (!m_ending || !isAvailable()) return;
+    if (!m_ending || !m_connection.isAlive()) return;
     m_lift.restore();
     if (m_taken < m_batch) return;
     m_ending = false;

@@ -41,6 +41,9 @@ private:
     };
 
     void updateMap();
+    /// The key with a modifier on the left side, else that on the right.
+    [[nodiscard]] std::optional<xcb_keycode_t> modifierKey(xkb_keysym_t left,
+                                                           xkb_keysym_t right) const;
     void readEvents();
     void pump();
     [[nodiscard]] bool send(const QString& text);
