@@ -30,13 +30,6 @@ QString newConnectionName() {
     return QStringLiteral("murlo-accessibility-%1").arg(++count);
 }
 
-/// Calls in flight together, and the replies so far.
-struct Batch {
-    AtspiBus::Replies replies;
-    size_t missing;
-    std::function<void(const AtspiBus::Replies&)> done;
-};
-
 } // namespace
 
 AtspiBus::AtspiBus(Scheduler& scheduler)
@@ -229,18 +222,64 @@ void AtspiBus::registerEvent(const Event& event) {
             activationLimit);
 }
 
+/// Calls that are on their way together.
+struct AtspiBus::Batch {
+    Replies replies;
+    std::function<void(const Replies&)> done;
+    int limit = 0;
+    std::size_t missing = 0;
+    double lastReply = 0; ///< uptime
+    std::vector<QDBusPendingCallWatcher*> watchers;
+    ScheduledWork patience;
+
+    void finish() {
+        patience.cancel();
+        missing = 0;
+        // It may send the next batch.
+        std::exchange(done, nullptr)(replies);
+    }
+};
+
 void AtspiBus::send(const std::vector<QDBusMessage>& calls,
                     std::function<void(const Replies&)> done, int limit) {
-    const auto batch =
-        std::make_shared<Batch>(Batch{Replies(calls.size()), calls.size(), std::move(done)});
+    // For Qt, which counts from the sending: by then each of a long queue has had its turn.
+    constexpr int longest = 10000; // milliseconds
+    const auto batch = std::make_shared<Batch>();
+    batch->replies.resize(calls.size());
+    batch->done = std::move(done);
+    batch->limit = limit;
+    batch->missing = calls.size();
+    batch->lastReply = m_scheduler.uptime();
+    batch->watchers.reserve(calls.size());
     for (size_t i = 0; i < calls.size(); ++i) {
-        auto* watcher = new QDBusPendingCallWatcher(m_connection.asyncCall(calls[i], limit), this);
-        connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher, batch, i] {
-            watcher->deleteLater();
+        auto* watcher = new QDBusPendingCallWatcher(
+            m_connection.asyncCall(calls[i], std::max(limit, longest)), this);
+        batch->watchers.push_back(watcher);
+        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, batch, i] {
+            batch->watchers[i] = nullptr;
             batch->replies[i] = watcher->reply();
-            if (--batch->missing == 0) batch->done(batch->replies);
+            batch->lastReply = m_scheduler.uptime();
+            watcher->deleteLater();
+            if (--batch->missing == 0) batch->finish();
         });
     }
+    watch(batch);
+}
+
+void AtspiBus::watch(const std::shared_ptr<Batch>& batch) {
+    const double left = batch->limit / 1000.0 - (m_scheduler.uptime() - batch->lastReply);
+    if (left > 0) {
+        batch->patience = m_scheduler.after(left, [this, weak = std::weak_ptr(batch)] {
+            if (const auto waiting = weak.lock()) watch(waiting);
+        });
+        return;
+    }
+    for (std::size_t i = 0; i < batch->watchers.size(); ++i) {
+        if (!batch->watchers[i]) continue;
+        delete batch->watchers[i];
+        batch->replies[i] = QDBusMessage::createError(QDBusError::NoReply, {});
+    }
+    batch->finish();
 }
 
 void AtspiBus::send(const QDBusMessage& call, std::function<void(const QDBusMessage&)> done,

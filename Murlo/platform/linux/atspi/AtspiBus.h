@@ -18,7 +18,8 @@ namespace murlo {
 class AtspiBus : public QObject {
     Q_OBJECT
 public:
-    /// Milliseconds that a program has for an answer; a hung one costs no more than that.
+    /// Milliseconds that a program has for an answer, counted from its last one; a hung one costs
+    /// no more than that.
     static constexpr int answerLimit = 400;
 
     /// Events of other programs: the D-Bus signals to be received ("org.a11y.atspi.Event.Object",
@@ -45,8 +46,8 @@ public:
     void enable();
 
     /// Sends all `calls` (at least one) at once and hands over their replies in the same order when
-    /// the last has come, each an error if it took longer than `limit` milliseconds. Replies come
-    /// on a later turn; none after this object is gone.
+    /// the last has come. When none comes for `limit` milliseconds, those that are missing are
+    /// errors. Replies come on a later turn; none after this object is gone.
     void send(const std::vector<QDBusMessage>& calls, std::function<void(const Replies&)> done,
               int limit = answerLimit);
     /// One call by itself.
@@ -77,6 +78,8 @@ private:
         QByteArray slot;
     };
 
+    struct Batch;
+    void watch(const std::shared_ptr<Batch>& batch);
     void sessionReady(const QDBusConnection& session);
     void readStatus();
     void findBus();
