@@ -1,5 +1,6 @@
 #include "Figures.h"
 #include "hints/HintController.h"
+#include "hints/HintPainter.h"
 #include "hints/HintPanel.h"
 #include "hints/InputScanner.h"
 #include "hints/ScreenList.h"

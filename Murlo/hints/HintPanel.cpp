@@ -1,10 +1,9 @@
 #include "hints/HintPanel.h"
 
-#include "look/Look.h"
-#include "look/Shapes.h"
+#include "hints/HintPainter.h"
 
-#include <QFontMetricsF>
 #include <QPaintEvent>
+#include <QPainter>
 #include <QWindow>
 
 namespace murlo {
@@ -12,64 +11,8 @@ namespace murlo {
 namespace {
 
 constexpr double frameInterval = 1.0 / 60;
-constexpr double outlineRadius = 6;
-constexpr double labelRadius = 5;
-constexpr QColor typedText{110, 80, 0};
-constexpr QColor restText{24, 18, 0};
-constexpr QColor fadedText{255, 255, 255, 220};
-constexpr QColor thin{60, 60, 66, 150}; ///< the surface of a label that no longer matches
-
-QColor withOpacity(QColor color, double opacity) {
-    color.setAlphaF(color.alphaF() * static_cast<float>(std::clamp(opacity, 0.0, 1.0)));
-    return color;
-}
-
-void paintOutline(QPainter& painter, const HintMark& mark) {
-    const QPainterPath outline = continuousRect(mark.outline, outlineRadius);
-    if (mark.fill > 0) painter.fillPath(outline, withOpacity(Look::accent, mark.fill));
-    painter.strokePath(outline, QPen(withOpacity(Look::accent, mark.opacity), mark.stroke));
-}
-
-void paintLabel(QPainter& painter, const HintMark& mark) {
-    painter.save();
-    const double opacity = painter.opacity();
-    painter.setOpacity(opacity * mark.labelOpacity);
-    painter.translate(mark.label.center());
-    painter.scale(mark.labelScale, mark.labelScale);
-    const QRectF box(-mark.label.width() / 2, -mark.label.height() / 2, mark.label.width(),
-                     mark.label.height());
-    const QPainterPath shape = continuousRect(box, labelRadius);
-    painter.fillPath(shape.translated(0, 1), QColor(0, 0, 0, 70));
-    painter.fillPath(shape, withOpacity(thin, 1 - mark.matching));
-    painter.fillPath(shape, withOpacity(Look::amber, mark.matching));
-    const double border = 0.14 + (0.55 - 0.14) * mark.matching;
-    painter.strokePath(continuousRect(box.adjusted(0.5, 0.5, -0.5, -0.5), labelRadius - 0.5),
-                       QPen(withOpacity(Qt::white, border), 1));
-    painter.setFont(hintFont());
-    const QFontMetricsF metrics(hintFont());
-    const double wide = metrics.horizontalAdvance(mark.typed + mark.rest);
-    const QPointF baseline(-wide / 2, std::round(metrics.capHeight() / 2));
-    const bool solid = mark.matching > 0.5;
-    painter.setPen(solid ? typedText : fadedText);
-    painter.drawText(baseline, mark.typed);
-    painter.setPen(solid ? restText : fadedText);
-    painter.drawText(baseline + QPointF(metrics.horizontalAdvance(mark.typed), 0), mark.rest);
-    painter.restore();
-}
 
 } // namespace
-
-void paintHints(QPainter& painter, const HintRecord& hints, bool translucent) {
-    if (hints.presented <= 0) return;
-    painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-    if (translucent) {
-        painter.fillRect(painter.window(), withOpacity(Qt::black, hints.wash));
-        painter.setOpacity(hints.presented);
-    }
-    for (const HintMark& mark : hints.marks) paintOutline(painter, mark);
-    for (const HintMark& mark : hints.marks) paintLabel(painter, mark);
-    painter.setOpacity(1);
-}
 
 HintPanel::HintPanel(HintOverlayModel& model, const HintScreen& screen,
                      const QList<HintBadge>& badges, Scheduler& scheduler, Desktop& desktop)

@@ -3,15 +3,9 @@
 #include "hints/HintMotion.h"
 #include "platform/Desktop.h"
 
-#include <QPainter>
-#include <QPainterPath>
 #include <QWidget>
 
 namespace murlo {
-
-/// Paints a layer onto a device whose (0, 0) is the screen's top left. Without a wash the desktop
-/// stays as it is between the labels.
-void paintHints(QPainter& painter, const HintRecord& hints, bool translucent);
 
 /// The window over one screen: above everything, without taking the focus or a click. Main thread.
 class HintPanel : public QWidget, public HintLayer {

@@ -1,6 +1,5 @@
 #include "MurloKit/HintLabels.h"
-#include "hints/HintMotion.h"
-#include "hints/HintPanel.h"
+#include "hints/HintPainter.h"
 #include "screens/Screens.h"
 
 namespace murlo {
