@@ -49,15 +49,20 @@ namespace {
 
 using murlo::Figure;
 
+/// Four digits that count, or all of a large number.
+QString shortly(double number) {
+    return number < 1000 ? QString::number(number, 'g', 4) : QString::number(number, 'f', 0);
+}
+
 void printTable(const QList<Figure>& figures) {
     QTextStream out(stdout);
     out << "| figure | value | baseline | ratio |\n|---|---|---|---|\n";
     for (const Figure& figure : figures) {
         out << QStringLiteral("| %1 | %2 %3 | %4 %3 (%5) | %6 |\n")
                    .arg(figure.name)
-                   .arg(figure.value, 0, 'g', 4)
+                   .arg(shortly(figure.value))
                    .arg(figure.unit)
-                   .arg(figure.baseline, 0, 'g', 4)
+                   .arg(shortly(figure.baseline))
                    .arg(figure.baselineName)
                    .arg(figure.ratio(), 0, 'g', 3);
     }

@@ -12,6 +12,10 @@ namespace {
 
 constexpr int nodeBudget = 14000; ///< objects of one window that a walk looks at
 constexpr int deepest = 59;
+/// Milliseconds for the search through a window. It comes after the program has answered the first
+/// questions, so it does not hang; but the first search makes toolkits build objects for all that
+/// the window holds, which takes them 0.5 s for 20,000 cells of a list.
+constexpr int searchLimit = 1500;
 
 /// Roles that can be a text box without the state "editable".
 const QList<AtspiRole> boxRoles{AtspiRole::terminal, AtspiRole::spinButton, AtspiRole::comboBox,
@@ -95,12 +99,13 @@ void AtspiTree::read(qint64 pid, int mostWindows,
 }
 
 void AtspiTree::ask(const ReadingRef& reading, const std::vector<QDBusMessage>& calls,
-                    std::function<void(const AtspiBus::Replies&)> then) {
+                    std::function<void(const AtspiBus::Replies&)> then, int limit) {
     m_bus.send(calls, m_lifetime.guard([reading, then = std::move(then)](const auto& replies) {
         // Who hangs is not asked again: it has cost its time.
         if (std::ranges::any_of(replies, atspi::isTimeout)) reading->hangs = true;
         then(replies);
-    }));
+    }),
+               limit);
 }
 
 void AtspiTree::readPrograms(const ReadingRef& reading) {
@@ -205,15 +210,18 @@ void AtspiTree::readWindow(const ReadingRef& reading, const WindowRef& window) {
         atspi::getMatches(object, {AtspiState::showing, AtspiState::editable}, {}, 0),
         atspi::getMatches(object, {AtspiState::showing}, boxRoles, 0),
         atspi::getMatches(object, {AtspiState::showing}, {AtspiRole::documentWeb}, 0)};
-    ask(reading, calls, [this, reading, window, object](const AtspiBus::Replies& replies) {
-        if (atspi::isUnknown(replies.front())) {
-            walk(reading, window, {object}, 0);
-            return;
-        }
-        for (const QDBusMessage& reply : replies)
-            for (const AtspiReference& hit : atspi::referencesOf(reply)) window->hits.add(hit);
-        readHits(reading, window);
-    });
+    ask(
+        reading, calls,
+        [this, reading, window, object](const AtspiBus::Replies& replies) {
+            if (atspi::isUnknown(replies.front())) {
+                walk(reading, window, {object}, 0);
+                return;
+            }
+            for (const QDBusMessage& reply : replies)
+                for (const AtspiReference& hit : atspi::referencesOf(reply)) window->hits.add(hit);
+            readHits(reading, window);
+        },
+        searchLimit);
 }
 
 void AtspiTree::walk(const ReadingRef& reading, const WindowRef& window,

@@ -42,7 +42,7 @@ private:
     void readFocus(const ReadingRef& reading);
     /// Sends `calls` and goes on with the replies.
     void ask(const ReadingRef& reading, const std::vector<QDBusMessage>& calls,
-             std::function<void(const AtspiBus::Replies&)> then);
+             std::function<void(const AtspiBus::Replies&)> then, int limit = AtspiBus::answerLimit);
 
     AtspiBus& m_bus;
     const Accessibility& m_focus;
