@@ -78,16 +78,16 @@ const QHash<QByteArray, Entry>& table() {
         key("AB11", 94);  // underscore of Japanese keyboards
         key("MUHE", 102); // eisu
         key("HKTG", 104); // kana
-        modifier("LFSH", 56, 0x00000002, KeyFlags::shift);
-        modifier("RTSH", 60, 0x00000004, KeyFlags::shift);
-        modifier("LCTL", 59, 0x00000001, KeyFlags::control);
-        modifier("RCTL", 62, 0x00002000, KeyFlags::control);
-        modifier("LALT", 58, 0x00000020, KeyFlags::option);
-        modifier("RALT", 61, 0x00000040, KeyFlags::option);
-        modifier("LWIN", 55, 0x00000008, KeyFlags::command);
-        modifier("RWIN", 54, 0x00000010, KeyFlags::command);
-        modifier("LMTA", 55, 0x00000008, KeyFlags::command);
-        modifier("RMTA", 54, 0x00000010, KeyFlags::command);
+        modifier("LFSH", 56, 0x00000002, ModifierFlag::shift);
+        modifier("RTSH", 60, 0x00000004, ModifierFlag::shift);
+        modifier("LCTL", 59, 0x00000001, ModifierFlag::control);
+        modifier("RCTL", 62, 0x00002000, ModifierFlag::control);
+        modifier("LALT", 58, 0x00000020, ModifierFlag::option);
+        modifier("RALT", 61, 0x00000040, ModifierFlag::option);
+        modifier("LWIN", 55, 0x00000008, ModifierFlag::command);
+        modifier("RWIN", 54, 0x00000010, ModifierFlag::command);
+        modifier("LMTA", 55, 0x00000008, ModifierFlag::command);
+        modifier("RMTA", 54, 0x00000010, ModifierFlag::command);
         modifier("CAPS", 57, 0, 0); // its bit is the lock's state, not the key's
         return all;
     }();

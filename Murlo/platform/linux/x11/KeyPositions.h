@@ -1,5 +1,7 @@
 #pragma once
 
+#include "MurloKit/TriggerKey.h"
+
 #include <QByteArray>
 #include <QtGlobal>
 
@@ -12,14 +14,6 @@ struct KeyPosition {
     quint32 familyFlag = 0; ///< device-independent bit of a modifier key
     bool isModifier = false;
 };
-
-namespace KeyFlags {
-inline constexpr quint32 capsLock = 0x00010000;
-inline constexpr quint32 shift = 0x00020000;
-inline constexpr quint32 control = 0x00040000;
-inline constexpr quint32 option = 0x00080000;
-inline constexpr quint32 command = 0x00100000;
-} // namespace KeyFlags
 
 /// The position that XKB calls by this name ("LFSH", "AC01", …), as the key-code rules of the
 /// server name keys.

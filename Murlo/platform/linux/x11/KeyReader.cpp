@@ -158,7 +158,7 @@ void KeyReader::report(const KeyPosition& modifier) {
 }
 
 quint32 KeyReader::flags() const {
-    quint32 all = m_watch.isCapsLocked() ? KeyFlags::capsLock : 0;
+    quint32 all = m_watch.isCapsLocked() ? ModifierFlag::capsLock : 0;
     for (const xcb_keycode_t keycode : m_modifiers) {
         const KeyPosition& position = m_map->position(keycode);
         for (const auto& [device, keyboard] : m_keyboards) {

@@ -18,17 +18,17 @@ quint32 familyOf(xkb_keysym_t symbol) {
     switch (symbol) {
     case XKB_KEY_Shift_L:
     case XKB_KEY_Shift_R:
-        return KeyFlags::shift;
+        return ModifierFlag::shift;
     case XKB_KEY_Control_L:
     case XKB_KEY_Control_R:
-        return KeyFlags::control;
+        return ModifierFlag::control;
     case XKB_KEY_Alt_L:
     case XKB_KEY_Alt_R:
     case XKB_KEY_ISO_Level3_Shift:
-        return KeyFlags::option;
+        return ModifierFlag::option;
     case XKB_KEY_Super_L:
     case XKB_KEY_Super_R:
-        return KeyFlags::command;
+        return ModifierFlag::command;
     default:
         return 0;
     }

@@ -4,7 +4,7 @@ namespace murlo {
 
 namespace {
 
-constexpr quint32 openingMenus = KeyFlags::option | KeyFlags::command;
+constexpr quint32 openingMenus = ModifierFlag::option | ModifierFlag::command;
 
 } // namespace
 

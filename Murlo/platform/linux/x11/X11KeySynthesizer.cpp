@@ -95,11 +95,11 @@ void X11KeySynthesizer::postChord(const KeyChord& chord) {
         complete = complete && found;
         if (found) modifiers.push_back(*found);
     };
-    const bool paste = chord.flags & KeyFlags::command;
-    if (paste || (chord.flags & KeyFlags::control)) hold(XKB_KEY_Control_L, XKB_KEY_Control_R);
-    if ((paste && m_targetIsTerminal()) || (chord.flags & KeyFlags::shift))
+    const bool paste = chord.flags & ModifierFlag::command;
+    if (paste || (chord.flags & ModifierFlag::control)) hold(XKB_KEY_Control_L, XKB_KEY_Control_R);
+    if ((paste && m_targetIsTerminal()) || (chord.flags & ModifierFlag::shift))
         hold(XKB_KEY_Shift_L, XKB_KEY_Shift_R);
-    if (chord.flags & KeyFlags::option) hold(XKB_KEY_Alt_L, XKB_KEY_Alt_R);
+    if (chord.flags & ModifierFlag::option) hold(XKB_KEY_Alt_L, XKB_KEY_Alt_R);
 
     // The letter decides, not the place: programs look shortcuts up by what the key types in any of
     // the layouts. Where none of them has the letter, a borrowed key does.
