@@ -84,6 +84,7 @@ public:
     [[nodiscard]] const QStringList& history() const { return m_history; }
     /// Whether the recording under way was started by the dictation trigger.
     [[nodiscard]] bool startedByHotkey() const { return m_startedByHotkey; }
+    /// Whether the microphone is being recorded.
     [[nodiscard]] bool isRecording() const;
 
 private:

@@ -28,6 +28,7 @@ public:
     void add(const QString& text);
 
 Q_SIGNALS:
+    /// The list has changed; it is not written yet.
     void entriesChanged();
 
 private:

@@ -16,12 +16,12 @@ namespace murlo {
 /// What Murlo's window reads and does; everything goes through the menu's records, so window and
 /// menu cannot disagree.
 struct SettingsWindowActions {
-    std::function<QList<MenuEntry>()> entries;
-    std::function<void(const MenuEntry&)> perform;
-    std::function<QStringList()> history; ///< the full texts, newest first
-    std::function<bool()> hotkeysLive;
-    std::function<void()> openLog;
-    std::function<void()> refreshFromSystem; ///< reads anew what may have changed outside
+    std::function<QList<MenuEntry>()> entries;     ///< the menu as it would be now
+    std::function<void(const MenuEntry&)> perform; ///< carries out an entry
+    std::function<QStringList()> history;          ///< the full texts, newest first
+    std::function<bool()> hotkeysLive;             ///< whether the trigger keys work now
+    std::function<void()> openLog;                 ///< shows the log file
+    std::function<void()> refreshFromSystem;       ///< reads anew what may have changed outside
 };
 
 /// Murlo's window: what the tray's menu offers, for desktops without a tray. Main thread.

@@ -26,9 +26,9 @@ class StatusItemController : public QObject {
     Q_OBJECT
 
 public:
-    std::function<void()> onToggleDictation;
-    std::function<void()> onOpenSettings;
-    std::function<void()> onRestartEngine;
+    std::function<void()> onToggleDictation; ///< "Start Dictation" or "Stop Dictation"
+    std::function<void()> onOpenSettings;    ///< "Open Murlo…"
+    std::function<void()> onRestartEngine;   ///< "Restart Engine"
     std::function<void()> onSelfTest;        ///< no entry without it
     std::function<QString()> setupMenuTitle; ///< no entry without it
     std::function<void()> onOpenSetup;

@@ -32,7 +32,7 @@ struct CardSymbol {
     QRectF square;
     QColor color;
     double opacity = 1;
-    double phase = 0;
+    double phase = 0; ///< of a symbol that moves: 0…1, the part of its cycle
 
     friend bool operator==(const CardSymbol&, const CardSymbol&) = default;
 };

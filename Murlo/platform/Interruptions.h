@@ -8,6 +8,7 @@ namespace murlo {
 /// that came, went or moved. Main thread.
 class Interruptions {
 public:
+    /// Told once for each, while watching.
     std::function<void()> onInterruption;
 
     Interruptions() = default;

@@ -4,6 +4,7 @@
 
 namespace murlo {
 
+/// Not asked yet; not this user's to decide; refused; allowed.
 enum class MicrophoneStatus { notDetermined = 0, restricted = 1, denied = 2, authorized = 3 };
 
 /// Whether this application may record. A missing sound server or microphone is no refusal.

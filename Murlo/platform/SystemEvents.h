@@ -13,7 +13,9 @@ public:
     SystemEvents& operator=(const SystemEvents&) = delete;
     virtual ~SystemEvents() = default;
 
+    /// The machine is about to sleep.
     std::function<void()> onWillSleep;
+    /// The machine is about to be switched off or started anew.
     std::function<void()> onWillPowerOff;
     /// The process was asked to end by SIGTERM, SIGINT or SIGHUP.
     std::function<void()> onTerminationSignal;

@@ -33,6 +33,7 @@ public:
     void set(const char* key, bool value) { store(key, value); }
     void set(const char* key, double value) { store(key, value); }
     void set(const char* key, const QString& value) { store(key, value); }
+    /// Forgets what is stored; readers get the fallback.
     void remove(const char* key);
     /// Whether a value, of whatever kind, is stored under the key.
     [[nodiscard]] bool holds(const char* key) const;

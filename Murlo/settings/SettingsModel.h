@@ -24,9 +24,13 @@ class SettingsModel : public QObject {
     Q_OBJECT
 
 public:
+    /// A trigger key has changed: the watcher of keys is to take it up.
     std::function<void()> onTriggerChange;
+    /// The model or the language has changed: the engine is to be started anew.
     std::function<void()> onEngineOptionChange;
+    /// The user wants to sign out.
     std::function<void()> onLogOut;
+    /// The user wants to see the tour again, from this phase on.
     std::function<void(OnboardingPhase)> onReplayTour;
     /// A synchronised setting has changed and is to reach the account.
     std::function<void()> onAccountPush;
@@ -42,9 +46,11 @@ public:
     void setInsertMode(InsertMode mode);
     /// A code of the language table, or "auto".
     [[nodiscard]] const QString& language() const { return m_language; }
+    /// Starts the engine anew.
     void setLanguage(const QString& code);
     /// Full path of the speech model in use; empty when there is none.
     [[nodiscard]] const QString& modelPath() const { return m_modelPath; }
+    /// Starts the engine anew.
     void setModelPath(const QString& path);
     /// The vocabulary as stored; see `Vocabulary`.
     [[nodiscard]] const QString& initialPrompt() const { return m_initialPrompt; }
@@ -56,6 +62,7 @@ public:
     [[nodiscard]] bool enhancePrompt() const { return m_enhancePrompt; }
     void setEnhancePrompt(bool enhance);
     [[nodiscard]] bool launchAtLogin() const { return m_launchAtLogin; }
+    /// Also records that the user has decided, so that it is never switched on unasked.
     void setLaunchAtLogin(bool launch);
 
     // Shown only; fed from outside and never stored.

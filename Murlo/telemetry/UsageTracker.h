@@ -16,6 +16,7 @@ struct UsageEvent {
 /// Counts dictations. Events are not kept or sent yet: each leaves a line in the log.
 class UsageTracker {
 public:
+    /// Counts a delivered dictation. Main thread.
     void append(const UsageEvent& event);
 };
 

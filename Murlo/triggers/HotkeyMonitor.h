@@ -35,6 +35,7 @@ public:
     std::function<void(HotkeyAction)> onDoubleTap;
     /// The key that completed a double tap was released; seconds it was held.
     std::function<void(HotkeyAction, double)> onTriggerUp;
+    /// Escape went down and the interceptor did not want it; the focused application gets it, too.
     std::function<void()> onEscape;
     /// Offered every key press first; true keeps it from the other applications while filtering.
     std::function<bool(const QString& characters, qint64 keyCode)> keyInterceptor;
@@ -46,6 +47,7 @@ public:
 
     /// Installs the tap; true when it is installed, also if it was before.
     bool start();
+    /// Removes the tap; nothing is reported any more.
     void stop();
     /// The trigger keys have changed: forget what was begun with the old ones.
     void reload();
@@ -58,7 +60,9 @@ public:
     /// While true, the interceptor's answers keep key presses from other applications.
     void setFiltering(bool filtering) { m_tap.setFiltering(filtering); }
 
+    /// A modifier went down or up, as the tap tells it.
     void handleFlagsChanged(const ModifierChange& event);
+    /// A key went down; true keeps it from the focused application while filtering.
     bool handleKeyDown(const KeyPress& event);
 
 private:

@@ -36,6 +36,7 @@ public:
     /// The text box that has keyboard focus, or nothing: no focus, or none that takes text.
     [[nodiscard]] std::optional<InputTarget> captureFocused() const;
 
+    /// Whether the box has the keyboard focus; false when it is not known who has.
     [[nodiscard]] bool isStillFocused(const InputTarget& target) const;
 
     /// Tells on a later turn whether the box still exists: it answers within 0.4 s.
