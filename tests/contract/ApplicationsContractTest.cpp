@@ -27,6 +27,8 @@ public:
     FakeBench() {
         m_applications.running = {{10, {"editor", "Editor"}}, {11, {"editor", "Editor"}}};
         m_applications.frontmost = 11;
+        for (const qint64 pid : {11, 10})
+            m_applications.windows.append({pid, {}, {0, 0, 300, 200}, {4, 20, 292, 176}, true});
     }
     [[nodiscard]] Applications& applications() override { return m_applications; }
     [[nodiscard]] qint64 pid(int number) override { return 10 + number; }
@@ -76,6 +78,15 @@ private Q_SLOTS:
         applications.activate(1, {}); // has no window
         QTest::qWait(50);
         QCOMPARE(applications.frontmostPid(), both->pid(0));
+        const auto shown = [&applications] {
+            QList<qint64> pids;
+            for (const WindowInfo& window : applications.windowsOnScreen()) {
+                if (window.isDocument && window.bounds.contains(window.content))
+                    pids.append(window.pid);
+            }
+            return pids;
+        };
+        QTRY_COMPARE(shown(), (QList{both->pid(0), both->pid(1)}));
         QVERIFY(applications.identifier(both->pid(0)).has_value());
         QVERIFY(applications.name(both->pid(0)).has_value());
         QVERIFY(!applications.identifier(999999999).has_value());

@@ -5,6 +5,8 @@
 #include <QList>
 #include <QMap>
 
+#include <algorithm>
+
 namespace murlo {
 
 /// Applications in memory; the one that was activated last, or that the test puts there, is in
@@ -27,6 +29,8 @@ public:
     void activate(qint64 pid, const QString&) override {
         activated.append(pid);
         if (running.contains(pid)) frontmost = pid;
+        std::stable_partition(windows.begin(), windows.end(),
+                              [pid](const WindowInfo& window) { return window.pid == pid; });
     }
 
     QMap<qint64, Application> running;
