@@ -48,9 +48,19 @@ InputScanner::InputScanner(AccessibilityTree& tree, Applications& applications,
     , m_screens(std::move(screens))
     , m_ownPid(ownPid) {}
 
-InputScanner::~InputScanner() = default;
+InputScanner::~InputScanner() {
+    drop();
+}
+
+void InputScanner::drop() {
+    const auto scan = std::exchange(m_current, nullptr);
+    if (!scan) return;
+    scan->limit.cancel(); // the timers hold the scan
+    scan->timers.clear();
+}
 
 void InputScanner::scan(std::function<void(const QList<InputTarget>&)> completion) {
+    drop();
     m_current = std::make_shared<Scan>();
     m_current->completion = std::move(completion);
     m_silent.clear();
@@ -140,7 +150,7 @@ void InputScanner::deliver(const std::shared_ptr<Scan>& scan) {
         Log::write(QStringLiteral("scan: %1 keeps its text boxes to itself; it tells them when "
                                   "started with --force-renderer-accessibility")
                        .arg(name));
-    m_current.reset();
+    drop();
     scan->completion(targets);
 }
 

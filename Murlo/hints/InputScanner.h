@@ -40,6 +40,8 @@ private:
     struct Scan;
 
     [[nodiscard]] QList<qint64> eligible(const QList<WindowInfo>& shown) const;
+    /// Ends the scan under way, if there is one, without its completion.
+    void drop();
     void beginPass(const std::shared_ptr<Scan>& scan);
     /// `again`: once more when a web page turns out to have told nothing yet.
     void readApplication(const std::shared_ptr<Scan>& scan, qint64 pid, const QString& name,
