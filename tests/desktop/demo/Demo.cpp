@@ -3,6 +3,7 @@
 #include "tests/support/desktop/Letters.h"
 #include "tests/support/desktop/Screenshot.h"
 #include "tests/support/desktop/Waiting.h"
+#include "tests/support/desktop/Windows.h"
 
 #include <QClipboard>
 #include <QDir>
@@ -26,6 +27,8 @@ constexpr int pressed = 60;
 constexpr int gap = 90;
 // A breath between the sound of readiness and the first word, and after the last one.
 constexpr int breath = 250;
+// Until a window manager has carried out a wish.
+constexpr int settled = 300;
 
 void say(const QString& words) {
     std::fprintf(stderr, "demo: %s\n", qUtf8Printable(words));
@@ -128,7 +131,10 @@ Demo::Step Demo::startPrograms() {
     if (!m_app->activate()) return failure("The other program could not be brought to the front.");
     if (m_options.pick) {
         m_other = std::make_unique<TargetApp>(TargetApp::Kind::gtkEntry);
-        if (!m_other->start()) return failure("The window in front did not show its text box.");
+        // In front, but not over the box that is to be picked.
+        if (!m_other->start() || !moveToCorner(m_other->pid()))
+            return failure("The window in front did not show its text box.");
+        letPass(settled);
     }
     picture("1-ready");
     return {};
@@ -159,6 +165,7 @@ Demo::Step Demo::pickBox() {
     if (!m_murlo->awaitLog(QStringLiteral("scan: "))) return failure("Murlo did not scan.");
     letPass(600);
     picture("2-letters");
+    m_triggered = MurloProcess::now();
     for (const QChar letter : letters) {
         press(keyOf(letter), true);
         letPass(pressed);
@@ -180,7 +187,6 @@ Demo::Step Demo::dictate() {
         return second;
     };
     if (m_options.pick) {
-        m_triggered = MurloProcess::now();
         if (const Step picked = pickBox(); !picked) return picked;
     } else {
         m_triggered = tapTwice();

@@ -25,10 +25,16 @@ QString letterOnBoxOf(qint64 pid) {
     std::optional<QList<InputTarget>> found;
     scanner.scan([&found](const QList<InputTarget>& targets) { found = targets; });
     (void)waitFor([&found] { return found.has_value(); });
+    QString label;
+    double largest = 0;
     for (const InputTarget& target : found.value_or(QList<InputTarget>())) {
-        if (descendsFrom(target.pid, pid)) return target.hint;
+        const double area = target.frame.width() * target.frame.height();
+        if (area > largest && descendsFrom(target.pid, pid)) {
+            largest = area;
+            label = target.hint;
+        }
     }
-    return {};
+    return label;
 }
 
 } // namespace murlo

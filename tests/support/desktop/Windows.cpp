@@ -37,6 +37,15 @@ bool belongsTo(Display* display, Window window, qint64 pid) {
     return !owner.empty() && descendsFrom(static_cast<qint64>(owner.front()), pid);
 }
 
+/// The first window of a process or of one that it started; None when there is none.
+Window windowOf(Display* display, qint64 pid) {
+    if (!display) return None;
+    for (const Window window : values(display, DefaultRootWindow(display), "_NET_CLIENT_LIST")) {
+        if (belongsTo(display, window, pid)) return window;
+    }
+    return None;
+}
+
 /// A window may vanish between two requests; that is no reason to end the program.
 Connection connect() {
     XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
@@ -66,23 +75,28 @@ bool ownsActiveWindow(qint64 pid) {
 
 bool bringToFront(qint64 pid) {
     const Connection display = connect();
-    if (!display) return false;
-    const Window root = DefaultRootWindow(display.get());
-    for (const Window window : values(display.get(), root, "_NET_CLIENT_LIST")) {
-        if (!belongsTo(display.get(), window, pid)) continue;
-        XEvent request{};
-        request.xclient.type = ClientMessage;
-        request.xclient.window = window;
-        request.xclient.message_type = XInternAtom(display.get(), "_NET_ACTIVE_WINDOW", False);
-        request.xclient.format = 32;
-        request.xclient.data.l[0] = 2; // as a pager asks: it is the user's wish
-        request.xclient.data.l[1] = CurrentTime;
-        XSendEvent(display.get(), root, False, SubstructureRedirectMask | SubstructureNotifyMask,
-                   &request);
-        XSync(display.get(), False);
-        return true;
-    }
-    return false;
+    const Window window = windowOf(display.get(), pid);
+    if (window == None) return false;
+    XEvent request{};
+    request.xclient.type = ClientMessage;
+    request.xclient.window = window;
+    request.xclient.message_type = XInternAtom(display.get(), "_NET_ACTIVE_WINDOW", False);
+    request.xclient.format = 32;
+    request.xclient.data.l[0] = 2; // as a pager asks: it is the user's wish
+    request.xclient.data.l[1] = CurrentTime;
+    XSendEvent(display.get(), DefaultRootWindow(display.get()), False,
+               SubstructureRedirectMask | SubstructureNotifyMask, &request);
+    XSync(display.get(), False);
+    return true;
+}
+
+bool moveToCorner(qint64 pid) {
+    const Connection display = connect();
+    const Window window = windowOf(display.get(), pid);
+    if (window == None) return false;
+    XMoveWindow(display.get(), window, 0, 0);
+    XSync(display.get(), False);
+    return true;
 }
 
 } // namespace murlo

@@ -11,6 +11,10 @@ namespace murlo {
 /// front, as a task bar does; false when there is no such window. Any thread.
 [[nodiscard]] bool bringToFront(qint64 pid);
 
+/// Moves that window to the screen's top left corner; false when there is no such window. Any
+/// thread.
+[[nodiscard]] bool moveToCorner(qint64 pid);
+
 /// Whether process `pid` is `ancestor` or was started by it, directly or not. Any thread.
 [[nodiscard]] bool descendsFrom(qint64 pid, qint64 ancestor);
 
