@@ -198,7 +198,7 @@ void SettingsWindow::refresh() {
         live ? QStringLiteral("Double-tap the shortcut in any text box, speak, and double-tap "
                               "again. Or hold the second tap while you speak.")
              : QStringLiteral("The shortcut is off: nobody is signed in, or key presses cannot be "
-                              "seen in this session."));
+                              "seen on this desktop."));
     const QString toggle =
         entry(MenuCommand::toggleDictation).value_or(MenuEntry()).title.simplified();
     m_toggle->setText(toggle);
