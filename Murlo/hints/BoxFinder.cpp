@@ -38,10 +38,12 @@ bool isLargeEnough(const QSizeF& size) {
     return size.width() >= leastWidth && size.height() >= leastHeight;
 }
 
-/// What lies in front of a process's window at `frame`.
-QRegion coverOf(const QRectF& frame, qint64 pid, const QList<WindowInfo>& shown) {
+/// What lies in front of a process's window at `frame`; among several at one place its title tells.
+QRegion coverOf(const QRectF& frame, const QString& title, qint64 pid,
+                const QList<WindowInfo>& shown) {
     const auto own = std::ranges::max_element(shown, {}, [&](const WindowInfo& window) {
-        return window.pid == pid ? overlap(window.bounds, frame) : 0;
+        const double common = window.pid == pid ? overlap(window.bounds, frame) : 0;
+        return std::pair(common >= 0.5 && window.title == title, common);
     });
     if (own == shown.end() || own->pid != pid || overlap(own->bounds, frame) < 0.5) return {};
     QRegion cover;
@@ -54,11 +56,12 @@ QRegion coverOf(const QRectF& frame, qint64 pid, const QList<WindowInfo>& shown)
 class Walk {
 public:
     Walk(BoxesFound& found, const ScreenGeometry& screens, const InputTarget& common,
-         QRegion cover = {})
+         QRegion cover = {}, const QRectF& window = {})
         : m_found(found)
         , m_screens(screens)
         , m_common(common)
-        , m_cover(std::move(cover)) {}
+        , m_cover(std::move(cover))
+        , m_window(window) {}
 
     bool offer(const AccessibleNode& node) {
         if (!isLikeATextBox(node) || !node.enabled.value_or(true) || !node.isEditable() ||
@@ -89,7 +92,11 @@ public:
 
 private:
     /// What can be seen of a box; empty when that is not enough to be one.
-    QRectF uncovered(const QRectF& frame) const {
+    QRectF uncovered(const QRectF& whole) const {
+        // A long text that is scrolled reaches beyond its window.
+        const QRectF inside = whole & m_window;
+        const QRectF frame =
+            isLargeEnough(inside.size() / m_screens.scaleAt(inside)) ? inside : whole;
         if (!m_cover.intersects(frame.toAlignedRect())) return frame;
         const QRegion rest = QRegion(frame.toRect()) - m_cover;
         const bool enough =
@@ -103,6 +110,7 @@ private:
     const ScreenGeometry& m_screens;
     const InputTarget& m_common;
     QRegion m_cover;
+    QRectF m_window;
     int m_budget = nodeBudget;
 };
 
@@ -122,8 +130,17 @@ BoxesFound boxesOf(const AccessibleApplication& application, qint64 pid, const Q
             });
         if (window.minimized || !seen) continue;
         common.window = window.root.element;
-        Walk(found, screens, common, coverOf(*window.root.frame, pid, shown)).visit(window.root, 0);
+        Walk(found, screens, common, coverOf(*window.root.frame, window.title, pid, shown),
+             *window.root.frame)
+            .visit(window.root, 0);
     }
+    // The focused box is met again inside its window, where it is known how much of it is seen.
+    const auto& targets = found.targets;
+    if (targets.size() > 1 && application.focused &&
+        std::any_of(targets.begin() + 1, targets.end(), [&](const InputTarget& target) {
+            return targets.first().element->isSame(*target.element);
+        }))
+        found.targets.removeFirst();
     return found;
 }
 

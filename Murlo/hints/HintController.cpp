@@ -54,8 +54,9 @@ void HintController::begin() {
     m_active = true;
     m_typed.clear();
     m_safety = m_scheduler.after(expiry, [this] { cancel(); });
-    m_interruptions.setWatching(true);
     if (onActiveChange) onActiveChange(true);
+    m_interruptions.setWatching(true);
+    if (!m_active) return; // a click at this very moment
     m_scanner.scan(
         m_lifetime.guard([this, activation = ++m_activation](const QList<InputTarget>& targets) {
             if (m_active && activation == m_activation) scanned(targets);
@@ -109,6 +110,7 @@ bool HintController::handleKey(const QString& characters, qint64 keyCode) {
 }
 
 void HintController::cancel() {
+    ++m_activation; // a pick whose box has not answered yet is void
     if (!m_active) return;
     m_active = false;
     m_typed.clear(); // the layer keeps them while it goes
@@ -121,7 +123,8 @@ void HintController::cancel() {
 
 void HintController::pick(const InputTarget& target) {
     cancel();
-    m_boxes.isAlive(target, m_lifetime.guard([this, target](bool alive) {
+    m_boxes.isAlive(target, m_lifetime.guard([this, target, picked = m_activation](bool alive) {
+        if (picked != m_activation) return; // the user has moved on
         if (!alive) {
             Log::write(QStringLiteral("hint: target vanished before pick"));
             status(QStringLiteral("That text box just disappeared. Try again."));

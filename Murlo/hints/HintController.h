@@ -49,7 +49,7 @@ private:
     Interruptions& m_interruptions;
     HintOverlay& m_overlay;
     bool m_active = false;
-    qint64 m_activation = 0; ///< tells the answer of an earlier scan
+    qint64 m_activation = 0; ///< tells what answers an earlier scan or pick
     QList<InputTarget> m_targets;
     QString m_typed;
     ScheduledWork m_safety;

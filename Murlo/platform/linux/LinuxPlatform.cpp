@@ -47,18 +47,22 @@ Platform loadPlatform() {
     auto applications = std::make_unique<X11Applications>();
     X11Applications* windows = applications.get();
     platform.applications = std::move(applications);
-    const auto content = [windows](qint64 pid) -> std::optional<QRectF> {
+    const auto content = [windows](qint64 pid, const QString& title) -> std::optional<QRectF> {
+        std::optional<QRectF> first;
         for (const WindowInfo& window : windows->windowsOnScreen()) {
-            if (window.pid == pid) return window.content;
+            if (window.pid == pid && window.title == title) return window.content;
+            if (window.pid == pid && !first) first = window.content;
         }
-        return std::nullopt;
+        return first;
     };
     auto accessibility = std::make_unique<AtspiAccessibility>(
         *platform.scheduler,
-        AtspiWindows{
-            [windows] { return windows->frontmostPid(); },
-            [windows](qint64 pid, const QString& title) { windows->activate(pid, title); }, content,
-            [windows](qint64 pid, const QRectF& box) { return windows->click(pid, box); }});
+        AtspiWindows{[windows] { return windows->frontmostPid(); },
+                     [windows](qint64 pid, const QString& title) { windows->activate(pid, title); },
+                     content,
+                     [windows](qint64 pid, const QString& title, const QRectF& box) {
+                         return windows->click(pid, title, box);
+                     }});
     AtspiAccessibility* focus = accessibility.get();
     platform.accessibility = std::move(accessibility);
     platform.accessibilityTree = std::make_unique<AtspiTree>(

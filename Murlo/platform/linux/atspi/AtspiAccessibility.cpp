@@ -11,6 +11,10 @@ const AtspiElement* atspiElement(const ElementRef& element) {
     return dynamic_cast<const AtspiElement*>(element.get());
 }
 
+QString titleOfWindow(const AtspiElement& element) {
+    return element.window ? element.window->title : QString();
+}
+
 } // namespace
 
 AtspiAccessibility::AtspiAccessibility(Scheduler& scheduler, AtspiWindows windows)
@@ -53,7 +57,7 @@ std::optional<QRectF> AtspiAccessibility::frame(const ElementRef& element) const
         return known->screenExtents.isEmpty() ? std::nullopt
                                               : std::optional(QRectF(known->screenExtents));
     if (known->windowExtents.isEmpty() || !m_windows.content) return std::nullopt;
-    const auto content = m_windows.content(known->processId);
+    const auto content = m_windows.content(known->processId, titleOfWindow(*known));
     if (!content) return std::nullopt;
     const QSize window = known->window ? known->window->windowExtents.size() : QSize();
     return QRectF(known->windowExtents).translated(windowOrigin(*content, window));
@@ -99,9 +103,11 @@ void AtspiAccessibility::clickInto(const ElementRef& element, int attempts,
                                    const std::function<void()>& done) {
     constexpr double untilRaised = 0.05; // seconds
     const auto box = frame(element);
+    const auto* const known = atspiElement(element);
+    const QString title = known ? titleOfWindow(*known) : QString();
     endClick(); // of an earlier box
     m_clicked = done;
-    if (!box || !m_windows.click || attempts < 1 || m_windows.click(element->pid(), *box)) {
+    if (!box || !m_windows.click || attempts < 1 || m_windows.click(element->pid(), title, *box)) {
         endClick();
         return;
     }

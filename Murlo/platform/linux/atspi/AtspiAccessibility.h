@@ -15,12 +15,13 @@ struct AtspiWindows {
     std::function<std::optional<qint64>()> frontmostPid;
     /// Brings a process's window to the front, the one called `title` where there is one.
     std::function<void(qint64 pid, const QString& title)> activate;
-    /// What a process draws its frontmost window in, in device pixels from the top left corner of
-    /// the screen; only asked for toolkits that don't know. May be empty.
-    std::function<std::optional<QRectF>(qint64 pid)> content;
-    /// Clicks into a text box; false while another program's window is in front of it. May be
-    /// empty.
-    std::function<bool(qint64 pid, const QRectF& box)> click;
+    /// What a process draws its window called `title` in, or else its frontmost one, in device
+    /// pixels from the top left corner of the screen; only asked for toolkits that don't know. May
+    /// be empty.
+    std::function<std::optional<QRectF>(qint64 pid, const QString& title)> content;
+    /// Clicks into a text box of a process's window called `title` (or of any, if it has none of
+    /// that name); false while another window is in front of it. May be empty.
+    std::function<bool(qint64 pid, const QString& title, const QRectF& box)> click;
 };
 
 /// Accessibility over AT-SPI. The keyboard focus is followed by events and read in advance, so an

@@ -4,6 +4,8 @@
 #include "WindowMatch.h"
 #include "support/Log.h"
 
+#include <QElapsedTimer>
+
 #include <algorithm>
 
 namespace murlo {
@@ -12,6 +14,9 @@ namespace {
 
 constexpr int nodeBudget = 14000; ///< objects of one window that a walk looks at
 constexpr int deepest = 59;
+/// Milliseconds after which a walk goes no deeper: what it has found by then is read and handed
+/// over while somebody still waits for it.
+constexpr int walkLimit = 2000;
 /// Milliseconds for the search through a window. It comes after the program has answered the first
 /// questions, so it does not hang; but the first search makes toolkits build objects for all that
 /// the window holds, which takes them 0.5 s for 20,000 cells of a list.
@@ -76,6 +81,7 @@ struct AtspiTree::Reading {
     std::vector<WindowRef> windows;
     std::optional<AccessibleNode> focused;
     int outstanding = 0; ///< programs, and then windows, that are being read
+    QElapsedTimer clock;
     bool hangs = false;
     bool mayBeSilent = false; ///< the toolkit tells nothing of its windows unless it is made to
 };
@@ -92,6 +98,7 @@ void AtspiTree::read(qint64 pid, int mostWindows,
     reading->pid = pid;
     reading->mostWindows = mostWindows;
     reading->done = std::move(done);
+    reading->clock.start();
     if (!m_programs.isFinding()) m_seen = m_shown(); // several readings begin together
     for (const WindowInfo& window : std::as_const(m_seen))
         if (window.pid == pid) reading->shown.append(window);
@@ -236,7 +243,8 @@ void AtspiTree::walk(const ReadingRef& reading, const WindowRef& window,
                      {atspi::getRole(object), atspi::getState(object), atspi::getChildren(object)});
         if (needsExtents) calls.push_back(atspi::getExtents(object, atspi::Coordinates::window));
     }
-    if (asked.empty() || depth > deepest || reading->hangs) {
+    if (asked.empty() || depth > deepest || reading->hangs ||
+        reading->clock.hasExpired(walkLimit)) {
         readHits(reading, window);
         return;
     }

@@ -21,7 +21,7 @@ QPoint endOfText(const QRectF& box) {
 } // namespace
 
 bool clickInto(const XcbConnection& connection, const QList<WindowInfo>& shown, qint64 pid,
-               const QRectF& box) {
+               const QString& title, const QRectF& box) {
     const auto screen =
         connection.reply(xcb_get_geometry_reply, xcb_get_geometry(connection, connection.root()));
     const auto pointer =
@@ -33,6 +33,10 @@ bool clickInto(const XcbConnection& connection, const QList<WindowInfo>& shown, 
     const auto there = std::ranges::find_if(
         shown, [&](const WindowInfo& window) { return window.bounds.contains(point); });
     if (there == shown.end() || there->pid != pid) return false;
+    const bool named = std::ranges::any_of(shown, [&](const WindowInfo& window) {
+        return window.pid == pid && window.title == title;
+    });
+    if (named && there->title != title) return false;
 
     const auto fake = [&](quint8 type, quint8 detail, QPoint at) {
         xcb_test_fake_input(connection, type, detail, XCB_CURRENT_TIME, connection.root(),

@@ -122,8 +122,8 @@ QString X11Applications::titleOf(xcb_window_t window) const {
                              xcb_get_property_value_length(value.get()));
 }
 
-bool X11Applications::click(qint64 pid, const QRectF& box) const {
-    return clickInto(m_connection, windowsOnScreen(), pid, box);
+bool X11Applications::click(qint64 pid, const QString& title, const QRectF& box) const {
+    return clickInto(m_connection, windowsOnScreen(), pid, title, box);
 }
 
 void X11Applications::activate(qint64 pid, const QString& title) {

@@ -26,9 +26,10 @@ public:
     /// Whether the active window's class is that of a known terminal: many of them tell the
     /// accessibility bus nothing. Main thread.
     [[nodiscard]] bool frontmostIsTerminal() const;
-    /// Clicks at the end of the text box `box` (device pixels) of a process; false, with nothing
-    /// clicked, while another program's window is in front of it. Main thread.
-    [[nodiscard]] bool click(qint64 pid, const QRectF& box) const;
+    /// Clicks at the end of the text box `box` (device pixels) of a process's window called
+    /// `title`, or of any, if it has none of that name; false, with nothing clicked, while another
+    /// window is in front of it. Main thread.
+    [[nodiscard]] bool click(qint64 pid, const QString& title, const QRectF& box) const;
 
 private:
     [[nodiscard]] std::vector<quint32> property(xcb_window_t window, const char* name,
