@@ -1,5 +1,7 @@
 #include "dictation/Delivery.h"
 
+#include "support/Log.h"
+
 #include "dictation/DictationTiming.h"
 #include "dictation/HistoryStore.h"
 #include "dictation/TextInserter.h"
@@ -81,6 +83,11 @@ void Delivery::deliver() {
     ready();
     m_busy = false;
     next();
+}
+
+void Delivery::keep(const QString& text) {
+    m_history.add(text);
+    Log::write(QStringLiteral("dictation: a text that had not reached its box is in the history"));
 }
 
 std::optional<QString> Delivery::insert(const QString& text, double clipDuration,

@@ -37,6 +37,9 @@ public:
     std::optional<QString> insert(const QString& text, double clipDuration,
                                   std::shared_ptr<void> prepared);
 
+    /// Only keeps the text in the history: there is no time left to insert it.
+    void keep(const QString& text);
+
     /// Call it when a dictation begins: what is on the clipboard is read while the user speaks, for
     /// as long as the result is held.
     [[nodiscard]] std::shared_ptr<void> dictationBegins();

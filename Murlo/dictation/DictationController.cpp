@@ -221,6 +221,9 @@ void DictationController::keepUnfinished() {
     for (const SessionRef& session : m_waiting) {
         if (!session->discarded) m_with.keptRecording.keep(std::exchange(session->clip, {}));
     }
+    for (const SessionRef& session : std::exchange(m_undelivered, {})) {
+        if (!session->discarded) m_with.delivery.keep(session->text);
+    }
     if (!isRecording()) return;
     stopTimer();
     ++m_startGeneration;

@@ -119,9 +119,10 @@ private:
     QStringList m_history;
     bool m_startedByHotkey = false;
     std::optional<double> m_startedAt;
-    qint64 m_startGeneration = 0;   ///< grows whenever a session begins or its recording ends
-    SessionRef m_session;           ///< the current one, or the last
-    std::set<SessionRef> m_waiting; ///< sessions that wait for the engine or its answer
+    qint64 m_startGeneration = 0;       ///< grows whenever a session begins or its recording ends
+    SessionRef m_session;               ///< the current one, or the last
+    std::set<SessionRef> m_waiting;     ///< sessions that wait for the engine or its answer
+    std::set<SessionRef> m_undelivered; ///< sessions whose text is on its way to its box
     TranscriptAccumulator m_liveTranscript{6};
     std::unique_ptr<HttpTask> m_preview;
     ScheduledWork m_timer;

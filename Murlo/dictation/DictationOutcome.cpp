@@ -91,6 +91,8 @@ void DictationController::transcribed(const SessionRef& session, const Transcrib
         m_with.overlay.hide();
         return;
     }
+    session->text = *result;
+    m_undelivered.insert(session);
     const double latency = m_with.scheduler.uptime() - session->finishedAt;
     session->latency = latency;
     // A session that is no longer the current one has no card to say "Enhancing…" on, and its user
@@ -106,6 +108,7 @@ void DictationController::transcribed(const SessionRef& session, const Transcrib
 bool DictationController::dropIfDiscarded(const SessionRef& session) {
     if (!session->discarded) return false;
     session->clip.clear();
+    m_undelivered.erase(session);
     Log::write(QStringLiteral("dictation: discarded result arrived, dropped"));
     return true;
 }
@@ -119,6 +122,7 @@ void DictationController::enhanceThenRoute(const SessionRef& session, const QStr
         m_lifetime.guard([this, session, generation = m_startGeneration](const QString& enhanced) {
             if (generation != m_startGeneration || session->discarded) {
                 Log::write(QStringLiteral("dictation: enhanced text dropped, session moved on"));
+                m_undelivered.erase(session);
                 return;
             }
             route(session, enhanced);
@@ -135,6 +139,7 @@ void DictationController::route(const SessionRef& session, const QString& text) 
 void DictationController::completeDelivery(const SessionRef& session, const QString& text) {
     const auto message =
         m_with.delivery.insert(text, session->clipDuration, std::exchange(session->clipboard, {}));
+    m_undelivered.erase(session);
     m_history.prepend(text);
     while (m_history.size() > 10) m_history.removeLast();
     if (isCurrent(session)) {

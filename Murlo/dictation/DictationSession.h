@@ -11,6 +11,7 @@ struct DictationController::Session {
     std::shared_ptr<void> clipboard;   ///< kept read for as long as a text may come
     bool discarded = false;            ///< the user does not want it any more
     QByteArray clip;                   ///< until its transcript is there
+    QString text;                      ///< from its transcript until it is delivered
     double clipDuration = 0;           ///< seconds
     double finishedAt = 0;             ///< uptime at which the recording ended
     double latency = 0;                ///< seconds from there to the transcript

@@ -58,7 +58,8 @@ TextInserter::Outcome TextInserter::insert(const QString& text, InsertMode mode,
         return copy(InsertionTexts::noAccess);
     const auto focus = focusVerdict(m_accessibility);
     if (focus && !focus->editable) return copy(InsertionTexts::noTextBox);
-    enqueue({mode == InsertMode::type ? Way::type : Way::paste, text, std::move(prepared)});
+    const bool types = mode == InsertMode::type || !m_keys.canPaste();
+    enqueue({types ? Way::type : Way::paste, text, std::move(prepared)});
     return std::nullopt;
 }
 

@@ -27,6 +27,9 @@ public:
     /// Whether events can be synthesized now. False leaves everything untouched.
     [[nodiscard]] virtual bool isAvailable() = 0;
 
+    /// Whether the focused program takes a paste by a chord at all: old terminals do not.
+    [[nodiscard]] virtual bool canPaste() = 0;
+
     /// Presses and releases the chord.
     virtual void postChord(const KeyChord& chord) = 0;
 

@@ -206,6 +206,15 @@ private Q_SLOTS:
         }
     }
 
+    void aTextOnItsWayToItsBoxAtTheEndIsInTheHistory() {
+        dictate();
+        m_rig->accessibility.setFocused(m_rig->accessibility.add("AXTextField"));
+        m_rig->engineAnswers("kept words"); // its box has to be brought back into focus first
+        QVERIFY(m_rig->history.entries().isEmpty());
+        m_rig->controller.keepUnfinished();
+        QCOMPARE(m_rig->history.entries().first().text, "kept words");
+    }
+
     void anEngineThatIsStillLoadingIsWaitedForHalfAMinute() {
         for (const bool inTime : {true, false}) {
             restartEngine();

@@ -99,6 +99,14 @@ private Q_SLOTS:
         QCOMPARE(m->keys.typed(), dictated);
     }
 
+    void whereNoChordPastesTheTextIsTyped() {
+        m->keys.pastes = false;
+        QCOMPARE(m->insert(dictated), std::nullopt);
+        m->scheduler.advance(1);
+        QVERIFY(m->keys.chords.isEmpty());
+        QCOMPARE(m->keys.typed(), dictated);
+    }
+
     void aPasteLendsTheClipboardForHalfASecond() {
         const auto prepared = m->inserter->prepare();
         m->scheduler.advance(3); // the user speaks

@@ -96,7 +96,7 @@ private Q_SLOTS:
     void aTerminalIsKnownByItsWindow() {
         RealBench real;
         const auto& applications = static_cast<X11Applications&>(real.applications());
-        QVERIFY(applications.frontmostIsTerminal());
+        QVERIFY(applications.frontmostIsTerminal() && applications.frontmostOnlyTypes());
         QVERIFY(applications.identifier(real.pid(0))->contains(QLatin1String("xterm")));
     }
 

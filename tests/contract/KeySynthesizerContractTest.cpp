@@ -56,7 +56,7 @@ public:
     std::shared_ptr<SyntheticKeys> synthetic = std::make_shared<SyntheticKeys>();
 
 private:
-    X11KeySynthesizer m_keys{synthetic, [this] { return isTerminal; }};
+    X11KeySynthesizer m_keys{synthetic, [this] { return isTerminal; }, [] { return false; }};
 };
 
 /// Types a text as an inserter does: the next piece once the last has left.

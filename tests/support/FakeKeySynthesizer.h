@@ -15,6 +15,7 @@ public:
         : m_scheduler(scheduler) {}
 
     [[nodiscard]] bool isAvailable() override { return available; }
+    [[nodiscard]] bool canPaste() override { return pastes; }
     void postChord(const KeyChord& chord) override {
         if (!available) return;
         chords.append(chord);
@@ -26,6 +27,7 @@ public:
     }
     void endText() override { ++endings; }
 
+    bool pastes = true;
     /// Everything typed so far.
     [[nodiscard]] QString typed() const { return chunks.join(QString()); }
 

@@ -69,9 +69,10 @@ Platform loadPlatform() {
         focus->bus(), *focus, [windows] { return windows->windowsOnScreen(); });
     const auto synthetic = std::make_shared<SyntheticKeys>();
     platform.eventTap = std::make_unique<X11EventTap>(synthetic);
-    platform.keySynthesizer = std::make_unique<X11KeySynthesizer>(synthetic, [windows, focus] {
-        return focus->focusIsTerminal() || windows->frontmostIsTerminal();
-    });
+    platform.keySynthesizer = std::make_unique<X11KeySynthesizer>(
+        synthetic,
+        [windows, focus] { return focus->focusIsTerminal() || windows->frontmostIsTerminal(); },
+        [windows] { return windows->frontmostOnlyTypes(); });
     platform.pasteboard = std::make_unique<X11Pasteboard>();
     platform.desktop = std::make_unique<X11Desktop>();
     platform.interruptions = std::make_unique<X11Interruptions>();

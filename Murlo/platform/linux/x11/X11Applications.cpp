@@ -45,10 +45,20 @@ bool X11Applications::frontmostIsTerminal() const {
             "cool-retro-term "
             "sakura roxterm com.mitchellh.ghostty kgx org.gnome.console ptyxis hyper tabby")
             .split(QLatin1Char(' '));
+    return frontmostIsOneOf(terminals);
+}
+
+bool X11Applications::frontmostOnlyTypes() const {
+    static const QStringList terminals{QStringLiteral("xterm"), QStringLiteral("uxterm"),
+                                       QStringLiteral("urxvt"), QStringLiteral("rxvt")};
+    return frontmostIsOneOf(terminals);
+}
+
+bool X11Applications::frontmostIsOneOf(const QStringList& classes) const {
     const xcb_window_t window = activeWindow();
     if (window == XCB_WINDOW_NONE) return false;
     for (const QString& name : classesOf(window)) {
-        if (terminals.contains(name.toLower())) return true;
+        if (classes.contains(name.toLower())) return true;
     }
     return false;
 }

@@ -16,9 +16,11 @@ constexpr std::chrono::milliseconds answerLimit{2000};
 } // namespace
 
 X11KeySynthesizer::X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic,
-                                     std::function<bool()> targetIsTerminal)
+                                     std::function<bool()> targetIsTerminal,
+                                     std::function<bool()> targetOnlyTypes)
     : m_synthetic(std::move(synthetic))
     , m_targetIsTerminal(std::move(targetIsTerminal))
+    , m_targetOnlyTypes(std::move(targetOnlyTypes))
     , m_watch(m_connection)
     , m_lift(m_connection, *m_synthetic)
     , m_borrowed(m_connection)

@@ -18,13 +18,16 @@ namespace murlo {
 class X11KeySynthesizer : public KeySynthesizer {
 public:
     /// `synthetic` is shared with the event tap; `targetIsTerminal` tells, at every paste, whether
-    /// the focused program is a terminal.
+    /// the focused program is a terminal, `targetOnlyTypes` whether it is one without a paste
+    /// chord.
     X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic,
-                      std::function<bool()> targetIsTerminal);
+                      std::function<bool()> targetIsTerminal,
+                      std::function<bool()> targetOnlyTypes);
     /// Gives back what is still borrowed.
     ~X11KeySynthesizer() override;
 
     [[nodiscard]] bool isAvailable() override;
+    [[nodiscard]] bool canPaste() override { return !m_targetOnlyTypes(); }
     void postChord(const KeyChord& chord) override;
     void postText(const QString& text, std::function<void()> sent) override;
     void endText() override;
@@ -54,6 +57,7 @@ private:
 
     std::shared_ptr<SyntheticKeys> m_synthetic;
     std::function<bool()> m_targetIsTerminal;
+    std::function<bool()> m_targetOnlyTypes;
     XcbConnection m_connection;
     bool m_available = false;
     KeyboardWatch m_watch;
