@@ -37,7 +37,7 @@ void PasteboardRestore::refresh() {
 void PasteboardRestore::lend(const QString& text) {
     refresh();
     m_kept = std::exchange(m_reading, nullptr);
-    m_lentCount = m_pasteboard.setString(text);
+    m_lentCount = m_pasteboard.lendString(text);
 }
 
 void PasteboardRestore::giveBack() {

@@ -48,9 +48,14 @@ public:
     /// Grows by at least one whenever anybody, this application included, changes the clipboard.
     [[nodiscard]] virtual qint64 changeCount() const = 0;
 
-    /// Replaces the content by plain text and returns the change count that this write leads to:
-    /// later comparisons with `changeCount()` are equal until somebody else writes.
+    /// Replaces the content by plain text for the user to keep: an ordinary content, which a later
+    /// `read` finds like any other. Returns the change count that this write leads to: later
+    /// comparisons with `changeCount()` are equal until somebody else writes.
     virtual qint64 setString(const QString& text) = 0;
+
+    /// The same for a text that is taken back in a moment: it is marked so that clipboard histories
+    /// leave it alone, and a `read` finds nothing to keep.
+    virtual qint64 lendString(const QString& text) = 0;
 
     /// Replaces the content by the snapshot; an empty snapshot leaves the clipboard empty.
     virtual void write(const PasteboardSnapshot& snapshot) = 0;

@@ -116,11 +116,28 @@ private Q_SLOTS:
     void theOtherProgramPastesWhatWasPutThere() {
         Pasteboard& pasteboard = start();
         const QString text = QStringLiteral("Grüße, 世界 👩‍👩‍👧\nsecond line");
-        pasteboard.setString(text);
+        const QString mark = QStringLiteral("x-kde-passwordManagerHint");
+        for (const bool lent : {true, false}) {
+            lent ? pasteboard.lendString(text) : pasteboard.setString(text);
+            QCOMPARE(m_world->otherPastes(m_world->textFormat()),
+                     OtherClipboardUser::fingerprint(text.toUtf8()));
+            QCOMPARE(m_world->otherPastes(mark),
+                     lent ? OtherClipboardUser::fingerprint("secret") : QByteArray("none"));
+        }
+    }
+
+    void aTextForTheUserOutlivesALoan_data() { addWorlds(); }
+    void aTextForTheUserOutlivesALoan() {
+        Pasteboard& pasteboard = start();
+        pasteboard.setString(QStringLiteral("for the user"));
+        const auto kept = pasteboard.read();
+        pasteboard.lendString(QStringLiteral("lent"));
+        const auto nothing = pasteboard.read();
+        QTRY_VERIFY(kept->isComplete() && nothing->isComplete());
+        QVERIFY(nothing->snapshot().items.value(0).isEmpty());
+        pasteboard.write(kept->snapshot());
         QCOMPARE(m_world->otherPastes(m_world->textFormat()),
-                 OtherClipboardUser::fingerprint(text.toUtf8()));
-        QCOMPARE(m_world->otherPastes(QStringLiteral("x-kde-passwordManagerHint")),
-                 OtherClipboardUser::fingerprint("secret"));
+                 OtherClipboardUser::fingerprint("for the user"));
     }
 
     void ownWritesAreCountedAtOnceAndForeignOnesReported_data() { addWorlds(); }
@@ -283,7 +300,7 @@ private Q_SLOTS:
             return value;
         };
         const char* const text = "UTF8_STRING";
-        pasteboard.setString(QStringLiteral("dictated"));
+        pasteboard.lendString(QStringLiteral("dictated"));
         const xcb_timestamp_t pasted = now();
         QTest::qWait(5); // the server counts in milliseconds
         pasteboard.write({{{{QString::fromLatin1(text), "the user's"}}}, {}});

@@ -59,6 +59,12 @@ FakePasteboard::~FakePasteboard() = default;
 
 qint64 FakePasteboard::setString(const QString& text) {
     written.append(text);
+    changed({{{textFormat, text.toUtf8()}}}, false);
+    return m_changeCount;
+}
+
+qint64 FakePasteboard::lendString(const QString& text) {
+    written.append(text);
     changed({{{textFormat, text.toUtf8()}, {secretFormat, "secret"}}}, false);
     return m_changeCount;
 }
@@ -76,14 +82,14 @@ std::shared_ptr<PasteboardReading> FakePasteboard::read() {
             isSecret |= name == secretFormat && bytes == "secret";
     }
     const auto reading = std::make_shared<Reading>(m_scheduler, m_changeCount, source);
-    if (!m_foreign || source.isEmpty()) {
-        reading->answer({});
-    } else if (isSecret) {
+    if (isSecret) {
         QStringList all;
         for (const auto& item : m_items) {
             for (const auto& format : item) all.append(format.first);
         }
         reading->answer(all);
+    } else if (!m_foreign || source.isEmpty()) {
+        reading->answer({});
     } else {
         m_readings.append(reading);
         m_scheduler.nextTurn(m_lifetime.guard([this] { answer(); }));

@@ -17,6 +17,7 @@ public:
 
     [[nodiscard]] qint64 changeCount() const override { return m_changeCount; }
     qint64 setString(const QString& text) override;
+    qint64 lendString(const QString& text) override;
     void write(const PasteboardSnapshot& snapshot) override;
     [[nodiscard]] std::shared_ptr<PasteboardReading> read() override;
 
@@ -33,7 +34,8 @@ public:
     [[nodiscard]] const QList<PasteboardItem>& items() const { return m_items; }
     /// The plain text that a paste would bring now.
     [[nodiscard]] std::optional<QString> text() const;
-    /// Everything this application has put on the clipboard, by `setString` only, in order.
+    /// Everything this application has put on the clipboard, by `setString` and `lendString`, in
+    /// order.
     QStringList written;
     int readings = 0;
 

@@ -25,7 +25,6 @@ ClipboardContent ClipboardContent::text(const QString& text) {
     const QByteArray utf8 = text.toUtf8();
     const QString utf8String = QStringLiteral("UTF8_STRING");
     ClipboardContent content;
-    content.isDictation = true;
     for (const auto& target :
          {utf8String, QStringLiteral("text/plain;charset=utf-8"), QStringLiteral("text/plain")})
         content.formats.append({target, target, 8, utf8});
@@ -35,7 +34,13 @@ ClipboardContent ClipboardContent::text(const QString& text) {
     const QByteArray latin1 = text.toLatin1();
     if (QString::fromLatin1(latin1) == text)
         content.formats.append({QStringLiteral("STRING"), QStringLiteral("STRING"), 8, latin1});
+    return content;
+}
+
+ClipboardContent ClipboardContent::lent(const QString& text) {
+    ClipboardContent content = ClipboardContent::text(text);
     content.formats.append({secretHint, secretHint, 8, secretMark});
+    content.isLent = true;
     return content;
 }
 

@@ -30,11 +30,13 @@ struct ClipboardFormat {
 /// What this application puts on the clipboard.
 struct ClipboardContent {
     QList<ClipboardFormat> formats;
-    /// Put there by `setString`.
-    bool isDictation = false;
+    /// There for a moment only, for a paste that is under way.
+    bool isLent = false;
 
-    /// The forms of a plain text, with the mark that keeps it out of clipboard histories.
+    /// The forms of a plain text.
     [[nodiscard]] static ClipboardContent text(const QString& text);
+    /// The same with the mark that keeps it out of clipboard histories.
+    [[nodiscard]] static ClipboardContent lent(const QString& text);
     /// X knows one item only: of formats that several items have, the first is taken.
     [[nodiscard]] static ClipboardContent restored(const PasteboardSnapshot& snapshot);
     [[nodiscard]] PasteboardSnapshot snapshot() const;

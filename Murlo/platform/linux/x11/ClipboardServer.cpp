@@ -27,7 +27,7 @@ ClipboardServer::ClipboardServer(xcb_connection_t* connection, XcbAtoms& atoms)
 void ClipboardServer::adopt(Content content, xcb_timestamp_t since) {
     // A slow program may ask for a dictated text after the clipboard was given back, but with the
     // time of the paste key: it must get what was on the clipboard then.
-    const bool keep = m_current.content && m_current.content->isDictation && content;
+    const bool keep = m_current.content && m_current.content->isLent && content;
     m_previous = keep ? std::move(m_current) : Period{};
     m_current = {std::move(content), since};
 }

@@ -26,6 +26,10 @@ qint64 X11Pasteboard::setString(const QString& text) {
     return m_thread->own(std::make_shared<const ClipboardContent>(ClipboardContent::text(text)));
 }
 
+qint64 X11Pasteboard::lendString(const QString& text) {
+    return m_thread->own(std::make_shared<const ClipboardContent>(ClipboardContent::lent(text)));
+}
+
 void X11Pasteboard::write(const PasteboardSnapshot& snapshot) {
     auto content = ClipboardContent::restored(snapshot);
     m_thread->own(content.formats.isEmpty()

@@ -10,10 +10,10 @@ namespace murlo {
 
 class ClipboardThread;
 
-/// The clipboard of an X11 session: its CLIPBOARD selection. Dictated text is offered with the mark
-/// that keeps it out of clipboard histories; a content of somebody else that carries the mark is
-/// never kept, so its snapshot is empty. What this application owns when it ends goes to the
-/// session's clipboard manager.
+/// The clipboard of an X11 session: its CLIPBOARD selection. A text that is lent is offered with
+/// the mark that keeps it out of clipboard histories; a content of somebody else that carries the
+/// mark is never kept, so its snapshot is empty. What this application owns when it ends goes to
+/// the session's clipboard manager.
 class X11Pasteboard : public Pasteboard {
 public:
     /// Connects to the display of the session (`DISPLAY`), on another thread.
@@ -22,6 +22,7 @@ public:
 
     [[nodiscard]] qint64 changeCount() const override;
     qint64 setString(const QString& text) override;
+    qint64 lendString(const QString& text) override;
     void write(const PasteboardSnapshot& snapshot) override;
     [[nodiscard]] std::shared_ptr<PasteboardReading> read() override;
 
