@@ -12,6 +12,7 @@ namespace murlo {
 namespace {
 constexpr double permissionPoll = 3.0; // seconds
 constexpr double warmUpDelay = 0.5;    // after the launch has settled
+constexpr double insertionLimit = 3.0; // for words that are on their way when Murlo is to end
 } // namespace
 
 AppDelegate::AppDelegate(CompositionRoot& root, std::function<void()> quit)
@@ -50,9 +51,9 @@ void AppDelegate::wireController() {
 
 StatusItemController& AppDelegate::statusItem() {
     if (!m_statusItem) {
-        m_statusItem = std::make_unique<StatusItemController>(StatusItemController::Partners{
-            m_root.controller, m_root.settings, m_root.settingsModel, *m_root.platform.pasteboard,
-            *m_root.platform.desktop, m_root.paths.file(QStringLiteral("brisvane.log"))});
+        m_statusItem = std::make_unique<StatusItemController>(
+            StatusItemController::Partners{m_root.controller, m_root.settings, m_root.settingsModel,
+                                           *m_root.platform.pasteboard, *m_root.platform.desktop});
     }
     return *m_statusItem;
 }
@@ -62,6 +63,7 @@ void AppDelegate::wireStatusItem() {
     item.onToggleDictation = [this] { toggleDictation(); };
     item.onOpenSettings = [this] { m_settingsWindow.showSettings(); };
     item.onRestartEngine = [this] { m_root.server.restart(); };
+    item.onOpenLog = [this] { openLog(); };
     item.onQuit = [this] { quitRequested(); };
     item.show();
 }
@@ -71,9 +73,7 @@ SettingsWindowActions AppDelegate::windowActions() {
             [this](const MenuEntry& entry) { statusItem().perform(entry); },
             [this] { return m_root.controller.history(); },
             [this] { return m_root.settingsModel.hotkeyLive(); },
-            [this] {
-                m_root.platform.desktop->open(m_root.paths.file(QStringLiteral("brisvane.log")));
-            },
+            [this] { openLog(); },
             [this] { m_root.settingsModel.refreshFromSystem(); }};
 }
 
@@ -82,6 +82,15 @@ void AppDelegate::toggleDictation() {
         m_root.controller.finish();
     else
         m_root.controller.begin(false);
+}
+
+void AppDelegate::openLog() {
+    const QString path = m_root.paths.file(QStringLiteral("brisvane.log"));
+    m_root.platform.desktop->open(path, m_lifetime.guard([this, path](bool worked) {
+        if (worked) return;
+        m_root.overlay.show({DictationState::failed,
+                             QStringLiteral("The log can't be opened here. It is ") + path});
+    }));
 }
 
 void AppDelegate::listenForProbeRequests() {
@@ -118,13 +127,26 @@ void AppDelegate::listenForProbeRequests() {
 
 void AppDelegate::quitRequested() {
     if (m_powerOffPending || m_root.settings.truth(SettingKey::hasQuitOnce)) {
-        m_quit();
+        quit();
         return;
     }
     m_quitQuestion.ask([this] {
         m_root.settings.set(SettingKey::hasQuitOnce, true);
+        quit();
+    });
+}
+
+void AppDelegate::quit() {
+    if (std::exchange(m_quitting, true)) return;
+    m_root.platform.singleInstance->beginEnding();
+    m_root.hints.cancel();
+    m_root.hotkeys.stop();
+    m_quitLimit = m_root.platform.scheduler->after(insertionLimit, [this] {
+        Log::write(
+            QStringLiteral("app: ends before a text was whole in its box; the history has it"));
         m_quit();
     });
+    m_root.inserter.whenIdle(m_lifetime.guard([this] { m_quit(); }));
 }
 
 void AppDelegate::wireHotkeys() {
@@ -154,7 +176,7 @@ void AppDelegate::wireSettings() {
 
 void AppDelegate::wireSystemEvents() {
     SystemEvents& events = *m_root.platform.systemEvents;
-    events.onTerminationSignal = m_quit;
+    events.onTerminationSignal = [this] { quit(); };
     events.onWillPowerOff = [this] { m_powerOffPending = true; };
     events.start();
     m_root.platform.singleInstance->onOpenedAgain = [this](const QStringList&) { handleReopen(); };
@@ -230,6 +252,8 @@ void AppDelegate::willTerminate() {
     if (std::exchange(m_terminated, true)) return;
     m_permissionWatcher.cancel();
     m_warmUp.cancel();
+    m_quitLimit.cancel();
+    m_root.platform.singleInstance->beginEnding();
     m_root.hints.cancel();
     m_quitQuestion.withdraw();
     m_settingsWindow.close();

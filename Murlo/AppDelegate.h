@@ -30,6 +30,9 @@ public:
     void quitRequested();
     /// The session ends: from now on no quit is asked about.
     void sessionEnds() { m_powerOffPending = true; }
+    /// Ends the program once the words that are on their way into a box have arrived there, at the
+    /// latest after 3 s.
+    void quit();
     /// Stops the triggers and the engine. Once; later calls do nothing.
     void willTerminate();
 
@@ -41,6 +44,7 @@ private:
     void wireStatusItem();
     void listenForProbeRequests();
     void toggleDictation();
+    void openLog();
     [[nodiscard]] StatusItemController& statusItem();
     [[nodiscard]] SettingsWindowActions windowActions();
     void startHotkeys();
@@ -53,11 +57,14 @@ private:
     std::function<void()> m_quit;
     ScheduledWork m_permissionWatcher;
     ScheduledWork m_warmUp;
+    ScheduledWork m_quitLimit;
     std::unique_ptr<StatusItemController> m_statusItem;
     SettingsWindowController m_settingsWindow;
     QuitQuestion m_quitQuestion;
     bool m_powerOffPending = false;
+    bool m_quitting = false;
     bool m_terminated = false;
+    Lifetime m_lifetime;
 };
 
 } // namespace murlo

@@ -29,7 +29,7 @@ int run(QApplication& application) {
     int status = 0;
     {
         murlo::CompositionRoot root(platform, paths, enginePort);
-        murlo::AppDelegate delegate(root, [&application] { application.quit(); });
+        murlo::AppDelegate delegate(root, [] { QApplication::quit(); });
         QObject::connect(
             &application, &QGuiApplication::commitDataRequest, &application,
             [&delegate] { delegate.sessionEnds(); }, Qt::DirectConnection);
@@ -38,6 +38,30 @@ int run(QApplication& application) {
         delegate.willTerminate();
     }
     murlo::Log::close();
+    return status;
+}
+
+/// Switches the desktop's accessibility on, for this session and, where the desktop remembers it,
+/// for those that follow.
+int enableAccessibility() {
+    constexpr double limit = 5; // seconds
+    constexpr double poll = 0.02;
+    const murlo::Platform platform = murlo::loadPlatform();
+    murlo::Accessibility& accessibility = *platform.accessibility;
+    const double began = platform.scheduler->uptime();
+    murlo::ScheduledWork waiting = platform.scheduler->every(poll, [&] {
+        accessibility.requestTrust();
+        const bool late = platform.scheduler->uptime() - began > limit;
+        if (accessibility.isTrusted() || late) QCoreApplication::exit(late ? 1 : 0);
+    });
+    const int status = QCoreApplication::exec();
+    if (status == 0)
+        std::puts("Accessibility is on. Programs that were started before may need to be started "
+                  "again.");
+    else
+        std::fputs("murlo: accessibility could not be switched on: this session has no "
+                   "accessibility bus (package at-spi2-core).\n",
+                   stderr);
     return status;
 }
 
@@ -87,7 +111,7 @@ int snapshot(const QString& folder) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // murlo --snapshot FOLDER, murlo --probe
+    // murlo --snapshot FOLDER, murlo --probe, murlo --enable-accessibility
     const bool renders = argc == 3 && qstrcmp(argv[1], "--snapshot") == 0;
     if (renders) qputenv("QT_QPA_PLATFORM", "offscreen");
     if (!renders && qEnvironmentVariableIsEmpty("DISPLAY")) {
@@ -104,5 +128,7 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     forceLightAppearance();
     if (QApplication::arguments().contains(QStringLiteral("--probe"))) return probe();
+    if (QApplication::arguments().contains(QStringLiteral("--enable-accessibility")))
+        return enableAccessibility();
     return renders ? snapshot(QString::fromLocal8Bit(argv[2])) : run(application);
 }

@@ -39,6 +39,7 @@ AudioRecorder::~AudioRecorder() {
 // --- starting ---
 
 void AudioRecorder::start(std::function<void(StartResult)> completion) {
+    if (m_closed) return;
     const quint64 epoch = currentEpoch();
     m_queue->async([this, epoch, completion = std::move(completion)]() mutable {
         auto complete = [this, epoch, result = startNow(epoch),
@@ -137,6 +138,11 @@ std::optional<QByteArray> AudioRecorder::stop() {
     return WavWriter::data(samples, sampleRate);
 }
 
+std::optional<QByteArray> AudioRecorder::close() {
+    m_closed = true;
+    return stop();
+}
+
 void AudioRecorder::cancel() {
     if (endRecording()) prewarm();
 }
@@ -170,7 +176,7 @@ void AudioRecorder::reportLevel(float level) {
 // --- engines ---
 
 void AudioRecorder::prewarm() {
-    if (m_authorization.status() != MicrophoneStatus::authorized) return;
+    if (m_closed || m_authorization.status() != MicrophoneStatus::authorized) return;
     m_queue->async([this] {
         auto engine = m_input.makeEngine();
         // Opening is what takes time; what it opened is asked for again at the start.

@@ -56,6 +56,9 @@ public:
     /// Ends the recording and discards it.
     void cancel();
 
+    /// `stop` for good: no microphone is opened from now on.
+    std::optional<QByteArray> close();
+
     /// The last `lastSeconds` of the recording so far as a WAV clip; nothing when there is no more
     /// than half a second (8000 samples) of it. The recording goes on unaffected.
     [[nodiscard]] std::optional<QByteArray> snapshot(double lastSeconds) const;
@@ -122,6 +125,7 @@ private:
     const MicrophoneAuthorization& m_authorization;
     ReportError m_reportError;
     Shared m_shared;
+    bool m_closed = false;
     /// Replaced engines live on for 2 seconds, so that none is destroyed on the critical path.
     std::map<const AudioEngine*, Retired> m_retiredEngines;
     std::shared_ptr<void> m_defaultInputObserver;

@@ -36,12 +36,14 @@ std::unique_ptr<QMessageBox> QuitQuestion::makeBox() {
 void QuitQuestion::ask(std::function<void()> quit) {
     if (!m_box) {
         m_box = makeBox();
-        QObject::connect(m_box.get(), &QMessageBox::buttonClicked, m_box.get(),
-                         [this, quit = std::move(quit)](QAbstractButton* button) {
-                             const bool yes = m_box->buttonRole(button) == QMessageBox::AcceptRole;
-                             m_box.release()->deleteLater(); // it is still telling of the click
-                             if (yes) quit();
-                         });
+        // However it is closed: by a button, a key, or the window manager.
+        QObject::connect(
+            m_box.get(), &QDialog::finished, m_box.get(), [this, quit = std::move(quit)] {
+                auto* const answer = m_box->clickedButton();
+                const bool yes = answer && m_box->buttonRole(answer) == QMessageBox::AcceptRole;
+                m_box.release()->deleteLater(); // it is still telling of its end
+                if (yes) quit();
+            });
         m_box->open();
     }
     m_box->raise();

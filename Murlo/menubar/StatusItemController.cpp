@@ -112,8 +112,7 @@ void StatusItemController::perform(const MenuEntry& entry) {
     case MenuCommand::runSelfTest:
         return call(onSelfTest);
     case MenuCommand::openLog:
-        m_with.desktop.open(m_with.log);
-        return;
+        return call(onOpenLog);
     case MenuCommand::quit:
         return call(onQuit);
     case MenuCommand::openUpdate:

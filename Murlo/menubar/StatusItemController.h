@@ -32,6 +32,7 @@ public:
     std::function<void()> onSelfTest;        ///< no entry without it
     std::function<QString()> setupMenuTitle; ///< no entry without it
     std::function<void()> onOpenSetup;
+    std::function<void()> onOpenLog;
     std::function<void()> onQuit;
 
     /// Who the menu reads from and acts on.
@@ -41,7 +42,6 @@ public:
         const SettingsModel& settingsModel; ///< for the engine's state
         Pasteboard& pasteboard;
         Desktop& desktop;
-        QString log; ///< path of the log file
     };
 
     explicit StatusItemController(Partners partners);

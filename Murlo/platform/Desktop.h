@@ -37,9 +37,9 @@ public:
     /// already is, never where no tray comes. One that is restarted is not told again.
     virtual void awaitTray(std::function<void()> there) = 0;
 
-    /// Opens a file with the program that the user has chosen for its kind; false when there is
-    /// none or the file is missing.
-    virtual bool open(const QString& path) = 0;
+    /// Opens a file with the program that the user has chosen for its kind, and tells on a later
+    /// turn whether that worked: not when there is none or the file is missing.
+    virtual void open(const QString& path, std::function<void(bool)> done) = 0;
 };
 
 } // namespace murlo

@@ -15,9 +15,13 @@ public:
     SingleInstance& operator=(const SingleInstance&) = delete;
     virtual ~SingleInstance() = default;
 
-    /// True when this process is now the one; false when another holds the lock, in which case
-    /// `arguments` were handed to it (waiting at most 2 s for it).
+    /// True when this process is now the one; false when another is, to which `arguments` were
+    /// handed. Waits at most 2 s for its answer, and at most 10 s for the end of one that is
+    /// ending.
     [[nodiscard]] virtual bool acquire(const QStringList& arguments) = 0;
+    /// This process is about to end: a later start waits for that, rather than hand over its
+    /// arguments to somebody who will not act on them.
+    virtual void beginEnding() = 0;
     /// Gives the lock up early, for a restart.
     virtual void release() = 0;
 

@@ -1,4 +1,5 @@
 #include "menubar/MenuBarCallout.h"
+#include "menubar/QuitQuestion.h"
 #include "menubar/StatusItemController.h"
 #include "platform/Desktop.h"
 #include "settings/SettingsModel.h"
@@ -6,6 +7,9 @@
 #include "tests/support/FakeDesktop.h"
 #include "tests/support/FakeLoginItem.h"
 
+#include <QAbstractButton>
+#include <QApplication>
+#include <QMessageBox>
 #include <QTest>
 
 using namespace murlo;
@@ -56,8 +60,7 @@ private Q_SLOTS:
         FakeLoginItem login;
         FakeDesktop desktop;
         SettingsModel model(rig.settings, login);
-        StatusItemController item(
-            {rig.controller, rig.settings, model, rig.pasteboard, desktop, "/the/log"});
+        StatusItemController item({rig.controller, rig.settings, model, rig.pasteboard, desktop});
         rig.settings.set(SettingKey::triggerKey, QString("noSuchKey"));
         QStringList called;
         item.onToggleDictation = [&] { called << "toggle"; };
@@ -82,6 +85,37 @@ private Q_SLOTS:
         gone.index = 7;
         item.perform(gone);
         QCOMPARE(rig.pasteboard.text(), "first line\nsecond");
+    }
+
+    void whateverClosesTheQuitQuestionAnswersIt_data() {
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<bool>("quits");
+        QTest::newRow("Quit") << "Quit" << true;
+        QTest::newRow("Cancel") << "Cancel" << false;
+        QTest::newRow("its title bar or Alt+F4") << "close" << false;
+    }
+    void whateverClosesTheQuitQuestionAnswersIt() {
+        QFETCH(QString, how);
+        QuitQuestion question;
+        int quits = 0;
+        const auto ask = [&] { question.ask([&] { ++quits; }); };
+        const auto box = [] {
+            for (QWidget* window : QApplication::topLevelWidgets()) {
+                auto* const shown = qobject_cast<QMessageBox*>(window);
+                if (shown && shown->isVisible()) return shown;
+            }
+            return static_cast<QMessageBox*>(nullptr);
+        };
+        ask();
+        QVERIFY(box());
+        if (how == "close") box()->close();
+        for (QAbstractButton* button :
+             how == "close" ? QList<QAbstractButton*>() : box()->buttons())
+            if (button->text() == how) button->click();
+        QCOMPARE(quits, how == "Quit" ? 1 : 0);
+        QVERIFY(!box());
+        ask(); // and the next one is asked anew
+        QVERIFY(box());
     }
 
     void theCalloutPointsAtTheItemAndStaysOnTheScreen_data() {

@@ -104,7 +104,18 @@ private Q_SLOTS:
         QVERIFY(!film.isBelow(idOf(card)));
     }
 
-    void aMissingFileIsNotOpened() { QVERIFY(!X11Desktop().open("/no/such/file")); }
+    void whatCannotBeOpenedIsSaid() {
+        const QByteArray path = qgetenv("PATH");
+        for (const char* file : {"/no/such/file", "/etc/passwd"}) {
+            std::optional<bool> opened;
+            if (qstrcmp(file, "/etc/passwd") == 0) qputenv("PATH", "/nowhere"); // no opener
+            X11Desktop().open(QLatin1String(file), [&](bool worked) { opened = worked; });
+            QVERIFY(!opened);
+            QTRY_VERIFY(opened);
+            QVERIFY(!*opened);
+        }
+        qputenv("PATH", path);
+    }
 };
 
 QTEST_MAIN(DesktopContractTest)

@@ -15,13 +15,14 @@ public:
     void keepAbove(quint64 window, PanelLevel level) override { kept[window] = level; }
     void letGo(quint64 window) override { kept.remove(window); }
     void awaitTray(std::function<void()> there) override { onTray = std::move(there); }
-    bool open(const QString& path) override {
+    void open(const QString& path, std::function<void(bool)> done) override {
         opened.append(path);
-        return true;
+        done(opens);
     }
 
     bool reduced = false;
     bool composited = true;
+    bool opens = true;
     QMap<quint64, PanelLevel> kept;
     QStringList opened;
     std::function<void()> onTray; ///< who waits for a tray

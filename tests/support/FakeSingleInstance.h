@@ -16,19 +16,21 @@ public:
     ~FakeSingleInstance() override { FakeSingleInstance::release(); }
 
     [[nodiscard]] bool acquire(const QStringList& arguments) override {
-        if (m_session.holder && m_session.holder != this) {
+        if (m_session.holder && m_session.holder != this && !m_session.holder->m_ending) {
             if (m_session.holder->onOpenedAgain) m_session.holder->onOpenedAgain(arguments);
             return false;
         }
         m_session.holder = this;
         return true;
     }
+    void beginEnding() override { m_ending = true; }
     void release() override {
         if (m_session.holder == this) m_session.holder = nullptr;
     }
 
 private:
     Session& m_session;
+    bool m_ending = false;
 };
 
 } // namespace murlo

@@ -10,6 +10,8 @@ namespace murlo {
 
 namespace {
 constexpr int handOverLimitMilliseconds = 2000;
+constexpr int endingLimitMilliseconds = 10000;
+const QByteArray received = QByteArrayLiteral("received");
 constexpr qint64 longestMessage = 64LL * 1024;
 } // namespace
 
@@ -30,11 +32,13 @@ SocketSingleInstance::~SocketSingleInstance() {
 bool SocketSingleInstance::acquire(const QStringList& arguments) {
     if (!m_lock->tryLock(0)) {
         if (m_lock->error() == QLockFile::LockFailedError) {
-            handOver(arguments);
-            return false;
+            // Who does not answer is about to end, or to begin to listen.
+            if (handOver(arguments) || !m_lock->tryLock(endingLimitMilliseconds)) return false;
+        } else {
+            // No lock can be had in this folder at all: running unlocked beats not running.
+            Log::write(
+                QStringLiteral("app: cannot lock the runtime folder, running without a lock"));
         }
-        // No lock can be had in this folder at all: running unlocked beats not running.
-        Log::write(QStringLiteral("app: cannot lock the runtime folder, running without a lock"));
     }
     QLocalServer::removeServer(m_socketPath); // what a crash left behind
     if (!m_server.listen(m_socketPath)) {
@@ -48,25 +52,29 @@ void SocketSingleInstance::release() {
     m_lock->unlock();
 }
 
-void SocketSingleInstance::handOver(const QStringList& arguments) const {
+bool SocketSingleInstance::handOver(const QStringList& arguments) const {
     QLocalSocket socket;
     socket.connectToServer(m_socketPath);
-    if (!socket.waitForConnected(handOverLimitMilliseconds)) return;
+    if (!socket.waitForConnected(handOverLimitMilliseconds)) return false;
     socket.write(
-        QJsonDocument(QJsonArray::fromStringList(arguments)).toJson(QJsonDocument::Compact));
+        QJsonDocument(QJsonArray::fromStringList(arguments)).toJson(QJsonDocument::Compact) + '\n');
     socket.flush();
-    socket.waitForBytesWritten(handOverLimitMilliseconds);
-    socket.disconnectFromServer();
+    return socket.waitForReadyRead(handOverLimitMilliseconds) && socket.readAll() == received;
 }
 
 void SocketSingleInstance::receive(QLocalSocket* from) {
     from->setReadBufferSize(longestMessage);
-    QObject::connect(from, &QLocalSocket::disconnected, from, [this, from] {
-        const QJsonDocument message = QJsonDocument::fromJson(from->readAll());
-        from->deleteLater();
-        if (!message.isArray() || !onOpenedAgain) return;
-        onOpenedAgain(QVariant(message.array().toVariantList()).toStringList());
-    });
+    QObject::connect(from, &QLocalSocket::disconnected, from, &QObject::deleteLater);
+    const auto read = [this, from] {
+        if (!from->canReadLine()) return;
+        const QJsonDocument message = QJsonDocument::fromJson(from->readLine());
+        if (!message.isArray()) return;
+        from->write(received);
+        from->flush();
+        if (onOpenedAgain) onOpenedAgain(QVariant(message.array().toVariantList()).toStringList());
+    };
+    QObject::connect(from, &QLocalSocket::readyRead, from, read);
+    read();
 }
 
 } // namespace murlo

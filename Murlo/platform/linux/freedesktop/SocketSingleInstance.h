@@ -18,10 +18,12 @@ public:
     ~SocketSingleInstance() override;
 
     [[nodiscard]] bool acquire(const QStringList& arguments) override;
+    void beginEnding() override { m_server.close(); }
     void release() override;
 
 private:
-    void handOver(const QStringList& arguments) const;
+    /// Whether the one that holds the lock has taken them.
+    [[nodiscard]] bool handOver(const QStringList& arguments) const;
     void receive(QLocalSocket* from);
 
     QString m_socketPath;

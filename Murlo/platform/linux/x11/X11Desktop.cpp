@@ -1,8 +1,6 @@
 #include "platform/linux/x11/X11Desktop.h"
 
-#include <QDesktopServices>
-#include <QFileInfo>
-#include <QUrl>
+#include "platform/linux/freedesktop/OpenFile.h"
 
 #include <xcb/xfixes.h>
 
@@ -114,8 +112,8 @@ void X11Desktop::trayFound() {
     if (const auto there = std::exchange(m_onTray, {})) there();
 }
 
-bool X11Desktop::open(const QString& path) {
-    return QFileInfo::exists(path) && QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+void X11Desktop::open(const QString& path, std::function<void(bool)> done) {
+    openFile(path, std::move(done));
 }
 
 } // namespace murlo

@@ -25,7 +25,7 @@ public:
     void keepAbove(quint64 window, PanelLevel level) override;
     void letGo(quint64 window) override;
     void awaitTray(std::function<void()> there) override;
-    bool open(const QString& path) override;
+    void open(const QString& path, std::function<void(bool)> done) override;
 
 private:
     void readEvents();
