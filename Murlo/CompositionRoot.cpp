@@ -30,8 +30,9 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, quint16 enginePo
     , http(on.makeHttpClient([&on](double seconds, Work work) {
         return on.scheduler->after(seconds, std::move(work));
     }))
-    , targets(*on.accessibility, *on.applications, currentScreens)
-    , inserter(*on.scheduler, *on.accessibility, *on.pasteboard, *on.keySynthesizer)
+    , targets(*on.accessibility)
+    , inserter({*on.scheduler, *on.accessibility, *on.applications, *on.pasteboard,
+                *on.keySynthesizer, settings})
     , delivery(*on.scheduler, settings, targets, inserter, history, usage, *on.applications)
     , keptRecording(paths, *on.scheduler)
     , enhancer(*on.applications, *on.scheduler)

@@ -40,6 +40,7 @@ public:
     }
 
     [[nodiscard]] std::optional<qint64> frontmostPid() const override { return owner; }
+    [[nodiscard]] QStringList focusedProgram() const override { return {}; }
     [[nodiscard]] std::optional<QString> identifier(qint64 /*pid*/) const override { return {}; }
     [[nodiscard]] std::optional<QString> name(qint64 /*pid*/) const override { return {}; }
     [[nodiscard]] QList<WindowInfo> windowsOnScreen() const override {
@@ -80,7 +81,7 @@ QList<Figure> hintFigures() {
     progress(QStringLiteral("keys while letters are on"));
     const Platform platform = loadPlatform();
     ManyBoxes many(*platform.scheduler);
-    InputTargets targets(*platform.accessibility, many, currentScreens);
+    InputTargets targets(*platform.accessibility);
     InputScanner scanner(many, many, *platform.scheduler, currentScreens, 0);
     HintOverlay overlay(*platform.scheduler, hintScreens,
                         [&platform](HintOverlayModel& model, const HintScreen& screen,

@@ -170,7 +170,7 @@ private:
 
     Platform m_platform = loadPlatform();
     XcbConnection m_x;
-    InputTargets m_targets{*m_platform.accessibility, *m_platform.applications, currentScreens};
+    InputTargets m_targets{*m_platform.accessibility};
     InputScanner m_scanner{*m_platform.accessibilityTree, *m_platform.applications,
                            *m_platform.scheduler, currentScreens,
                            QCoreApplication::applicationPid()};

@@ -40,8 +40,9 @@ std::shared_ptr<void> Delivery::dictationBegins() {
     return m_inserter.prepare();
 }
 
-void Delivery::prepare(const std::optional<InputTarget>& target, std::function<void()> ready) {
-    m_pending.push_back({target, std::move(ready)});
+void Delivery::prepare(const std::optional<InputTarget>& target, std::function<bool()> wanted,
+                       std::function<void()> ready) {
+    m_pending.push_back({target, std::move(wanted), std::move(ready)});
     if (!m_busy) next();
 }
 
@@ -50,7 +51,7 @@ void Delivery::next() {
     m_busy = true;
     const qint64 attempt = ++m_attempt;
     const std::optional<InputTarget> target = m_pending.front().target;
-    if (!target || m_targets.isStillFocused(*target)) {
+    if (!target || !m_pending.front().wanted() || m_targets.isStillFocused(*target)) {
         deliver();
         return;
     }
@@ -66,6 +67,10 @@ void Delivery::next() {
 }
 
 void Delivery::bringIntoFocus(const InputTarget& target) {
+    if (!m_pending.front().wanted()) {
+        deliver();
+        return;
+    }
     const qint64 attempt = m_attempt;
     m_patience = m_scheduler.after(DictationTiming::focusPatience, [this] { deliver(); });
     m_targets.bringIntoFocus(target, m_lifetime.guard([this, attempt] {
@@ -90,14 +95,13 @@ void Delivery::keep(const QString& text) {
     Log::write(QStringLiteral("dictation: a text that had not reached its box is in the history"));
 }
 
-std::optional<QString> Delivery::insert(const QString& text, double clipDuration,
-                                        std::shared_ptr<void> prepared) {
-    auto message = m_inserter.insert(text, m_settings.insertMode(), std::move(prepared));
-    m_history.add(text);
+void Delivery::insert(const QString& text, double clipDuration, std::shared_ptr<void> prepared,
+                      std::function<void(const std::optional<QString>&)> done) {
+    m_history.add(text); // first: whatever becomes of the keys, the words are not lost
     const auto frontmost = m_applications.frontmostPid();
+    m_inserter.insert(text, m_settings.insertMode(), std::move(prepared), std::move(done));
     m_usage.append({clipDuration, wordCount(text),
                     frontmost ? m_applications.identifier(*frontmost) : std::nullopt});
-    return message;
 }
 
 } // namespace murlo

@@ -29,13 +29,15 @@ public:
 
     /// Calls `ready` once the box has the focus: at once when it has it, when there is no box or it
     /// no longer exists; else 0.18 s after it was refocused, and at the latest 2.5 s after the
-    /// attempt. `ready` is called exactly once, on this or a later turn.
-    void prepare(const std::optional<InputTarget>& target, std::function<void()> ready);
+    /// attempt. `ready` is called exactly once, on this or a later turn. No box gets the focus for
+    /// a text that is not `wanted` any more when its turn comes.
+    void prepare(const std::optional<InputTarget>& target, std::function<bool()> wanted,
+                 std::function<void()> ready);
 
-    /// Inserts the text, keeps it in the history and counts it. Returns what the user must be told.
-    /// `prepared` comes from `dictationBegins`.
-    std::optional<QString> insert(const QString& text, double clipDuration,
-                                  std::shared_ptr<void> prepared);
+    /// Keeps the text in the history, inserts it and counts it. `done` is called once, during the
+    /// call or later, with what the user must be told. `prepared` comes from `dictationBegins`.
+    void insert(const QString& text, double clipDuration, std::shared_ptr<void> prepared,
+                std::function<void(const std::optional<QString>&)> done);
 
     /// Only keeps the text in the history: there is no time left to insert it.
     void keep(const QString& text);
@@ -47,6 +49,7 @@ public:
 private:
     struct Pending {
         std::optional<InputTarget> target;
+        std::function<bool()> wanted;
         std::function<void()> ready;
     };
 

@@ -54,6 +54,21 @@ void DictationController::setState(DictationState::Case state, const QString& te
     if (onStateChange) onStateChange(m_state);
 }
 
+bool DictationController::ownsCard(const SessionRef& session) const {
+    return isCurrent(session) || m_state.state == DictationState::idle ||
+           m_state.state == DictationState::delivered;
+}
+
+void DictationController::becomeIdle() {
+    setState(DictationState::idle);
+    m_with.overlay.hide();
+    tellUntold();
+}
+
+void DictationController::tellUntold() {
+    if (!m_untold.isEmpty()) show(DictationState::failed, std::exchange(m_untold, {}));
+}
+
 void DictationController::show(DictationState::Case state, const QString& text) {
     m_with.overlay.show({state, text});
 }
@@ -82,13 +97,15 @@ void DictationController::begin(bool fromHotkey) {
     m_startedByHotkey = fromHotkey;
     m_startedAt = m_with.scheduler.uptime();
     m_session = std::make_shared<Session>();
-    setState(DictationState::listening);
-    m_session->target = m_with.targets.captureFocused();
+    // The microphone comes first, the card second: whatever stands before them costs a piece of the
+    // first word.
+    startRecorder();
     m_liveTranscript.reset();
     m_with.overlay.model().resetRecording();
+    setState(DictationState::listening);
     show(DictationState::listening);
     startTimer();
-    startRecorder();
+    m_session->target = m_with.targets.captureFocused();
     m_session->clipboard = m_with.delivery.dictationBegins();
 }
 
@@ -166,9 +183,8 @@ void DictationController::finish() {
     const double seconds = static_cast<double>(m_with.recorder.sampleCount()) / samplesPerSecond;
     std::optional<QByteArray> clip = m_with.recorder.stop();
     if (!clip) {
-        setState(DictationState::idle);
-        m_with.overlay.hide();
         Log::write(QStringLiteral("dictation: nothing captured"));
+        becomeIdle();
         return;
     }
     setState(DictationState::transcribing);
@@ -183,12 +199,12 @@ void DictationController::finish() {
 void DictationController::cancel() {
     if (m_state.state == DictationState::transcribing ||
         m_state.state == DictationState::enhancing) {
+        if (m_session->inserting) return;
         m_session->discarded = true;
         m_session->clip.clear();
-        setState(DictationState::idle);
-        m_with.overlay.hide();
         play(m_with.sounds.cancel);
         Log::write(QStringLiteral("dictation: transcription discarded"));
+        becomeIdle();
         return;
     }
     if (!isRecording() && m_state.state != DictationState::listening) return;
@@ -197,10 +213,9 @@ void DictationController::cancel() {
     ++m_startGeneration;
     m_preview.reset();
     m_with.recorder.cancel();
-    setState(DictationState::idle);
-    m_with.overlay.hide();
     play(m_with.sounds.cancel);
     Log::write(QStringLiteral("dictation: cancelled"));
+    becomeIdle();
 }
 
 void DictationController::fail(const QString& message, const QString& report) {
@@ -224,16 +239,17 @@ void DictationController::keepUnfinished() {
     for (const SessionRef& session : std::exchange(m_undelivered, {})) {
         if (!session->discarded) m_with.delivery.keep(session->text);
     }
-    if (!isRecording()) return;
     stopTimer();
     ++m_startGeneration;
     m_preview.reset();
-    if (const auto clip = m_with.recorder.stop()) m_with.keptRecording.keep(*clip);
+    if (const auto clip = m_with.recorder.close()) m_with.keptRecording.keep(*clip);
 }
 
 void DictationController::resetStateLater(double seconds) {
     m_reset = m_with.scheduler.after(seconds, [this, shown = m_state.state] {
-        if (m_state.state == shown) setState(DictationState::idle);
+        if (m_state.state != shown) return;
+        setState(DictationState::idle);
+        tellUntold();
     });
 }
 

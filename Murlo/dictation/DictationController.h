@@ -51,7 +51,8 @@ struct DictationPartners {
 ///
 /// One session is current at a time. A session that has been finished goes on by itself while the
 /// user already speaks the next one: its text still goes to its own box, but it no longer touches
-/// the state, the recorder or the card. A session that was cancelled ends without a trace but a log
+/// the state, the recorder or the card. What the user must be told of it is told when the card is
+/// free again. A session that was cancelled ends without a trace but a log
 /// line.
 class DictationController {
 public:
@@ -95,6 +96,11 @@ private:
     void show(DictationState::Case state, const QString& text = {});
     void play(Sound& sound);
     [[nodiscard]] bool isCurrent(const SessionRef& session) const { return session == m_session; }
+    /// Whether the card can tell the session's result: no newer dictation is under way.
+    [[nodiscard]] bool ownsCard(const SessionRef& session) const;
+    void becomeIdle();
+    /// Shows what could not be told while a newer dictation had the card.
+    void tellUntold();
 
     void startRecorder();
     void startTimer();
@@ -109,6 +115,8 @@ private:
     void enhanceThenRoute(const SessionRef& session, const QString& text);
     void route(const SessionRef& session, const QString& text);
     void completeDelivery(const SessionRef& session, const QString& text);
+    void delivered(const SessionRef& session, const QString& text,
+                   const std::optional<QString>& message);
     bool dropIfDiscarded(const SessionRef& session);
     void failSession(const SessionRef& session, const DictationFailure& failure);
     void fail(const QString& message, const QString& report);
@@ -123,6 +131,7 @@ private:
     SessionRef m_session;               ///< the current one, or the last
     std::set<SessionRef> m_waiting;     ///< sessions that wait for the engine or its answer
     std::set<SessionRef> m_undelivered; ///< sessions whose text is on its way to its box
+    QString m_untold; ///< the last result of an earlier session that the user must still be told
     TranscriptAccumulator m_liveTranscript{6};
     std::unique_ptr<HttpTask> m_preview;
     ScheduledWork m_timer;

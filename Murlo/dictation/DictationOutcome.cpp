@@ -86,9 +86,7 @@ void DictationController::transcribed(const SessionRef& session, const Transcrib
     session->clip.clear();
     if (result->isEmpty()) {
         Log::write(QStringLiteral("dictation: empty transcript"));
-        if (!isCurrent(session)) return;
-        setState(DictationState::idle);
-        m_with.overlay.hide();
+        if (isCurrent(session)) becomeIdle();
         return;
     }
     session->text = *result;
@@ -130,19 +128,28 @@ void DictationController::enhanceThenRoute(const SessionRef& session, const QStr
 }
 
 void DictationController::route(const SessionRef& session, const QString& text) {
-    m_with.delivery.prepare(std::exchange(session->target, std::nullopt),
-                            m_lifetime.guard([this, session, text] {
-                                if (!dropIfDiscarded(session)) completeDelivery(session, text);
-                            }));
+    m_with.delivery.prepare(
+        std::exchange(session->target, std::nullopt), [session] { return !session->discarded; },
+        m_lifetime.guard([this, session, text] {
+            if (!dropIfDiscarded(session)) completeDelivery(session, text);
+        }));
 }
 
 void DictationController::completeDelivery(const SessionRef& session, const QString& text) {
-    const auto message =
-        m_with.delivery.insert(text, session->clipDuration, std::exchange(session->clipboard, {}));
-    m_undelivered.erase(session);
+    session->inserting = true;
+    m_undelivered.erase(session); // from here on it is in the history
     m_history.prepend(text);
     while (m_history.size() > 10) m_history.removeLast();
-    if (isCurrent(session)) {
+    m_with.delivery.insert(
+        text, session->clipDuration, std::exchange(session->clipboard, {}),
+        m_lifetime.guard([this, session, text](const std::optional<QString>& message) {
+            delivered(session, text, message);
+        }));
+}
+
+void DictationController::delivered(const SessionRef& session, const QString& text,
+                                    const std::optional<QString>& message) {
+    if (ownsCard(session)) {
         m_with.overlay.model().setWords(transcriptWords(wordsOf(text)));
         setState(DictationState::delivered, text);
         if (message) {
@@ -152,7 +159,7 @@ void DictationController::completeDelivery(const SessionRef& session, const QStr
         }
         resetStateLater(deliveredLasts);
     } else if (message) {
-        Log::write(QStringLiteral("dictation: copied only, and the card belongs to a newer one"));
+        m_untold = DictationText::copiedPrefix() + *message;
     }
     Log::write(QStringLiteral("dictation: %1 chars in %2s")
                    .arg(Characters::count(text))
@@ -162,11 +169,12 @@ void DictationController::completeDelivery(const SessionRef& session, const QStr
 void DictationController::failSession(const SessionRef& session, const DictationFailure& failure) {
     if (dropIfDiscarded(session)) return;
     m_with.keptRecording.keep(std::exchange(session->clip, {}));
-    if (isCurrent(session)) {
+    if (ownsCard(session)) {
         fail(failure.message, failure.report);
         return;
     }
     // The user is already speaking the next one: its card and recording stay untouched.
+    m_untold = failure.message;
     m_with.errors.report(QStringLiteral("transcribe_failed"), failure.report);
     Log::write(QStringLiteral("dictation: ") + failure.message);
 }

@@ -10,6 +10,7 @@ struct DictationController::Session {
     std::optional<InputTarget> target; ///< the box that is to receive the text
     std::shared_ptr<void> clipboard;   ///< kept read for as long as a text may come
     bool discarded = false;            ///< the user does not want it any more
+    bool inserting = false;            ///< its keys are being sent: too late to give it up
     QByteArray clip;                   ///< until its transcript is there
     QString text;                      ///< from its transcript until it is delivered
     double clipDuration = 0;           ///< seconds

@@ -8,7 +8,7 @@ inline const QString nothingTranscribed = QStringLiteral("Nothing was transcribe
 inline const QString copyOnly = QStringLiteral("Copy-only mode is on.");
 inline const QString noTextBox =
     QStringLiteral("No text box has focus. Click into one and paste with ⌘V.");
-inline const QString noAccess =
-    QStringLiteral("Accessibility access is off, so the text was copied instead.");
+inline const QString noKeys =
+    QStringLiteral("Keys can't be sent to other programs, so the text was copied instead.");
 
 } // namespace murlo::InsertionTexts

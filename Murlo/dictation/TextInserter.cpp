@@ -3,7 +3,8 @@
 #include "MurloKit/TriggerKey.h"
 #include "dictation/InsertionTexts.h"
 #include "platform/Accessibility.h"
-#include "platform/KeySynthesizer.h"
+#include "platform/Applications.h"
+#include "support/Log.h"
 #include "triggers/FocusVerdict.h"
 
 #include <QTextBoundaryFinder>
@@ -15,7 +16,21 @@ namespace {
 constexpr int chunkUnits = 16;       ///< UTF-16 units that one key event carries
 constexpr double chunkPause = 0.004; ///< seconds between two typed chunks
 constexpr double pasteLasts = 0.45;  ///< seconds until the clipboard is given back
-constexpr KeyChord pasteChord{9, ModifierFlag::command}; // V
+constexpr int keyV = 9;
+constexpr int keyInsert = 114;
+
+KeyChord chordOf(PasteWay way) {
+    switch (way) {
+    case PasteWay::controlShiftV:
+        return {keyV, ModifierFlag::control | ModifierFlag::shift};
+    case PasteWay::shiftInsert:
+        return {keyInsert, ModifierFlag::shift};
+    case PasteWay::controlV:
+    case PasteWay::typing:
+        break;
+    }
+    return {keyV, ModifierFlag::control};
+}
 
 } // namespace
 
@@ -37,30 +52,35 @@ QStringList typingChunks(const QString& text) {
     return chunks;
 }
 
-TextInserter::TextInserter(Scheduler& scheduler, const Accessibility& accessibility,
-                           Pasteboard& pasteboard, KeySynthesizer& keys)
-    : m_scheduler(scheduler)
-    , m_accessibility(accessibility)
-    , m_pasteboard(pasteboard)
-    , m_keys(keys)
-    , m_clipboard(pasteboard) {}
+TextInserter::TextInserter(const Partners& partners)
+    : m_with(partners)
+    , m_table(partners.settings)
+    , m_clipboard(partners.pasteboard) {}
 
-TextInserter::Outcome TextInserter::insert(const QString& text, InsertMode mode,
-                                           std::shared_ptr<void> prepared) {
-    if (text.isEmpty()) return InsertionTexts::nothingTranscribed;
+void TextInserter::insert(const QString& text, InsertMode mode, std::shared_ptr<void> prepared,
+                          Done done) {
+    if (text.isEmpty()) {
+        done(InsertionTexts::nothingTranscribed);
+        return;
+    }
     const auto copy = [&](const QString& message) {
-        enqueue({Way::copy, text, {}});
-        return message;
+        enqueue({Way::copy, text, {}, std::move(done), {}, message});
     };
     if (mode == InsertMode::clipboardOnly) return copy(InsertionTexts::copyOnly);
-    // Without synthesized keys a text would be lost; the permission covers both.
-    if (!m_accessibility.isTrusted() || !m_keys.isAvailable())
-        return copy(InsertionTexts::noAccess);
-    const auto focus = focusVerdict(m_accessibility);
+    if (!m_with.keys.canPostKeys()) return copy(InsertionTexts::noKeys);
+    const auto focus = focusVerdict(m_with.accessibility);
     if (focus && !focus->editable) return copy(InsertionTexts::noTextBox);
-    const bool types = mode == InsertMode::type || !m_keys.canPaste();
-    enqueue({types ? Way::type : Way::paste, text, std::move(prepared)});
-    return std::nullopt;
+    const PasteWay way = mode == InsertMode::type ? PasteWay::typing : pasteWay();
+    enqueue({way == PasteWay::typing ? Way::type : Way::paste, text, std::move(prepared),
+             std::move(done), chordOf(way)});
+}
+
+PasteWay TextInserter::pasteWay() const {
+    const Accessibility& accessibility = m_with.accessibility;
+    const ElementRef focused = accessibility.isTrusted() ? accessibility.focusedElement() : nullptr;
+    const bool isTerminal = focused && accessibility.string(focused, QStringLiteral("AXSubrole")) ==
+                                           QLatin1String("AXTerminal");
+    return m_table.wayOf(m_with.applications.focusedProgram(), isTerminal);
 }
 
 void TextInserter::whenIdle(std::function<void()> idle) {
@@ -77,20 +97,32 @@ void TextInserter::enqueue(Insertion insertion) {
 
 void TextInserter::start() {
     m_busy = true;
-    const Insertion& insertion = m_queue.front();
-    switch (insertion.way) {
+    switch (m_queue.front().way) {
     case Way::copy:
-        m_pasteboard.setString(insertion.text);
+        m_with.pasteboard.setString(m_queue.front().text);
+        tell(m_queue.front().outcome);
         finish();
         break;
     case Way::paste:
-        paste(insertion.text);
+        paste();
         break;
     case Way::type:
-        m_chunks = typingChunks(insertion.text);
-        typeNext();
+        type();
         break;
     }
+}
+
+void TextInserter::tell(const Outcome& outcome) {
+    // Whoever hears it may insert the next text.
+    if (const Done done = std::exchange(m_queue.front().done, nullptr)) done(outcome);
+}
+
+void TextInserter::copyInstead() {
+    Log::write(QStringLiteral("insert: the keys could not be sent, the text is copied"));
+    m_with.pasteboard.setString(m_queue.front().text);
+    m_clipboard.giveBack(); // nothing: it is the user's again
+    tell(InsertionTexts::noKeys);
+    finish();
 }
 
 void TextInserter::finish() {
@@ -107,24 +139,48 @@ void TextInserter::finish() {
     }
 }
 
-void TextInserter::paste(const QString& text) {
-    m_clipboard.lend(text);
-    m_keys.postChord(pasteChord);
+void TextInserter::paste() {
+    m_clipboard.lend(m_queue.front().text);
+    const KeyResult sent = m_with.keys.postChord(m_queue.front().chord);
+    if (!sent) {
+        if (sent.error() == KeyFailure::missingKey)
+            type(); // not a key of the chord was sent
+        else
+            copyInstead();
+        return;
+    }
+    tell(std::nullopt);
+    finishPaste();
+}
+
+void TextInserter::finishPaste() {
     // The focused program reads the clipboard in its own time.
-    m_step = m_scheduler.after(pasteLasts, [this] {
+    m_step = m_with.scheduler.after(pasteLasts, [this] {
         m_clipboard.giveBack();
         finish();
     });
 }
 
+void TextInserter::type() {
+    m_chunks = typingChunks(m_queue.front().text);
+    typeNext();
+}
+
 void TextInserter::typeNext() {
     if (m_chunks.isEmpty()) {
-        m_keys.endText();
-        finish();
+        const bool lent = m_queue.front().way == Way::paste;
+        m_with.keys.endText();
+        tell(std::nullopt);
+        lent ? finishPaste() : finish();
         return;
     }
-    m_keys.postText(m_chunks.takeFirst(), m_lifetime.guard([this] {
-        m_step = m_scheduler.after(chunkPause, [this] { typeNext(); });
+    m_with.keys.postText(m_chunks.takeFirst(), m_lifetime.guard([this](const KeyResult& sent) {
+        if (!sent) {
+            m_with.keys.endText();
+            copyInstead();
+            return;
+        }
+        m_step = m_with.scheduler.after(chunkPause, [this] { typeNext(); });
     }));
 }
 

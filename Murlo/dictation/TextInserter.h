@@ -1,7 +1,10 @@
 #pragma once
 
 #include "MurloKit/InsertMode.h"
+#include "MurloKit/PasteWay.h"
+#include "dictation/PasteTable.h"
 #include "dictation/PasteboardRestore.h"
+#include "platform/KeySynthesizer.h"
 #include "platform/Scheduler.h"
 
 #include <QString>
@@ -14,7 +17,7 @@
 namespace murlo {
 
 class Accessibility;
-class KeySynthesizer;
+class Applications;
 
 /// Cuts a text into what one key event each carries: whole characters, at most 16 UTF-16 units
 /// together; a single character that is longer stands alone.
@@ -27,18 +30,27 @@ class TextInserter {
 public:
     /// Nothing when the text was pasted or typed; otherwise what the user is told of where it is.
     using Outcome = std::optional<QString>;
+    using Done = std::function<void(const Outcome&)>;
 
-    TextInserter(Scheduler& scheduler, const Accessibility& accessibility, Pasteboard& pasteboard,
-                 KeySynthesizer& keys);
+    struct Partners {
+        Scheduler& scheduler;
+        const Accessibility& accessibility;
+        const Applications& applications;
+        Pasteboard& pasteboard;
+        KeySynthesizer& keys;
+        const Settings& settings; ///< for the user's own rows of the paste table
+    };
+    explicit TextInserter(const Partners& partners);
 
     /// Keeps the clipboard read while somebody holds what is returned: from the beginning of a
     /// dictation, while the user speaks, to its `insert`, or until nothing more can come of it.
     [[nodiscard]] std::shared_ptr<void> prepare() { return m_clipboard.prepare(); }
 
     /// Decides at once, from the present focus and permissions, how the text is delivered and
-    /// delivers it, or queues it behind an insertion still under way. `prepared` comes from
-    /// `prepare`; without it, the clipboard is only read now.
-    Outcome insert(const QString& text, InsertMode mode, std::shared_ptr<void> prepared = {});
+    /// delivers it, or queues it behind an insertion still under way. `done` is called once, during
+    /// the call or later, when the keys of it are sent: a text whose keys could not be is on the
+    /// clipboard then. `prepared` comes from `prepare`; without it, the clipboard is only read now.
+    void insert(const QString& text, InsertMode mode, std::shared_ptr<void> prepared, Done done);
 
     /// Calls back once no insertion is under way or queued: at once if that is so now. Before the
     /// focus is moved, wait for this: it keeps the rest of a text from going into the next box.
@@ -50,18 +62,24 @@ private:
         Way way;
         QString text;
         std::shared_ptr<void> prepared;
+        Done done;
+        KeyChord chord = {}; ///< that pastes
+        Outcome outcome = {};
     };
 
     void enqueue(Insertion insertion);
+    [[nodiscard]] PasteWay pasteWay() const;
     void start();
     void finish();
-    void paste(const QString& text);
+    void copyInstead();
+    void tell(const Outcome& outcome);
+    void paste();
+    void finishPaste();
+    void type();
     void typeNext();
 
-    Scheduler& m_scheduler;
-    const Accessibility& m_accessibility;
-    Pasteboard& m_pasteboard;
-    KeySynthesizer& m_keys;
+    Partners m_with;
+    PasteTable m_table;
     PasteboardRestore m_clipboard;
     std::deque<Insertion> m_queue; ///< the first is under way while `m_busy`
     QStringList m_chunks;          ///< still to be typed of the insertion under way

@@ -2,6 +2,7 @@
 
 #include "platform/Scheduler.h"
 #include "triggers/InputTarget.h"
+#include "triggers/ScreenGeometry.h"
 
 #include <QObject>
 #include <QRect>

@@ -4,6 +4,7 @@
 #include "platform/Applications.h"
 #include "platform/Scheduler.h"
 #include "triggers/InputTarget.h"
+#include "triggers/ScreenGeometry.h"
 
 #include <memory>
 #include <vector>

@@ -32,8 +32,9 @@ using ElementRef = std::shared_ptr<const AccessibleElement>;
 /// Attributes answered: strings "AXRole", "AXSubrole", "AXTitle"; elements "AXParent", "AXWindow";
 /// settability of "AXValue" and "AXFocused". Roles and subroles carry the names that the readers of
 /// this port use ("AXTextField", "AXTextArea", "AXComboBox", "AXCheckBox", "AXSearchField", …); one
-/// table in the adapter maps this desktop's roles onto them. A terminal reads as "AXTextArea";
-/// read-only text views have no settable value and none of the editable roles.
+/// table in the adapter maps this desktop's roles onto them. A terminal reads as "AXTextArea" with
+/// the subrole "AXTerminal"; read-only text views have no settable value and none of the editable
+/// roles.
 class Accessibility {
 public:
     Accessibility() = default;

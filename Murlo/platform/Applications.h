@@ -3,6 +3,7 @@
 #include <QList>
 #include <QRectF>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -29,6 +30,10 @@ public:
 
     /// Process that owns the active window.
     [[nodiscard]] virtual std::optional<qint64> frontmostPid() const = 0;
+    /// The names by which the window system knows the kind of program that keys go to now (on X11
+    /// the class and instance name of the window with the keyboard focus), in lower case; empty
+    /// when it knows none. Nothing is read from a disk.
+    [[nodiscard]] virtual QStringList focusedProgram() const = 0;
     /// The identifier under which the desktop knows the application of a process (its desktop
     /// file's name without ".desktop").
     [[nodiscard]] virtual std::optional<QString> identifier(qint64 pid) const = 0;

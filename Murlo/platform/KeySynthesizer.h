@@ -3,20 +3,26 @@
 #include <QString>
 
 #include <functional>
+#include <tl/expected.hpp>
 
 namespace murlo {
 
-/// A key with modifiers, in virtual key codes and device-independent flag bits (Command 0x100000).
+/// A key with modifiers, in virtual key codes and device-independent flag bits (Control 0x40000).
 struct KeyChord {
     int keyCode = 0;
     quint32 flags = 0;
+    bool operator==(const KeyChord&) const = default;
 };
 
-/// Key events as if typed by the user. Main thread.
-///
-/// The Command chord of a paste is sent as this desktop's own: Ctrl+V, or Ctrl+Shift+V when the
-/// focused program is a terminal. Modifiers and Caps Lock that the user holds neither change what
-/// is sent nor stay lifted (or stuck) afterwards.
+/// Why keys did not reach the focused program.
+enum class KeyFailure {
+    noAccess,   ///< this session lets nobody send keys, or the connection to it was lost
+    missingKey, ///< the keyboard has no key for it, nor a spare one to borrow
+};
+using KeyResult = tl::expected<void, KeyFailure>;
+
+/// Key events as if typed by the user. Main thread. Modifiers and Caps Lock that the user holds
+/// neither change what is sent nor stay lifted (or stuck) afterwards.
 class KeySynthesizer {
 public:
     KeySynthesizer() = default;
@@ -24,19 +30,18 @@ public:
     KeySynthesizer& operator=(const KeySynthesizer&) = delete;
     virtual ~KeySynthesizer() = default;
 
-    /// Whether events can be synthesized now. False leaves everything untouched.
-    [[nodiscard]] virtual bool isAvailable() = 0;
+    /// Whether this session lets key events be synthesized now. It needs nothing but that: no
+    /// accessibility.
+    [[nodiscard]] virtual bool canPostKeys() = 0;
 
-    /// Whether the focused program takes a paste by a chord at all: old terminals do not.
-    [[nodiscard]] virtual bool canPaste() = 0;
-
-    /// Presses and releases the chord.
-    virtual void postChord(const KeyChord& chord) = 0;
+    /// Presses and releases the chord. After a failure no key of it was sent.
+    [[nodiscard]] virtual KeyResult postChord(const KeyChord& chord) = 0;
 
     /// Types `text` (whole characters, at most 16 UTF-16 units unless one character is longer) in
-    /// any keyboard layout, without modifiers. `sent` is called on a later turn, once the next text
-    /// may follow; not before the events have left for the focused program.
-    virtual void postText(const QString& text, std::function<void()> sent) = 0;
+    /// any keyboard layout, without modifiers. `sent` is called once, on a later turn: when the
+    /// next text may follow, not before the events have left for the focused program; or with why
+    /// the text, or a part of it, was not typed.
+    virtual void postText(const QString& text, std::function<void(const KeyResult&)> sent) = 0;
 
     /// No more text follows: whatever was borrowed from the keyboard map is given back once the
     /// focused program has taken the events.

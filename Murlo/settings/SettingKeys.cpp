@@ -32,6 +32,7 @@ const std::vector<SettingRow>& settingsTable() {
         {seenMenuBarCallout,       truth,  nothing,                        false,       false},
         {dismissedUpdateVersion,   text,   nothing,                        false,       false},
         {lastReportedCrashFile,    text,   nothing,                        false,       false},
+        {pasteWays,                words,  nothing,                        false,       false},
     };
     // clang-format on
     return table;

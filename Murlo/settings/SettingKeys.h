@@ -33,9 +33,11 @@ inline constexpr const char* accessibilityPromptShown = "accessibilityPromptShow
 inline constexpr const char* seenMenuBarCallout = "seenMenuBarCallout";
 inline constexpr const char* dismissedUpdateVersion = "dismissedUpdateVersion";
 inline constexpr const char* lastReportedCrashFile = "lastReportedCrashFile";
+inline constexpr const char* pasteWays = "pasteWays"; ///< by window class; see `PasteWay`
 } // namespace SettingKey
 
-enum class SettingType { text, truth, number };
+/// `words`: texts by name.
+enum class SettingType { text, truth, number, words };
 
 /// One row of the settings table.
 struct SettingRow {

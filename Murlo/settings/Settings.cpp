@@ -24,6 +24,8 @@ QJsonValue::Type jsonType(SettingType type) {
         return QJsonValue::Bool;
     case SettingType::number:
         return QJsonValue::Double;
+    case SettingType::words:
+        return QJsonValue::Object;
     }
     return QJsonValue::Undefined;
 }
@@ -69,6 +71,15 @@ std::optional<QString> Settings::text(const char* key) const {
     const QJsonValue found = value(key, SettingType::text);
     if (!found.isString()) return std::nullopt;
     return found.toString();
+}
+
+QHash<QString, QString> Settings::words(const char* key) const {
+    QHash<QString, QString> all;
+    const QJsonObject stored = value(key, SettingType::words).toObject();
+    for (auto entry = stored.begin(); entry != stored.end(); ++entry) {
+        if (entry->isString()) all.insert(entry.key(), entry->toString());
+    }
+    return all;
 }
 
 void Settings::store(const char* key, const QJsonValue& value) {

@@ -7,6 +7,7 @@
 #include "support/JsonFile.h"
 #include "support/Paths.h"
 
+#include <QHash>
 #include <QJsonObject>
 
 #include <mutex>
@@ -29,6 +30,7 @@ public:
     [[nodiscard]] bool truth(const char* key) const;
     [[nodiscard]] double number(const char* key) const;
     [[nodiscard]] std::optional<QString> text(const char* key) const;
+    [[nodiscard]] QHash<QString, QString> words(const char* key) const;
 
     void set(const char* key, bool value) { store(key, value); }
     void set(const char* key, double value) { store(key, value); }

@@ -15,6 +15,7 @@ bool isTextBoxLike(const std::optional<QString>& role, const std::optional<QStri
 
 std::optional<FocusVerdict> focusVerdict(const Accessibility& accessibility) {
     constexpr int elementsExamined = 4;
+    if (!accessibility.isTrusted()) return std::nullopt; // what little is known may be wrong
     const ElementRef focused = accessibility.focusedElement();
     if (!focused) return std::nullopt;
     ElementRef current = focused;

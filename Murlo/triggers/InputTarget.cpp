@@ -4,12 +4,6 @@
 
 namespace murlo {
 
-InputTargets::InputTargets(Accessibility& accessibility, Applications& applications,
-                           std::function<ScreenGeometry()> screens)
-    : m_accessibility(accessibility)
-    , m_applications(applications)
-    , m_screens(std::move(screens)) {}
-
 std::optional<InputTarget> InputTargets::captureFocused() const {
     const auto verdict = focusVerdict(m_accessibility);
     if (!verdict || !verdict->editable || verdict->element->pid() < 1) return std::nullopt;
@@ -17,9 +11,6 @@ std::optional<InputTarget> InputTargets::captureFocused() const {
     target.element = verdict->element;
     target.window = m_accessibility.element(target.element, QStringLiteral("AXWindow"));
     target.pid = target.element->pid();
-    target.appName = m_applications.name(target.pid).value_or(QStringLiteral("app"));
-    if (const auto frame = m_accessibility.frame(target.element))
-        target.frame = m_screens().flipped(*frame);
     return target;
 }
 

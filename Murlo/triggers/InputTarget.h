@@ -1,8 +1,6 @@
 #pragma once
 
 #include "platform/Accessibility.h"
-#include "platform/Applications.h"
-#include "triggers/ScreenGeometry.h"
 
 #include <QRectF>
 #include <QString>
@@ -18,7 +16,7 @@ struct InputTarget {
     /// The window that holds the box; null when unknown.
     ElementRef window;
     qint64 pid = 0;
-    /// The application's name for the user, "app" when it has none.
+    /// The application's name for the user, "app" when it has none; empty where nobody asked.
     QString appName;
     /// In device pixels, origin at the bottom left of the primary screen, y growing upwards.
     QRectF frame;
@@ -29,11 +27,11 @@ struct InputTarget {
 /// What can be done with the text boxes of other programs. Main thread; nothing waits.
 class InputTargets {
 public:
-    /// `screens` is asked anew for each capture.
-    InputTargets(Accessibility& accessibility, Applications& applications,
-                 std::function<ScreenGeometry()> screens);
+    explicit InputTargets(Accessibility& accessibility)
+        : m_accessibility(accessibility) {}
 
-    /// The text box that has keyboard focus, or nothing: no focus, or none that takes text.
+    /// The text box that has keyboard focus, or nothing: no focus, or none that takes text. Its
+    /// name and frame stay empty: nobody asks for them while the user begins to speak.
     [[nodiscard]] std::optional<InputTarget> captureFocused() const;
 
     /// Whether the box has the keyboard focus; false when it is not known who has.
@@ -48,8 +46,6 @@ public:
 
 private:
     Accessibility& m_accessibility;
-    Applications& m_applications;
-    std::function<ScreenGeometry()> m_screens;
 };
 
 } // namespace murlo

@@ -46,6 +46,7 @@ class DictationControllerTest : public QObject {
             {"text", [this] { m_rig->engineAnswersOnly("unwanted"); }},
             {"consequences", [this] { m_rig->scheduler.runPending(); }},
             {"cancel", [this] { m_rig->controller.cancel(); }},
+            {"finish", [this] { m_rig->controller.finish(); }},
         };
         for (const QString& step : steps.split(QLatin1Char(' '))) actions[step]();
     }
@@ -197,8 +198,10 @@ private Q_SLOTS:
     void whatIsUnfinishedAtTheEndIsKept() {
         dictate(); // the engine has not answered
         listen(1);
+        const int opened = m_rig->audio.enginesMade();
         m_rig->controller.keepUnfinished();
         m_rig->scheduler.runPending();
+        QCOMPARE(m_rig->audio.enginesMade(), opened); // no microphone is opened at the end
         for (const char* name : {"untranscribed.wav", "untranscribed-2.wav"}) {
             QFile kept(m_rig->paths.file(QLatin1String(name)));
             QVERIFY2(kept.open(QIODevice::ReadOnly), name);
@@ -326,7 +329,7 @@ private Q_SLOTS:
         QCOMPARE(m_rig->controller.history(), (QStringList{"second", "first"}));
     }
 
-    void anEarlierFailureLeavesTheNextAlone() {
+    void anEarlierFailureLeavesTheNextAloneAndIsToldAfterIt() {
         dictate();
         listen();
         (void)m_rig->takeStates();
@@ -335,6 +338,49 @@ private Q_SLOTS:
         QVERIFY(m_rig->controller.isRecording());
         m_rig->scheduler.runPending();
         QVERIFY(m_rig->logged("dictation: Speech engine error 500"));
+        m_rig->controller.cancel();
+        QCOMPARE(m_rig->overlay.model().state().text, "Speech engine error 500");
+    }
+
+    void anEarlierResultHasTheCardOnceTheNewerDictationIsOver_data() {
+        QTest::addColumn<QString>("newer");
+        QTest::addColumn<bool>("copied");
+        QTest::newRow("cancelled, delivered") << "listen cancel" << false;
+        QTest::newRow("cancelled, copied") << "listen cancel" << true;
+        QTest::newRow("nothing captured, copied") << "begin finish" << true;
+    }
+    void anEarlierResultHasTheCardOnceTheNewerDictationIsOver() {
+        QFETCH(QString, newer);
+        QFETCH(bool, copied);
+        if (copied) m_rig->settings.set(SettingKey::insertMode, QString("clipboardOnly"));
+        dictate();
+        play(newer);
+        pass(0.5);
+        (void)m_rig->takeStates();
+        m_rig->engineAnswers("words");
+        QCOMPARE(lastState(), "delivered: words");
+        QCOMPARE(m_rig->overlay.model().state().text,
+                 copied ? "Copied to clipboard. Copy-only mode is on." : "words");
+    }
+
+    void aDictationGivenUpWhileItWaitsForItsTurnTakesNoFocus() {
+        const ElementRef elsewhere = m_rig->accessibility.add("AXTextField");
+        dictate();
+        m_rig->accessibility.setFocused(elsewhere);
+        m_rig->accessibility.node(m_rig->box).hung = true; // its turn lasts
+        m_rig->engineAnswers("first");
+        InputTarget target;
+        target.element = m_rig->accessibility.add("AXTextField");
+        m_rig->controller.startAfterTargetPicked(target);
+        m_rig->scheduler.runPending();
+        m_rig->speak(0.2);
+        m_rig->controller.finish();
+        m_rig->scheduler.runPending();
+        m_rig->engineAnswers("second");
+        m_rig->controller.cancel();
+        pass(5);
+        QCOMPARE(boxText(), "first");
+        QCOMPARE(m_rig->accessibility.focusedElement(), elsewhere);
     }
 
     void aBoxThatLostTheFocusGetsItBack_data() {

@@ -74,7 +74,7 @@ struct Rig {
     FakeApplications applications;
     FakeTree tree;
     ScreenGeometry screens{{{0, 0, 1280, 900}}};
-    InputTargets boxes{accessibility, applications, [this] { return screens; }};
+    InputTargets boxes{accessibility};
     InputScanner scanner{tree, applications, scheduler, [this] { return screens; }, 1};
     FakeInterruptions interruptions;
     int layers = 0;

@@ -1,8 +1,8 @@
 #include "triggers/InputTarget.h"
 #include "tests/support/FakeAccessibility.h"
-#include "tests/support/FakeApplications.h"
 #include "tests/support/VirtualScheduler.h"
 #include "triggers/FocusVerdict.h"
+#include "triggers/ScreenGeometry.h"
 
 #include <QtTest>
 
@@ -15,9 +15,7 @@ private:
     struct Rig {
         VirtualScheduler scheduler;
         FakeAccessibility accessibility{scheduler};
-        FakeApplications applications;
-        ScreenGeometry screens{{{-1920, 0, 1920, 1200}, {0, 0, 1280, 900}}};
-        InputTargets targets{accessibility, applications, [this] { return screens; }};
+        InputTargets targets{accessibility};
         // A text box in its window.
         ElementRef window = accessibility.add("AXWindow");
         ElementRef box = accessibility.add("AXTextField", window);
@@ -71,29 +69,20 @@ private Q_SLOTS:
     void theCapturedTargetDescribesTheBox() {
         Rig rig;
         rig.node.pid = 4711;
-        rig.node.frame = QRectF(100, 200, 300, 40);
         rig.node.elements.insert("AXWindow", rig.window);
         rig.accessibility.setFocused(rig.box);
-        rig.applications.running.insert(4711, {std::nullopt, "Notes"});
 
         auto target = rig.targets.captureFocused();
         QVERIFY(target);
         QCOMPARE(target->element, rig.box);
         QCOMPARE(target->window, rig.window);
         QCOMPARE(target->pid, 4711);
-        QCOMPARE(target->appName, "Notes");
-        QCOMPARE(target->frame, QRectF(100, 660, 300, 40)); // 900 - 200 - 40
-        QCOMPARE(target->hint, QString());
 
-        // What is unknown has its stand-ins; what has no process is no target.
-        rig.node.frame.reset();
+        // What has no process is no target.
         rig.node.elements.clear();
-        rig.applications.running.clear();
         target = rig.targets.captureFocused();
         QVERIFY(target);
         QCOMPARE(target->window, nullptr);
-        QCOMPARE(target->appName, "app");
-        QCOMPARE(target->frame, QRectF());
         rig.node.pid = 0;
         QVERIFY(!rig.targets.captureFocused());
         rig.accessibility.setFocused(nullptr);
@@ -101,7 +90,9 @@ private Q_SLOTS:
     }
 
     void thePrimaryScreenIsTheOneAtTheOrigin() {
-        QCOMPARE(Rig().screens.primaryHeight(), 900.0);
+        const ScreenGeometry screens{{{-1920, 0, 1920, 1200}, {0, 0, 1280, 900}}};
+        QCOMPARE(screens.primaryHeight(), 900.0);
+        QCOMPARE(screens.flipped({100, 200, 300, 40}), QRectF(100, 660, 300, 40));
         QCOMPARE((ScreenGeometry{{{10, 0, 800, 600}, {900, 0, 1, 1}}}).primaryHeight(), 600.0);
         QCOMPARE(ScreenGeometry{}.primaryHeight(), 0.0);
     }

@@ -1,5 +1,7 @@
 #include "dictation/TextInserter.h"
+#include "settings/Settings.h"
 #include "tests/support/FakeAccessibility.h"
+#include "tests/support/FakeApplications.h"
 #include "tests/support/FakeKeySynthesizer.h"
 #include "tests/support/FakePasteboard.h"
 #include "tests/support/TestLog.h"
@@ -24,27 +26,35 @@ class TextInserterTest : public QObject {
     /// An inserter among fakes, a focused text box and the user's own clipboard.
     struct Rig {
         Rig() {
-            keys.onChord = [this](const KeyChord& chord) {
-                QCOMPARE(chord.keyCode, 9);
-                QCOMPARE(chord.flags, 0x100000U);
+            keys.onChord = [this](const KeyChord&) {
                 pasted.append(pasteboard.text().value_or("(nothing)"));
             };
             focus("AXTextArea");
             pasteboard.foreignCopy(users);
             scheduler.runPending();
         }
-        TextInserter::Outcome insert(const QString& text, InsertMode mode = InsertMode::paste) {
-            return inserter->insert(text, mode);
+        /// What the user is told; "…" while that is not known.
+        TextInserter::Outcome insert(const QString& text, InsertMode mode = InsertMode::paste,
+                                     std::shared_ptr<void> prepared = {}) {
+            outcome = "…";
+            inserter->insert(text, mode, std::move(prepared),
+                             [this](const TextInserter::Outcome& told) { outcome = told; });
+            return outcome;
         }
         void focus(const QString& role) { accessibility.setFocused(accessibility.add(role)); }
 
+        TextInserter::Outcome outcome;
+        QTemporaryDir folder;
         VirtualScheduler scheduler;
+        Settings settings{Paths(folder.path()), scheduler};
+        FakeApplications applications;
         FakeAccessibility accessibility{scheduler};
         FakePasteboard pasteboard{scheduler};
         FakeKeySynthesizer keys{scheduler};
         QStringList pasted; ///< what the focused program got by each paste chord
         std::unique_ptr<TextInserter> inserter =
-            std::make_unique<TextInserter>(scheduler, accessibility, pasteboard, keys);
+            std::make_unique<TextInserter>(TextInserter::Partners{
+                scheduler, accessibility, applications, pasteboard, keys, settings});
     };
     std::unique_ptr<Rig> m;
 
@@ -64,13 +74,13 @@ private Q_SLOTS:
         };
         using enum InsertMode;
         const char* copyOnly = "Copy-only mode is on.";
-        const char* noAccess = "Accessibility access is off, so the text was copied instead.";
+        const char* noKeys =
+            "Keys can't be sent to other programs, so the text was copied instead.";
         const char* noBox = "No text box has focus. Click into one and paste with ⌘V.";
         row("copy-only", clipboardOnly, true, true, "AXTextField", copyOnly);
-        row("copy-only comes first", clipboardOnly, false, true, "AXButton", copyOnly);
-        row("no access", paste, false, true, "AXTextField", noAccess);
-        row("access comes before focus", type, false, true, "AXButton", noAccess);
-        row("keys cannot be sent", type, true, false, "AXTextField", noAccess);
+        row("copy-only comes first", clipboardOnly, false, false, "AXButton", copyOnly);
+        row("keys cannot be sent", type, true, false, "AXTextField", noKeys);
+        row("keys come before focus", paste, false, false, "AXButton", noKeys);
         row("nothing to paste into", paste, true, true, "AXButton", noBox);
         row("nothing to type into", type, true, true, "AXButton", noBox);
     }
@@ -91,20 +101,95 @@ private Q_SLOTS:
     }
 
     void anUnknownFocusIsGivenTheTextAllTheSame() {
-        m->accessibility.setFocused(nullptr);
-        QCOMPARE(m->insert(dictated), std::nullopt);
-        QCOMPARE(m->insert(dictated, InsertMode::type), std::nullopt);
-        m->scheduler.advance(1);
-        QCOMPARE(m->pasted, QStringList{dictated});
-        QCOMPARE(m->keys.typed(), dictated);
+        for (const bool trusted : {true, false}) { // as every stock desktop comes
+            init();
+            m->accessibility.setTrusted(trusted);
+            if (trusted) m->accessibility.setFocused(nullptr);
+            if (!trusted) m->focus("AXButton"); // not to be believed
+            QCOMPARE(m->insert(dictated), std::nullopt);
+            m->insert(dictated, InsertMode::type);
+            m->scheduler.advance(1);
+            QCOMPARE(m->outcome, std::nullopt);
+            QCOMPARE(m->pasted, QStringList{dictated});
+            QCOMPARE(m->keys.typed(), dictated);
+        }
     }
 
-    void whereNoChordPastesTheTextIsTyped() {
-        m->keys.pastes = false;
+    void eachProgramIsPastedIntoItsOwnWay_data() {
+        QTest::addColumn<QStringList>("program");
+        QTest::addColumn<QString>("subrole");
+        QTest::addColumn<int>("key"); // -1: typed
+        QTest::addColumn<quint32>("flags");
+        const quint32 control = 0x40000;
+        const quint32 shift = 0x20000;
+        const auto row = [](const char* name, const QStringList& program, const char* subrole,
+                            int key, quint32 flags) {
+            QTest::newRow(name) << program << QString(subrole) << key << flags;
+        };
+        row("most", {"mousepad"}, "", 9, control);
+        row("none known", {}, "", 9, control);
+        row("a terminal by its class", {"konsole"}, "", 9, control | shift);
+        row("a terminal by its role", {"unheard-of"}, "AXTerminal", 9, control | shift);
+        row("Emacs", {"emacs", "emacs"}, "", 114, shift);
+        row("an old terminal, whatever its role", {"xterm"}, "AXTerminal", -1, 0);
+        row("the user's own row comes first", {"x", "mine"}, "", 114, shift);
+        row("the user's own for a known one", {"kitty"}, "", -1, 0);
+        row("a row of the user's that makes no sense", {"gvim"}, "", -1, 0);
+    }
+    void eachProgramIsPastedIntoItsOwnWay() {
+        QFETCH(QStringList, program);
+        QFETCH(QString, subrole);
+        QFETCH(int, key);
+        QFETCH(quint32, flags);
+        init();
+        QFile file(m->folder.filePath("settings.json"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(R"({"pasteWays": {"Mine": "Shift+Insert", "kitty": "type", "gvim": "ctrl+9"}})");
+        file.close();
+        Settings settings(Paths(m->folder.path()), m->scheduler);
+        TextInserter inserter(
+            {m->scheduler, m->accessibility, m->applications, m->pasteboard, m->keys, settings});
+        m->applications.program = program;
+        const ElementRef box = m->accessibility.add("AXTextArea");
+        if (!subrole.isEmpty()) m->accessibility.node(box).strings["AXSubrole"] = subrole;
+        m->accessibility.setFocused(box);
+        inserter.insert(dictated, InsertMode::paste, {}, [](const auto&) {});
+        m->scheduler.advance(1);
+        if (key >= 0) QCOMPARE(m->keys.chords, (QList<KeyChord>{{key, flags}}));
+        QCOMPARE(m->keys.typed(), key < 0 ? dictated : QString());
+    }
+
+    void whatCouldNotBeSentIsCopiedAndTold_data() {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<bool>("inserted");
+        QTest::newRow("the chord lacks a key: typed instead") << "key" << true;
+        QTest::newRow("the display is gone at the chord") << "display" << false;
+        QTest::newRow("the display goes while it is typed") << "typing" << false;
+    }
+    void whatCouldNotBeSentIsCopiedAndTold() {
+        QFETCH(QString, fault);
+        QFETCH(bool, inserted);
+        const QString text = dictated.repeated(5);
+        if (fault != "display") m->keys.chordFailure = KeyFailure::missingKey;
+        if (fault == "display") m->keys.chordFailure = KeyFailure::noAccess;
+        if (fault == "typing") m->keys.chunksThatWork = 1;
+        m->insert(text);
+        m->scheduler.advance(1);
+        QCOMPARE(m->outcome.has_value(), !inserted);
+        QCOMPARE(m->keys.typed() == text, inserted);
+        if (inserted) QCOMPARE(m->pasteboard.items(), QList<PasteboardItem>{users});
+        if (!inserted) QCOMPARE(m->pasteboard.text(), text);
+    }
+
+    void aTextCopiedForTheUserOutlivesTheNextPaste() {
+        m->focus("AXButton");
+        QVERIFY(m->insert("for the user").has_value());
+        m->focus("AXTextArea");
+        const auto prepared = m->inserter->prepare();
         QCOMPARE(m->insert(dictated), std::nullopt);
         m->scheduler.advance(1);
-        QVERIFY(m->keys.chords.isEmpty());
-        QCOMPARE(m->keys.typed(), dictated);
+        QCOMPARE(m->pasted, QStringList{dictated});
+        QCOMPARE(m->pasteboard.text(), "for the user");
     }
 
     void aPasteLendsTheClipboardForHalfASecond() {
@@ -129,7 +214,7 @@ private Q_SLOTS:
         m->pasteboard.foreignCopy(others);
         m->scheduler.runPending();
         QCOMPARE(m->pasteboard.readings, 2); // at once, not only when the text comes
-        (void)m->inserter->insert(dictated, InsertMode::paste, std::move(prepared));
+        m->insert(dictated, InsertMode::paste, std::move(prepared));
         m->scheduler.advance(0.45);
         QCOMPARE(m->pasteboard.items(), QList<PasteboardItem>{others});
         // No dictation is under way: what others copy is their own affair.
@@ -223,7 +308,7 @@ private Q_SLOTS:
     void typingSendsWholeCharactersInSmallChunks() {
         QFETCH(QString, text);
         QFETCH(QList<int>, sizes);
-        QCOMPARE(m->insert(text, InsertMode::type), std::nullopt);
+        QCOMPARE(m->insert(text, InsertMode::type), "…");
         QCOMPARE(m->keys.chunks.size(), 1);
         m->scheduler.advance(0.0039);
         QCOMPARE(m->keys.chunks.size(), 1);
@@ -236,6 +321,7 @@ private Q_SLOTS:
         for (const QString& chunk : m->keys.chunks) sent.append(static_cast<int>(chunk.size()));
         QCOMPARE(sent, sizes);
         QCOMPARE(m->keys.typed(), text);
+        QCOMPARE(m->outcome, std::nullopt);
         QCOMPARE(m->keys.endings, 1);
         QVERIFY(m->pasteboard.written.isEmpty());
     }

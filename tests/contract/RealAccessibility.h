@@ -10,7 +10,7 @@ namespace murlo {
 /// The real adapter on the desktop around the test.
 struct RealAccessibility {
     QtScheduler scheduler;
-    X11Applications applications;
+    X11Applications applications{scheduler};
     AtspiAccessibility adapter{
         scheduler,
         {[this] { return applications.frontmostPid(); },

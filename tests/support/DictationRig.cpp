@@ -31,8 +31,8 @@ DictationRig::DictationRig()
           8756, scheduler, processes, http.maker(),
           [this] { return modelPath.isEmpty() ? std::nullopt : std::optional(modelPath); },
           [] { return QStringLiteral("en"); })
-    , targets(accessibility, applications, [] { return ScreenGeometry{{QRectF(0, 0, 1280, 900)}}; })
-    , inserter(scheduler, accessibility, pasteboard, keys)
+    , targets(accessibility)
+    , inserter({scheduler, accessibility, applications, pasteboard, keys, settings})
     , delivery(scheduler, settings, targets, inserter, history, usage, applications)
     , keptRecording(paths, scheduler)
     , enhancer(applications, scheduler)

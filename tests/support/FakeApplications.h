@@ -19,6 +19,7 @@ public:
     };
 
     [[nodiscard]] std::optional<qint64> frontmostPid() const override { return frontmost; }
+    [[nodiscard]] QStringList focusedProgram() const override { return program; }
     [[nodiscard]] std::optional<QString> identifier(qint64 pid) const override {
         return running.value(pid).identifier;
     }
@@ -35,6 +36,7 @@ public:
 
     QMap<qint64, Application> running;
     std::optional<qint64> frontmost;
+    QStringList program;       ///< that keys go to
     QList<WindowInfo> windows; ///< front to back
     QList<qint64> activated;   ///< in the order of the calls
 };

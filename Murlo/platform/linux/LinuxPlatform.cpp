@@ -44,7 +44,7 @@ Platform loadPlatform() {
     platform.loginItem =
         std::make_unique<XdgLoginItem>(Location::writableLocation(Location::GenericConfigLocation),
                                        QCoreApplication::applicationFilePath());
-    auto applications = std::make_unique<X11Applications>();
+    auto applications = std::make_unique<X11Applications>(*platform.scheduler);
     X11Applications* windows = applications.get();
     platform.applications = std::move(applications);
     const auto content = [windows](qint64 pid, const QString& title) -> std::optional<QRectF> {
@@ -69,10 +69,7 @@ Platform loadPlatform() {
         focus->bus(), *focus, [windows] { return windows->windowsOnScreen(); });
     const auto synthetic = std::make_shared<SyntheticKeys>();
     platform.eventTap = std::make_unique<X11EventTap>(synthetic);
-    platform.keySynthesizer = std::make_unique<X11KeySynthesizer>(
-        synthetic,
-        [windows, focus] { return focus->focusIsTerminal() || windows->frontmostIsTerminal(); },
-        [windows] { return windows->frontmostOnlyTypes(); });
+    platform.keySynthesizer = std::make_unique<X11KeySynthesizer>(synthetic);
     platform.pasteboard = std::make_unique<X11Pasteboard>();
     platform.desktop = std::make_unique<X11Desktop>();
     platform.interruptions = std::make_unique<X11Interruptions>();

@@ -78,6 +78,8 @@ void KeyWindow::takeEvents(int most) {
         if (event.xkey.state & Mod4Mask) modifiers += QLatin1String("Super+");
         if (!modifiers.isEmpty() && event.xkey.state & ShiftMask)
             modifiers += QLatin1String("Shift+");
+        if (symbol == XK_Insert && event.xkey.state & ShiftMask)
+            text += QLatin1String("<Shift+Insert>");
         if (!modifiers.isEmpty() && !text.isEmpty())
             text = QLatin1Char('<') + modifiers + QString::fromLatin1(XKeysymToString(symbol)) +
                    QLatin1Char('>');

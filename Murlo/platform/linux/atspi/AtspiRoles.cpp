@@ -142,7 +142,7 @@ AtspiDescription describe(AtspiRole role, const AtspiStates& states, const QStri
             return {QStringLiteral("AXComboBox"), QString(), true};
         break;
     case Kind::terminal:
-        return {plain, QString(), true};
+        return {plain, QStringLiteral("AXTerminal"), true};
     case Kind::container:
         if (editable && (hasEditableText || interfaces.contains(atspi::textInterface)))
             return {QStringLiteral("AXTextArea"), QString(), true};

@@ -1,8 +1,10 @@
 #include "platform/linux/x11/DesktopEntries.h"
 
+#include <QDateTime>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QLocale>
 #include <QProcess>
 #include <QStandardPaths>
@@ -30,37 +32,73 @@ int rankOfName(const QString& key) {
     return language == own.section(QLatin1Char('_'), 0, 0) ? 2 : 0;
 }
 
+using FolderTimes = QHash<QString, QDateTime>;
+
+FolderTimes timesOf(const QStringList& folders) {
+    FolderTimes times;
+    for (const QString& folder : folders) times.insert(folder, QFileInfo(folder).lastModified());
+    return times;
+}
+
 } // namespace
 
-DesktopEntries::DesktopEntries(QStringList folders)
-    : m_folders(std::move(folders)) {
+/// All entries by their names.
+struct DesktopEntries::Index {
+    explicit Index(const QStringList& folders)
+        : modified(timesOf(folders)) {
+        for (const QString& folder : folders) readFolder(folder);
+    }
+
+    void readFolder(const QString& folder);
+    void read(const QString& path, const QString& id);
+
+    FolderTimes modified; ///< when a folder had last changed
+    QHash<QString, Entry> byId;
+    QHash<QString, QString> byClass; ///< ids by lower-case names
+    QHash<QString, QString> byShortId;
+    QHash<QString, QString> byProgram;
+};
+
+DesktopEntries::DesktopEntries(Scheduler& scheduler, QStringList folders)
+    : m_scheduler(scheduler)
+    , m_folders(std::move(folders)) {
     if (m_folders.isEmpty())
         m_folders = QStandardPaths::standardLocations(QStandardPaths::ApplicationsLocation);
+    readInBackground();
 }
 
-void DesktopEntries::refresh() {
-    QHash<QString, QDateTime> modified;
-    for (const QString& folder : std::as_const(m_folders))
-        modified.insert(folder, QFileInfo(folder).lastModified());
-    if (modified == m_modified) return;
-    m_modified = modified;
-    for (auto* index : {&m_byClass, &m_byShortId, &m_byProgram}) index->clear();
-    m_byId.clear();
-    for (const QString& folder : std::as_const(m_folders)) readFolder(folder);
+void DesktopEntries::readInBackground() {
+    if (std::exchange(m_reading, true)) return;
+    auto done = m_lifetime.guard([this](const IndexRef& index) {
+        m_reading = false;
+        m_index = index;
+    });
+    m_scheduler.background([&scheduler = m_scheduler, folders = m_folders, done]() mutable {
+        auto index = std::make_shared<const Index>(folders);
+        scheduler.nextTurn([done, index]() mutable { done(index); });
+    });
 }
 
-void DesktopEntries::readFolder(const QString& folder) {
+const DesktopEntries::Index& DesktopEntries::index() {
+    if (!m_index)
+        m_index = std::make_shared<const Index>(m_folders);
+    else if (timesOf(m_folders) != m_index->modified)
+        readInBackground();
+    return *m_index;
+}
+
+void DesktopEntries::Index::readFolder(const QString& folder) {
     QDirIterator files(folder, {QStringLiteral("*.desktop")}, QDir::Files,
                        QDirIterator::Subdirectories | QDirIterator::FollowSymlinks);
     while (files.hasNext()) {
         const QString path = files.next();
         QString id = path.mid(folder.size() + 1).chopped(8); // ".desktop"
         id.replace(QLatin1Char('/'), QLatin1Char('-'));
-        if (!m_byId.contains(id)) read(path, id); // the folders come in order of precedence
+        if (!byId.contains(id)) read(path, id); // the folders come in order of precedence
     }
 }
 
-void DesktopEntries::read(const QString& path, const QString& id) {
+void DesktopEntries::Index::read(const QString& path, const QString& id) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return;
     Entry entry{id, {}};
@@ -87,33 +125,32 @@ void DesktopEntries::read(const QString& path, const QString& id) {
             entry.name = value;
         }
     }
-    m_byId.insert(id, entry);
+    byId.insert(id, entry);
     const auto index = [&id, isHidden](QHash<QString, QString>& names, const QString& name) {
         // A hidden entry (a handler, a variant) never stands in for the one that users see.
         if (!name.isEmpty() && !isHidden && !names.contains(name)) names.insert(name, id);
     };
-    index(m_byClass, windowClass);
-    index(m_byShortId, id.toLower());
-    index(m_byShortId, id.section(QLatin1Char('.'), -1).toLower());
-    index(m_byProgram, program);
+    index(byClass, windowClass);
+    index(byShortId, id.toLower());
+    index(byShortId, id.section(QLatin1Char('.'), -1).toLower());
+    index(byProgram, program);
 }
 
 std::optional<DesktopEntries::Entry> DesktopEntries::withId(const QString& id) {
-    refresh();
-    const auto found = m_byId.constFind(id);
-    return found == m_byId.constEnd() ? std::nullopt : std::optional(*found);
+    const Index& known = index();
+    const auto found = known.byId.constFind(id);
+    return found == known.byId.constEnd() ? std::nullopt : std::optional(*found);
 }
 
 std::optional<DesktopEntries::Entry> DesktopEntries::withWindowClass(const QString& name) {
-    refresh();
+    const Index& known = index();
     const QString lower = name.toLower();
-    const QString id = m_byClass.value(lower, m_byShortId.value(lower));
+    const QString id = known.byClass.value(lower, known.byShortId.value(lower));
     return id.isEmpty() ? std::nullopt : withId(id);
 }
 
 std::optional<DesktopEntries::Entry> DesktopEntries::withProgram(const QString& program) {
-    refresh();
-    const QString id = m_byProgram.value(program);
+    const QString id = index().byProgram.value(program);
     return id.isEmpty() ? std::nullopt : withId(id);
 }
 

@@ -1,16 +1,18 @@
 #pragma once
 
-#include <QDateTime>
-#include <QHash>
+#include "platform/Scheduler.h"
+
 #include <QString>
 #include <QStringList>
 
+#include <memory>
 #include <optional>
 
 namespace murlo {
 
-/// The applications installed on this desktop: the desktop entries in the XDG data folders. Read at
-/// the first question and again when a folder changed. Main thread.
+/// The applications installed on this desktop: the desktop entries in the XDG data folders. Read in
+/// the background from the beginning, and again when a folder was found changed; a question that
+/// comes before the first reading is done waits for one. Main thread.
 class DesktopEntries {
 public:
     struct Entry {
@@ -19,7 +21,7 @@ public:
     };
 
     /// Looks in "applications" of the user's and the system's data folders, or in these folders.
-    explicit DesktopEntries(QStringList folders = {});
+    explicit DesktopEntries(Scheduler& scheduler, QStringList folders = {});
 
     [[nodiscard]] std::optional<Entry> withId(const QString& id);
     /// By the class or instance name of a window: what the entry declares, else its id or the last
@@ -29,16 +31,18 @@ public:
     [[nodiscard]] std::optional<Entry> withProgram(const QString& program);
 
 private:
-    void refresh();
-    void readFolder(const QString& folder);
-    void read(const QString& path, const QString& id);
+    struct Index;
+    using IndexRef = std::shared_ptr<const Index>;
 
+    void readInBackground();
+    /// The index, with a new reading under way if a folder has changed since.
+    const Index& index();
+
+    Scheduler& m_scheduler;
     QStringList m_folders;
-    QHash<QString, QDateTime> m_modified; ///< when a folder last changed
-    QHash<QString, Entry> m_byId;
-    QHash<QString, QString> m_byClass; ///< ids by lower-case names
-    QHash<QString, QString> m_byShortId;
-    QHash<QString, QString> m_byProgram;
+    IndexRef m_index;
+    bool m_reading = false;
+    Lifetime m_lifetime;
 };
 
 } // namespace murlo

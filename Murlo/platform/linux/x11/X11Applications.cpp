@@ -8,8 +8,18 @@
 
 namespace murlo {
 
-X11Applications::X11Applications()
-    : m_atoms(m_connection) {}
+namespace {
+
+QStringList lowerCase(QStringList names) {
+    for (QString& name : names) name = name.toLower();
+    return names;
+}
+
+} // namespace
+
+X11Applications::X11Applications(Scheduler& scheduler)
+    : m_atoms(m_connection)
+    , m_entries(scheduler) {}
 
 std::vector<quint32> X11Applications::property(xcb_window_t window, const char* name,
                                                xcb_atom_t type) const {
@@ -36,31 +46,21 @@ std::optional<qint64> X11Applications::frontmostPid() const {
     return window == XCB_WINDOW_NONE ? std::nullopt : pidOf(window);
 }
 
-bool X11Applications::frontmostIsTerminal() const {
-    static const QStringList terminals =
-        QStringLiteral(
-            "xterm uxterm urxvt rxvt st st-256color alacritty kitty org.wezfurlong.wezterm foot "
-            "gnome-terminal-server gnome-terminal konsole xfce4-terminal mate-terminal lxterminal "
-            "qterminal terminator tilix terminology guake tilda yakuake deepin-terminal "
-            "cool-retro-term "
-            "sakura roxterm com.mitchellh.ghostty kgx org.gnome.console ptyxis hyper tabby")
-            .split(QLatin1Char(' '));
-    return frontmostIsOneOf(terminals);
-}
-
-bool X11Applications::frontmostOnlyTypes() const {
-    static const QStringList terminals{QStringLiteral("xterm"), QStringLiteral("uxterm"),
-                                       QStringLiteral("urxvt"), QStringLiteral("rxvt")};
-    return frontmostIsOneOf(terminals);
-}
-
-bool X11Applications::frontmostIsOneOf(const QStringList& classes) const {
-    const xcb_window_t window = activeWindow();
-    if (window == XCB_WINDOW_NONE) return false;
-    for (const QString& name : classesOf(window)) {
-        if (classes.contains(name.toLower())) return true;
+QStringList X11Applications::focusedProgram() const {
+    // The window with the focus may lie inside the one that bears the names, and menus and
+    // launchers have it without being the window manager's active window.
+    const auto focus =
+        m_connection.reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_connection));
+    xcb_window_t window = focus ? focus->focus : xcb_window_t{XCB_WINDOW_NONE};
+    while (window > XCB_INPUT_FOCUS_POINTER_ROOT && window != m_connection.root()) {
+        if (const QStringList classes = classesOf(window); !classes.isEmpty())
+            return lowerCase(classes);
+        const auto tree =
+            m_connection.reply(xcb_query_tree_reply, xcb_query_tree(m_connection, window));
+        window = tree ? tree->parent : xcb_window_t{XCB_WINDOW_NONE};
     }
-    return false;
+    const xcb_window_t active = activeWindow();
+    return active == XCB_WINDOW_NONE ? QStringList() : lowerCase(classesOf(active));
 }
 
 std::vector<xcb_window_t> X11Applications::windows(qint64 pid) const {

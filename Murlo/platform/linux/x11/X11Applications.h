@@ -12,9 +12,11 @@ namespace murlo {
 /// entries.
 class X11Applications : public Applications {
 public:
-    X11Applications();
+    /// Begins to read the desktop entries, in the background.
+    explicit X11Applications(Scheduler& scheduler);
 
     [[nodiscard]] std::optional<qint64> frontmostPid() const override;
+    [[nodiscard]] QStringList focusedProgram() const override;
     /// Found by, in this order: the sandbox or launcher that started the process, the class of its
     /// windows, its program.
     [[nodiscard]] std::optional<QString> identifier(qint64 pid) const override;
@@ -23,11 +25,6 @@ public:
     [[nodiscard]] QList<WindowInfo> windowsOnScreen() const override;
     void activate(qint64 pid, const QString& title) override;
 
-    /// Whether the active window's class is that of a known terminal: many of them tell the
-    /// accessibility bus nothing. Main thread.
-    [[nodiscard]] bool frontmostIsTerminal() const;
-    /// Whether it is one of those that no chord makes paste the clipboard. Main thread.
-    [[nodiscard]] bool frontmostOnlyTypes() const;
     /// Clicks at the end of the text box `box` (device pixels) of a process's window called
     /// `title`, or of any, if it has none of that name; false, with nothing clicked, while another
     /// window is in front of it. Main thread.
@@ -41,7 +38,6 @@ private:
     [[nodiscard]] std::vector<xcb_window_t> windows(qint64 pid) const;
     /// The active window; XCB_WINDOW_NONE when there is none.
     [[nodiscard]] xcb_window_t activeWindow() const;
-    [[nodiscard]] bool frontmostIsOneOf(const QStringList& classes) const;
     [[nodiscard]] QString titleOf(xcb_window_t window) const;
     /// Class and instance name of a window.
     [[nodiscard]] QStringList classesOf(xcb_window_t window) const;

@@ -13,14 +13,12 @@ namespace {
 /// A program that answers pings has taken its keys when it answers. One that is busy for longer
 /// than this is not waited for.
 constexpr std::chrono::milliseconds answerLimit{2000};
+constexpr int insertKeyCode = 114;
+
 } // namespace
 
-X11KeySynthesizer::X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic,
-                                     std::function<bool()> targetIsTerminal,
-                                     std::function<bool()> targetOnlyTypes)
+X11KeySynthesizer::X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic)
     : m_synthetic(std::move(synthetic))
-    , m_targetIsTerminal(std::move(targetIsTerminal))
-    , m_targetOnlyTypes(std::move(targetOnlyTypes))
     , m_watch(m_connection)
     , m_lift(m_connection, *m_synthetic)
     , m_borrowed(m_connection)
@@ -34,6 +32,7 @@ X11KeySynthesizer::X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic,
     updateMap();
     m_borrowed.giveBack(); // of a run that ended too early to do it
     m_limit.setSingleShot(true);
+    m_limit.setTimerType(Qt::PreciseTimer);
     QObject::connect(&m_limit, &QTimer::timeout, &m_limit, [this] { taken(m_batch); });
     m_notifier = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_connection),
                                                    QSocketNotifier::Read);
@@ -47,13 +46,18 @@ X11KeySynthesizer::~X11KeySynthesizer() {
     m_connection.sync();
 }
 
-bool X11KeySynthesizer::isAvailable() {
+bool X11KeySynthesizer::canPostKeys() {
     if (!m_available || !m_connection.isAlive()) return false;
     readEvents();
     updateMap();
     m_watch.refresh();
-    // Without Control a paste would be a letter.
-    return m_map && modifierKey(XKB_KEY_Control_L, XKB_KEY_Control_R);
+    return m_map.has_value() && m_connection.isAlive();
+}
+
+KeyResult X11KeySynthesizer::carriedOut() const {
+    m_connection.sync();
+    if (m_connection.isAlive()) return {};
+    return tl::unexpected(KeyFailure::noAccess);
 }
 
 std::optional<xcb_keycode_t> X11KeySynthesizer::modifierKey(xkb_keysym_t left,
@@ -86,38 +90,40 @@ void X11KeySynthesizer::readEvents() {
     if (m_taken != before) taken(m_taken);
 }
 
-void X11KeySynthesizer::postChord(const KeyChord& chord) {
-    if (!isAvailable()) return;
-    const int group = m_watch.group();
+std::optional<xcb_keycode_t> X11KeySynthesizer::keyOf(const KeyChord& chord) {
+    // The symbol decides, not the place: programs look shortcuts up by what the key types in any of
+    // the layouts. Where none of them has the symbol, a borrowed key does.
+    xkb_keysym_t symbol = XKB_KEY_NoSymbol;
+    if (const char letter = usCharacter(chord.keyCode))
+        symbol = xkb_utf32_to_keysym(static_cast<char32_t>(letter));
+    else if (chord.keyCode == insertKeyCode)
+        symbol = XKB_KEY_Insert;
+    if (symbol == XKB_KEY_NoSymbol) return m_map->keyAt(chord.keyCode);
+    if (const auto inLayout = m_map->keyForShortcut(symbol, m_watch.group())) return inLayout;
+    if (!m_borrowed.map({symbol}, m_batch + 1, m_taken)) return std::nullopt;
+    ++m_batch;
+    return m_borrowed.keyOf(symbol);
+}
 
+KeyResult X11KeySynthesizer::postChord(const KeyChord& chord) {
+    if (!canPostKeys()) return tl::unexpected(KeyFailure::noAccess);
     std::vector<xcb_keycode_t> modifiers;
     bool complete = true;
-    const auto hold = [&](xkb_keysym_t left, xkb_keysym_t right) {
+    const auto hold = [&](quint32 flag, xkb_keysym_t left, xkb_keysym_t right) {
+        if (!(chord.flags & flag)) return;
         const auto found = modifierKey(left, right);
         complete = complete && found;
         if (found) modifiers.push_back(*found);
     };
-    const bool paste = chord.flags & ModifierFlag::command;
-    if (paste || (chord.flags & ModifierFlag::control)) hold(XKB_KEY_Control_L, XKB_KEY_Control_R);
-    if ((paste && m_targetIsTerminal()) || (chord.flags & ModifierFlag::shift))
-        hold(XKB_KEY_Shift_L, XKB_KEY_Shift_R);
-    if (chord.flags & ModifierFlag::option) hold(XKB_KEY_Alt_L, XKB_KEY_Alt_R);
-
-    // The letter decides, not the place: programs look shortcuts up by what the key types in any of
-    // the layouts. Where none of them has the letter, a borrowed key does.
-    std::optional<xcb_keycode_t> key = m_map->keyAt(chord.keyCode);
-    if (const char letter = usCharacter(chord.keyCode)) {
-        const auto symbol = xkb_utf32_to_keysym(static_cast<char32_t>(letter));
-        if (const auto inLayout = m_map->keyForShortcut(symbol, group)) {
-            key = inLayout;
-        } else if (m_borrowed.map({symbol}, m_batch + 1, m_taken)) {
-            key = m_borrowed.keyOf(symbol);
-            ++m_batch;
-        }
-    }
-    if (!key || !complete) {
+    hold(ModifierFlag::control, XKB_KEY_Control_L, XKB_KEY_Control_R);
+    hold(ModifierFlag::shift, XKB_KEY_Shift_L, XKB_KEY_Shift_R);
+    hold(ModifierFlag::option, XKB_KEY_Alt_L, XKB_KEY_Alt_R);
+    hold(ModifierFlag::command, XKB_KEY_Super_L, XKB_KEY_Super_R);
+    // Without its modifier a chord would be a letter.
+    const auto key = complete ? keyOf(chord) : std::nullopt;
+    if (!key) {
         Log::write(QStringLiteral("insert: this keyboard layout lacks a key of the shortcut"));
-        return;
+        return tl::unexpected(KeyFailure::missingKey);
     }
     m_lift.lift(*m_map, m_borrowed.neutral());
     for (const xcb_keycode_t modifier : modifiers) press(modifier, true);
@@ -125,16 +131,16 @@ void X11KeySynthesizer::postChord(const KeyChord& chord) {
     press(*key, false);
     for (auto at = modifiers.rbegin(); at != modifiers.rend(); ++at) press(*at, false);
     if (m_chunks.empty()) m_lift.restore();
-    xcb_flush(m_connection);
     if (m_borrowed.isBorrowing()) {
         m_ending = true;
         awaitTaken();
     }
+    return carriedOut();
 }
 
-void X11KeySynthesizer::postText(const QString& text, std::function<void()> sent) {
+void X11KeySynthesizer::postText(const QString& text, std::function<void(const KeyResult&)> sent) {
     m_ending = false;
-    m_chunks.push_back({text, std::move(sent)});
+    m_chunks.push_back({text, std::move(sent), {}});
     pump();
 }
 
@@ -145,10 +151,20 @@ void X11KeySynthesizer::endText() {
 
 void X11KeySynthesizer::pump() {
     while (!m_chunks.empty()) {
-        if (m_connection.isAlive() && !send(m_chunks.front().text)) return; // `taken` goes on
-        auto sent = std::move(m_chunks.front().sent);
+        KeyResult result = tl::unexpected(KeyFailure::noAccess);
+        if (m_connection.isAlive()) {
+            const auto sent = send(m_chunks.front().text);
+            if (!sent) return; // `taken` goes on
+            result = *sent;
+        }
+        Chunk chunk = std::move(m_chunks.front());
         m_chunks.pop_front();
-        if (sent) QTimer::singleShot(0, &m_limit, std::move(sent));
+        if (!chunk.soFar) result = chunk.soFar;
+        if (chunk.sent)
+            QTimer::singleShot(0, &m_limit,
+                               [sent = std::move(chunk.sent), result] { sent(result); });
+        else if (!m_chunks.empty()) // a part of the next
+            m_chunks.front().soFar = result;
     }
     if (!m_ending || !m_connection.isAlive()) return;
     m_lift.restore();
@@ -158,46 +174,54 @@ void X11KeySynthesizer::pump() {
     m_ping.stop();
 }
 
-bool X11KeySynthesizer::send(const QString& text) {
+std::optional<KeyResult> X11KeySynthesizer::send(const QString& text) {
     updateMap();
     m_watch.refresh();
-    if (!m_map) return true;
-    const std::vector<Stroke> all = strokes(text);
+    if (!m_map) return tl::unexpected(KeyFailure::noAccess);
+    std::vector<Stroke> all = strokes(text);
     std::vector<xkb_keysym_t> borrowed;
     for (const Stroke& stroke : all) {
         if (!stroke.key) borrowed.push_back(stroke.symbol);
     }
-    // One long character may need more codes than there are: it goes in parts, then.
     if (!borrowed.empty() && !m_borrowed.map(borrowed, m_batch + 1, m_taken)) {
-        if (m_taken == m_batch && text.size() > 1) {
-            const qsizetype half = text.size() / 2;
-            const qsizetype cut = text.at(half).isLowSurrogate() ? half - 1 : half;
-            // The rest goes next, and its `sent` is the whole's.
-            m_chunks.insert(m_chunks.begin(), {text.left(cut), {}});
-            m_chunks[1].text = text.mid(cut);
-            return send(m_chunks.front().text);
-        }
-        return m_taken == m_batch;
+        if (m_taken != m_batch) return std::nullopt; // codes get free
+        return sendHalf(text);
     }
-    m_lift.lift(*m_map, m_borrowed.neutral());
-    std::optional<xcb_keycode_t> shift; // held over strokes that need it
-    for (const Stroke& stroke : all) {
-        const auto key = stroke.key ? stroke.key : m_borrowed.keyOf(stroke.symbol);
-        if (!key) continue;
-        if (stroke.shift && stroke.shift != shift) press(*stroke.shift, true);
-        if (shift && stroke.shift != shift) press(*shift, false);
-        shift = stroke.shift;
-        press(*key, true);
-        press(*key, false);
+    for (Stroke& stroke : all) {
+        if (!stroke.key) stroke.key = m_borrowed.keyOf(stroke.symbol);
     }
-    if (shift) press(*shift, false);
+    post(all);
     ++m_batch;
     if (borrowed.empty() && m_taken + 1 == m_batch)
         m_taken = m_batch; // nothing depends on it
     else
         awaitTaken();
-    m_connection.sync();
-    return true;
+    return carriedOut();
+}
+
+std::optional<KeyResult> X11KeySynthesizer::sendHalf(const QString& text) {
+    // One long character may need more codes than there are: it goes in parts, then.
+    if (text.size() < 2) return tl::unexpected(KeyFailure::missingKey);
+    const qsizetype half = text.size() / 2;
+    const qsizetype cut = text.at(half).isLowSurrogate() ? half - 1 : half;
+    if (cut < 1) return tl::unexpected(KeyFailure::missingKey);
+    // The rest goes next, and its `sent` is the whole's.
+    m_chunks.push_front({text.left(cut), {}, m_chunks.front().soFar});
+    m_chunks[1].text = text.mid(cut);
+    return send(m_chunks.front().text);
+}
+
+void X11KeySynthesizer::post(const std::vector<Stroke>& strokes) {
+    m_lift.lift(*m_map, m_borrowed.neutral());
+    std::optional<xcb_keycode_t> shift; // held over strokes that need it
+    for (const Stroke& stroke : strokes) {
+        if (stroke.shift && stroke.shift != shift) press(*stroke.shift, true);
+        if (shift && stroke.shift != shift) press(*shift, false);
+        shift = stroke.shift;
+        press(*stroke.key, true);
+        press(*stroke.key, false);
+    }
+    if (shift) press(*shift, false);
 }
 
 std::vector<X11KeySynthesizer::Stroke> X11KeySynthesizer::strokes(const QString& text) const {

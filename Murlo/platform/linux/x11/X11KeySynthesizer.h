@@ -17,25 +17,21 @@ namespace murlo {
 /// `KeySynthesizer` on the X server's test extension.
 class X11KeySynthesizer : public KeySynthesizer {
 public:
-    /// `synthetic` is shared with the event tap; `targetIsTerminal` tells, at every paste, whether
-    /// the focused program is a terminal, `targetOnlyTypes` whether it is one without a paste
-    /// chord.
-    X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic,
-                      std::function<bool()> targetIsTerminal,
-                      std::function<bool()> targetOnlyTypes);
+    /// `synthetic` is shared with the event tap.
+    explicit X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic);
     /// Gives back what is still borrowed.
     ~X11KeySynthesizer() override;
 
-    [[nodiscard]] bool isAvailable() override;
-    [[nodiscard]] bool canPaste() override { return !m_targetOnlyTypes(); }
-    void postChord(const KeyChord& chord) override;
-    void postText(const QString& text, std::function<void()> sent) override;
+    [[nodiscard]] bool canPostKeys() override;
+    [[nodiscard]] KeyResult postChord(const KeyChord& chord) override;
+    void postText(const QString& text, std::function<void(const KeyResult&)> sent) override;
     void endText() override;
 
 private:
     struct Chunk {
         QString text;
-        std::function<void()> sent;
+        std::function<void(const KeyResult&)> sent;
+        KeyResult soFar; ///< how the parts of it that went before have fared
     };
     struct Stroke {
         xkb_keysym_t symbol;
@@ -47,17 +43,21 @@ private:
     /// The key with a modifier on the left side, else that on the right.
     [[nodiscard]] std::optional<xcb_keycode_t> modifierKey(xkb_keysym_t left,
                                                            xkb_keysym_t right) const;
+    /// The key that a chord means, lent to it if the keyboard has none.
+    [[nodiscard]] std::optional<xcb_keycode_t> keyOf(const KeyChord& chord);
     void readEvents();
     void pump();
-    [[nodiscard]] bool send(const QString& text);
+    /// Nothing while the text has to wait for spare keys.
+    [[nodiscard]] std::optional<KeyResult> send(const QString& text);
+    [[nodiscard]] std::optional<KeyResult> sendHalf(const QString& text);
+    void post(const std::vector<Stroke>& strokes);
+    [[nodiscard]] KeyResult carriedOut() const;
     [[nodiscard]] std::vector<Stroke> strokes(const QString& text) const;
     void awaitTaken();
     void taken(quint64 batch);
     void press(xcb_keycode_t key, bool down) { m_synthetic->post(m_connection, key, down); }
 
     std::shared_ptr<SyntheticKeys> m_synthetic;
-    std::function<bool()> m_targetIsTerminal;
-    std::function<bool()> m_targetOnlyTypes;
     XcbConnection m_connection;
     bool m_available = false;
     KeyboardWatch m_watch;
