@@ -41,7 +41,9 @@ void HintController::begin() {
         return;
     }
     if (!m_accessibility.isTrusted()) {
-        status(QStringLiteral("Accessibility access is off, so text boxes can't be found."));
+        Log::write(QStringLiteral("hint: accessibility is off"));
+        status(QStringLiteral("Accessibility access is off, so text boxes can't be found. "
+                              "The command murlo --enable-accessibility turns it on."));
         return;
     }
     const ElementRef focused = m_accessibility.focusedElement();

@@ -238,15 +238,15 @@ private Q_SLOTS:
         rig.controller.begin();
         rig.accessibility.setTrusted(false);
         rig.controller.begin();
-        QCOMPARE(
-            rig.said,
-            (QStringList{
-                QStringLiteral("No text boxes found on screen. Browser shows its own when "
-                               "started with --force-renderer-accessibility."),
-                QStringLiteral("No text boxes found on screen."),
-                QStringLiteral("A password field somewhere is blocking shortcuts. Click "
-                               "elsewhere and try again."),
-                QStringLiteral("Accessibility access is off, so text boxes can't be found.")}));
+        QCOMPARE(rig.said,
+                 (QStringList{
+                     QStringLiteral("No text boxes found on screen. Browser shows its own when "
+                                    "started with --force-renderer-accessibility."),
+                     QStringLiteral("No text boxes found on screen."),
+                     QStringLiteral("A password field somewhere is blocking shortcuts. Click "
+                                    "elsewhere and try again."),
+                     QStringLiteral("Accessibility access is off, so text boxes can't be found. "
+                                    "The command murlo --enable-accessibility turns it on.")}));
         rig.verifyEnded();
     }
 };

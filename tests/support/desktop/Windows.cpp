@@ -7,6 +7,7 @@
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 
 namespace murlo {
 
@@ -97,6 +98,19 @@ bool moveToCorner(qint64 pid) {
     XMoveWindow(display.get(), window, 0, 0);
     XSync(display.get(), False);
     return true;
+}
+
+QString titleOfWindow(qint64 pid) {
+    const Connection display = connect();
+    const Window window = windowOf(display.get(), pid);
+    if (window == None) return {};
+    XTextProperty title{};
+    const Atom name = XInternAtom(display.get(), "_NET_WM_NAME", False);
+    if (!XGetTextProperty(display.get(), window, &title, name) || !title.value) return {};
+    const QString text = QString::fromUtf8(reinterpret_cast<const char*>(title.value),
+                                           static_cast<qsizetype>(title.nitems));
+    XFree(title.value);
+    return text;
 }
 
 } // namespace murlo

@@ -18,4 +18,7 @@ namespace murlo {
 /// Whether process `pid` is `ancestor` or was started by it, directly or not. Any thread.
 [[nodiscard]] bool descendsFrom(qint64 pid, qint64 ancestor);
 
+/// The title of the process's window, or of one that it started; empty without one.
+[[nodiscard]] QString titleOfWindow(qint64 pid);
+
 } // namespace murlo
