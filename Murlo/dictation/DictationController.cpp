@@ -105,14 +105,26 @@ void DictationController::begin(bool fromHotkey) {
     setState(DictationState::listening);
     show(DictationState::listening);
     startTimer();
-    m_session->target = m_with.targets.captureFocused();
+    captureTarget();
     m_session->clipboard = m_with.delivery.dictationBegins();
 }
 
 void DictationController::startAfterTargetPicked(const InputTarget& target) {
     if (isRecording() || m_state.state == DictationState::listening) return;
     begin(false);
-    if (m_state.state == DictationState::listening) m_session->target = target;
+    if (m_state.state != DictationState::listening) return;
+    m_session->target = target;
+    m_session->picked = true;
+}
+
+void DictationController::captureTarget() {
+    m_session->target = m_with.targets.captureFocused();
+    m_with.targets.recheckFocus(m_lifetime.guard([this, weak = std::weak_ptr(m_session)] {
+        const SessionRef session = weak.lock();
+        const bool wanted = session && session == m_session && !session->picked &&
+                            m_state.state == DictationState::listening;
+        if (wanted) session->target = m_with.targets.captureFocused();
+    }));
 }
 
 void DictationController::startRecorder() {

@@ -103,6 +103,8 @@ private:
     void tellUntold();
 
     void startRecorder();
+    /// Remembers the box that is to receive the text.
+    void captureTarget();
     void startTimer();
     void stopTimer();
     void tick();

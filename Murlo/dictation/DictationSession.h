@@ -8,6 +8,7 @@ namespace murlo {
 /// as its clip is still being worked on.
 struct DictationController::Session {
     std::optional<InputTarget> target; ///< the box that is to receive the text
+    bool picked = false;               ///< by its letter; else the one that had the focus
     std::shared_ptr<void> clipboard;   ///< kept read for as long as a text may come
     bool discarded = false;            ///< the user does not want it any more
     bool inserting = false;            ///< its keys are being sent: too late to give it up

@@ -25,7 +25,7 @@ constexpr Row table[] = {
     {PasteWay::shiftInsert, "emacs"},
     // Old terminals paste the other selection only; Vim's Ctrl+V quotes the next key; what shows
     // another computer's screen passes keys on and knows little of this one's clipboard.
-    {PasteWay::typing, "xterm uxterm urxvt rxvt aterm eterm mlterm gvim vim xedit "
+    {PasteWay::typing, "xterm uxterm urxvt rxvt aterm eterm mlterm gvim vim nvim-qt neovide xedit "
                        "virt-viewer remote-viewer virt-manager virtualboxvm qemu gnome-boxes"},
 };
 

@@ -34,10 +34,12 @@ void PasteboardRestore::refresh() {
     if (!m_reading || m_reading->changeCount() != count) m_reading = m_pasteboard.read();
 }
 
-void PasteboardRestore::lend(const QString& text) {
+bool PasteboardRestore::lend(const QString& text) {
     refresh();
     m_kept = std::exchange(m_reading, nullptr);
+    const bool hadText = !m_kept || !m_kept->lacksText();
     m_lentCount = m_pasteboard.lendString(text);
+    return hadText;
 }
 
 void PasteboardRestore::giveBack() {

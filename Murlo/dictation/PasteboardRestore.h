@@ -23,8 +23,8 @@ public:
     /// somebody holds what is returned.
     [[nodiscard]] std::shared_ptr<void> prepare();
 
-    /// Keeps what is on the clipboard and puts `text` there.
-    void lend(const QString& text);
+    /// Keeps what is on the clipboard and puts `text` there. False if no text was there before.
+    [[nodiscard]] bool lend(const QString& text);
     /// Puts what was kept back, unless somebody else has written to the clipboard since `lend`.
     void giveBack();
 

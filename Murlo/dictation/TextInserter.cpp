@@ -16,6 +16,9 @@ namespace {
 constexpr int chunkUnits = 16;       ///< UTF-16 units that one key event carries
 constexpr double chunkPause = 0.004; ///< seconds between two typed chunks
 constexpr double pasteLasts = 0.45;  ///< seconds until the clipboard is given back
+/// Seconds that a program has to notice that there is a text on the clipboard where there was none:
+/// some switch their paste command off until then.
+constexpr double noticeTime = 0.08;
 constexpr int keyV = 9;
 constexpr int keyInsert = 114;
 
@@ -140,7 +143,14 @@ void TextInserter::finish() {
 }
 
 void TextInserter::paste() {
-    m_clipboard.lend(m_queue.front().text);
+    if (m_clipboard.lend(m_queue.front().text)) {
+        pressPaste();
+        return;
+    }
+    m_step = m_with.scheduler.after(noticeTime, [this] { pressPaste(); });
+}
+
+void TextInserter::pressPaste() {
     const KeyResult sent = m_with.keys.postChord(m_queue.front().chord);
     if (!sent) {
         if (sent.error() == KeyFailure::missingKey)

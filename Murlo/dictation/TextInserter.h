@@ -74,6 +74,7 @@ private:
     void copyInstead();
     void tell(const Outcome& outcome);
     void paste();
+    void pressPaste();
     void finishPaste();
     void type();
     void typeNext();

@@ -51,6 +51,11 @@ public:
     /// belongs to a program that tells nothing of itself.
     [[nodiscard]] virtual ElementRef focusedElement() const = 0;
 
+    /// Asks whether the focused element still has the focus, where events may not have told: if it
+    /// has not, another answer takes its place within a second. `corrected` is called on a later
+    /// turn after each such change, not at all if there is none.
+    virtual void recheckFocus(std::function<void()> corrected) = 0;
+
     [[nodiscard]] virtual std::optional<QString> string(const ElementRef& element,
                                                         const QString& attribute) const = 0;
     [[nodiscard]] virtual ElementRef element(const ElementRef& element,

@@ -33,6 +33,8 @@ public:
     [[nodiscard]] virtual qint64 changeCount() const = 0;
     /// Everything arrived, or the owner has handed over nothing for 0.3 s.
     [[nodiscard]] virtual bool isComplete() const = 0;
+    /// Whether it is known that there was no plain text to be had.
+    [[nodiscard]] virtual bool lacksText() const = 0;
     /// What has arrived so far; formats still missing are listed in `unread`.
     [[nodiscard]] virtual PasteboardSnapshot snapshot() const = 0;
 };

@@ -13,6 +13,27 @@ bool isTextBoxLike(const std::optional<QString>& role, const std::optional<QStri
     return byRole || subrole == QStringLiteral("AXSearchField");
 }
 
+namespace {
+
+/// Whether an element of this role certainly takes no text. What a canvas, a pane, a document or a
+/// cell does with keys cannot be known from outside.
+bool takesNoText(const QString& role) {
+    static constexpr std::array roles{
+        QLatin1String("AXButton"),    QLatin1String("AXCheckBox"),
+        QLatin1String("AXImage"),     QLatin1String("AXLink"),
+        QLatin1String("AXMenu"),      QLatin1String("AXMenuBar"),
+        QLatin1String("AXMenuItem"),  QLatin1String("AXOutline"),
+        QLatin1String("AXList"),      QLatin1String("AXPopUpButton"),
+        QLatin1String("AXRow"),       QLatin1String("AXProgressIndicator"),
+        QLatin1String("AXScrollBar"), QLatin1String("AXRadioButton"),
+        QLatin1String("AXSlider"),    QLatin1String("AXStaticText"),
+        QLatin1String("AXTabGroup"),
+    };
+    return std::ranges::any_of(roles, [&](QLatin1String each) { return role == each; });
+}
+
+} // namespace
+
 std::optional<FocusVerdict> focusVerdict(const Accessibility& accessibility) {
     constexpr int elementsExamined = 4;
     if (!accessibility.isTrusted()) return std::nullopt; // what little is known may be wrong
@@ -29,7 +50,9 @@ std::optional<FocusVerdict> focusVerdict(const Accessibility& accessibility) {
             return FocusVerdict{focused, true};
         current = accessibility.element(current, QStringLiteral("AXParent"));
     }
-    return FocusVerdict{focused, false};
+    const auto role = accessibility.string(focused, QStringLiteral("AXRole"));
+    if (role && takesNoText(*role)) return FocusVerdict{focused, false};
+    return std::nullopt;
 }
 
 } // namespace murlo

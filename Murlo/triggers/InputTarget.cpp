@@ -14,6 +14,10 @@ std::optional<InputTarget> InputTargets::captureFocused() const {
     return target;
 }
 
+void InputTargets::recheckFocus(std::function<void()> corrected) const {
+    m_accessibility.recheckFocus(std::move(corrected));
+}
+
 bool InputTargets::isStillFocused(const InputTarget& target) const {
     const ElementRef focused = m_accessibility.focusedElement();
     return focused && focused->isSame(*target.element);

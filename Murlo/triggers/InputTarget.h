@@ -34,6 +34,10 @@ public:
     /// name and frame stay empty: nobody asks for them while the user begins to speak.
     [[nodiscard]] std::optional<InputTarget> captureFocused() const;
 
+    /// Asks anew who has the focus, and calls back on a later turn each time that corrects what
+    /// `captureFocused` said before.
+    void recheckFocus(std::function<void()> corrected) const;
+
     /// Whether the box has the keyboard focus; false when it is not known who has.
     [[nodiscard]] bool isStillFocused(const InputTarget& target) const;
 

@@ -409,6 +409,18 @@ private Q_SLOTS:
         if (box == "elsewhere") QVERIFY(m_rig->boxAtPaste.first()->isSame(*m_rig->box));
     }
 
+    void aFocusThatWasToldWrongIsPutRightWhileTheUserSpeaks() {
+        const ElementRef truth = m_rig->accessibility.add("AXTextField");
+        m_rig->accessibility.setFoundLater(truth);
+        listen(1);
+        m_rig->accessibility.setFocused(m_rig->box); // the user goes elsewhere
+        m_rig->controller.finish();
+        m_rig->scheduler.runPending();
+        m_rig->engineAnswers("words");
+        pass(1);
+        QVERIFY(m_rig->boxAtPaste.first()->isSame(*truth));
+    }
+
     void aPickedBoxIsPinned() {
         InputTarget target;
         target.element = m_rig->accessibility.add("AXTextField");

@@ -227,6 +227,9 @@ private Q_SLOTS:
     void everyKindOfClipboardComesBack() {
         m->pasteboard.foreignExit();
         m->insert(dictated);
+        QVERIFY(m->pasted.isEmpty()); // a program may have to notice that there is a text now
+        m->scheduler.advance(0.08);
+        QCOMPARE(m->pasted, QStringList{dictated});
         m->scheduler.advance(0.45);
         QVERIFY(m->pasteboard.items().isEmpty());
 

@@ -51,6 +51,7 @@ DictationRig::DictationRig()
     controller.onStateChange = [this](const DictationState& state) {
         m_states.append(word(state));
     };
+    pasteboard.foreignCopy({{QStringLiteral("UTF8_STRING"), "the user's"}});
     scheduler.runPending(); // the first engine gets warm
     server.start();
 }

@@ -69,6 +69,14 @@ std::optional<QRectF> FakeAccessibility::frame(const ElementRef& element) const 
     return node ? node->frame : std::nullopt;
 }
 
+void FakeAccessibility::recheckFocus(std::function<void()> corrected) {
+    if (!m_foundLater) return;
+    later(0, [this, corrected = std::move(corrected)] {
+        m_focused = *std::exchange(m_foundLater, std::nullopt);
+        if (corrected) corrected();
+    });
+}
+
 void FakeAccessibility::later(double seconds, Work work) {
     if (seconds <= 0)
         m_scheduler.nextTurn(m_lifetime.guard(std::move(work)));

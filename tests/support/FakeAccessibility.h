@@ -35,6 +35,8 @@ public:
     [[nodiscard]] ElementRef sameAgain(const ElementRef& element) const;
     [[nodiscard]] Node& node(const ElementRef& element);
     void setFocused(const ElementRef& element) { m_focused = element; }
+    /// The next `recheckFocus` finds that this one has the focus.
+    void setFoundLater(const ElementRef& element) { m_foundLater = element; }
     void setTrusted(bool trusted) { m_trusted = trusted; }
 
     /// Windows that were raised, in order.
@@ -43,6 +45,7 @@ public:
     [[nodiscard]] bool isTrusted() const override { return m_trusted; }
     void requestTrust() override { m_trusted = true; }
     [[nodiscard]] ElementRef focusedElement() const override { return m_focused; }
+    void recheckFocus(std::function<void()> corrected) override;
     [[nodiscard]] std::optional<QString> string(const ElementRef& element,
                                                 const QString& attribute) const override;
     [[nodiscard]] ElementRef element(const ElementRef& element,
@@ -64,6 +67,7 @@ private:
     Scheduler& m_scheduler;
     bool m_trusted = true;
     ElementRef m_focused;
+    std::optional<ElementRef> m_foundLater;
     std::vector<ScheduledWork> m_delays;
     Lifetime m_lifetime;
 };

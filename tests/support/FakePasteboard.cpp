@@ -22,6 +22,12 @@ public:
 
     [[nodiscard]] qint64 changeCount() const override { return m_changeCount; }
     [[nodiscard]] bool isComplete() const override { return m_answered || isOver(); }
+    [[nodiscard]] bool lacksText() const override {
+        return m_answered && std::ranges::none_of(m_source, [](const PasteboardItem& item) {
+                   return std::ranges::any_of(
+                       item, [](const auto& format) { return format.first == textFormat; });
+               });
+    }
     [[nodiscard]] PasteboardSnapshot snapshot() const override {
         PasteboardSnapshot snapshot;
         for (const PasteboardItem& item : m_source) {

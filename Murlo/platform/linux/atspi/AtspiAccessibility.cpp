@@ -122,14 +122,4 @@ void AtspiAccessibility::endClick() {
     if (const auto done = std::exchange(m_clicked, nullptr)) done();
 }
 
-bool AtspiAccessibility::focusIsSecure() const {
-    const auto focused = m_focus.focused();
-    return focused && focused->role == AtspiRole::passwordText;
-}
-
-bool AtspiAccessibility::focusIsTerminal() const {
-    const auto focused = m_focus.focused();
-    return focused && focused->role == AtspiRole::terminal;
-}
-
 } // namespace murlo

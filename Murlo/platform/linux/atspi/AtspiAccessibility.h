@@ -33,6 +33,9 @@ public:
     [[nodiscard]] bool isTrusted() const override { return m_bus.isEnabled() && m_bus.isOpen(); }
     void requestTrust() override { m_bus.enable(); }
     [[nodiscard]] ElementRef focusedElement() const override { return m_focus.focused(); }
+    void recheckFocus(std::function<void()> corrected) override {
+        m_focus.recheck(std::move(corrected));
+    }
     [[nodiscard]] std::optional<QString> string(const ElementRef& element,
                                                 const QString& attribute) const override;
     [[nodiscard]] ElementRef element(const ElementRef& element,
@@ -46,11 +49,6 @@ public:
 
     /// The bus that everything is read over.
     [[nodiscard]] AtspiBus& bus() { return m_bus; }
-
-    /// Whether the keyboard focus is in a password field. Main thread.
-    [[nodiscard]] bool focusIsSecure() const;
-    /// Whether the keyboard focus is in a terminal that says so. Main thread.
-    [[nodiscard]] bool focusIsTerminal() const;
 
 private:
     void clickInto(const ElementRef& element, int attempts, const std::function<void()>& done);

@@ -1,6 +1,7 @@
 #include "FocusFinder.h"
 
 #include "AtspiCalls.h"
+#include "Restraint.h"
 
 namespace murlo {
 
@@ -9,6 +10,12 @@ namespace {
 // Objects looked at in a descent before it gives up: a few hundred milliseconds of the other
 // program's time at most.
 constexpr int descentBudget = 1500;
+constexpr int deepest = 60;
+// Seconds, counted from its beginning.
+constexpr double descentLimit = 1.0;
+
+/// What a descent asks of each object, and where the answer is.
+enum Reply { stateReply, roleReply, countReply, repliesPerObject };
 
 } // namespace
 
@@ -32,44 +39,75 @@ void FocusFinder::findActiveWindow(const AtspiReference& application, const Foun
 
 void FocusFinder::findFocus(const AtspiReference& window, std::function<bool()> wanted,
                             Found found) {
-    const auto descent =
-        std::make_shared<Descent>(Descent{std::move(wanted), std::move(found), descentBudget});
-    m_bus.send(atspi::getMatches(window, {AtspiState::focused, AtspiState::focusable}, {}, 1),
-               [this, descent, window](const QDBusMessage& reply) {
-                   if (!descent->wanted()) return;
-                   const auto matches = atspi::referencesOf(reply);
-                   if (!matches.isEmpty()) descent->found(matches.first());
-                   // Who is too busy for one question gets no thousand.
-                   else if (atspi::isUnknown(reply))
-                       descend(descent, {window});
-               });
+    const auto descent = std::make_shared<Descent>(Descent{std::move(wanted),
+                                                           std::move(found),
+                                                           {},
+                                                           descentBudget,
+                                                           m_scheduler.uptime() + descentLimit});
+    descend(descent, {window}, 0);
 }
 
 void FocusFinder::descend(const std::shared_ptr<Descent>& descent,
-                          const QList<AtspiReference>& level) {
+                          const QList<AtspiReference>& level, int depth) {
     std::vector<QDBusMessage> calls;
     for (const auto& object : level.first(std::min<qsizetype>(level.size(), descent->budget))) {
         calls.push_back(atspi::getState(object));
-        calls.push_back(atspi::getChildren(object));
+        calls.push_back(atspi::getRole(object));
+        calls.push_back(atspi::getChildCount(object));
     }
-    if (calls.empty()) return;
-    descent->budget -= static_cast<int>(calls.size() / 2);
-    m_bus.send(calls, [this, descent, level](const AtspiBus::Replies& replies) {
+    if (calls.empty() || depth > deepest || m_scheduler.uptime() > descent->deadline) {
+        finish(descent);
+        return;
+    }
+    descent->budget -= static_cast<int>(calls.size() / repliesPerObject);
+    m_bus.send(calls, [this, descent, level, depth](const AtspiBus::Replies& replies) {
         if (!descent->wanted()) return;
-        QList<AtspiReference> next;
-        for (size_t i = 0; i < replies.size() / 2; ++i) {
-            const auto states = atspi::statesOf(replies[2 * i]).value_or(AtspiStates());
+        QList<AtspiReference> inner;
+        for (size_t i = 0; i < replies.size() / repliesPerObject; ++i) {
+            const QDBusMessage* const reply = &replies[i * repliesPerObject];
+            const auto states = atspi::statesOf(reply[stateReply]).value_or(AtspiStates());
+            const auto role = atspi::roleOf(reply[roleReply]).value_or(AtspiRole::invalid);
+            const int children = atspi::numberPropertyOf(reply[countReply]).value_or(0);
+            // GTK 4 never says that something is showing.
+            if (!states.has(AtspiState::showing) && !states.has(AtspiState::visible)) continue;
+            const AtspiReference& object = level[static_cast<qsizetype>(i)];
             // Both: Qt calls the current tab of a tab bar focused, wherever the focus is.
             if (states.has(AtspiState::focused) && states.has(AtspiState::focusable)) {
-                descent->found(level[static_cast<qsizetype>(i)]);
-                return;
+                descent->innermost = object;
+                if (states.has(AtspiState::editable)) {
+                    finish(descent);
+                    return;
+                }
             }
-            // GTK 4 never says that something is showing.
-            if (states.has(AtspiState::showing) || states.has(AtspiState::visible))
-                next += atspi::referencesOf(replies[2 * i + 1]);
+            if (mayEnter(role, states, children)) inner.append(object);
         }
-        descend(descent, next);
+        enter(descent, inner, depth);
     });
+}
+
+void FocusFinder::enter(const std::shared_ptr<Descent>& descent,
+                        const QList<AtspiReference>& objects, int depth) {
+    std::vector<QDBusMessage> calls;
+    calls.reserve(static_cast<size_t>(objects.size()));
+    for (const auto& object : objects) calls.push_back(atspi::getChildren(object));
+    if (calls.empty()) {
+        finish(descent);
+        return;
+    }
+    m_bus.send(calls, [this, descent, depth](const AtspiBus::Replies& replies) {
+        if (!descent->wanted()) return;
+        QList<AtspiReference> next;
+        for (const QDBusMessage& reply : replies) {
+            for (const AtspiReference& child : atspi::referencesOf(reply)) {
+                if (!child.isNull()) next.append(child);
+            }
+        }
+        descend(descent, next, depth + 1);
+    });
+}
+
+void FocusFinder::finish(const std::shared_ptr<Descent>& descent) {
+    if (!descent->innermost.isNull()) descent->found(descent->innermost);
 }
 
 } // namespace murlo

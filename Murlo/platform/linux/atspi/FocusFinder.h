@@ -9,8 +9,9 @@ namespace murlo {
 /// delays no other. It lives as long as the bus.
 class FocusFinder {
 public:
-    explicit FocusFinder(AtspiBus& bus)
-        : m_bus(bus) {}
+    FocusFinder(Scheduler& scheduler, AtspiBus& bus)
+        : m_scheduler(scheduler)
+        , m_bus(bus) {}
 
     using Found = std::function<void(const AtspiReference&)>;
     /// Calls `found` for every window that says it is active.
@@ -20,18 +21,26 @@ public:
     void findActiveWindow(const AtspiReference& application, const Found& found);
 
     /// Calls `found` with the focused object inside `window`, if there is one and while `wanted`
-    /// holds. One query where the toolkit has it, else a descent through what is showing.
+    /// holds: of several the first that takes text, else the innermost. Looks at what is showing,
+    /// level by level, and enters no tables.
     void findFocus(const AtspiReference& window, std::function<bool()> wanted, Found found);
 
 private:
     struct Descent {
         std::function<bool()> wanted;
         Found found;
-        int budget;
+        AtspiReference innermost; ///< of the focused ones
+        int budget;               ///< objects that may still be looked at
+        double deadline;          ///< uptime
     };
 
-    void descend(const std::shared_ptr<Descent>& descent, const QList<AtspiReference>& level);
+    void descend(const std::shared_ptr<Descent>& descent, const QList<AtspiReference>& level,
+                 int depth);
+    void enter(const std::shared_ptr<Descent>& descent, const QList<AtspiReference>& objects,
+               int depth);
+    static void finish(const std::shared_ptr<Descent>& descent);
 
+    Scheduler& m_scheduler;
     AtspiBus& m_bus;
 };
 

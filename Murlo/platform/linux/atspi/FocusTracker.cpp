@@ -10,13 +10,20 @@ namespace {
 // for it costs a program with many objects a moment of its time.
 constexpr double settling = 0.1;
 
+/// Focused, and to be seen as far as the toolkit knows. An object that is gone has no states.
+bool isFocused(const std::optional<AtspiStates>& states) {
+    return states && states->has(AtspiState::focused) &&
+           (states->has(AtspiState::showing) || states->has(AtspiState::visible));
+}
+
 } // namespace
 
 FocusTracker::FocusTracker(Scheduler& scheduler, AtspiBus& bus,
                            std::function<std::optional<qint64>()> frontmostPid)
     : m_scheduler(scheduler)
+    , m_bus(bus)
     , m_reader(bus)
-    , m_finder(bus)
+    , m_finder(scheduler, bus)
     , m_frontmostPid(std::move(frontmostPid)) {
     const auto objectEvents = QStringLiteral("org.a11y.atspi.Event.Object");
     bus.listen({objectEvents,
@@ -82,7 +89,13 @@ void FocusTracker::onFocusedChanged(const QDBusMessage& signal) {
         return;
     }
     const auto program = m_programs.find(object.service);
-    if (program != m_programs.end() && program->object == object) drop(*program);
+    if (program == m_programs.end() || program->object != object) return;
+    drop(*program);
+    // Of several objects that were focused at once the others still are; who moves the focus tells
+    // of the next one in a moment.
+    if (m_activeWindow && m_activeWindow->service == object.service)
+        m_search =
+            m_scheduler.after(settling, [this, window = *m_activeWindow] { lookForFocus(window); });
 }
 
 void FocusTracker::onWindowEvent(const QDBusMessage& signal) {
@@ -112,20 +125,53 @@ void FocusTracker::drop(Program& program) {
     program.change = ++m_changes;
 }
 
-void FocusTracker::setFocus(const AtspiReference& object) {
+void FocusTracker::setFocus(const AtspiReference& object, const std::function<void()>& known) {
     auto& program = m_programs[object.service];
+    const auto before = program.object == object ? nullptr : program.element;
     drop(program);
     program.object = object;
     if (m_activeWindow && m_activeWindow->service == object.service) m_search.cancel();
-    m_reader.read(object, [this, object, change = program.change](
-                              const std::shared_ptr<const AtspiElement>& element) {
+    m_reader.read(object, [this, before, change = program.change, object,
+                           known](const std::shared_ptr<const AtspiElement>& element) {
         const auto reader = m_programs.find(object.service);
         if (reader == m_programs.end() || reader->change != change) return;
         reader->element = element;
         if (!element) reader->object = {};
         if (m_activeWindow && m_activeWindow->service == object.service)
             ownsActiveWindow(*reader, m_frontmostPid());
+        if (before && before->description.editable && !(element && element->description.editable))
+            preferIfFocused(before, change);
+        if (known) known();
     });
+}
+
+void FocusTracker::preferIfFocused(const std::shared_ptr<const AtspiElement>& before,
+                                   quint64 change) {
+    m_bus.send(atspi::getState(before->reference),
+               [this, before, change](const QDBusMessage& reply) {
+                   const auto program = m_programs.find(before->reference.service);
+                   if (program == m_programs.end() || program->change != change) return;
+                   if (!isFocused(atspi::statesOf(reply))) return;
+                   program->object = before->reference;
+                   program->element = before;
+               });
+}
+
+void FocusTracker::recheck(std::function<void()> corrected) {
+    const auto element = focused();
+    if (!element) return; // then it is being looked for already, if there is anything to find
+    m_bus.send(atspi::getState(element->reference),
+               [this, element, corrected = std::move(corrected)](const QDBusMessage& reply) {
+                   const auto program = m_programs.find(element->reference.service);
+                   // A program that is too busy for an answer is believed.
+                   if (program == m_programs.end() || program->element != element ||
+                       atspi::isTimeout(reply) || isFocused(atspi::statesOf(reply)))
+                       return;
+                   drop(*program);
+                   if (corrected) corrected();
+                   if (m_activeWindow && m_activeWindow->service == element->reference.service)
+                       lookForFocus(*m_activeWindow, corrected);
+               });
 }
 
 void FocusTracker::activate(const AtspiReference& window) {
@@ -138,7 +184,7 @@ void FocusTracker::activate(const AtspiReference& window) {
     m_search = m_scheduler.after(settling, [this, window] { lookForFocus(window); });
 }
 
-void FocusTracker::lookForFocus(const AtspiReference& window) {
+void FocusTracker::lookForFocus(const AtspiReference& window, std::function<void()> known) {
     const auto change = m_programs[window.service].change;
     m_finder.findFocus(
         window,
@@ -146,7 +192,9 @@ void FocusTracker::lookForFocus(const AtspiReference& window) {
             const auto program = m_programs.constFind(service);
             return program != m_programs.cend() && program->change == change;
         },
-        [this](const AtspiReference& object) { setFocus(object); });
+        [this, known = std::move(known)](const AtspiReference& object) {
+            setFocus(object, known);
+        });
 }
 
 void FocusTracker::discover() {

@@ -22,6 +22,11 @@ public:
     /// has the focus, and when the active window is of a program that told nothing.
     [[nodiscard]] std::shared_ptr<const AtspiElement> focused();
 
+    /// Asks the focused object whether it still is: where the events of its program have not told
+    /// the truth, it is forgotten and the focus looked for. `corrected` is called on a later turn
+    /// for each change that follows from that, not at all if all is well.
+    void recheck(std::function<void()> corrected);
+
 private Q_SLOTS:
     void onFocusedChanged(const QDBusMessage& signal);
     void onWindowEvent(const QDBusMessage& signal);
@@ -44,12 +49,17 @@ private:
     void discover();
     FocusFinder::Found activeWindowFound();
     void activate(const AtspiReference& window);
-    void lookForFocus(const AtspiReference& window);
-    void setFocus(const AtspiReference& object);
+    void lookForFocus(const AtspiReference& window, std::function<void()> known = {});
+    /// Several objects may be focused at once: one that takes text is preferred to one that does
+    /// not, if it still has the focus and `change` is the program's last.
+    void preferIfFocused(const std::shared_ptr<const AtspiElement>& before, quint64 change);
+    /// `known` is called once it has been read.
+    void setFocus(const AtspiReference& object, const std::function<void()>& known = {});
     void drop(Program& program);
     bool ownsActiveWindow(Program& program, std::optional<qint64> frontmost);
 
     Scheduler& m_scheduler;
+    AtspiBus& m_bus;
     ElementReader m_reader;
     FocusFinder m_finder;
     std::function<std::optional<qint64>()> m_frontmostPid;

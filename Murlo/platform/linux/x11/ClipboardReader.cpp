@@ -37,6 +37,14 @@ bool ClipboardReading::isComplete() const {
     return m_finished || Clock::now() >= m_deadline;
 }
 
+bool ClipboardReading::lacksText() const {
+    const std::lock_guard guard(m_lock);
+    return m_finished && std::ranges::none_of(m_slots, [](const Slot& slot) {
+               return slot.target == QLatin1String("UTF8_STRING") ||
+                      slot.target.startsWith(QLatin1String("text/plain"));
+           });
+}
+
 PasteboardSnapshot ClipboardReading::snapshot() const {
     const std::lock_guard guard(m_lock);
     PasteboardItem item;

@@ -23,6 +23,7 @@ public:
 
     [[nodiscard]] qint64 changeCount() const override { return m_changeCount; }
     [[nodiscard]] bool isComplete() const override;
+    [[nodiscard]] bool lacksText() const override;
     [[nodiscard]] PasteboardSnapshot snapshot() const override;
     /// When an owner that stays silent is given up.
     [[nodiscard]] Clock::time_point deadline() const;

@@ -1,0 +1,28 @@
+#include "Restraint.h"
+
+namespace murlo {
+
+bool mayEnter(AtspiRole role, const AtspiStates& states, int children) {
+    constexpr int mostRows = 250;
+    constexpr int mostChildren = 2000;
+    if (children < 1 || children > mostChildren || states.has(AtspiState::managesDescendants))
+        return false;
+    switch (role) {
+    case AtspiRole::list:
+    case AtspiRole::table:
+    case AtspiRole::tree:
+    case AtspiRole::treeTable:
+    case AtspiRole::layeredPane:
+    case AtspiRole::documentSpreadsheet:
+        return children <= mostRows;
+    default:
+        return true;
+    }
+}
+
+bool searchesSafely(const QString& toolkit) {
+    return toolkit == QLatin1String("Gecko") || toolkit == QLatin1String("Chromium") ||
+           toolkit == QLatin1String("WebKitGTK");
+}
+
+} // namespace murlo
