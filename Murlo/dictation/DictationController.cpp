@@ -180,7 +180,7 @@ void DictationController::requestPreview() {
 std::unique_ptr<HttpTask> DictationController::send(const QByteArray& clip,
                                                     std::function<void(TranscribeResult)> done) {
     const Settings& settings = m_with.settings;
-    return Transcriber(m_with.http, m_with.server.inferenceURL())
+    return Transcriber(m_with.http, m_with.server.inferenceURL(), m_with.server.credentials())
         .transcribe(clip, settings.text(SettingKey::language).value_or(QStringLiteral("en")),
                     settings.text(SettingKey::initialPrompt).value_or(QString()), std::move(done));
 }

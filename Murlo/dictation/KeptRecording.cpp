@@ -22,13 +22,20 @@ void KeptRecording::keep(const QByteArray& wav) {
     if (wav.isEmpty()) return;
     const QString name = nameOf(1);
     m_queue->async([name, paths = m_paths, wav] {
+        // Where there is no room for it, the earlier ones stay.
+        const QString fresh = paths.file(name + QStringLiteral(".new"));
+        if (const auto kept = writePrivateFile(fresh, wav); !kept) {
+            QFile::remove(fresh);
+            Log::write(QStringLiteral("dictation: the recording could not be kept: ") +
+                       kept.error());
+            return;
+        }
         QFile::remove(paths.file(nameOf(mostKept)));
         for (int age = mostKept; age > 1; --age)
             QFile::rename(paths.file(nameOf(age - 1)), paths.file(nameOf(age)));
-        const auto kept = writePrivateFile(paths.file(name), wav);
-        Log::write(kept ? QStringLiteral("dictation: the recording is kept in ") + name
-                        : QStringLiteral("dictation: the recording could not be kept: ") +
-                              kept.error());
+        const bool named = QFile::rename(fresh, paths.file(name));
+        Log::write(QStringLiteral("dictation: the recording is kept in ") +
+                   (named ? name : name + QStringLiteral(".new")));
     });
 }
 

@@ -49,11 +49,11 @@ QByteArray multipartBody(const QByteArray& boundary, const QByteArray& wav, cons
 TranscribeResult readAnswer(const HttpResult& result) {
     if (!result) return tl::unexpected(TranscribeError{result.error()});
     const QByteArray& body = result->body;
-    if (body.isEmpty()) return tl::unexpected(TranscribeError{TranscribeError::EmptyResponse{}});
     if (result->status >= 400) {
         return tl::unexpected(TranscribeError{
             TranscribeError::Server{result->status, decodeUtf8(body).value_or(QString())}});
     }
+    if (body.isEmpty()) return tl::unexpected(TranscribeError{TranscribeError::EmptyResponse{}});
     const QJsonValue text = QJsonDocument::fromJson(body).object().value(QLatin1String("text"));
     return TextCleanup::clean(text.isString() ? text.toString()
                                               : decodeUtf8(body).value_or(QString()));
@@ -79,7 +79,8 @@ Transcriber::transcribe(const QByteArray& wav, const QString& language, const QS
     HttpRequest request;
     request.method = "POST";
     request.url = m_endpoint;
-    request.headers = {{"Content-Type", "multipart/form-data; boundary=" + boundary}};
+    request.headers = {m_credentials,
+                       {"Content-Type", "multipart/form-data; boundary=" + boundary}};
     request.body = multipartBody(boundary, wav, language, vocabulary);
     request.timeout = transcriptionLimit;
     return m_http.send(request, [completion = std::move(completion)](const HttpResult& result) {

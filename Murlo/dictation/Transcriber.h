@@ -29,10 +29,12 @@ using TranscribeResult = tl::expected<QString, TranscribeError>;
 /// Sends WAV clips to the speech engine. Light; make one per request. Main thread.
 class Transcriber {
 public:
-    /// `endpoint` is the engine's transcription URL; `http` must outlive the requests.
-    Transcriber(HttpClient& http, QUrl endpoint)
+    /// `endpoint` is the engine's transcription URL, `credentials` what it demands with a request;
+    /// `http` must outlive the requests.
+    Transcriber(HttpClient& http, QUrl endpoint, HttpHeader credentials)
         : m_http(http)
-        , m_endpoint(std::move(endpoint)) {}
+        , m_endpoint(std::move(endpoint))
+        , m_credentials(std::move(credentials)) {}
 
     /// Transcribes one clip within 120 seconds; `completion` is called once, on a later turn.
     /// `language` as stored ("en" when empty); `vocabulary` primes the engine and is left out when
@@ -45,6 +47,7 @@ public:
 private:
     HttpClient& m_http;
     QUrl m_endpoint;
+    HttpHeader m_credentials;
 };
 
 } // namespace murlo

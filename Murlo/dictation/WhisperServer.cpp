@@ -3,6 +3,7 @@
 #include "support/Log.h"
 
 #include <QFileInfo>
+#include <QRandomGenerator>
 
 #include <algorithm>
 #include <array>
@@ -20,6 +21,17 @@ constexpr double reapLimit = 5;    ///< seconds for the clean-up program
 
 void log(const QString& message) {
     Log::write(QStringLiteral("whisper-server: ") + message);
+}
+
+/// Where the engine looks for its secret (packaging/engine.patch).
+const QString secretVariable = QStringLiteral("WHISPER_SERVER_SECRET");
+const QByteArray secretHeader = QByteArrayLiteral("X-Whisper-Server-Secret");
+
+/// Any page in a browser and any user of the machine can reach a port of the loopback interface.
+QByteArray newSecret() {
+    std::array<quint32, 8> words{};
+    QRandomGenerator::system()->fillRange(words.data(), static_cast<qsizetype>(words.size()));
+    return QByteArray(reinterpret_cast<const char*>(words.data()), sizeof words).toHex();
 }
 
 } // namespace
@@ -63,6 +75,11 @@ void WhisperServer::shutdown() {
 WhisperServer::State WhisperServer::state() const {
     const std::lock_guard guard(m_stateLock);
     return m_state;
+}
+
+HttpHeader WhisperServer::credentials() const {
+    const std::lock_guard guard(m_stateLock);
+    return {secretHeader, m_secret};
 }
 
 QUrl WhisperServer::url(const QString& path) const {
@@ -122,9 +139,14 @@ void WhisperServer::spawn(const QString& program, const QString& model) {
         QStringLiteral("--threads"),       QString::number(threads),
         QStringLiteral("--language"),      language.isEmpty() ? QStringLiteral("en") : language,
         QStringLiteral("--no-timestamps"), QStringLiteral("--suppress-nst")};
+    const QByteArray secret = newSecret();
+    {
+        const std::lock_guard guard(m_stateLock);
+        m_secret = secret;
+    }
     m_output = std::make_unique<EngineOutput>(log);
     auto child =
-        m_processes.launch(program, arguments,
+        m_processes.launch(program, arguments, {{secretVariable, QString::fromLatin1(secret)}},
                            {.output = [this](const QByteArray& piece) { m_output->add(piece); },
                             .exited = [this](int status) { exited(status); }});
     if (!child) {
@@ -149,6 +171,7 @@ void WhisperServer::probe() {
     }
     HttpRequest request;
     request.url = url(QStringLiteral("/"));
+    request.headers = {credentials()};
     request.timeout = probeLimit;
     m_probe =
         m_http->send(request, [this](const HttpResult& result) { answered(result.has_value()); });

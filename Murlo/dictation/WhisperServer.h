@@ -49,6 +49,10 @@ public:
     /// The transcription endpoint. Send speech there only while the state is `ready`.
     [[nodiscard]] QUrl inferenceURL() const { return url(QStringLiteral("/inference")); }
 
+    /// The header that the engine demands with every request: each start of it gets another secret,
+    /// in its environment. One that knows nothing of it takes no notice. Any thread.
+    [[nodiscard]] HttpHeader credentials() const;
+
     /// Told every change of state, on the main thread.
     std::function<void(const State&)> onStateChange;
 
@@ -77,8 +81,9 @@ private:
     std::function<std::optional<QString>()> m_modelPath;
     std::function<QString()> m_language;
 
-    mutable std::mutex m_stateLock;
+    mutable std::mutex m_stateLock; ///< of the next two
     State m_state;
+    QByteArray m_secret;
 
     std::unique_ptr<SerialQueue> m_queue;
     // Of the queue's thread alone:

@@ -14,10 +14,13 @@
 
 namespace murlo {
 
+/// Name and value.
+using HttpHeader = std::pair<QByteArray, QByteArray>;
+
 struct HttpRequest {
     QByteArray method = "GET";
     QUrl url;
-    QList<std::pair<QByteArray, QByteArray>> headers;
+    QList<HttpHeader> headers;
     QByteArray body;
     /// Seconds after which the request fails as timed out, counted from `send`.
     double timeout = 60;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 
@@ -38,6 +39,9 @@ struct ChildHandlers {
     std::function<void(int)> exited;
 };
 
+/// Variables by their names.
+using Environment = QMap<QString, QString>;
+
 /// Starts programs and answers what the system knows of them. Any thread with an event loop.
 class ProcessLauncher {
 public:
@@ -46,9 +50,12 @@ public:
     ProcessLauncher& operator=(const ProcessLauncher&) = delete;
     virtual ~ProcessLauncher() = default;
 
-    /// Starts the program; the error is the platform's description of why it could not be started.
+    /// Starts the program with this application's environment and the variables of `environment`,
+    /// which nobody but this user's processes can read; the error is the platform's description of
+    /// why it could not be started.
     [[nodiscard]] virtual tl::expected<std::unique_ptr<ChildProcess>, QString>
-    launch(const QString& program, const QStringList& arguments, ChildHandlers handlers) = 0;
+    launch(const QString& program, const QStringList& arguments, const Environment& environment,
+           ChildHandlers handlers) = 0;
 
     /// Runs a program to its end with its output discarded, at most `seconds`; its exit status, or
     /// nothing when it could not be run or did not end.

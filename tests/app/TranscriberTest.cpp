@@ -60,7 +60,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, sentLanguage);
         QFETCH(QByteArray, sentPrompt);
         FakeHttpClient http;
-        const Transcriber transcriber(http, endpoint);
+        const Transcriber transcriber(http, endpoint, {"X-Key", "sesame"});
         const auto ignore = [](const TranscribeResult&) {};
         const auto first = transcriber.transcribe(clip(), language, vocabulary, ignore);
         const auto second = transcriber.transcribe(clip(), language, vocabulary, ignore);
@@ -74,6 +74,7 @@ private Q_SLOTS:
                     .hasMatch());
         QVERIFY(form(http.sent().value(1)).boundary != received.boundary);
         QCOMPARE(received.wav, clip());
+        QVERIFY(request.headers.contains(HttpHeader("X-Key", "sesame")));
         QMap<QByteArray, QByteArray> fields = {{"language", sentLanguage},
                                                {"temperature", "0.0"},
                                                {"temperature_inc", "0.2"},
@@ -102,7 +103,7 @@ private Q_SLOTS:
         add("not UTF-8", 200, "caf\xe9", "\"\"");
         add("redirect", 302, "moved", "\"moved\"");
         add("nothing", 200, "", "The speech engine returned nothing.");
-        add("refusal without a word", 500, "", "The speech engine returned nothing.");
+        add("refusal without a word", 500, "", "Speech engine error 500");
         add("refusal", 500, "{\"error\":\"failed\"}",
             "Speech engine error 500: {\"error\":\"failed\"}");
         add("refusal in no encoding", 400, "\xff", "Speech engine error 400");
@@ -117,7 +118,8 @@ private Q_SLOTS:
         FakeHttpClient http;
         QStringList results;
         const auto hear = [&](const TranscribeResult& result) { results << describe(result); };
-        const auto task = Transcriber(http, endpoint).transcribe(clip(), "en", {}, hear);
+        const auto task =
+            Transcriber(http, endpoint, {"X-Key", "sesame"}).transcribe(clip(), "en", {}, hear);
         QVERIFY(results.isEmpty());
         QVERIFY(status ? http.answer(status, body) : http.fail(body));
         QCOMPARE(results.size(), 1);

@@ -101,6 +101,22 @@ private Q_SLOTS:
         QCOMPARE(rig.scheduler.pendingTimers(), 0);
     }
 
+    void eachStartHasASecretOfItsOwn() {
+        Rig rig;
+        QSet<QByteArray> secrets;
+        for (int start = 1; start <= 2; ++start) {
+            rig.becomeReady();
+            const HttpHeader secret = rig.server.credentials();
+            secrets.insert(secret.second);
+            QCOMPARE(rig.http.sent().last().headers, QList<HttpHeader>{secret});
+            QCOMPARE(rig.processes.last().environment.values(),
+                     QStringList{QString::fromLatin1(secret.second)});
+            QVERIFY(!rig.processes.last().arguments.join(' ').contains(secret.second));
+            rig.server.shutdown();
+        }
+        QCOMPARE(secrets.size(), 2);
+    }
+
     void failsWithoutAModel() {
         for (const std::optional<QString>& model :
              {std::optional<QString>(), {""}, {"/nowhere/model.bin"}, {"/tmp"}}) {

@@ -48,7 +48,7 @@ public:
     virtual void breakProgram() = 0; ///< what is launched cannot be started any more
     [[nodiscard]] tl::expected<std::unique_ptr<ChildProcess>, QString>
     launch(ChildHandlers handlers) {
-        return launcher().launch(program, arguments, std::move(handlers));
+        return launcher().launch(program, arguments, {}, std::move(handlers));
     }
 
 protected:
@@ -100,7 +100,7 @@ std::unique_ptr<World> makeWorld() {
 std::unique_ptr<ChildProcess> launchSelf(QtProcessLauncher& launcher, const QStringList& arguments,
                                          QByteArray& output) {
     auto child = launcher.launch(
-        QCoreApplication::applicationFilePath(), arguments,
+        QCoreApplication::applicationFilePath(), arguments, {},
         {.output = [&output](const QByteArray& piece) { output += piece; }, .exited = {}});
     return child ? std::move(*child) : nullptr;
 }
@@ -190,8 +190,9 @@ private Q_SLOTS:
     void anEndBySignalTellsTheSignal() {
         QtProcessLauncher launcher({});
         int status = -1;
-        const auto child = launcher.launch(
-            "/bin/sleep", {"1000"}, {.output = {}, .exited = [&](int ended) { status = ended; }});
+        const auto child =
+            launcher.launch("/bin/sleep", {"1000"}, {},
+                            {.output = {}, .exited = [&](int ended) { status = ended; }});
         QVERIFY(child.has_value());
         (*child)->kill();
         QTRY_COMPARE_WITH_TIMEOUT(status, SIGKILL, patience);
@@ -202,20 +203,23 @@ private Q_SLOTS:
         QByteArray output;
         bool ended = false;
         const auto child = launcher.launch(
-            shell, {"-c", "echo 1; echo 2 >&2; echo 3; head -c 3000000 /dev/zero; printf 4 >&2"},
+            shell,
+            {"-c",
+             "echo 1; echo 2 >&2; echo 3; head -c 3000000 /dev/zero; printf 4 >&2; printf $ADDED"},
+            {{"ADDED", "5"}},
             {.output = [&](const QByteArray& piece) { output += piece; },
              .exited = [&](int) { ended = true; }});
         QTRY_VERIFY_WITH_TIMEOUT(ended, patience);
         QVERIFY(output.startsWith("1\n2\n3\n"));
-        QCOMPARE(output.size(), 3'000'007);
-        QVERIFY(output.endsWith('4'));
+        QCOMPARE(output.size(), 3'000'008);
+        QVERIFY(output.endsWith("45"));
     }
 
     void aChildThatIgnoresSigtermIsKilledAfterTwoSeconds() {
         QtProcessLauncher launcher({});
         QByteArray output;
         auto child = launcher.launch(
-            shell, {"-c", "trap '' TERM; echo up; while :; do sleep 1; done"},
+            shell, {"-c", "trap '' TERM; echo up; while :; do sleep 1; done"}, {},
             {.output = [&](const QByteArray& piece) { output += piece; }, .exited = {}});
         QVERIFY(child.has_value());
         QTRY_COMPARE_WITH_TIMEOUT(output, QByteArray("up\n"), patience);
@@ -234,7 +238,7 @@ private Q_SLOTS:
         sigaddset(&blocked, SIGTERM);
         pthread_sigmask(SIG_BLOCK, &blocked, &before);
         QtProcessLauncher launcher({});
-        auto child = launcher.launch("/bin/sleep", {"1000"}, {});
+        auto child = launcher.launch("/bin/sleep", {"1000"}, {}, {});
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
         QVERIFY(child.has_value());
         (*child)->terminate();
@@ -330,7 +334,7 @@ int main(int argc, char** argv) {
     }
     if (arguments.value(1) == "--hold-a-child") {
         murlo::QtProcessLauncher launcher({});
-        const auto child = launcher.launch("/bin/sleep", {"1000"}, {});
+        const auto child = launcher.launch("/bin/sleep", {"1000"}, {}, {});
         std::printf("%lld\n", child ? static_cast<long long>((*child)->pid()) : 0LL);
         std::fflush(stdout);
         return QCoreApplication::exec();

@@ -7,10 +7,12 @@
 #include "tests/support/HurriedScheduler.h"
 #include "tests/support/TestLog.h"
 #include "tests/support/ValidatingServer.h"
+#include "tests/support/desktop/DeepModel.h"
 #include "tests/support/desktop/Speaker.h"
 
 #include <QDir>
 #include <QProcess>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -34,9 +36,12 @@ class WatchedLauncher : public QtProcessLauncher {
 public:
     using QtProcessLauncher::QtProcessLauncher;
 
-    tl::expected<std::unique_ptr<ChildProcess>, QString>
-    launch(const QString& program, const QStringList& arguments, ChildHandlers handlers) override {
-        auto child = QtProcessLauncher::launch(program, arguments, std::move(handlers));
+    tl::expected<std::unique_ptr<ChildProcess>, QString> launch(const QString& program,
+                                                                const QStringList& arguments,
+                                                                const Environment& environment,
+                                                                ChildHandlers handlers) override {
+        auto child =
+            QtProcessLauncher::launch(program, arguments, environment, std::move(handlers));
         if (child) {
             lastPid = static_cast<int>((*child)->pid());
             ++launches;
@@ -93,7 +98,7 @@ struct Engine {
     }
     std::unique_ptr<HttpTask> transcribe(const QByteArray& wav,
                                          std::optional<TranscribeResult>& result) {
-        return Transcriber(http, server->inferenceURL())
+        return Transcriber(http, server->inferenceURL(), server->credentials())
             .transcribe(wav, "en", {},
                         [&result](TranscribeResult answer) { result = std::move(answer); });
     }
@@ -228,12 +233,88 @@ private Q_SLOTS:
         QVERIFY(engine.waitFor(EngineState::ready));
     }
 
+    // Its work is counted, not its time: who gives a preview up must not wait for the encoder's
+    // run.
     void aCancelledPreviewLeavesTheEngineFree() {
+        const QString deep = m_folder.filePath("deep.bin");
+        QVERIFY(writeDeepModel(smallModel(), deep, 24));
+        const QString sentence = "There was fighting in the streets.";
+        Engine engine(m_program, deep);
+        bring(engine, Moment::idle);
+        const auto workOf = [&](const std::function<void()>& request) {
+            const int before = ticksUsed(engine.launcher.lastPid);
+            request();
+            return ticksUsed(engine.launcher.lastPid) - before;
+        };
+        const int alone = workOf([&] { expectTranscript(engine, sentence); });
+        for (int i = 0; i < 3; ++i) {
+            m_request = engine.transcribe(speech(longSpeech()), m_result);
+            const int before = ticksUsed(engine.launcher.lastPid);
+            QTRY_VERIFY_WITH_TIMEOUT(ticksUsed(engine.launcher.lastPid) > before + 20, patience);
+            m_request->cancel();
+            const int after = workOf([&] { expectTranscript(engine, sentence); });
+            QVERIFY2(
+                after < alone + alone / 3,
+                qPrintable(QString("%1 ticks after a preview, %2 alone").arg(after).arg(alone)));
+            QVERIFY(!m_result);
+        }
+    }
+
+    void nobodyElseIsHeard_data() {
+        QTest::addColumn<QByteArray>("request");
+        const QByteArray form = "Content-Type: multipart/form-data; boundary=x\r\n"
+                                "Content-Length: 98\r\n\r\n--x\r\nContent-Disposition: form-data; "
+                                "name=\"model\"\r\n\r\n/etc/passwd\r\n--x--\r\n";
+        QTest::newRow("another model") << "POST /load HTTP/1.1\r\n" + form;
+        QTest::newRow("a sentence") << "POST /inference HTTP/1.1\r\n" + form;
+        QTest::newRow("a wrong secret")
+            << "POST /inference HTTP/1.1\r\nX-Whisper-Server-Secret: 0\r\n" + form;
+        QTest::newRow("a body that never comes")
+            << QByteArray("POST /inference HTTP/1.1\r\nContent-Length: 900000000\r\n\r\n");
+        QTest::newRow("may a page ask?")
+            << QByteArray("OPTIONS /inference HTTP/1.1\r\nOrigin: http://example.com\r\n\r\n");
+        QTest::newRow("the page") << QByteArray("GET / HTTP/1.1\r\n\r\n");
+    }
+    void nobodyElseIsHeard() {
+        QFETCH(QByteArray, request);
         Engine engine(m_program, smallModel());
-        bring(engine, Moment::transcribing);
-        m_request->cancel();
+        bring(engine, Moment::idle);
+        const int pid = engine.launcher.lastPid;
+        QTcpSocket stranger;
+        stranger.connectToHost(QHostAddress::LocalHost, engine.port);
+        QVERIFY(stranger.waitForConnected());
+        stranger.write(request);
+        QVERIFY(stranger.waitForReadyRead(patience));
+        const QByteArray answer = stranger.readAll();
+        QVERIFY2(answer.startsWith("HTTP/1.1 403"), answer.constData());
+        QVERIFY(!answer.contains("Access-Control"));
         expectTranscript(engine, "There was fighting in the streets.");
-        QVERIFY(!m_result);
+        QVERIFY(isAlive(pid));
+        QCOMPARE(engine.launcher.launches, 1);
+        const HttpHeader secret = engine.server->credentials();
+        QVERIFY(secret.second.size() >= 32);
+        QCOMPARE(engine.log.lines().filter(QString::fromLatin1(secret.second)), QStringList());
+    }
+
+    void aPortThatAStrangerHasJustLeftIsTakenAtOnce() {
+        quint16 port = 0;
+        {
+            ValidatingServer stranger;
+            stranger.answer = [](const auto&) { return ServerAnswer{200, "hello"}; };
+            QVERIFY(stranger.listen(QHostAddress::LocalHost));
+            port = stranger.serverPort();
+            for (int i = 0; i < 3; ++i) {
+                QTcpSocket client;
+                client.connectToHost(QHostAddress::LocalHost, port);
+                QVERIFY(client.waitForConnected());
+                client.write("GET / HTTP/1.1\r\nConnection: close\r\n\r\n");
+                QTRY_VERIFY(client.state() == QTcpSocket::UnconnectedState);
+            }
+        }
+        Engine engine(m_program, smallModel(), port);
+        engine.server->start();
+        QVERIFY(engine.waitFor(EngineState::ready));
+        QCOMPARE(engine.launcher.launches, 1);
     }
 
     void speechNeverGoesToAStranger() {

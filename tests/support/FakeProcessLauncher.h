@@ -18,6 +18,7 @@ public:
     struct Child {
         QString program;
         QStringList arguments;
+        Environment environment;
         ChildHandlers handlers;
         qint64 pid = 0;
         bool running = true;
@@ -33,11 +34,13 @@ public:
     }
 
     [[nodiscard]] tl::expected<std::unique_ptr<ChildProcess>, QString>
-    launch(const QString& program, const QStringList& arguments, ChildHandlers handlers) override {
+    launch(const QString& program, const QStringList& arguments, const Environment& environment,
+           ChildHandlers handlers) override {
         if (!launchError.isEmpty()) return tl::unexpected(launchError);
         auto child = std::make_shared<Child>();
         child->program = program;
         child->arguments = arguments;
+        child->environment = environment;
         child->handlers = std::move(handlers);
         child->pid = 1000 + static_cast<qint64>(children.size());
         children.push_back(child);

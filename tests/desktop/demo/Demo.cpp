@@ -263,11 +263,11 @@ Demo::Step Demo::measureEngine() {
     add(R"(form-data; name="temperature_inc")", "0.2");
     add(R"(form-data; name="response_format")", "json");
     QNetworkAccessManager network;
+    QNetworkRequest request(QUrl(QStringLiteral("http://127.0.0.1:%1/inference").arg(enginePort)));
+    request.setRawHeader("X-Whisper-Server-Secret", m_murlo->engineSecret());
     QElapsedTimer clock;
     clock.start();
-    const std::unique_ptr<QNetworkReply> reply(network.post(
-        QNetworkRequest(QUrl(QStringLiteral("http://127.0.0.1:%1/inference").arg(enginePort))),
-        &form));
+    const std::unique_ptr<QNetworkReply> reply(network.post(request, &form));
     const bool answered = waitFor([&] { return reply->isFinished(); }, 60000, 1);
     if (answered && reply->error() == QNetworkReply::NoError)
         m_engine = static_cast<int>(clock.elapsed());

@@ -92,6 +92,15 @@ qint64 MurloProcess::enginePid() const {
     return 0;
 }
 
+QByteArray MurloProcess::engineSecret() const {
+    QFile environment(QStringLiteral("/proc/%1/environ").arg(enginePid()));
+    if (!environment.open(QIODevice::ReadOnly)) return {};
+    const QByteArray name = QByteArrayLiteral("WHISPER_SERVER_SECRET=");
+    for (const QByteArray& variable : environment.readAll().split('\0'))
+        if (variable.startsWith(name)) return variable.mid(name.size());
+    return {};
+}
+
 QStringList MurloProcess::log() const {
     QFile log(file(QStringLiteral("brisvane.log")));
     if (!log.open(QIODevice::ReadOnly) || !log.seek(m_logStart)) return {};

@@ -39,6 +39,9 @@ public:
     /// The process of its engine; 0 when there is none.
     [[nodiscard]] qint64 enginePid() const;
 
+    /// The secret that its engine demands, as its environment has it; empty without one.
+    [[nodiscard]] QByteArray engineSecret() const;
+
     /// The log's lines written after the last `forgetLog`.
     [[nodiscard]] QStringList log() const;
     void forgetLog();

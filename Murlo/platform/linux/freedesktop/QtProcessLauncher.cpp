@@ -42,9 +42,14 @@ void configure(QProcess& process, const QString& program, const QStringList& arg
 
 class QtChildProcess : public ChildProcess {
 public:
-    QtChildProcess(const QString& program, const QStringList& arguments)
+    QtChildProcess(const QString& program, const QStringList& arguments,
+                   const Environment& environment)
         : m_process(new QProcess) {
         configure(*m_process, program, arguments);
+        QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
+        for (auto variable = environment.begin(); variable != environment.end(); ++variable)
+            variables.insert(variable.key(), variable.value());
+        m_process->setProcessEnvironment(variables);
         m_process->setProcessChannelMode(QProcess::MergedChannels);
     }
     ~QtChildProcess() override {
@@ -137,8 +142,8 @@ bool holdsSocket(qint64 pid, const QByteArray& number) {
 
 tl::expected<std::unique_ptr<ChildProcess>, QString>
 QtProcessLauncher::launch(const QString& program, const QStringList& arguments,
-                          ChildHandlers handlers) {
-    auto child = std::make_unique<QtChildProcess>(program, arguments);
+                          const Environment& environment, ChildHandlers handlers) {
+    auto child = std::make_unique<QtChildProcess>(program, arguments, environment);
     if (const auto started = child->start(std::move(handlers)); !started) {
         return tl::unexpected(started.error());
     }

@@ -13,7 +13,8 @@ public:
         : m_resourceFolder(std::move(resourceFolder)) {}
 
     [[nodiscard]] tl::expected<std::unique_ptr<ChildProcess>, QString>
-    launch(const QString& program, const QStringList& arguments, ChildHandlers handlers) override;
+    launch(const QString& program, const QStringList& arguments, const Environment& environment,
+           ChildHandlers handlers) override;
     [[nodiscard]] std::optional<int> run(const QString& program, const QStringList& arguments,
                                          double seconds) override;
     [[nodiscard]] bool ownsListeningPort(qint64 pid, quint16 port) const override;
