@@ -15,7 +15,7 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, quint16 enginePo
     , history(paths, *on.scheduler)
     , settingsModel(settings, *on.loginItem)
     , permissions(*on.microphoneAuthorization, *on.accessibility, *on.eventTap)
-    , hotkeys(*on.eventTap, settings, *on.scheduler)
+    , hotkeys(*on.eventTap, settings)
     , overlay(*on.scheduler,
               [&on](OverlayModel& model) {
                   return std::make_unique<NonKeyPanel>(model, *on.scheduler, *on.desktop);

@@ -82,7 +82,7 @@ QList<Figure> tapFigures() {
     QtScheduler scheduler;
     Settings settings(Paths(folder.path()), scheduler);
     X11EventTap tap(std::make_shared<SyntheticKeys>());
-    HotkeyMonitor monitor(tap, settings, scheduler);
+    HotkeyMonitor monitor(tap, settings);
     int seen = 0;
     QList<double> handling;
     const auto timed = [&](const auto& work) {

@@ -14,6 +14,9 @@ struct KeyPress {
     /// What the key types in the current layout, modifiers ignored; empty for keys that type
     /// nothing.
     QString characters;
+    /// When it went down, in milliseconds of the keyboard's own clock, which does not go backwards:
+    /// comparable with other events only. It tells what the user did, however late it is handled.
+    qint64 time = 0;
 };
 
 /// A modifier key went down or up. `flags` is the state after the change: the device-dependent side
@@ -21,6 +24,7 @@ struct KeyPress {
 struct ModifierChange {
     qint64 keyCode = -1;
     quint32 flags = 0;
+    qint64 time = 0; ///< as of `KeyPress`
 };
 
 /// Whether key events of other applications can be had at all.

@@ -5,10 +5,9 @@
 
 namespace murlo {
 
-HotkeyMonitor::HotkeyMonitor(EventTap& tap, Settings& settings, Scheduler& scheduler)
+HotkeyMonitor::HotkeyMonitor(EventTap& tap, Settings& settings)
     : m_tap(tap)
-    , m_settings(settings)
-    , m_scheduler(scheduler) {}
+    , m_settings(settings) {}
 
 HotkeyMonitor::~HotkeyMonitor() {
     stop();
@@ -74,17 +73,16 @@ void HotkeyMonitor::handleFlagsChanged(const ModifierChange& event) {
         m_states[event.keyCode] = {};
         return;
     }
-    const double now = m_scheduler.uptime();
     if (event.flags & trigger.deviceFlag) {
-        keyWentDown(event.keyCode, action, now);
+        keyWentDown(event.keyCode, action, event.time);
     } else {
-        keyWentUp(event.keyCode, action, now);
+        keyWentUp(event.keyCode, action, event.time);
     }
 }
 
-void HotkeyMonitor::keyWentDown(qint64 keyCode, HotkeyAction action, double at) {
+void HotkeyMonitor::keyWentDown(qint64 keyCode, HotkeyAction action, qint64 at) {
     TapState& state = m_states[keyCode];
-    const double window = m_settings.number(SettingKey::doubleTapWindow);
+    const qint64 window = std::llround(1000 * m_settings.number(SettingKey::doubleTapWindow));
     if (state.lastTapUp && at - *state.lastTapUp <= window) {
         state = {.lastTapUp = {}, .currentDownAt = at, .armedDownAt = at};
         if (onDoubleTap) onDoubleTap(action);
@@ -93,11 +91,11 @@ void HotkeyMonitor::keyWentDown(qint64 keyCode, HotkeyAction action, double at) 
     state = {.lastTapUp = state.lastTapUp, .currentDownAt = at, .armedDownAt = {}};
 }
 
-void HotkeyMonitor::keyWentUp(qint64 keyCode, HotkeyAction action, double at) {
+void HotkeyMonitor::keyWentUp(qint64 keyCode, HotkeyAction action, qint64 at) {
     TapState& state = m_states[keyCode];
     const TapState before = std::exchange(state, {});
     if (before.armedDownAt) {
-        if (onTriggerUp) onTriggerUp(action, at - *before.armedDownAt);
+        if (onTriggerUp) onTriggerUp(action, static_cast<double>(at - *before.armedDownAt) / 1000);
         return;
     }
     if (before.currentDownAt && at - *before.currentDownAt <= maxTapDuration) state.lastTapUp = at;

@@ -2,7 +2,6 @@
 
 #include "MurloKit/TriggerKey.h"
 #include "platform/EventTap.h"
-#include "platform/Scheduler.h"
 
 #include <functional>
 #include <map>
@@ -12,11 +11,11 @@ namespace murlo {
 
 class Settings;
 
-/// The timing record of one physical key; instants in seconds of the monotonic clock.
+/// The timing record of one physical key; instants in milliseconds of the keyboard's clock.
 struct TapState {
-    std::optional<double> lastTapUp;     ///< released after a press short enough to be a tap
-    std::optional<double> currentDownAt; ///< went down, while it is held
-    std::optional<double> armedDownAt;   ///< the press that completed a double tap went down
+    std::optional<qint64> lastTapUp;     ///< released after a press short enough to be a tap
+    std::optional<qint64> currentDownAt; ///< went down, while it is held
+    std::optional<qint64> armedDownAt;   ///< the press that completed a double tap went down
 };
 
 /// Double taps of two modifier keys, out of everything the keyboard does. Main thread.
@@ -24,11 +23,12 @@ struct TapState {
 /// The double tap is reported on the second press, before its release, so that recording starts
 /// while the key is still held; the release is reported with the time the key was held. Which of a
 /// pair of keys moved is told by its side bit alone. Trigger keys and the window are read from the
-/// settings at every event, so a change holds from the next key on.
+/// settings at every event, so a change holds from the next key on. Time is the events' own: a busy
+/// main thread neither makes two taps of a double tap nor a double tap of two.
 class HotkeyMonitor {
 public:
-    /// Longest press, in seconds, that still counts as a tap.
-    static constexpr double maxTapDuration = 0.5;
+    /// Longest press, in milliseconds, that still counts as a tap.
+    static constexpr qint64 maxTapDuration = 500;
     static constexpr qint64 escapeKeyCode = 53;
 
     /// The second tap has gone down.
@@ -40,7 +40,7 @@ public:
     /// Offered every key press first; true keeps it from the other applications while filtering.
     std::function<bool(const QString& characters, qint64 keyCode)> keyInterceptor;
 
-    HotkeyMonitor(EventTap& tap, Settings& settings, Scheduler& scheduler);
+    HotkeyMonitor(EventTap& tap, Settings& settings);
     ~HotkeyMonitor();
     HotkeyMonitor(const HotkeyMonitor&) = delete;
     HotkeyMonitor& operator=(const HotkeyMonitor&) = delete;
@@ -66,14 +66,13 @@ public:
     bool handleKeyDown(const KeyPress& event);
 
 private:
-    void keyWentDown(qint64 keyCode, HotkeyAction action, double at);
-    void keyWentUp(qint64 keyCode, HotkeyAction action, double at);
+    void keyWentDown(qint64 keyCode, HotkeyAction action, qint64 at);
+    void keyWentUp(qint64 keyCode, HotkeyAction action, qint64 at);
     void forgetPendingTaps();
     void logTriggers() const;
 
     EventTap& m_tap;
     Settings& m_settings;
-    Scheduler& m_scheduler;
     bool m_installed = false;
     bool m_live = false;
     std::map<qint64, TapState> m_states;

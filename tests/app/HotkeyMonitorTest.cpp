@@ -52,11 +52,11 @@ struct Rig {
             down ? void(held.insert(key, known->flags)) : void(held.remove(key));
             quint32 flags = 0;
             for (const quint32 each : std::as_const(held)) flags |= each;
-            monitor.handleFlagsChanged({known->code, flags});
+            monitor.handleFlagsChanged({known->code, flags, now});
         } else if (down) {
             const bool escape = key == "escape";
             monitor.handleKeyDown(
-                {escape ? HotkeyMonitor::escapeKeyCode : 0, escape ? QString() : key});
+                {escape ? HotkeyMonitor::escapeKeyCode : 0, escape ? QString() : key, now});
         }
     }
 
@@ -64,7 +64,8 @@ struct Rig {
     VirtualScheduler& scheduler;
     Settings settings{Paths(folder.path()), scheduler};
     FakeEventTap tap;
-    HotkeyMonitor monitor{tap, settings, scheduler};
+    HotkeyMonitor monitor{tap, settings};
+    qint64 now = 1000; ///< on the keyboard's clock
     QMap<QString, quint32> held;
     QStringList reports;
 };
@@ -91,7 +92,7 @@ private Q_SLOTS:
         for (const auto& [key, value] : script.settings) rig.settings.set(qPrintable(key), value);
         for (const TriggerScript::Step& step : script.steps) {
             if (step.kind == TriggerScript::Step::wait) {
-                rig.scheduler.advance(step.seconds);
+                rig.now += step.milliseconds;
             } else {
                 rig.move(step.key, step.kind == TriggerScript::Step::press);
             }

@@ -303,6 +303,79 @@ private Q_SLOTS:
         QTRY_COMPARE((window.takeEvents(), window.text()), "d");
     }
 
+    void aKeyThatIsNeverReleasedKeepsNoKeyboard() {
+        RealBench real;
+        KeyWindow window;
+        Report report;
+        report.swallows = true;
+        QVERIFY(real.tap().install(report.handlers()));
+        real.tap().setFiltering(true);
+        QTest::qWait(50);
+        real.press("AC02");
+        QVERIFY(report.becomes("s/1"));
+        real.tap().setFiltering(false);
+        QTRY_VERIFY_WITH_TIMEOUT((real.keyboard.tap("AC03"), window.takeEvents(),
+                                  window.text().contains(QLatin1Char('d'))),
+                                 10000);
+        real.release("AC02");
+    }
+
+    // The bookkeeping of what is held must not take what we post in a held key's place for a key of
+    // its own, whatever makes it look again.
+    void aHeldKeyThatWasPassedOnIsHeldOnce_data() {
+        QTest::addColumn<bool>("stalls");
+        QTest::newRow("the main thread stalls") << true;
+        QTest::newRow("a keyboard is plugged in") << false;
+    }
+    void aHeldKeyThatWasPassedOnIsHeldOnce() {
+        QFETCH(bool, stalls);
+        RealBench real;
+        Report report;
+        QVERIFY(real.tap().install(report.handlers()));
+        real.tap().setFiltering(true);
+        QTest::qWait(50);
+        real.press("LFSH");
+        QVERIFY(report.becomes("56+20002"));
+        QTRY_VERIFY(real.keyboard.isDown("LFSH"));
+        if (stalls) {
+            real.press("AC01");
+            QTest::qSleep(400); // no answer
+            real.release("AC01");
+            QTRY_VERIFY(report.words.contains("disabled"));
+            real.tap().enable();
+        } else {
+            QCOMPARE(QProcess::execute("xinput", {"create-master", "another"}), 0);
+        }
+        QTest::qWait(100);
+        real.release("LFSH");
+        QTRY_COMPARE(report.words.last(), "56+0");
+        QTRY_VERIFY(!real.keyboard.isDown("LFSH"));
+        report.words.clear();
+        real.press("LFSH");
+        real.release("LFSH");
+        QVERIFY(report.becomes("56+20002 56+0"));
+        if (!stalls) QProcess::execute("xinput", {"remove-master", "another pointer"});
+    }
+
+    void eventsTellWhenTheKeysMoved() {
+        RealBench real;
+        QList<qint64> times;
+        QVERIFY(
+            real.tap().install({[&](const KeyPress& press) {
+                                    times.append(press.time);
+                                    return false;
+                                },
+                                [&](const ModifierChange& change) { times.append(change.time); },
+                                {}}));
+        real.keyboard.tap("LFSH");
+        QTest::qSleep(120);
+        real.keyboard.tap("AC01");
+        QTest::qSleep(120); // all are read together, late
+        QTRY_COMPARE(times.size(), 3);
+        QVERIFY(times[0] <= times[1] && times[1] - times[0] < 100);
+        QVERIFY(times[2] - times[1] >= 100);
+    }
+
     void aMainThreadThatDoesNotAnswerLosesTheFilterAndNoKey() {
         RealBench real;
         KeyWindow window;

@@ -63,6 +63,25 @@ private Q_SLOTS:
         QVERIFY(!late.isPending());
     }
 
+    void noTimerIsEarly_data() { kinds(); }
+    void noTimerIsEarly() {
+        QFETCH(QString, kind);
+        const Subject on = subject(kind);
+        std::vector<ScheduledWork> timers;
+        int outstanding = 0;
+        QStringList early;
+        for (int milliseconds = 55; milliseconds < 1000; milliseconds += 21) {
+            const double due = on.scheduler->uptime() + milliseconds / 1000.0;
+            ++outstanding;
+            timers.push_back(on.scheduler->after(milliseconds / 1000.0, [&, milliseconds, due] {
+                if (on.scheduler->uptime() < due - 1e-6) early << QString::number(milliseconds);
+                --outstanding;
+            }));
+        }
+        QVERIFY(on.until([&] { return outstanding == 0; }));
+        QCOMPARE(early, QStringList());
+    }
+
     void whatIsCancelledDestroyedOrReplacedNeverRuns_data() { kinds(); }
     void whatIsCancelledDestroyedOrReplacedNeverRuns() {
         QFETCH(QString, kind);

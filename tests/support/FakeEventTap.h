@@ -29,16 +29,16 @@ public:
     }
 
     /// Presses a key; true when the focused application got it.
-    bool press(qint64 keyCode, const QString& characters = {}) {
+    bool press(qint64 keyCode, const QString& characters = {}, qint64 time = 0) {
         const auto handlers = reporting();
         if (!handlers || !handlers->keyDown) return true;
         const bool filtering = m_filtering;
-        return !(handlers->keyDown({keyCode, characters}) && filtering);
+        return !(handlers->keyDown({keyCode, characters, time}) && filtering);
     }
     /// A modifier key went up or down, with the flags after it.
-    void modifier(qint64 keyCode, quint32 flags) {
+    void modifier(qint64 keyCode, quint32 flags, qint64 time = 0) {
         if (const auto handlers = reporting(); handlers && handlers->flagsChanged)
-            handlers->flagsChanged({keyCode, flags});
+            handlers->flagsChanged({keyCode, flags, time});
     }
     /// The system switches the tap off: nothing is reported until `enable`.
     void disable() {

@@ -10,7 +10,7 @@ namespace {
 bool readStep(const QString& line, TriggerScript& into) {
     const QStringList words = line.split(QLatin1Char(' '));
     if (line.endsWith(QLatin1String("ms"))) {
-        into.steps.append({TriggerScript::Step::wait, {}, line.chopped(2).toDouble() / 1000});
+        into.steps.append({TriggerScript::Step::wait, {}, line.chopped(2).toLongLong()});
     } else if (words.first() == QLatin1String("press") && words.size() == 2) {
         into.steps.append({TriggerScript::Step::press, words.at(1), 0});
     } else if (words.first() == QLatin1String("release") && words.size() == 2) {

@@ -11,8 +11,8 @@ namespace murlo {
 struct TriggerScript {
     struct Step {
         enum Kind { press, release, wait } kind;
-        QString key;        ///< a trigger's raw name, or what is printed on the key
-        double seconds = 0; ///< of a wait
+        QString key;             ///< a trigger's raw name, or what is printed on the key
+        qint64 milliseconds = 0; ///< of a wait
     };
 
     QString name;

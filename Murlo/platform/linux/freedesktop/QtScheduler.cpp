@@ -24,9 +24,8 @@ public:
     TimerEntry(double seconds, bool repeating, Work work)
         : m_timer(new QTimer) {
         m_timer->setSingleShot(!repeating);
-        // Coarse timers let the kernel join wake-ups; what is shorter than 50 ms needs the
-        // precision.
-        m_timer->setTimerType(seconds < 0.05 ? Qt::PreciseTimer : Qt::CoarseTimer);
+        // A coarse timer may be a twentieth early.
+        m_timer->setTimerType(Qt::PreciseTimer);
         QObject::connect(m_timer, &QTimer::timeout, m_timer,
                          [timer = m_timer, repeating, work = std::move(work)] {
                              const Work tick = work; // outlives a cancel from inside

@@ -2,6 +2,7 @@
 
 #include "support/Log.h"
 
+#include <algorithm>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -19,7 +20,7 @@ KeyReader::KeyReader(std::shared_ptr<SyntheticKeys> synthetic, std::shared_ptr<K
     InputDevices::selectRawKeys(m_connection, true);
     updateMap();
     m_usable = m_map.has_value();
-    readKeyboards(true);
+    readKeyboards();
 }
 
 KeyReader::~KeyReader() {
@@ -58,7 +59,7 @@ void KeyReader::run() {
         xcb_flush(m_connection);
         pollfd sources[] = {{xcb_get_file_descriptor(m_connection), POLLIN, 0},
                             {m_wake, POLLIN, 0}};
-        poll(sources, 2, -1);
+        poll(sources, 2, untilGivenBack());
         eventfd_t count = 0;
         eventfd_read(m_wake, &count);
     }
@@ -72,15 +73,31 @@ void KeyReader::run() {
 void KeyReader::carryOutRequests() {
     if (m_refreshWanted.exchange(false)) {
         m_watch.refresh();
-        readKeyboards(true);
+        readKeyboards();
     }
     const bool wanted = m_filteringWanted;
     if (wanted == m_filtering) return;
     m_filtering = wanted;
-    if (wanted)
+    m_giveBack.reset();
+    if (wanted) {
         takeKeyboards();
-    else
-        m_grab.finish();
+        return;
+    }
+    m_grab.finish();
+    if (m_grab.isFinishing()) m_giveBack = std::chrono::steady_clock::now() + releaseLimit;
+}
+
+int KeyReader::untilGivenBack() {
+    if (!m_giveBack) return -1;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+        *m_giveBack - std::chrono::steady_clock::now());
+    if (left.count() > 0) return static_cast<int>(left.count());
+    m_giveBack.reset();
+    if (m_grab.isFinishing()) {
+        Log::write(QStringLiteral("hotkey: a key that was not released keeps no keyboard"));
+        m_grab.end();
+    }
+    return -1;
 }
 
 void KeyReader::takeKeyboards() {
@@ -105,7 +122,7 @@ void KeyReader::handle(const xcb_generic_event_t& event) {
         break;
     }
     case XCB_INPUT_HIERARCHY:
-        readKeyboards(true);
+        hierarchyChanged(reinterpret_cast<const xcb_input_hierarchy_event_t&>(event));
         break;
     default:
         break;
@@ -117,6 +134,7 @@ void KeyReader::handleKey(const xcb_input_raw_key_press_event_t& key, bool press
     const auto known = m_keyboards.find(key.deviceid);
     if (known == m_keyboards.end()) return; // told by its hierarchy event, which is still to come
     Keyboard& keyboard = known->second;
+    m_time += static_cast<qint32>(key.time - static_cast<quint32>(m_time));
     if (keyboard.isSynthetic && m_synthetic->take(keycode, press)) return;
     if (keyboard.down[keycode] == press) return; // a repeat
     keyboard.down[keycode] = press;
@@ -135,7 +153,7 @@ void KeyReader::handleKey(const xcb_input_raw_key_press_event_t& key, bool press
 
 void KeyReader::offer(const KeyMove& key) {
     const KeyPress press{m_map->position(key.keycode).keyCode,
-                         m_map->characters(key.keycode, m_watch.group())};
+                         m_map->characters(key.keycode, m_watch.group()), m_time};
     if (!m_grab.isFiltering(key)) {
         m_mailbox->post({press});
         m_grab.pass(key);
@@ -154,7 +172,7 @@ void KeyReader::offer(const KeyMove& key) {
 }
 
 void KeyReader::report(const KeyPosition& modifier) {
-    m_mailbox->post({ModifierChange{modifier.keyCode, flags()}});
+    m_mailbox->post({ModifierChange{modifier.keyCode, flags(), m_time}});
 }
 
 quint32 KeyReader::flags() const {
@@ -177,28 +195,45 @@ void KeyReader::updateMap() {
     }
 }
 
-void KeyReader::readKeyboards(bool afresh) {
-    const auto before = std::exchange(m_keyboards, {});
-    for (const SlaveKeyboard& slave : InputDevices::keyboards(m_connection)) {
-        const auto known = before.find(slave.id);
-        // The server's answer may already hold keys whose events are still to be read: it is asked
-        // only for what the events do not tell.
-        m_keyboards[slave.id] =
-            known != before.end() && !afresh
-                ? known->second
-                : Keyboard{slave.isSynthetic, InputDevices::keysDown(m_connection, slave.id)};
-    }
+void KeyReader::hierarchyChanged(const xcb_input_hierarchy_event_t& event) {
+    constexpr quint32 renewed =
+        XCB_INPUT_HIERARCHY_MASK_SLAVE_ADDED | XCB_INPUT_HIERARCHY_MASK_SLAVE_REMOVED |
+        XCB_INPUT_HIERARCHY_MASK_DEVICE_ENABLED | XCB_INPUT_HIERARCHY_MASK_DEVICE_DISABLED;
+    const auto* infos = xcb_input_hierarchy_infos(&event);
+    for (int i = 0; i < xcb_input_hierarchy_infos_length(&event); ++i)
+        if (infos[i].flags & renewed) forgetKeyboard(infos[i].deviceid);
+    readKeyboards();
+}
+
+void KeyReader::forgetKeyboard(xcb_input_device_id_t device) {
+    const auto known = m_keyboards.find(device);
+    if (known == m_keyboards.end()) return;
     // What was let go while nobody told us (another console, an unplugged keyboard) is told now.
-    for (const auto& [device, keyboard] : before) {
-        const auto now = m_keyboards.find(device);
-        const KeySet gone =
-            now == m_keyboards.end() ? keyboard.down : keyboard.down & ~now->second.down;
-        for (std::size_t keycode = 0; keycode < gone.size(); ++keycode) {
-            if (!gone[keycode]) continue;
-            const KeyPosition& position = m_map->position(static_cast<xcb_keycode_t>(keycode));
-            if (position.isModifier) report(position);
-        }
-        if (now == m_keyboards.end()) m_grab.forget(device);
+    const KeySet down = known->second.down;
+    m_keyboards.erase(known);
+    for (std::size_t keycode = 0; keycode < down.size(); ++keycode) {
+        const KeyPosition& position = m_map->position(static_cast<xcb_keycode_t>(keycode));
+        if (down[keycode] && position.isModifier) report(position);
+    }
+    m_grab.forget(device);
+}
+
+void KeyReader::readKeyboards() {
+    const std::vector<SlaveKeyboard> present = InputDevices::keyboards(m_connection);
+    std::vector<xcb_input_device_id_t> gone;
+    for (const auto& [device, keyboard] : m_keyboards) {
+        const bool there = std::ranges::any_of(
+            present, [id = device](const SlaveKeyboard& slave) { return slave.id == id; });
+        if (!there) gone.push_back(device);
+    }
+    for (const xcb_input_device_id_t device : gone) forgetKeyboard(device);
+    for (const SlaveKeyboard& slave : present) {
+        // Of a known keyboard the events tell: the server's answer may hold keys whose events are
+        // still to be read, and keys that we have posted ourselves.
+        if (m_keyboards.contains(slave.id)) continue;
+        KeySet down = InputDevices::keysDown(m_connection, slave.id);
+        if (slave.isSynthetic) down &= ~m_synthetic->down();
+        m_keyboards[slave.id] = {slave.isSynthetic, down};
     }
     if (m_filtering) takeKeyboards(); // a new one is filtered as well
 }

@@ -34,7 +34,10 @@ public:
 
     /// Carried out by the thread before the next key.
     void setFiltering(bool filtering);
-    /// Makes the thread read the state of all keyboards afresh.
+    /// How long a swallowed key may keep its keyboard from going back when filtering has ended:
+    /// the release of one may get lost.
+    static constexpr std::chrono::milliseconds releaseLimit{2000};
+    /// Makes the thread look again which keyboards there are.
     void refresh();
 
 private:
@@ -49,8 +52,13 @@ private:
     void handle(const xcb_generic_event_t& event);
     void handleKey(const xcb_input_raw_key_press_event_t& key, bool press);
     void updateMap();
-    /// Finds out which keyboards there are, and if `afresh` which of their keys are down.
-    void readKeyboards(bool afresh);
+    /// Finds out which keyboards there are, and which keys of those that are new are down.
+    void readKeyboards();
+    /// Keyboards came, went, or were switched off and on.
+    void hierarchyChanged(const xcb_input_hierarchy_event_t& event);
+    void forgetKeyboard(xcb_input_device_id_t device);
+    /// Milliseconds until a keyboard must go back; -1 for no such time.
+    [[nodiscard]] int untilGivenBack();
     void takeKeyboards();
     void offer(const KeyMove& key);
     void report(const KeyPosition& modifier);
@@ -72,7 +80,9 @@ private:
     std::vector<xcb_keycode_t> m_modifiers; ///< the map's modifier keys
     std::map<xcb_input_device_id_t, Keyboard> m_keyboards;
     KeyboardGrab m_grab;
-    bool m_filtering = false; ///< the last wish carried out
+    bool m_filtering = false;                                        ///< the last wish carried out
+    std::optional<std::chrono::steady_clock::time_point> m_giveBack; ///< keyboards, at the latest
+    qint64 m_time = 0; ///< of the last event, counted on where the server's number begins anew
     std::thread m_thread;
 };
 

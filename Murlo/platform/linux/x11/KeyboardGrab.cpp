@@ -36,6 +36,7 @@ void KeyboardGrab::end() {
         keyboard.until =
             xcb_input_xi_ungrab_device(m_connection, XCB_CURRENT_TIME, device).sequence;
         keyboard.seen.reset(); // their releases are the keyboard's own again
+        keyboard.swallowed.reset();
     }
     xcb_flush(m_connection);
 }

@@ -31,6 +31,8 @@ public:
     /// Every key passes from now on. The keyboards go back when no swallowed key is down any more:
     /// one that is would begin to repeat in the focused application.
     void finish();
+    /// Keyboards wait for swallowed keys to be released before they go back.
+    [[nodiscard]] bool isFinishing() const { return m_finishing; }
     /// Gives all keyboards back at once.
     void end();
     /// The keyboard is gone, and its keys with it.

@@ -2,6 +2,7 @@
 
 #include "platform/linux/x11/XcbConnection.h"
 
+#include <bitset>
 #include <chrono>
 #include <deque>
 #include <mutex>
@@ -22,6 +23,13 @@ public:
         const std::lock_guard guard(m_lock);
         dropExpired();
         m_expected.push_back({keycode, press, Clock::now() + validity});
+        if (keycode < m_down.size()) m_down[keycode] = press;
+    }
+
+    /// The keys that were posted down and not up again.
+    [[nodiscard]] std::bitset<256> down() {
+        const std::lock_guard guard(m_lock);
+        return m_down;
     }
 
     /// Whether an event just seen is one of ours; each expectation answers once.
@@ -54,6 +62,7 @@ private:
     }
 
     std::mutex m_lock;
+    std::bitset<256> m_down;
     std::deque<Expected> m_expected; ///< in the order of posting
 };
 

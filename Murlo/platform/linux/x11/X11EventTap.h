@@ -20,7 +20,7 @@ public:
 
     bool install(Handlers handlers) override;
     void remove() override;
-    /// Reads the state of all keys afresh and filters again if `setFiltering(true)` still holds.
+    /// Looks again which keyboards there are and filters again if `setFiltering(true)` still holds.
     void enable() override;
     /// Takes effect within a millisecond. After false, a pressed key that was kept from the
     /// applications stays so until it is released.
