@@ -112,6 +112,7 @@ enum class AtspiState {
     sensitive = 24,
     showing = 25,
     visible = 30,
+    managesDescendants = 31,
     readOnly = 43,
 };
 
