@@ -51,9 +51,11 @@ bool searchesSafely(const QString& toolkit) {
 bool mayEnter(AtspiRole role, const AtspiStates& states, int children) {
     constexpr int mostRows = 250;
     constexpr int mostChildren = 2000;
-    if (children < 1 || children > mostChildren || states.has(AtspiState::managesDescendants))
-        return false;
+    if (children < 1 || children > mostChildren) return false;
+    // A word processor tells of the paragraphs that show.
+    if (states.has(AtspiState::managesDescendants) && role != AtspiRole::documentText) return false;
     switch (role) {
+    case AtspiRole::documentText:
     case AtspiRole::list:
     case AtspiRole::table:
     case AtspiRole::tree:
@@ -72,6 +74,13 @@ bool isSeen(const AtspiStates& states, const QDBusMessage* extents) {
     if (!extents) return states.has(AtspiState::showing);
     return states.has(AtspiState::visible) && states.has(AtspiState::sensitive) &&
            !atspi::extentsOf(*extents).value_or(QRect()).isEmpty();
+}
+
+/// Whether an object is worth a closer look.
+bool mayBeBox(AtspiRole role, const AtspiStates& states) {
+    return states.has(AtspiState::editable) || boxRoles.contains(role) ||
+           role == AtspiRole::documentWeb ||
+           (role == AtspiRole::paragraph && states.has(AtspiState::focusable));
 }
 
 /// Opened by a click and closed by the next one.
@@ -340,12 +349,10 @@ void AtspiTree::walk(const ReadingRef& reading, const WindowRef& window) {
             const QDBusMessage* const reply = &replies[each * i];
             const auto role = atspi::roleOf(reply[0]);
             const auto states = atspi::statesOf(reply[1]);
-            if (!role || !states || !isSeen(*states, needsExtents ? &reply[3] : nullptr) ||
-                (depth > 0 && isBarren(*role)))
-                continue;
-            if (states->has(AtspiState::editable) || boxRoles.contains(*role) ||
-                *role == AtspiRole::documentWeb)
-                window->hits.add(asked[i]);
+            if (!role || !states || (depth > 0 && isBarren(*role))) continue;
+            const bool holdsText = isTextHolder(*role, *states);
+            if (!holdsText && !isSeen(*states, needsExtents ? &reply[3] : nullptr)) continue;
+            if (holdsText || mayBeBox(*role, *states)) window->hits.add(asked[i]);
             if (mayEnter(*role, *states, atspi::numberPropertyOf(reply[2]).value_or(0)))
                 inside.push_back(asked[i]);
         }

@@ -29,11 +29,12 @@ const AtspiElement& elementOf(const AccessibleNode& node) {
 }
 
 /// The text of a word processor is one box for the user, but only its paragraphs can be focused.
+/// So is the line in which a spreadsheet's cell is edited.
 void joinParagraphs(AccessibleNode& node) {
     const AtspiElement& element = elementOf(node);
-    if (element.role != AtspiRole::documentText || !element.states.has(AtspiState::editable) ||
-        node.focusSettable)
-        return;
+    const bool isDocument =
+        element.role == AtspiRole::documentText && element.states.has(AtspiState::editable);
+    if (node.focusSettable || !(isDocument || isTextHolder(element.role, element.states))) return;
     auto paragraph = std::ranges::find_if(node.children, [](const AccessibleNode& child) {
         return elementOf(child).states.has(AtspiState::focused); // the caret is there
     });
@@ -94,6 +95,10 @@ void HitList::read(const QDBusMessage* replies, const std::shared_ptr<AtspiEleme
         const auto element = elementFrom(replies, hit.object, window);
         if (!element) continue;
         hit.parent = atspi::referencePropertyOf(replies[parentReply]);
+        const bool takesText =
+            atspi::stringsOf(replies[interfacesReply]).contains(atspi::editableTextInterface);
+        if (takesText && isInTextHolder(hit)) // whatever its states say
+            element->description = {QStringLiteral("AXTextArea"), QString(), true};
         hit.node = nodeOf(element);
         hit.node->frame = window->knowsWindowExtentsOnly
                               ? QRectF(element->windowExtents).translated(origin)
@@ -104,6 +109,13 @@ void HitList::read(const QDBusMessage* replies, const std::shared_ptr<AtspiEleme
             m_around.insert(window->reference, {{}, false, farthestOut});
         goOutwards(hit.parent, 1);
     }
+}
+
+bool HitList::isInTextHolder(const Hit& hit) const {
+    const auto parent = m_positions.find(hit.parent);
+    if (parent == m_positions.end() || !m_hits[*parent].node) return false;
+    const AtspiElement& element = elementOf(*m_hits[*parent].node);
+    return isTextHolder(element.role, element.states);
 }
 
 void HitList::goOutwards(const AtspiReference& object, int distance) {
@@ -176,6 +188,10 @@ std::vector<AccessibleNode> HitList::takeNodes() {
     nodes.reserve(outermost.size());
     for (const std::size_t i : outermost) nodes.push_back(std::move(*m_hits[i].node));
     return nodes;
+}
+
+bool isTextHolder(AtspiRole role, const AtspiStates& states) {
+    return role == AtspiRole::panel && states.has(AtspiState::defunct);
 }
 
 bool isBarren(AtspiRole role) {

@@ -48,6 +48,7 @@ private:
     [[nodiscard]] std::shared_ptr<AtspiElement>
     elementFrom(const QDBusMessage* replies, const AtspiReference& object,
                 const std::shared_ptr<AtspiElement>& window) const;
+    [[nodiscard]] bool isInTextHolder(const Hit& hit) const;
     void goOutwards(const AtspiReference& object, int distance);
     [[nodiscard]] bool isHidden(const Hit& hit) const;
 
@@ -63,6 +64,10 @@ private:
 
 /// A node for an element that has been read; its frame is not set.
 [[nodiscard]] AccessibleNode nodeOf(const std::shared_ptr<const AtspiElement>& element);
+
+/// Whether an object is the place of a text whose paragraphs are objects of their own, while nobody
+/// writes there: LibreOffice calls it defunct then, and its paragraphs are as wide as their words.
+[[nodiscard]] bool isTextHolder(AtspiRole role, const AtspiStates& states);
 
 /// Whether nobody looks for text boxes inside objects of a role.
 [[nodiscard]] bool isBarren(AtspiRole role);
