@@ -99,7 +99,12 @@ struct AtspiTree::Window {
     std::shared_ptr<AtspiElement> element;
     AccessibleApplication::Window result;
     HitList hits;
-    std::deque<Open> open; ///< what a walk has still to look at, from the outside in
+    struct Entrance {
+        AtspiReference object;
+        int children;
+    };
+    std::deque<Open> open;          ///< what a walk has still to look at, from the outside in
+    std::deque<Entrance> entrances; ///< looked at, and to be entered
     int budget = nodeBudget;
     std::shared_ptr<int> turn; ///< held while it is being read
 };
@@ -115,7 +120,7 @@ struct AtspiTree::Reading {
     QElapsedTimer clock;
     bool hangs = false;
     bool mayBeSilent = false; ///< the toolkit tells nothing of its windows unless it is made to
-    bool searchable = false;  ///< the toolkit's own search can be used
+    bool searchable = true;   ///< the toolkit's own search can be used
 
     [[nodiscard]] bool isOver() const { return !done; }
     /// Hands over what has been read.
@@ -197,6 +202,7 @@ void AtspiTree::readPrograms(const ReadingRef& reading) {
         const std::vector<QDBusMessage> calls{atspi::getChildren({service, atspi::rootPath}),
                                               atspi::getToolkitName(service),
                                               atspi::getToolkitVersion(service)};
+        if (m_slow.contains(service)) reading->searchable = false;
         ask(reading, calls,
             [this, reading](const AtspiBus::Replies& replies) { readProgram(reading, replies); });
     }
@@ -209,7 +215,7 @@ void AtspiTree::readProgram(const ReadingRef& reading, const AtspiBus::Replies& 
         atspi::tellsWindowExtentsOnly(name, atspi::stringPropertyOf(replies[versionReply]));
     // It always shows a page: when none is found, it does not tell.
     reading->mayBeSilent = name == QLatin1String("Chromium");
-    reading->searchable = searchesSafely(name);
+    if (!searchesSafely(name)) reading->searchable = false;
     const auto coordinates =
         windowExtentsOnly ? atspi::Coordinates::window : atspi::Coordinates::screen;
     std::vector<AtspiReference> windows;
@@ -299,24 +305,32 @@ void AtspiTree::readWindow(const ReadingRef& reading, const WindowRef& window) {
 }
 
 void AtspiTree::search(const ReadingRef& reading, const WindowRef& window) {
+    // One after the other: a program in which the first takes too long is spared the second.
+    searchFor(reading, window, {AtspiState::showing, AtspiState::editable}, {}, [=, this] {
+        searchFor(reading, window, {AtspiState::showing}, boxRoles + QList{AtspiRole::documentWeb},
+                  [=, this] { readHits(reading, window); });
+    });
+}
+
+void AtspiTree::searchFor(const ReadingRef& reading, const WindowRef& window,
+                          const AtspiStates& states, const QList<AtspiRole>& roles,
+                          const std::function<void()>& then) {
     const AtspiReference& object = window->element->reference;
-    const std::vector<QDBusMessage> calls{
-        atspi::getMatches(object, {AtspiState::showing, AtspiState::editable}, {}, mostHits),
-        atspi::getMatches(object, {AtspiState::showing}, boxRoles, mostHits),
-        atspi::getMatches(object, {AtspiState::showing}, {AtspiRole::documentWeb}, mostHits)};
-    ask(
-        reading, calls,
-        [this, reading, window, object](const AtspiBus::Replies& replies) {
-            if (atspi::isUnknown(replies.front())) {
-                window->open.push_back({object, 0});
-                walk(reading, window);
-                return;
-            }
-            for (const QDBusMessage& reply : replies)
-                for (const AtspiReference& hit : atspi::referencesOf(reply)) window->hits.add(hit);
+    const auto found = [this, reading, window, object, then](const AtspiBus::Replies& replies) {
+        if (atspi::isUnknown(replies.front())) {
+            window->open.push_back({object, 0});
+            walk(reading, window);
+            return;
+        }
+        if (atspi::isTimeout(replies.front())) m_slow.insert(object.service);
+        for (const AtspiReference& hit : atspi::referencesOf(replies.front()))
+            window->hits.add(hit);
+        if (reading->hangs)
             readHits(reading, window);
-        },
-        searchLimit);
+        else
+            then();
+    };
+    ask(reading, {atspi::getMatches(object, states, roles, mostHits)}, found, searchLimit);
 }
 
 void AtspiTree::walk(const ReadingRef& reading, const WindowRef& window) {
@@ -344,7 +358,6 @@ void AtspiTree::walk(const ReadingRef& reading, const WindowRef& window) {
         if (needsExtents) calls.push_back(atspi::getExtents(object, atspi::Coordinates::window));
     }
     ask(reading, calls, [=, this](const AtspiBus::Replies& replies) {
-        std::vector<AtspiReference> inside;
         for (std::size_t i = 0; i < asked.size(); ++i) {
             const QDBusMessage* const reply = &replies[each * i];
             const auto role = atspi::roleOf(reply[0]);
@@ -353,32 +366,39 @@ void AtspiTree::walk(const ReadingRef& reading, const WindowRef& window) {
             const bool holdsText = isTextHolder(*role, *states);
             if (!holdsText && !isSeen(*states, needsExtents ? &reply[3] : nullptr)) continue;
             if (holdsText || mayBeBox(*role, *states)) window->hits.add(asked[i]);
-            if (mayEnter(*role, *states, atspi::numberPropertyOf(reply[2]).value_or(0)))
-                inside.push_back(asked[i]);
+            const int children = atspi::numberPropertyOf(reply[2]).value_or(0);
+            if (mayEnter(*role, *states, children))
+                window->entrances.push_back({asked[i], children});
         }
-        enter(reading, window, inside, depth);
+        enter(reading, window, depth);
     });
 }
 
-void AtspiTree::enter(const ReadingRef& reading, const WindowRef& window,
-                      const std::vector<AtspiReference>& objects, int depth) {
+void AtspiTree::enter(const ReadingRef& reading, const WindowRef& window, int depth) {
+    constexpr int mostTogether = 1000; // children that answers at one time may bring
     const auto coordinates = window->element->knowsWindowExtentsOnly ? atspi::Coordinates::window
                                                                      : atspi::Coordinates::screen;
     std::vector<QDBusMessage> calls;
-    for (const AtspiReference& object : objects) calls.push_back(atspi::getChildren(object));
-    const std::vector<QDBusMessage> ofHits = window->hits.questions(SIZE_MAX, coordinates);
+    auto& entrances = window->entrances;
+    for (int children = 0; !entrances.empty() && children < mostTogether; entrances.pop_front()) {
+        children += entrances.front().children;
+        calls.push_back(atspi::getChildren(entrances.front().object));
+    }
+    const std::size_t parents = calls.size();
+    const std::vector<QDBusMessage> ofHits =
+        window->hits.questions(portion(questionsPerHit), coordinates);
     calls.insert(calls.end(), ofHits.begin(), ofHits.end());
     if (calls.empty() || reading->hangs) {
         walk(reading, window);
         return;
     }
-    ask(reading, calls, [=, this, parents = objects.size()](const AtspiBus::Replies& replies) {
+    ask(reading, calls, [=, this](const AtspiBus::Replies& replies) {
         for (std::size_t i = 0; i < parents; ++i)
             for (const AtspiReference& child : atspi::referencesOf(replies[i]))
                 if (!child.isNull()) window->open.push_back({child, depth + 1});
         window->hits.read(replies.data() + parents, window->element,
                           window->result.root.frame->topLeft());
-        walk(reading, window);
+        enter(reading, window, depth);
     });
 }
 

@@ -6,6 +6,8 @@
 #include "platform/AccessibilityTree.h"
 #include "platform/Applications.h"
 
+#include <QSet>
+
 namespace murlo {
 
 /// Text boxes over AT-SPI. A window is walked from the outside in, around what may hold more
@@ -40,11 +42,13 @@ private:
     void programRead(const ReadingRef& reading);
     void readWindow(const ReadingRef& reading, const WindowRef& window);
     void search(const ReadingRef& reading, const WindowRef& window);
+    void searchFor(const ReadingRef& reading, const WindowRef& window, const AtspiStates& states,
+                   const QList<AtspiRole>& roles, const std::function<void()>& then);
     /// The next portion of a walk.
     void walk(const ReadingRef& reading, const WindowRef& window);
-    /// Goes into the objects of a portion, and reads the hits among them.
-    void enter(const ReadingRef& reading, const WindowRef& window,
-               const std::vector<AtspiReference>& objects, int depth);
+    /// Goes into the window's `entrances` at `depth`, some at a time, and reads the hits found
+    /// there.
+    void enter(const ReadingRef& reading, const WindowRef& window, int depth);
     /// The next portion of what a search has found, and then of what is around that.
     void readHits(const ReadingRef& reading, const WindowRef& window);
     void readAroundHits(const ReadingRef& reading, const WindowRef& window);
@@ -61,6 +65,7 @@ private:
     ShownWindows m_shown;
     QList<WindowInfo> m_seen; ///< what `m_shown` said last
     ProgramFinder m_programs;
+    QSet<QString> m_slow; ///< names on the bus of programs whose search takes too long
     std::shared_ptr<int> m_turns = std::make_shared<int>(); ///< held by each window being read
     Lifetime m_lifetime;
 };
