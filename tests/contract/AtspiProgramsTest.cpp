@@ -1,7 +1,7 @@
 #include "hints/InputScanner.h"
 #include "platform/linux/atspi/AtspiTree.h"
 #include "tests/contract/RealAccessibility.h"
-#include "tests/support/desktop/FocusedBox.h"
+#include "tests/support/FakeAccessibility.h"
 #include "tests/support/desktop/PhysicalKeyboard.h"
 
 #include <QDBusConnectionInterface>
@@ -38,6 +38,7 @@ public:
     Program& operator=(const Program&) = delete;
 
     [[nodiscard]] qint64 pid() const { return m_process.processId(); }
+    [[nodiscard]] bool hasEnded() const { return m_process.state() == QProcess::NotRunning; }
     /// Kilobytes that it holds.
     [[nodiscard]] qint64 memory() const {
         QFile file(QStringLiteral("/proc/%1/statm").arg(pid()));
@@ -72,18 +73,21 @@ QStringList chromium(const QTemporaryDir& folder, const char* html) {
             "file://" + page.fileName()};
 }
 
-/// What letters are put on.
+/// What letters are put on. It looks for no focus by itself, so that nothing but a scan asks.
 struct Letters {
-    RealAccessibility real;
-    AtspiTree tree{real.adapter.bus(), real.adapter,
-                   [this] { return real.applications.windowsOnScreen(); }};
-    InputScanner scanner{tree, real.applications, real.scheduler,
+    QtScheduler scheduler;
+    X11Applications applications;
+    AtspiBus bus{scheduler};
+    FakeAccessibility focus{scheduler};
+    AtspiTree tree{bus, focus, [this] { return applications.windowsOnScreen(); }};
+    InputScanner scanner{tree, applications, scheduler,
                          [] {
                              return ScreenGeometry{{{0, 0, 1280, 900}}, {1}};
                          },
                          1};
 
     QList<InputTarget> scan() {
+        (void)QTest::qWaitFor([this] { return bus.isOpen(); });
         std::optional<QList<InputTarget>> found;
         scanner.scan([&found](const auto& boxes) { found = boxes; });
         (void)QTest::qWaitFor([&found] { return found.has_value(); }, 10000);
@@ -189,15 +193,12 @@ private Q_SLOTS:
                     "--list-values=" + cells, "--width=400", "--height=500"}));
         QVERIFY(program.isActive());
         Letters letters;
-        QTRY_VERIFY(letters.real.focusOf(program.pid()));
         const qint64 before = program.memory();
         QCOMPARE(letters.scan().size(), 2);
         // A row that was asked for takes half a kilobyte.
         QVERIFY2(program.memory() - before < rows / 10, "kilobytes");
-        FocusedBox box(program.pid());
-        QVERIFY(box.find());
-        m_keyboard.tap("AC01");
-        QTRY_COMPARE(box.text().value_or(QString()), QStringLiteral("a"));
+        m_keyboard.tap("ESC");
+        QTRY_VERIFY(program.hasEnded()); // at once: it is not busy
     }
 
     void noLetterInsideAButton() {
