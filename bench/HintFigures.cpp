@@ -24,8 +24,9 @@ public:
     explicit ManyBoxes(Scheduler& scheduler)
         : m_scheduler(scheduler) {}
 
-    void read(qint64 /*pid*/, int /*mostWindows*/,
-              std::function<void(const AccessibleApplication&)> done) override {
+    [[nodiscard]] std::unique_ptr<TreeReading>
+    read(qint64 /*pid*/, int /*mostWindows*/,
+         std::function<void(const AccessibleApplication&)> done) override {
         AccessibleApplication application;
         auto& root = application.windows.emplace_back().root;
         root.role = QStringLiteral("AXWindow");
@@ -37,6 +38,7 @@ public:
             box.frame = QRectF(10 + i % 10 * 125, 10 + i / 10 * 44, 110, 30);
         }
         m_scheduler.nextTurn([done = std::move(done), application] { done(application); });
+        return std::make_unique<Told>();
     }
 
     [[nodiscard]] std::optional<qint64> frontmostPid() const override { return owner; }
@@ -50,6 +52,10 @@ public:
     void activate(qint64 /*pid*/, const QString& /*title*/) override {}
 
 private:
+    class Told : public TreeReading {
+        void handOver() override {}
+    };
+
     Scheduler& m_scheduler;
 };
 

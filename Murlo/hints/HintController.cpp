@@ -118,6 +118,7 @@ void HintController::cancel() {
     m_typed.clear(); // the layer keeps them while it goes
     m_targets.clear();
     m_safety.cancel();
+    m_scanner.cancel();
     m_interruptions.setWatching(false);
     m_overlay.hide();
     if (onActiveChange) onActiveChange(false);

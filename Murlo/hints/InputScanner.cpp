@@ -36,6 +36,7 @@ struct InputScanner::Scan {
     QList<WindowInfo> shown;
     QList<InputTarget> found;
     std::vector<ScheduledWork> timers;
+    std::vector<std::unique_ptr<TreeReading>> readings; ///< of this pass
     ScheduledWork limit;
 };
 
@@ -49,18 +50,19 @@ InputScanner::InputScanner(AccessibilityTree& tree, Applications& applications,
     , m_ownPid(ownPid) {}
 
 InputScanner::~InputScanner() {
-    drop();
+    cancel();
 }
 
-void InputScanner::drop() {
+void InputScanner::cancel() {
     const auto scan = std::exchange(m_current, nullptr);
     if (!scan) return;
     scan->limit.cancel(); // the timers hold the scan
     scan->timers.clear();
+    scan->readings.clear();
 }
 
 void InputScanner::scan(std::function<void(const QList<InputTarget>&)> completion) {
-    drop();
+    cancel();
     m_current = std::make_shared<Scan>();
     m_current->completion = std::move(completion);
     m_silent.clear();
@@ -93,7 +95,7 @@ void InputScanner::beginPass(const std::shared_ptr<Scan>& scan) {
     const int pass = ++scan->pass;
     scan->deadline = m_scheduler.uptime() + passLimit;
     scan->outstanding = 1; // this call itself, so that nothing ends before all have been asked
-    scan->limit = m_scheduler.after(passLimit, [this, scan] { endPass(scan); });
+    scan->limit = m_scheduler.after(passLimit, [this, scan] { timeUp(scan); });
     scan->shown = m_applications.windowsOnScreen();
     for (const qint64 pid : eligible(scan->shown)) {
         ++scan->outstanding;
@@ -123,13 +125,21 @@ void InputScanner::readApplication(const std::shared_ptr<Scan>& scan, qint64 pid
         }
         if (--scan->outstanding == 0) endPass(scan);
     };
-    m_tree.read(pid, mostWindows, m_lifetime.guard(answered));
+    scan->readings.push_back(m_tree.read(pid, mostWindows, m_lifetime.guard(answered)));
+}
+
+void InputScanner::timeUp(const std::shared_ptr<Scan>& scan) {
+    const int pass = scan->pass;
+    for (const auto& reading : std::exchange(scan->readings, {})) reading->handOver();
+    // The last of them may have ended the pass; what waits for a second look has not.
+    if (scan->pass == pass && scan->outstanding > 0) endPass(scan);
 }
 
 void InputScanner::endPass(const std::shared_ptr<Scan>& scan) {
     if (scan != m_current) return;
     scan->limit.cancel();
     scan->timers.clear();
+    scan->readings.clear();
     scan->outstanding = 0;
     if (scan->found.isEmpty() && scan->pass == 1) {
         scan->timers.push_back(m_scheduler.after(pauseBetween, [this, scan] { beginPass(scan); }));
@@ -150,7 +160,7 @@ void InputScanner::deliver(const std::shared_ptr<Scan>& scan) {
         Log::write(QStringLiteral("scan: %1 keeps its text boxes to itself; it tells them when "
                                   "started with --force-renderer-accessibility")
                        .arg(name));
-    drop();
+    cancel();
     scan->completion(targets);
 }
 

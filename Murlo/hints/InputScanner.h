@@ -28,6 +28,8 @@ public:
     /// Scans and hands over the labelled boxes in reading order; an empty list when there are none.
     /// A further scan ends one that is under way, which then never completes.
     void scan(std::function<void(const QList<InputTarget>&)> completion);
+    /// Ends the scan under way, if there is one, without its completion: nobody is asked any more.
+    void cancel();
 
     /// The names of applications that the last scan found to tell nothing of their windows, though
     /// they could be started so that they do.
@@ -41,12 +43,12 @@ private:
     struct Scan;
 
     [[nodiscard]] QList<qint64> eligible(const QList<WindowInfo>& shown) const;
-    /// Ends the scan under way, if there is one, without its completion.
-    void drop();
     void beginPass(const std::shared_ptr<Scan>& scan);
     /// `again`: once more when a web page turns out to have told nothing yet.
     void readApplication(const std::shared_ptr<Scan>& scan, qint64 pid, const QString& name,
                          bool again);
+    /// Ends a pass whose time is up with what was found.
+    void timeUp(const std::shared_ptr<Scan>& scan);
     void endPass(const std::shared_ptr<Scan>& scan);
     void deliver(const std::shared_ptr<Scan>& scan);
 

@@ -49,12 +49,13 @@ void ProbeReport::make(std::function<void(const QString& report)> done) {
     m_lines.clear();
     const QList<qint64> chosen = m_scanner.eligibleApplications();
     m_outstanding = static_cast<int>(chosen.size()) + 1;
+    m_readings.clear();
     for (const qint64 pid : chosen) {
-        m_tree.read(pid, InputScanner::mostWindows,
-                    m_lifetime.guard([this, pid](const AccessibleApplication& application) {
-                        applicationRead(pid, application);
-                        if (--m_outstanding == 0) m_scanner.scan(scanned());
-                    }));
+        const auto read = [this, pid](const AccessibleApplication& application) {
+            applicationRead(pid, application);
+            if (--m_outstanding == 0) m_scanner.scan(scanned());
+        };
+        m_readings.push_back(m_tree.read(pid, InputScanner::mostWindows, m_lifetime.guard(read)));
     }
     if (--m_outstanding == 0) m_scanner.scan(scanned());
 }

@@ -29,6 +29,7 @@ private:
     std::function<void(const QString&)> m_done;
     QStringList m_lines;
     int m_outstanding = 0;
+    std::vector<std::unique_ptr<TreeReading>> m_readings;
     Lifetime m_lifetime;
 };
 

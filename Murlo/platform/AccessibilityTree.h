@@ -2,6 +2,7 @@
 
 #include "platform/Accessibility.h"
 
+#include <memory>
 #include <vector>
 
 namespace murlo {
@@ -40,6 +41,20 @@ struct AccessibleApplication {
     bool hung = false; ///< it let a question wait too long; the rest was not asked
 };
 
+/// A reading of an application that is under way. Destroying it ends it: nothing more is asked and
+/// nobody is called back. Main thread.
+class TreeReading {
+public:
+    TreeReading() = default;
+    TreeReading(const TreeReading&) = delete;
+    TreeReading& operator=(const TreeReading&) = delete;
+    virtual ~TreeReading() = default;
+
+    /// Ends it with what has been read so far, which is handed over before this returns. Does
+    /// nothing once everything was handed over.
+    virtual void handOver() = 0;
+};
+
 /// Whole user interfaces of other applications, read in bulk. Main thread; no call waits.
 class AccessibilityTree {
 public:
@@ -50,9 +65,9 @@ public:
 
     /// Reads up to `mostWindows` windows of an application and calls `done` on a later turn with
     /// what answered: an application has 0.4 s for each answer, what it did not say is left out.
-    /// Any number of readings may be under way together.
-    virtual void read(qint64 pid, int mostWindows,
-                      std::function<void(const AccessibleApplication&)> done) = 0;
+    /// Any number of readings may be under way together; one lasts as long as what is returned.
+    [[nodiscard]] virtual std::unique_ptr<TreeReading>
+    read(qint64 pid, int mostWindows, std::function<void(const AccessibleApplication&)> done) = 0;
 };
 
 } // namespace murlo

@@ -55,8 +55,14 @@ private Q_SLOTS:
         rig.scanner.scan([&](const auto&) { answers.append(QStringLiteral("first")); });
         rig.scheduler.advance(0.2);
         rig.scanner.scan([&](const auto&) { answers.append(QStringLiteral("second")); });
+        QCOMPARE(rig.tree.applications.at(10).underWay, 1);
         rig.scheduler.advance(7);
         QCOMPARE(answers, QStringList{QStringLiteral("second")});
+        rig.scanner.scan([&](const auto&) { answers.append(QStringLiteral("third")); });
+        rig.scanner.cancel();
+        QCOMPARE(rig.tree.applications.at(10).underWay, 0);
+        rig.scheduler.advance(7);
+        QCOMPARE(answers.size(), 1);
     }
 
     void ownWindowsOnlyOnRequest() {

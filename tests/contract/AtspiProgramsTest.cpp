@@ -1,4 +1,7 @@
+#include "hints/InputScanner.h"
+#include "platform/linux/atspi/AtspiTree.h"
 #include "tests/contract/RealAccessibility.h"
+#include "tests/support/FakeAccessibility.h"
 #include "tests/support/desktop/PhysicalKeyboard.h"
 
 #include <QDBusConnectionInterface>
@@ -35,6 +38,13 @@ public:
     Program& operator=(const Program&) = delete;
 
     [[nodiscard]] qint64 pid() const { return m_process.processId(); }
+    [[nodiscard]] bool hasEnded() const { return m_process.state() == QProcess::NotRunning; }
+    /// Kilobytes that it holds.
+    [[nodiscard]] qint64 memory() const {
+        QFile file(QStringLiteral("/proc/%1/statm").arg(pid()));
+        if (!file.open(QIODevice::ReadOnly)) return 0;
+        return file.readAll().split(' ').value(1).toLongLong() * 4;
+    }
     [[nodiscard]] bool isActive() const {
         return QTest::qWaitFor([this] { return ownsActiveWindow(pid()); }, 20000);
     }
@@ -46,6 +56,44 @@ private:
 QStringList zenity(const QStringList& arguments) {
     return QStringList{"zenity"} + arguments;
 }
+
+QStringList chromium(const QTemporaryDir& folder, const char* html) {
+    QFile page(folder.filePath("page.html"));
+    if (!page.open(QIODevice::WriteOnly)) return {};
+    page.write(html);
+    return {"chromium",
+            "--no-sandbox",
+            "--test-type",
+            "--force-renderer-accessibility",
+            "--no-first-run",
+            "--disable-gpu",
+            "--disable-dev-shm-usage",
+            "--password-store=basic",
+            "--user-data-dir=" + folder.filePath("profile"),
+            "file://" + page.fileName()};
+}
+
+/// What letters are put on. It looks for no focus by itself, so that nothing but a scan asks.
+struct Letters {
+    QtScheduler scheduler;
+    X11Applications applications{scheduler};
+    AtspiBus bus{scheduler};
+    FakeAccessibility focus{scheduler};
+    AtspiTree tree{bus, focus, [this] { return applications.windowsOnScreen(); }};
+    InputScanner scanner{tree, applications, scheduler,
+                         [] {
+                             return ScreenGeometry{{{0, 0, 1280, 900}}, {1}};
+                         },
+                         1};
+
+    QList<InputTarget> scan() {
+        (void)QTest::qWaitFor([this] { return bus.isOpen(); });
+        std::optional<QList<InputTarget>> found;
+        scanner.scan([&found](const auto& boxes) { found = boxes; });
+        (void)QTest::qWaitFor([&found] { return found.has_value(); }, 10000);
+        return found.value_or(QList<InputTarget>());
+    }
+};
 
 /// "role/subrole", with "*" when text can be put in.
 QString judgement(const RealAccessibility& real, const ElementRef& element) {
@@ -112,18 +160,12 @@ private Q_SLOTS:
 
     void aWebPagesFieldsReadAsWhatTheyAre() {
         QTemporaryDir folder;
-        QFile page(folder.filePath("page.html"));
-        QVERIFY(page.open(QIODevice::WriteOnly));
-        page.write("<!doctype html><title>Fields</title><input autofocus><textarea></textarea>"
-                   "<div contenteditable>rich <b>text</b></div><input type=password>"
-                   "<input type=search><input type=checkbox><input readonly value=x>"
-                   "<select><option>x</select><a href='#'>link</a>");
-        page.close();
         RealAccessibility real;
-        const Program browser(
-            {"chromium", "--no-sandbox", "--test-type", "--force-renderer-accessibility",
-             "--no-first-run", "--disable-gpu", "--disable-dev-shm-usage", "--password-store=basic",
-             "--user-data-dir=" + folder.filePath("profile"), "file://" + page.fileName()});
+        const Program browser(chromium(
+            folder, "<!doctype html><title>Fields</title><input autofocus><textarea></textarea>"
+                    "<div contenteditable>rich <b>text</b></div><input type=password>"
+                    "<input type=search><input type=checkbox><input readonly value=x>"
+                    "<select><option>x</select><a href='#'>link</a>"));
         QVERIFY(browser.isActive());
         bool first = true;
         for (const char* expected : {"AXTextField*", "AXTextArea*", "AXTextArea*",
@@ -138,6 +180,53 @@ private Q_SLOTS:
             QTRY_COMPARE_WITH_TIMEOUT(judgement(real, real.focusOf(browser.pid())),
                                       QString::fromLatin1(expected), 20000);
         }
+    }
+
+    void aLongListIsNotBuiltForTheLettersAroundIt() {
+        constexpr int rows = 60000;
+        const QString cells = QStringLiteral("x|").repeated(rows - 1) + QLatin1Char('x');
+        const Program program(
+            zenity({"--forms", "--add-entry=One", "--add-entry=Two", "--add-list=List",
+                    "--list-values=" + cells, "--width=400", "--height=500"}));
+        QVERIFY(program.isActive());
+        Letters letters;
+        const qint64 before = program.memory();
+        QCOMPARE(letters.scan().size(), 2);
+        // A row that was asked for takes half a kilobyte.
+        QVERIFY2(program.memory() - before < rows / 10, "kilobytes");
+        m_keyboard.tap("ESC");
+        QTRY_VERIFY(program.hasEnded()); // at once: it is not busy
+    }
+
+    void noLetterInsideAButton() {
+        QTemporaryDir folder;
+        const Program browser(chromium(
+            folder, "<!doctype html><title>Boxes</title><label>Name <input size=30></label>"
+                    "<button><span contenteditable style='display:block;width:200px;height:40px'>"
+                    "x</span></button><textarea></textarea>"));
+        QVERIFY(browser.isActive());
+        Letters letters;
+        QTRY_COMPARE_WITH_TIMEOUT(letters.scan().size(), 3, 20000); // the address is one
+    }
+
+    void aReadingThatEndsEarlyTellsWhatItHas() {
+        Letters letters;
+        const Program program(zenity({"--entry"}));
+        QVERIFY(program.isActive());
+        QTRY_COMPARE(letters.scan().size(), 1);
+        int answers = 0;
+        const auto count = [&answers](const AccessibleApplication&) { ++answers; };
+        (void)letters.tree.read(program.pid(), 6, count); // given up at once
+        const auto early = letters.tree.read(program.pid(), 6, count);
+        early->handOver();
+        QCOMPARE(answers, 1);
+        // Stopped in the middle, killed in the middle: what is missing is missing.
+        const auto stopped = letters.tree.read(program.pid(), 6, count);
+        ::kill(static_cast<pid_t>(program.pid()), SIGSTOP);
+        QTRY_COMPARE(answers, 2);
+        const auto killed = letters.tree.read(program.pid(), 6, count);
+        ::kill(static_cast<pid_t>(program.pid()), SIGKILL);
+        QTRY_COMPARE(answers, 3);
     }
 
     void aProgramThatTellsNothingOfItselfHasNoFocus() {

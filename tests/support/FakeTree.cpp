@@ -62,8 +62,9 @@ FakeTree::FakeTree(Scheduler& scheduler, const QStringList& lines,
             } else if (words[0] == QLatin1String("application")) {
                 Described& described = applications[++pid];
                 described.name = words.value(1);
+                described.partly = words.contains(QStringLiteral("partly"));
                 described.latency =
-                    words.contains(QStringLiteral("never"))
+                    described.partly || words.contains(QStringLiteral("never"))
                         ? -1
                         : words.value(words.indexOf(QStringLiteral("after")) + 1).toDouble();
                 described.from[reading].silent = words.contains(QStringLiteral("silent"));
@@ -106,17 +107,43 @@ FakeTree::FakeTree(Scheduler& scheduler, const QStringList& lines,
     if (screens.screens.isEmpty()) screens.screens.append({0, 0, 1280, 900});
 }
 
-void FakeTree::read(qint64 pid, int mostWindows,
-                    std::function<void(const AccessibleApplication&)> done) {
-    Described& described = applications.at(pid);
-    const int reading = std::min(++described.readings, 2);
-    if (described.latency < 0) return;
-    m_answers.push_back(m_scheduler.after(
-        described.latency, [answer = described.from.at(reading), mostWindows, done]() mutable {
-            if (answer.windows.size() > static_cast<std::size_t>(mostWindows))
-                answer.windows.resize(static_cast<std::size_t>(mostWindows));
-            done(answer);
-        }));
+class FakeTree::Reading : public TreeReading {
+public:
+    using Done = std::function<void(const AccessibleApplication&)>;
+
+    Reading(Scheduler& scheduler, Described& described, int mostWindows, Done done)
+        : m_described(described)
+        , m_answer(described.from.at(std::min(++described.readings, 2)))
+        , m_done(std::move(done)) {
+        ++described.underWay;
+        if (m_answer.windows.size() > static_cast<std::size_t>(mostWindows))
+            m_answer.windows.resize(static_cast<std::size_t>(mostWindows));
+        if (described.latency >= 0)
+            m_wait = scheduler.after(described.latency, [this] { end(m_answer); });
+    }
+    ~Reading() override {
+        if (m_done) --m_described.underWay;
+    }
+    void handOver() override { end(m_described.partly ? m_answer : AccessibleApplication()); }
+
+private:
+    void end(AccessibleApplication answer) {
+        if (!m_done) return;
+        --m_described.underWay;
+        std::exchange(m_done, nullptr)(answer); // it may destroy this
+    }
+
+    Described& m_described;
+    AccessibleApplication m_answer;
+    Done m_done;
+    ScheduledWork m_wait;
+};
+
+std::unique_ptr<TreeReading>
+FakeTree::read(qint64 pid, int mostWindows,
+               std::function<void(const AccessibleApplication&)> done) {
+    return std::make_unique<Reading>(m_scheduler, applications.at(pid), mostWindows,
+                                     std::move(done));
 }
 
 } // namespace murlo

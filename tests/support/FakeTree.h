@@ -22,13 +22,16 @@ public:
     FakeTree(Scheduler& scheduler, const QStringList& lines,
              const std::function<ElementRef(qint64 pid)>& makeElement = {});
 
-    void read(qint64 pid, int mostWindows,
-              std::function<void(const AccessibleApplication&)> done) override;
+    [[nodiscard]] std::unique_ptr<TreeReading>
+    read(qint64 pid, int mostWindows,
+         std::function<void(const AccessibleApplication&)> done) override;
 
     struct Described {
         QString name;
-        double latency = 0; ///< of each answer, in seconds; below 0: it never answers
-        int readings = 0;   ///< how often it was asked
+        double latency = 0;  ///< of each answer, in seconds; below 0: it never answers
+        bool partly = false; ///< of what never ends, everything but the end has been said
+        int readings = 0;    ///< how often it was asked
+        int underWay = 0;    ///< readings that have neither ended nor been given up
         std::map<int, AccessibleApplication> from; ///< what it says from the nth reading on
     };
     std::map<qint64, Described> applications; ///< by process, which count from 10
@@ -36,8 +39,9 @@ public:
     ScreenGeometry screens;
 
 private:
+    class Reading;
+
     Scheduler& m_scheduler;
-    std::vector<ScheduledWork> m_answers;
 };
 
 } // namespace murlo

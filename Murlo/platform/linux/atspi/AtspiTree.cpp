@@ -1,12 +1,14 @@
 #include "AtspiTree.h"
 
 #include "HitList.h"
+#include "Restraint.h"
 #include "WindowMatch.h"
 #include "support/Log.h"
 
 #include <QElapsedTimer>
 
 #include <algorithm>
+#include <deque>
 
 namespace murlo {
 
@@ -14,13 +16,21 @@ namespace {
 
 constexpr int nodeBudget = 14000; ///< objects of one window that a walk looks at
 constexpr int deepest = 59;
-/// Milliseconds after which a walk goes no deeper: what it has found by then is read and handed
-/// over while somebody still waits for it.
+/// Milliseconds after which a walk goes no further.
 constexpr int walkLimit = 2000;
 /// Milliseconds for the search through a window. It comes after the program has answered the first
-/// questions, so it does not hang; but the first search makes toolkits build objects for all that
-/// the window holds, which takes them 0.5 s for 20,000 cells of a list.
+/// questions, so it does not hang; but the first search makes it build objects for all that the
+/// window holds.
 constexpr int searchLimit = 1500;
+/// Objects that one search may find; among those of a text in which each paragraph is one are
+/// others that matter.
+constexpr int mostHits = 1000;
+constexpr std::size_t mostTopLevels = 60; ///< windows of one program, shown or not
+/// Questions in flight to all windows together: as many answers may wait when the main thread gets
+/// to them, and it is to be through with them in a few milliseconds.
+constexpr std::size_t mostQuestions = 160;
+constexpr std::size_t questionsPerHit = 7;
+constexpr std::size_t questionsPerOuter = 2;
 
 /// Roles that can be a text box without the state "editable".
 const QList<AtspiRole> boxRoles{AtspiRole::terminal, AtspiRole::spinButton, AtspiRole::comboBox,
@@ -30,33 +40,19 @@ const QList<AtspiRole> boxRoles{AtspiRole::terminal, AtspiRole::spinButton, Atsp
 enum ProgramReply { windowsReply, toolkitReply, versionReply };
 enum WindowReply { roleReply, stateReply, nameReply, extentsReply, repliesPerWindow };
 
-/// Neither a text box nor around one.
-bool isBarren(AtspiRole role) {
-    switch (role) {
-    case AtspiRole::menuBar:
-    case AtspiRole::menu:
-    case AtspiRole::pushButton:
-    case AtspiRole::checkBox:
-    case AtspiRole::radioButton:
-    case AtspiRole::slider:
-    case AtspiRole::scrollBar:
-    case AtspiRole::progressBar:
-    case AtspiRole::image:
-    case AtspiRole::icon:
-    case AtspiRole::label:
-    case AtspiRole::staticText:
-        return true;
-    default:
-        return false;
-    }
-}
-
 /// Whether an object can be seen. A toolkit that knows no places does not know what shows either:
 /// there, all that could show says so, and what lies on a hidden page has no size.
 bool isSeen(const AtspiStates& states, const QDBusMessage* extents) {
     if (!extents) return states.has(AtspiState::showing);
     return states.has(AtspiState::visible) && states.has(AtspiState::sensitive) &&
            !atspi::extentsOf(*extents).value_or(QRect()).isEmpty();
+}
+
+/// Whether an object is worth a closer look.
+bool mayBeBox(AtspiRole role, const AtspiStates& states) {
+    return states.has(AtspiState::editable) || boxRoles.contains(role) ||
+           role == AtspiRole::documentWeb ||
+           (role == AtspiRole::paragraph && states.has(AtspiState::focusable));
 }
 
 /// Opened by a click and closed by the next one.
@@ -67,10 +63,22 @@ bool isPopup(AtspiRole role) {
 } // namespace
 
 struct AtspiTree::Window {
+    struct Open {
+        AtspiReference object;
+        int depth;
+    };
+
     std::shared_ptr<AtspiElement> element;
     AccessibleApplication::Window result;
     HitList hits;
+    struct Entrance {
+        AtspiReference object;
+        int children;
+    };
+    std::deque<Open> open;          ///< what a walk has still to look at, from the outside in
+    std::deque<Entrance> entrances; ///< looked at, and to be entered
     int budget = nodeBudget;
+    std::shared_ptr<int> turn; ///< held while it is being read
 };
 
 struct AtspiTree::Reading {
@@ -84,6 +92,39 @@ struct AtspiTree::Reading {
     QElapsedTimer clock;
     bool hangs = false;
     bool mayBeSilent = false; ///< the toolkit tells nothing of its windows unless it is made to
+    bool searchable = true;   ///< the toolkit's own search can be used
+
+    [[nodiscard]] bool isOver() const { return !done; }
+    /// Hands over what has been read.
+    void end(bool complete) {
+        if (isOver()) return;
+        AccessibleApplication application;
+        for (const WindowRef& window : windows) {
+            window->result.root.children = window->hits.takeNodes();
+            application.windows.push_back(std::move(window->result));
+        }
+        application.focused = focused;
+        application.hung = hangs;
+        application.silent = complete && mayBeSilent && !hangs && !application.windows.empty() &&
+                             std::ranges::all_of(application.windows, [](const auto& window) {
+                                 return window.root.children.empty();
+                             });
+        std::exchange(done, nullptr)(application);
+    }
+};
+
+class AtspiTree::Handle : public TreeReading {
+public:
+    explicit Handle(ReadingRef reading)
+        : m_reading(std::move(reading)) {}
+    ~Handle() override { m_reading->done = nullptr; }
+    void handOver() override {
+        const ReadingRef reading = m_reading; // who gets it may destroy this
+        reading->end(false);
+    }
+
+private:
+    ReadingRef m_reading;
 };
 
 AtspiTree::AtspiTree(AtspiBus& bus, const Accessibility& focus, ShownWindows shown)
@@ -92,8 +133,9 @@ AtspiTree::AtspiTree(AtspiBus& bus, const Accessibility& focus, ShownWindows sho
     , m_shown(std::move(shown))
     , m_programs(bus) {}
 
-void AtspiTree::read(qint64 pid, int mostWindows,
-                     std::function<void(const AccessibleApplication&)> done) {
+std::unique_ptr<TreeReading>
+AtspiTree::read(qint64 pid, int mostWindows,
+                std::function<void(const AccessibleApplication&)> done) {
     auto reading = std::make_shared<Reading>();
     reading->pid = pid;
     reading->mostWindows = mostWindows;
@@ -102,12 +144,22 @@ void AtspiTree::read(qint64 pid, int mostWindows,
     if (!m_programs.isFinding()) m_seen = m_shown(); // several readings begin together
     for (const WindowInfo& window : std::as_const(m_seen))
         if (window.pid == pid) reading->shown.append(window);
-    m_programs.find(m_lifetime.guard([this, reading] { readPrograms(reading); }));
+    m_programs.find(m_lifetime.guard([this, reading] {
+        if (!reading->isOver()) readPrograms(reading);
+    }));
+    return std::make_unique<Handle>(reading);
+}
+
+std::size_t AtspiTree::portion(std::size_t questions) const {
+    constexpr std::size_t fewest = 4;
+    const auto windows = static_cast<std::size_t>(m_turns.use_count() - 1);
+    return std::max(fewest, mostQuestions / std::max<std::size_t>(windows, 1) / questions);
 }
 
 void AtspiTree::ask(const ReadingRef& reading, const std::vector<QDBusMessage>& calls,
                     std::function<void(const AtspiBus::Replies&)> then, int limit) {
     m_bus.send(calls, m_lifetime.guard([reading, then = std::move(then)](const auto& replies) {
+        if (reading->isOver()) return;
         // Who hangs is not asked again: it has cost its time.
         if (std::ranges::any_of(replies, atspi::isTimeout)) reading->hangs = true;
         then(replies);
@@ -122,6 +174,7 @@ void AtspiTree::readPrograms(const ReadingRef& reading) {
         const std::vector<QDBusMessage> calls{atspi::getChildren({service, atspi::rootPath}),
                                               atspi::getToolkitName(service),
                                               atspi::getToolkitVersion(service)};
+        if (m_slow.contains(service)) reading->searchable = false;
         ask(reading, calls,
             [this, reading](const AtspiBus::Replies& replies) { readProgram(reading, replies); });
     }
@@ -134,12 +187,14 @@ void AtspiTree::readProgram(const ReadingRef& reading, const AtspiBus::Replies& 
         atspi::tellsWindowExtentsOnly(name, atspi::stringPropertyOf(replies[versionReply]));
     // It always shows a page: when none is found, it does not tell.
     reading->mayBeSilent = name == QLatin1String("Chromium");
+    if (!searchesSafely(name)) reading->searchable = false;
     const auto coordinates =
         windowExtentsOnly ? atspi::Coordinates::window : atspi::Coordinates::screen;
     std::vector<AtspiReference> windows;
     std::vector<QDBusMessage> calls;
     for (const AtspiReference& window : atspi::referencesOf(replies[windowsReply])) {
         if (window.isNull()) continue;
+        if (windows.size() == mostTopLevels) break;
         windows.push_back(window);
         calls.insert(calls.end(), {atspi::getRole(window), atspi::getState(window),
                                    atspi::getName(window), atspi::getExtents(window, coordinates)});
@@ -212,90 +267,148 @@ void AtspiTree::readWindow(const ReadingRef& reading, const WindowRef& window) {
         windowRead(reading);
         return;
     }
-    const AtspiReference& object = window->element->reference;
-    const std::vector<QDBusMessage> calls{
-        atspi::getMatches(object, {AtspiState::showing, AtspiState::editable}, {}, 0),
-        atspi::getMatches(object, {AtspiState::showing}, boxRoles, 0),
-        atspi::getMatches(object, {AtspiState::showing}, {AtspiRole::documentWeb}, 0)};
-    ask(
-        reading, calls,
-        [this, reading, window, object](const AtspiBus::Replies& replies) {
-            if (atspi::isUnknown(replies.front())) {
-                walk(reading, window, {object}, 0);
-                return;
-            }
-            for (const QDBusMessage& reply : replies)
-                for (const AtspiReference& hit : atspi::referencesOf(reply)) window->hits.add(hit);
-            readHits(reading, window);
-        },
-        searchLimit);
+    window->turn = m_turns;
+    if (reading->searchable) {
+        search(reading, window);
+    } else {
+        window->open.push_back({window->element->reference, 0});
+        walk(reading, window);
+    }
 }
 
-void AtspiTree::walk(const ReadingRef& reading, const WindowRef& window,
-                     const std::vector<AtspiReference>& level, int depth) {
+void AtspiTree::search(const ReadingRef& reading, const WindowRef& window) {
+    // One after the other: a program in which the first takes too long is spared the second.
+    searchFor(reading, window, {AtspiState::showing, AtspiState::editable}, {}, [=, this] {
+        searchFor(reading, window, {AtspiState::showing}, boxRoles + QList{AtspiRole::documentWeb},
+                  [=, this] { readHits(reading, window); });
+    });
+}
+
+void AtspiTree::searchFor(const ReadingRef& reading, const WindowRef& window,
+                          const AtspiStates& states, const QList<AtspiRole>& roles,
+                          const std::function<void()>& then) {
+    const AtspiReference& object = window->element->reference;
+    const auto found = [this, reading, window, object, then](const AtspiBus::Replies& replies) {
+        if (atspi::isUnknown(replies.front())) {
+            window->open.push_back({object, 0});
+            walk(reading, window);
+            return;
+        }
+        if (atspi::isTimeout(replies.front())) m_slow.insert(object.service);
+        for (const AtspiReference& hit : atspi::referencesOf(replies.front()))
+            window->hits.add(hit);
+        if (reading->hangs)
+            readHits(reading, window);
+        else
+            then();
+    };
+    ask(reading, {atspi::getMatches(object, states, roles, mostHits)}, found, searchLimit);
+}
+
+void AtspiTree::walk(const ReadingRef& reading, const WindowRef& window) {
     const bool needsExtents = window->element->knowsWindowExtentsOnly;
-    std::vector<QDBusMessage> calls;
-    std::vector<AtspiReference> asked;
-    for (const AtspiReference& object : level) {
-        if (window->budget-- < 1) break;
-        asked.push_back(object);
-        calls.insert(calls.end(),
-                     {atspi::getRole(object), atspi::getState(object), atspi::getChildren(object)});
-        if (needsExtents) calls.push_back(atspi::getExtents(object, atspi::Coordinates::window));
-    }
-    if (asked.empty() || depth > deepest || reading->hangs ||
-        reading->clock.hasExpired(walkLimit)) {
-        readHits(reading, window);
+    const std::size_t each = needsExtents ? 4 : 3;
+    const bool mayGoOn = !reading->hangs && !reading->clock.hasExpired(walkLimit);
+    auto& open = window->open;
+    if (open.empty() || open.front().depth > deepest || window->budget < 1 || !mayGoOn) {
+        window->turn.reset();
+        windowRead(reading);
         return;
     }
+    // A portion is of one level.
+    const int depth = open.front().depth;
+    std::vector<AtspiReference> asked;
+    std::vector<QDBusMessage> calls;
+    for (std::size_t left = portion(each);
+         left > 0 && !open.empty() && open.front().depth == depth && window->budget > 0;
+         --left, --window->budget) {
+        const AtspiReference object = open.front().object;
+        open.pop_front();
+        asked.push_back(object);
+        calls.insert(calls.end(), {atspi::getRole(object), atspi::getState(object),
+                                   atspi::getChildCount(object)});
+        if (needsExtents) calls.push_back(atspi::getExtents(object, atspi::Coordinates::window));
+    }
     ask(reading, calls, [=, this](const AtspiBus::Replies& replies) {
-        const std::size_t each = needsExtents ? 4 : 3;
-        std::vector<AtspiReference> next;
         for (std::size_t i = 0; i < asked.size(); ++i) {
             const QDBusMessage* const reply = &replies[each * i];
             const auto role = atspi::roleOf(reply[0]);
             const auto states = atspi::statesOf(reply[1]);
-            if (!role || !states || !isSeen(*states, needsExtents ? &reply[3] : nullptr) ||
-                isBarren(*role))
-                continue;
-            if (states->has(AtspiState::editable) || boxRoles.contains(*role) ||
-                *role == AtspiRole::documentWeb)
-                window->hits.add(asked[i]);
-            for (const AtspiReference& child : atspi::referencesOf(reply[2])) {
-                if (!child.isNull()) next.push_back(child);
-            }
+            if (!role || !states || (depth > 0 && isBarren(*role))) continue;
+            const bool holdsText = isTextHolder(*role, *states);
+            if (!holdsText && !isSeen(*states, needsExtents ? &reply[3] : nullptr)) continue;
+            if (holdsText || mayBeBox(*role, *states)) window->hits.add(asked[i]);
+            const int children = atspi::numberPropertyOf(reply[2]).value_or(0);
+            if (mayEnter(*role, *states, children))
+                window->entrances.push_back({asked[i], children});
         }
-        walk(reading, window, next, depth + 1);
+        enter(reading, window, depth);
+    });
+}
+
+void AtspiTree::enter(const ReadingRef& reading, const WindowRef& window, int depth) {
+    constexpr int mostTogether = 1000; // children that answers at one time may bring
+    const auto coordinates = window->element->knowsWindowExtentsOnly ? atspi::Coordinates::window
+                                                                     : atspi::Coordinates::screen;
+    std::vector<QDBusMessage> calls;
+    auto& entrances = window->entrances;
+    for (int children = 0; !entrances.empty() && children < mostTogether; entrances.pop_front()) {
+        children += entrances.front().children;
+        calls.push_back(atspi::getChildren(entrances.front().object));
+    }
+    const std::size_t parents = calls.size();
+    const std::vector<QDBusMessage> ofHits =
+        window->hits.questions(portion(questionsPerHit), coordinates);
+    calls.insert(calls.end(), ofHits.begin(), ofHits.end());
+    if (calls.empty() || reading->hangs) {
+        walk(reading, window);
+        return;
+    }
+    ask(reading, calls, [=, this](const AtspiBus::Replies& replies) {
+        for (std::size_t i = 0; i < parents; ++i)
+            for (const AtspiReference& child : atspi::referencesOf(replies[i]))
+                if (!child.isNull()) window->open.push_back({child, depth + 1});
+        window->hits.read(replies.data() + parents, window->element,
+                          window->result.root.frame->topLeft());
+        enter(reading, window, depth);
     });
 }
 
 void AtspiTree::readHits(const ReadingRef& reading, const WindowRef& window) {
     const auto coordinates = window->element->knowsWindowExtentsOnly ? atspi::Coordinates::window
                                                                      : atspi::Coordinates::screen;
-    const std::vector<QDBusMessage> calls = window->hits.questions(coordinates);
-    if (calls.empty() || reading->hangs) {
+    const bool mayGoOn = !reading->hangs && !reading->clock.hasExpired(walkLimit);
+    const std::vector<QDBusMessage> calls =
+        mayGoOn ? window->hits.questions(portion(questionsPerHit), coordinates)
+                : std::vector<QDBusMessage>();
+    if (calls.empty()) {
+        readAroundHits(reading, window);
+        return;
+    }
+    ask(reading, calls, [this, reading, window](const AtspiBus::Replies& replies) {
+        window->hits.read(replies.data(), window->element, window->result.root.frame->topLeft());
+        readHits(reading, window);
+    });
+}
+
+void AtspiTree::readAroundHits(const ReadingRef& reading, const WindowRef& window) {
+    const bool mayGoOn = !reading->hangs && !reading->clock.hasExpired(walkLimit);
+    const std::vector<QDBusMessage> calls =
+        mayGoOn ? window->hits.questionsAround(portion(questionsPerOuter))
+                : std::vector<QDBusMessage>();
+    if (calls.empty()) {
+        window->turn.reset();
         windowRead(reading);
         return;
     }
     ask(reading, calls, [this, reading, window](const AtspiBus::Replies& replies) {
-        AccessibleNode& root = window->result.root;
-        root.children = window->hits.nodes(replies, window->element, root.frame->topLeft());
-        windowRead(reading);
+        window->hits.readAround(replies);
+        readAroundHits(reading, window);
     });
 }
 
 void AtspiTree::windowRead(const ReadingRef& reading) {
-    if (--reading->outstanding > 0) return;
-    AccessibleApplication application;
-    for (const WindowRef& window : reading->windows)
-        application.windows.push_back(std::move(window->result));
-    application.focused = reading->focused;
-    application.hung = reading->hangs;
-    application.silent = reading->mayBeSilent && !reading->hangs && !application.windows.empty() &&
-                         std::ranges::all_of(application.windows, [](const auto& window) {
-                             return window.root.children.empty();
-                         });
-    reading->done(application);
+    if (--reading->outstanding == 0) reading->end(true);
 }
 
 void AtspiTree::readFocus(const ReadingRef& reading) {

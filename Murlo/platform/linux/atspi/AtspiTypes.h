@@ -104,6 +104,7 @@ enum class AtspiRole : quint32 {
 /// The states read here, with their bit numbers in the AT-SPI protocol (AtspiStateType).
 enum class AtspiState {
     active = 1,
+    defunct = 6,
     editable = 7,
     enabled = 8,
     focusable = 11,

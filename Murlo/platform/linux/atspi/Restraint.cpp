@@ -5,9 +5,11 @@ namespace murlo {
 bool mayEnter(AtspiRole role, const AtspiStates& states, int children) {
     constexpr int mostRows = 250;
     constexpr int mostChildren = 2000;
-    if (children < 1 || children > mostChildren || states.has(AtspiState::managesDescendants))
-        return false;
+    if (children < 1 || children > mostChildren) return false;
+    // A word processor tells of the paragraphs that show.
+    if (states.has(AtspiState::managesDescendants) && role != AtspiRole::documentText) return false;
     switch (role) {
+    case AtspiRole::documentText:
     case AtspiRole::list:
     case AtspiRole::table:
     case AtspiRole::tree:
