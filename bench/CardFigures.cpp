@@ -99,19 +99,21 @@ QList<Figure> CardBench::listening() {
     m_counter.paints = 0;
     const double start = seconds();
     const double used = processSeconds();
-    double lastWord = start;
     double elapsed = 0;
-    const auto levels = m_scheduler.every(0.01, [&] {
+    // As a recording drives it: a level for each 4096 frames at 48 kHz, a clock of tenths, and three
+    // words with each preview.
+    const auto levels = m_scheduler.every(4096 / 48000.0, [&] {
         m_overlay.model().push(static_cast<float>(0.1 + 0.1 * std::sin(seconds() * 9)));
-        if (seconds() - lastWord > 0.4) {
-            lastWord = seconds();
-            said.append(words[said.size() % words.size()]);
-            m_overlay.model().setWords(transcriptWords(said));
-        }
-        elapsed += 0.01;
+    });
+    const auto previews = m_scheduler.every(1.1, [&] {
+        for (int i = 0; i < 3; ++i) said.append(words[said.size() % words.size()]);
+        m_overlay.model().setWords(transcriptWords(said));
+    });
+    const auto clock = m_scheduler.every(0.1, [&] {
+        elapsed += 0.1;
         m_overlay.model().setElapsed(elapsed);
     });
-    (void)waitFor([&] { return seconds() - start > 6; }, 10000, 2);
+    letPass(6000);
     const double took = seconds() - start;
     const double share = (processSeconds() - used) / took * 100;
     const double frames = m_counter.paints / took;
@@ -120,9 +122,8 @@ QList<Figure> CardBench::listening() {
     const double idleStart = processSeconds();
     letPass(2000);
     const double idle = (processSeconds() - idleStart) / 2 * 100;
-    return {{QStringLiteral("listening card with words, processor time"), share,
-             QStringLiteral("% of a core"), idle,
-             QStringLiteral("the same loop with the card hidden")},
+    return {{QStringLiteral("listening card with words, processor time beyond the hidden card's"),
+             share - idle, QStringLiteral("% of a core"), 3, QStringLiteral("the aim")},
             {QStringLiteral("listening card, frames"), frames, QStringLiteral("per second"), 60,
              QStringLiteral("the clock's")}};
 }

@@ -48,6 +48,7 @@ void CardMotion::takeUpState(const OverlayModel& model, const Motions& motions) 
         for (Row& row : m_rows) row.opacity.moveTo(0, motions.state);
         m_rows.push_back({state, Animated(first ? 1 : 0)});
         m_rows.back().opacity.moveTo(1, motions.state);
+        m_rows.back().size = content(m_rows.back()).size; // whatever it counts, it stays
     }
     const QList<TranscriptWord> words = showsWords(state) ? model.words() : QList<TranscriptWord>();
     if (words != m_words) {
@@ -59,7 +60,7 @@ void CardMotion::takeUpState(const OverlayModel& model, const Motions& motions) 
 
 void CardMotion::takeUpSize(const Motions& motions, bool atOnce) {
     if (m_rows.empty()) return;
-    const QSizeF row = content(m_rows.back()).size;
+    const QSizeF row = m_rows.back().size;
     const double transcript = m_transcript.height();
     const double inner = transcript > 0 ? std::max(contentWidth, row.width()) : row.width();
     const auto set = [&](Animated& value, double target) {
@@ -94,12 +95,17 @@ void CardMotion::advance(double seconds) {
     m_transcript.advance(seconds);
 }
 
-bool CardMotion::isMoving() const {
+bool CardMotion::movesItsBars() const {
+    return m_presented.value() > 0 &&
+           std::ranges::any_of(m_bars, [](const Animated& bar) { return !bar.isSettled(); });
+}
+
+bool CardMotion::movesAsAWhole() const {
     const auto moves = [](const Animated& value) { return !value.isSettled(); };
     if (moves(m_presented)) return true;
     if (m_presented.value() <= 0) return false; // unseen
     if (moves(m_width) || moves(m_rowHeight) || moves(m_transcriptHeight) ||
-        moves(m_transcriptGap) || m_transcript.isMoving() || std::ranges::any_of(m_bars, moves))
+        moves(m_transcriptGap) || m_transcript.isMoving())
         return true;
     return std::ranges::any_of(m_rows, [&](const Row& row) {
         return moves(row.opacity) || row.state.state == DictationState::transcribing ||

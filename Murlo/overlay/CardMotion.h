@@ -17,7 +17,9 @@ public:
     /// Lets time pass.
     void advance(double seconds);
     /// Whether the card will look different in the next moment, nothing new said.
-    [[nodiscard]] bool isMoving() const;
+    [[nodiscard]] bool isMoving() const { return movesAsAWhole() || movesItsBars(); }
+    /// Whether more than the waveform's bars will.
+    [[nodiscard]] bool movesAsAWhole() const;
     [[nodiscard]] CardRecord present() const;
 
 private:
@@ -25,10 +27,12 @@ private:
         DictationState state;
         Animated opacity;
         double since = 0; ///< seconds it has been there
+        QSizeF size = {};
     };
 
     void takeUpState(const OverlayModel& model, const CardMetrics::Motions& motions);
     void takeUpSize(const CardMetrics::Motions& motions, bool atOnce);
+    [[nodiscard]] bool movesItsBars() const;
     [[nodiscard]] CardRow content(const Row& row) const;
 
     Animated m_presented;

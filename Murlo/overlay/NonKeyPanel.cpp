@@ -24,16 +24,21 @@ QRect damage(const CardRecord& before, const CardRecord& after) {
                    ? QRect()
                    : card.card.toAlignedRect().adjusted(-shadow, -shadow, shadow, shadow + 10);
     };
-    const bool onlyRow = before.card == after.card && before.opacity == after.opacity &&
-                         before.lift == after.lift && before.words == after.words &&
-                         before.transcript == after.transcript;
-    if (!onlyRow) return all(before) | all(after);
-    QRect rows;
-    for (const CardRecord* card : {&before, &after}) {
-        for (const PlacedRow& row : card->rows)
-            rows |= QRectF(row.origin, row.row.size).toAlignedRect();
+    const bool stands = before.card == after.card && before.opacity == after.opacity &&
+                        before.lift == after.lift && before.transcript == after.transcript;
+    if (!stands) return all(before) | all(after);
+    QRect changed;
+    if (before.words != after.words) {
+        constexpr int bleed = 8; // of the painter's clip
+        changed |= after.transcript.toAlignedRect().adjusted(-bleed, 0, bleed, bleed);
     }
-    return rows.adjusted(-2, -2, 2, 2);
+    if (before.rows != after.rows) {
+        for (const CardRecord* card : {&before, &after}) {
+            for (const PlacedRow& row : card->rows)
+                changed |= QRectF(row.origin, row.row.size).toAlignedRect().adjusted(-2, -2, 2, 2);
+        }
+    }
+    return changed;
 }
 
 } // namespace
@@ -117,6 +122,7 @@ void NonKeyPanel::place() {
 void NonKeyPanel::orderFront() {
     m_up = true;
     place();
+    m_motion.update(m_model, motions());
     takeFrame();
     shape();
     if (!isVisible()) show();
@@ -140,7 +146,13 @@ void NonKeyPanel::modelChanged() {
     // However often the model changes, it is looked at once per frame.
     m_lastFrame = m_scheduler.uptime();
     m_motion.update(m_model, motions());
-    m_clock = m_scheduler.every(CardMetrics::frameInterval, [this] { tick(); });
+    awaitFrame();
+}
+
+void NonKeyPanel::awaitFrame() {
+    const double interval =
+        m_motion.movesAsAWhole() ? CardMetrics::frameInterval : CardMetrics::meterInterval;
+    m_clock = m_scheduler.after(interval, [this] { tick(); });
 }
 
 void NonKeyPanel::presentedChanged() {
@@ -160,11 +172,10 @@ void NonKeyPanel::tick() {
     m_motion.update(m_model, motions());
     m_motion.advance(passed);
     takeFrame();
-    if (!m_motion.isMoving()) m_clock.cancel();
+    if (m_motion.isMoving()) awaitFrame();
 }
 
 void NonKeyPanel::takeFrame() {
-    m_motion.update(m_model, motions());
     const CardRecord before = std::exchange(m_record, m_motion.present());
     if (surface() == CardSurface::opaque && cardOutline(before) != cardOutline(m_record)) shape();
     if (const QRect changed = damage(before, m_record); !changed.isEmpty()) update(changed);

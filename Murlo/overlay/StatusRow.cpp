@@ -8,6 +8,9 @@
 #include <QFontMetricsF>
 #include <QTextLayout>
 
+#include <algorithm>
+#include <array>
+
 namespace murlo {
 
 using namespace CardMetrics;
@@ -23,26 +26,36 @@ double textWidth(const QString& text, CardFont font) {
     return std::ceil(QFontMetricsF(cardFont(font)).horizontalAdvance(text));
 }
 
+/// What the clock needs to know of its font.
+struct ClockCells {
+    ClockCells() {
+        const QFontMetricsF metrics(cardFont(CardFont::clock));
+        for (std::size_t i = 0; i < widths.size(); ++i) // the colon comes after the figures
+            widths.at(i) = metrics.horizontalAdvance(QChar(u'0' + static_cast<char16_t>(i)));
+        figure = std::ceil(*std::max_element(widths.begin(), widths.end() - 1));
+        colon = std::ceil(widths.back());
+    }
+
+    std::array<double, 11> widths{};
+    double figure = 0;
+    double colon = 0;
+    double baseline = centredBaseline(CardFont::clock, rowHeight);
+};
+
 /// Minutes and seconds in cells of one width per figure, so that nothing moves while they count.
 /// Returns the width.
 double addClock(CardRow& row, double elapsed) {
     const auto seconds = static_cast<qint64>(elapsed);
     const QString text =
         QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
-    const QFontMetricsF metrics(cardFont(CardFont::clock));
-    double figure = 0;
-    for (char c = '0'; c <= '9'; ++c)
-        figure = std::max(figure, std::ceil(metrics.horizontalAdvance(QLatin1Char(c))));
-    const double colon = std::ceil(metrics.horizontalAdvance(QLatin1Char(':')));
+    static const ClockCells cells; // measured once: the card asks thirty times a second
     double x = row.size.width();
     for (qsizetype i = text.size() - 1; i >= 0; --i) {
-        const double cell = text[i] == QLatin1Char(':') ? colon : figure;
+        const double cell = text[i] == QLatin1Char(':') ? cells.colon : cells.figure;
         x -= cell;
-        const double inset = (cell - metrics.horizontalAdvance(text[i])) / 2;
-        row.texts.append({text[i],
-                          {x + inset, centredBaseline(CardFont::clock, rowHeight)},
-                          CardFont::clock,
-                          Look::panelText});
+        const double inset = (cell - cells.widths.at(text[i].unicode() - '0')) / 2;
+        row.texts.append(
+            {text[i], {x + inset, cells.baseline}, CardFont::clock, Look::panelText});
     }
     return row.size.width() - x;
 }
