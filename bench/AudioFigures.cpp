@@ -37,9 +37,18 @@ QList<Figure> audioFigures() {
     });
     const double bare = timed(5, [&input] {
         std::vector<float> output(input.size() / 3 + 1000);
-        std::size_t done = 0;
-        soxr_oneshot(48000, 16000, 1, input.data(), input.size(), nullptr, output.data(),
-                     output.size(), &done, nullptr, nullptr, nullptr);
+        soxr_t resampler = soxr_create(48000, 16000, 1, nullptr, nullptr, nullptr, nullptr);
+        std::size_t at = 0;
+        std::size_t written = 0;
+        std::size_t done = 1;
+        while (at < input.size() || done > 0) { // at the end what is still inside comes out
+            const bool ends = at >= input.size();
+            soxr_process(resampler, ends ? nullptr : input.data() + at, ends ? 0 : pieceFrames,
+                         nullptr, output.data() + written, output.size() - written, &done);
+            at += pieceFrames;
+            written += done;
+        }
+        soxr_delete(resampler);
     });
 
     const std::vector<float> clip = tone(16000, clipSeconds);
@@ -52,7 +61,8 @@ QList<Figure> audioFigures() {
         if (copy.at(0) != 'x') qFatal("unreachable");
     });
     return {{QStringLiteral("resampling 300 s of 48 kHz in 10 ms pieces"), ours * 1000,
-             QStringLiteral("ms"), bare * 1000, QStringLiteral("the bare library in one call")},
+             QStringLiteral("ms"), bare * 1000,
+             QStringLiteral("the bare library in the same pieces")},
             {QStringLiteral("WAV encoding of 300 s"), encoding * 1000, QStringLiteral("ms"),
              copying * 1000, QStringLiteral("a copy of the same bytes")}};
 }

@@ -11,40 +11,15 @@
 #include <QFile>
 #include <QFontMetricsF>
 
-#include <ctime>
-#include <xcb/xcb.h>
-
 namespace murlo {
 
 namespace {
-
-/// Seconds of processor time that this process has used.
-double processSeconds() {
-    timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
 
 double residentMegabytes() {
     QFile file(QStringLiteral("/proc/self/statm"));
     if (!file.open(QIODevice::ReadOnly)) return 0;
     return file.readAll().split(' ').value(1).toDouble() * 4096 / 1e6;
 }
-
-/// What the screen shows in the middle of the card's badge.
-class BadgePixel {
-public:
-    [[nodiscard]] QByteArray now() const {
-        const auto image =
-            m_x.reply(xcb_get_image_reply, xcb_get_image(m_x, XCB_IMAGE_FORMAT_Z_PIXMAP, m_x.root(),
-                                                         455, 788, 1, 1, ~0U));
-        if (!image) return {};
-        return {reinterpret_cast<const char*>(xcb_get_image_data(image.get())), 4};
-    }
-
-private:
-    XcbConnection m_x;
-};
 
 class PaintCounter : public QObject {
 public:
@@ -62,12 +37,10 @@ public:
     QList<Figure> measure();
 
 private:
-    double secondsToCard();
     QList<Figure> listening();
 
     QtScheduler m_scheduler;
     X11Desktop m_desktop;
-    BadgePixel m_pixel;
     PaintCounter m_counter;
     OverlayController m_overlay{m_scheduler, [this](OverlayModel& model) {
                                     auto panel = std::make_unique<NonKeyPanel>(model, m_scheduler,
@@ -76,19 +49,6 @@ private:
                                     return panel;
                                 }};
 };
-
-/// From `show` until the screen has changed where the card is.
-double CardBench::secondsToCard() {
-    const QByteArray before = m_pixel.now();
-    const double start = seconds();
-    m_overlay.show({DictationState::listening, {}});
-    (void)waitFor([&] { return m_pixel.now() != before; }, 2000, 0);
-    const double took = seconds() - start;
-    letPass(600);
-    m_overlay.hide();
-    letPass(600);
-    return took;
-}
 
 QList<Figure> CardBench::listening() {
     m_overlay.show({DictationState::listening, {}});
@@ -100,8 +60,8 @@ QList<Figure> CardBench::listening() {
     const double start = seconds();
     const double used = processSeconds();
     double elapsed = 0;
-    // As a recording drives it: a level for each 4096 frames at 48 kHz, a clock of tenths, and three
-    // words with each preview.
+    // As a recording drives it: a level for each 4096 frames at 48 kHz, a clock of tenths, and
+    // three words with each preview.
     const auto levels = m_scheduler.every(4096 / 48000.0, [&] {
         m_overlay.model().push(static_cast<float>(0.1 + 0.1 * std::sin(seconds() * 9)));
     });
@@ -130,15 +90,7 @@ QList<Figure> CardBench::listening() {
 
 QList<Figure> CardBench::measure() {
     const double before = residentMegabytes();
-    const double cold = secondsToCard();
-    QList<double> warm;
-    for (int i = 0; i < 7; ++i) warm.append(secondsToCard());
-    const auto ms = QStringLiteral("ms");
-    const auto aim = QStringLiteral("the aim");
-    QList<Figure> figures{
-        {QStringLiteral("trigger to card on screen, cold"), cold * 1000, ms, 50, aim},
-        {QStringLiteral("trigger to card on screen, warm"), median(warm) * 1000, ms, 50, aim}};
-    figures += listening();
+    QList<Figure> figures = listening();
     const double after = residentMegabytes();
     figures.append({QStringLiteral("resident memory after cards, whole bench process"), after,
                     QStringLiteral("MB"), before, QStringLiteral("before the first")});

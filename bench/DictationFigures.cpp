@@ -1,6 +1,7 @@
 #include "AppDelegate.h"
 #include "CompositionRoot.h"
 #include "Figures.h"
+#include "Screen.h"
 #include "tests/support/desktop/DeepModel.h"
 #include "tests/support/desktop/PhysicalKeyboard.h"
 #include "tests/support/desktop/Speaker.h"
@@ -141,6 +142,7 @@ void tapShift(PhysicalKeyboard& keyboard) {
 
 struct Rounds {
     QList<double> toSample;
+    QList<double> toCard;
     QList<double> toText;
     QList<double> engine;
 
@@ -157,17 +159,23 @@ struct Rounds {
 Rounds dictate(TimedMurlo& murlo, TargetApp& app, const QString& speech, int milliseconds) {
     PhysicalKeyboard keyboard;
     Speaker speaker;
+    ScreenPatch badge(QRect(450, 783, 10, 10)); // its red disc, on the card in the middle below
     Rounds result;
     for (int i = 0; i < rounds; ++i) {
         letPass(1500); // the last one's clipboard and warm engine are in place again
         tapShift(keyboard);
         murlo.input->first = 0;
+        badge.rememberEmpty();
         const double trigger = seconds();
         keyboard.press("LFSH");
+        (void)waitFor([&] { return badge.canBeRead(); }, 5000, 0);
+        const double card = seconds() - trigger;
         (void)waitFor([&] { return murlo.input->first > 0; }, 5000, 0);
         result.toSample.append(murlo.input->first - trigger);
+        if (badge.isKnown()) result.toCard.append(card);
         (void)speaker.play(speech);
         letPass(milliseconds);
+        badge.rememberFull();
         const QString before = app.text().value_or(QString());
         const double release = seconds();
         keyboard.release("LFSH");

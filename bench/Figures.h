@@ -25,11 +25,17 @@ struct Figure {
 [[nodiscard]] double quantile(QList<double> values, double part);
 /// Seconds on a clock that never goes backwards.
 [[nodiscard]] double seconds();
+/// Seconds of processor time that this process has used.
+[[nodiscard]] double processSeconds();
 /// Median of the seconds that `work` takes, over `times` runs.
 [[nodiscard]] double timed(int times, const std::function<void()>& work);
 
 /// Says what is being measured, on standard error.
 void progress(const QString& what);
+
+/// Another program for the letters: a window with two lines of text above so many labels. Runs
+/// until it is ended.
+[[nodiscard]] int showForm(int labels);
 
 // The measurements, one subject each. They throw nothing; what could not be measured is left out,
 // with a word on standard error.

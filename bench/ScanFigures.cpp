@@ -1,4 +1,5 @@
 #include "Figures.h"
+#include "Screen.h"
 #include "hints/HintController.h"
 #include "hints/HintPanel.h"
 #include "hints/InputScanner.h"
@@ -6,21 +7,30 @@
 #include "platform/Platform.h"
 #include "platform/linux/atspi/AtspiCalls.h"
 #include "platform/linux/x11/XcbConnection.h"
+#include "settings/Settings.h"
+#include "tests/support/desktop/PhysicalKeyboard.h"
 #include "tests/support/desktop/Waiting.h"
+#include "triggers/HotkeyMonitor.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QDBusConnection>
+#include <QGridLayout>
+#include <QLabel>
+#include <QLineEdit>
 #include <QProcess>
+#include <QScrollArea>
+#include <QTemporaryDir>
+#include <QUuid>
 
 #include <array>
 #include <deque>
+#include <future>
 #include <xcb/xcb.h>
 
 namespace murlo {
 
 namespace {
 
-constexpr double walkLimit = 20; ///< seconds; what remains is reckoned from the objects seen
 constexpr int cellsPerRow = 2;
 
 /// A GTK dialog with two lines of text and a list: about `nodes` objects on the accessibility bus.
@@ -52,53 +62,106 @@ private:
     QProcess m_process;
 };
 
-/// The straightforward way: asks each object for role, states, place and children, and waits for
-/// each answer.
+/// A window of another toolkit with as much in it.
+class QtForm {
+public:
+    explicit QtForm(int labels) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
+        m_process.setProcessEnvironment(environment);
+        m_process.start(QCoreApplication::applicationFilePath(),
+                        {QStringLiteral("--form"), QString::number(labels)});
+    }
+    ~QtForm() {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
+    QtForm(const QtForm&) = delete;
+    QtForm& operator=(const QtForm&) = delete;
+
+    [[nodiscard]] qint64 pid() const { return m_process.processId(); }
+
+private:
+    QProcess m_process;
+};
+
+/// The straightforward way, within the bounds that a scan has: asks each object that shows for
+/// role, states, place and children, and waits for each answer.
 class BlockingWalk {
 public:
     explicit BlockingWalk(const QString& address)
-        : m_bus(QDBusConnection::connectToBus(address, QStringLiteral("murlo-bench-walk"))) {}
-    ~BlockingWalk() { QDBusConnection::disconnectFromBus(m_bus.name()); }
+        : m_name(QUuid::createUuid().toString())
+        , m_bus(QDBusConnection::connectToBus(address, m_name)) {}
+    ~BlockingWalk() { QDBusConnection::disconnectFromBus(m_name); }
     BlockingWalk(const BlockingWalk&) = delete;
     BlockingWalk& operator=(const BlockingWalk&) = delete;
 
-    /// The programs among `pids` that are on the bus.
-    [[nodiscard]] std::deque<AtspiReference> programs(const QList<qint64>& pids) const {
-        std::deque<AtspiReference> found;
-        for (const AtspiReference& program : atspi::referencesOf(
-                 ask(atspi::getChildren({atspi::registryService, atspi::rootPath})))) {
-            const auto pid = atspi::numberOf(ask(atspi::getProcessId(program.service)));
-            if (pid && pids.contains(qint64(*pid))) found.push_back(program);
-        }
-        return found;
-    }
-
-    void run(std::deque<AtspiReference> open) {
+    void run(qint64 pid) {
+        constexpr double limit = 2.8; // seconds
+        constexpr int budget = 14000; // objects of a window
         const double start = seconds();
-        while (!open.empty() && seconds() - start < walkLimit) {
+        std::deque<AtspiReference> open = windowsOf(pid);
+        while (!open.empty() && walked < budget) {
+            if (seconds() - start > limit) return;
             const AtspiReference object = open.front();
             open.pop_front();
+            ++walked;
             (void)atspi::roleOf(ask(atspi::getRole(object)));
-            (void)atspi::statesOf(ask(atspi::getState(object)));
+            const auto states = atspi::statesOf(ask(atspi::getState(object)));
             (void)atspi::extentsOf(ask(atspi::getExtents(object, atspi::Coordinates::screen)));
+            if (!states || !states->has(AtspiState::showing)) continue;
             for (const AtspiReference& child : atspi::referencesOf(ask(atspi::getChildren(object))))
                 if (!child.isNull()) open.push_back(child);
-            ++walked;
         }
-        nodes = walked + int(open.size());
-        took = (seconds() - start) * nodes / walked;
+        whole = open.empty();
     }
 
     int walked = 0;
-    int nodes = 0;
-    double took = 0; ///< seconds, for all nodes
+    bool whole = false; ///< no bound ended it
 
 private:
     [[nodiscard]] QDBusMessage ask(const QDBusMessage& call) const {
         return m_bus.call(call, QDBus::Block, 5000);
     }
+    [[nodiscard]] std::deque<AtspiReference> windowsOf(qint64 wanted) const {
+        std::deque<AtspiReference> found;
+        for (const AtspiReference& program : atspi::referencesOf(
+                 ask(atspi::getChildren({atspi::registryService, atspi::rootPath})))) {
+            const auto pid = atspi::numberOf(ask(atspi::getProcessId(program.service)));
+            if (!pid || qint64(*pid) != wanted) continue;
+            for (const AtspiReference& window :
+                 atspi::referencesOf(ask(atspi::getChildren(program))))
+                found.push_back(window);
+        }
+        return found;
+    }
 
+    QString m_name;
     QDBusConnection m_bus;
+};
+
+/// All programs walked in parallel, each on a thread of its own.
+struct ParallelWalk {
+    ParallelWalk(const QString& address, const QList<qint64>& pids) {
+        const double start = seconds();
+        std::vector<std::future<std::pair<int, bool>>> walks;
+        for (const qint64 pid : pids)
+            walks.push_back(std::async(std::launch::async, [address, pid] {
+                BlockingWalk walk(address);
+                walk.run(pid);
+                return std::pair(walk.walked, walk.whole);
+            }));
+        for (auto& walk : walks) {
+            const auto [count, complete] = walk.get();
+            objects += count;
+            whole = whole && complete;
+        }
+        took = seconds() - start;
+    }
+
+    int objects = 0;
+    bool whole = true;
+    double took = 0; ///< seconds
 };
 
 /// Counts the method calls on a bus, by the bus's own monitor.
@@ -156,7 +219,14 @@ QString busAddress() {
 
 class ScanBench {
 public:
+    ScanBench() {
+        m_hotkeys.onDoubleTap = [this](HotkeyAction) { m_hints.begin(); };
+        m_hints.onActiveChange = [this](bool active) { m_hotkeys.setFiltering(active); };
+        (void)m_hotkeys.start();
+    }
+
     QList<Figure> measure(int applications, int nodes);
+    QList<Figure> measureQt(int labels);
     [[nodiscard]] bool isReady() const {
         return waitFor([this] { return m_platform.accessibility->isTrusted(); });
     }
@@ -165,10 +235,16 @@ private:
     /// Dialogs beside each other, none of which has been asked anything.
     std::vector<std::unique_ptr<Form>> open(int applications, int nodes);
     QList<InputTarget> scan();
-    double secondsToLetters(const QRectF& box);
-    [[nodiscard]] QByteArray pixelsOf(const QRectF& box) const;
+    QList<Figure> report(const QString& what, double cold, ScreenPatch& letter,
+                         const QList<qint64>& pids);
+    double secondsToLetters(ScreenPatch& letter);
+    [[nodiscard]] static QRect letterOf(const QRectF& box);
 
     Platform m_platform = loadPlatform();
+    QTemporaryDir m_folder;
+    Settings m_settings{Paths(m_folder.path()), *m_platform.scheduler};
+    HotkeyMonitor m_hotkeys{*m_platform.eventTap, m_settings};
+    PhysicalKeyboard m_keyboard;
     XcbConnection m_x;
     InputTargets m_targets{*m_platform.accessibility};
     InputScanner m_scanner{*m_platform.accessibilityTree, *m_platform.applications,
@@ -195,27 +271,27 @@ QList<InputTarget> ScanBench::scan() {
     return found.value_or(QList<InputTarget>());
 }
 
-/// What the screen shows around a box's top left corner, where its letter comes.
-QByteArray ScanBench::pixelsOf(const QRectF& box) const {
-    const QPoint corner = currentScreens().flipped(box).topLeft().toPoint();
-    const auto image = m_x.reply(
-        xcb_get_image_reply, xcb_get_image(m_x, XCB_IMAGE_FORMAT_Z_PIXMAP, m_x.root(),
-                                           qint16(corner.x()), qint16(corner.y()), 40, 14, ~0U));
-    if (!image) return {};
-    return {reinterpret_cast<const char*>(xcb_get_image_data(image.get())),
-            xcb_get_image_data_length(image.get())};
+QRect ScanBench::letterOf(const QRectF& box) {
+    return {currentScreens().flipped(box).topLeft().toPoint(), QSize(40, 14)};
 }
 
-/// From the trigger until the screen has changed where the letter of `box` comes.
-double ScanBench::secondsToLetters(const QRectF& box) {
-    const QByteArray before = pixelsOf(box);
+/// From the key that completes the double tap until the letter can be read.
+double ScanBench::secondsToLetters(ScreenPatch& letter) {
+    m_keyboard.press("RTSH");
+    letPass(60);
+    m_keyboard.release("RTSH");
+    letPass(80);
+    letter.rememberEmpty();
     const double start = seconds();
-    m_hints.begin();
-    (void)waitFor([&] { return pixelsOf(box) != before; }, 8000, 0);
+    m_keyboard.press("RTSH");
+    (void)waitFor([&] { return letter.isKnown() && letter.canBeRead(); },
+                  letter.isKnown() ? 8000 : 3500, 0);
     const double took = seconds() - start;
-    letPass(300);
+    m_keyboard.release("RTSH");
+    letPass(500);
+    letter.rememberFull();
     m_hints.cancel();
-    letPass(600);
+    letPass(700);
     return took;
 }
 
@@ -231,47 +307,71 @@ std::vector<std::unique_ptr<Form>> ScanBench::open(int applications, int nodes) 
 
 QList<Figure> ScanBench::measure(int applications, int nodes) {
     progress(QStringLiteral("letters on %1 × %2 objects").arg(applications).arg(nodes));
-    // Where the boxes are shows on dialogs just like those that are measured.
+    // Where the boxes are, and how a letter looks, shows on dialogs just like those that are
+    // measured.
     auto forms = open(applications, nodes);
     const QList<InputTarget> targets = scan();
     if (targets.size() < applications) {
         progress(QStringLiteral("%1 boxes only; left out").arg(targets.size()));
         return {};
     }
+    ScreenPatch letter(letterOf(targets.last().frame));
+    (void)secondsToLetters(letter);
     forms.clear();
     letPass(500);
     forms = open(applications, nodes);
-    // The first contact, in which a program builds its objects.
-    const double cold = secondsToLetters(targets.last().frame);
-    QList<double> letters;
-    for (int i = 0; i < 7; ++i) letters.append(secondsToLetters(targets.last().frame));
-    const double warm = timed(7, [this] { (void)scan(); });
+    const double cold = secondsToLetters(letter); // the program builds its objects
     QList<qint64> pids;
     for (const auto& form : forms) pids.append(form->pid());
-    BlockingWalk walk(busAddress());
-    walk.run(walk.programs(pids));
+    return report(QStringLiteral("%1 GTK 3 program%2")
+                      .arg(applications)
+                      .arg(applications > 1 ? QStringLiteral("s") : QString()),
+                  cold, letter, pids);
+}
+
+QList<Figure> ScanBench::measureQt(int labels) {
+    progress(QStringLiteral("letters on a Qt window with %1 objects").arg(labels));
+    const auto start = [this, labels] {
+        auto form = std::make_unique<QtForm>(labels);
+        (void)waitFor([this] { return m_scanner.eligibleApplications().size() == 1; });
+        letPass(2500);
+        return form;
+    };
+    auto form = start();
+    const QList<InputTarget> targets = scan();
+    if (targets.isEmpty()) {
+        progress(QStringLiteral("no boxes; left out"));
+        return {};
+    }
+    ScreenPatch letter(letterOf(targets.first().frame));
+    (void)secondsToLetters(letter);
+    form.reset();
+    letPass(500);
+    form = start();
+    const double cold = secondsToLetters(letter);
+    return report(QStringLiteral("a Qt 6 program"), cold, letter, {form->pid()});
+}
+
+QList<Figure> ScanBench::report(const QString& what, double cold, ScreenPatch& letter,
+                                const QList<qint64>& pids) {
+    QList<double> letters;
+    for (int i = 0; i < 7; ++i) letters.append(secondsToLetters(letter));
+    const ParallelWalk walk(busAddress(), pids);
     CallMonitor monitor(busAddress());
     (void)scan();
     const int calls = monitor.calls();
-
-    const QString what = QStringLiteral("%1 application%2, %3 objects, %4 boxes")
-                             .arg(applications)
-                             .arg(applications > 1 ? QStringLiteral("s") : QString())
-                             .arg(walk.nodes)
-                             .arg(targets.size());
-    const QString walked =
-        walk.walked == walk.nodes
-            ? QStringLiteral("a call per property")
-            : QStringLiteral("a call per property, scaled from %1 objects").arg(walk.walked);
+    const QString of = QStringLiteral("%1, %2%3 objects")
+                           .arg(what, walk.whole ? QString() : QStringLiteral("over "))
+                           .arg(walk.objects);
+    const QString walked = walk.whole ? QStringLiteral("walks in parallel, a call per property")
+                                      : QStringLiteral("such walks, ended by their bounds");
     const auto ms = QStringLiteral("ms");
     const double base = walk.took * 1e3;
-    return {{QStringLiteral("trigger to letters on screen, asked before, ") + what,
+    return {{QStringLiteral("trigger to letters that can be read, asked before, ") + of,
              median(letters) * 1e3, ms, base, walked},
-            {QStringLiteral("trigger to letters on screen, never asked before, ") + what,
-             cold * 1e3, ms, base, walked},
-            {QStringLiteral("scan, ") + what, warm * 1e3, ms, base, walked},
-            {QStringLiteral("D-Bus calls of a scan, ") + what, double(calls),
-             QStringLiteral("calls"), 4.0 * walk.nodes, QStringLiteral("a call per property")}};
+            {QStringLiteral("the same, never asked before, ") + of, cold * 1e3, ms, base, walked},
+            {QStringLiteral("D-Bus calls of a scan, ") + of, double(calls), QStringLiteral("calls"),
+             4.0 * walk.objects, QStringLiteral("a call per property")}};
 }
 
 } // namespace
@@ -284,10 +384,26 @@ QList<Figure> scanFigures() {
     }
     QList<Figure> figures;
     for (const auto& [applications, nodes] :
-         {std::pair(1, 500), std::pair(4, 500), std::pair(8, 500), std::pair(1, 5000),
-          std::pair(1, 20000)})
+         {std::pair(1, 500), std::pair(8, 500), std::pair(1, 5000), std::pair(1, 20000)})
         figures += bench.measure(applications, nodes);
-    return figures;
+    return figures + bench.measureQt(5000);
+}
+
+int showForm(int labels) {
+    QWidget window;
+    auto* const rows = new QVBoxLayout(&window);
+    for (int i = 0; i < 2; ++i) rows->addWidget(new QLineEdit);
+    auto* const inside = new QWidget;
+    auto* const grid = new QGridLayout(inside);
+    grid->setSpacing(0);
+    for (int i = 0; i < labels; ++i)
+        grid->addWidget(new QLabel(QString::number(i, 36)), i / 40, i % 40);
+    auto* const area = new QScrollArea;
+    area->setWidget(inside);
+    rows->addWidget(area);
+    window.resize(900, 600);
+    window.show();
+    return QApplication::exec();
 }
 
 } // namespace murlo

@@ -29,6 +29,12 @@ double seconds() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
+double processSeconds() {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
 double timed(int times, const std::function<void()>& work) {
     QList<double> took;
     for (int i = 0; i < times; ++i) {
@@ -92,6 +98,8 @@ int main(int argc, char** argv) {
         QTimer::singleShot(0, [] { QTextStream(stderr) << "bare: live" << Qt::endl; });
         return QApplication::exec();
     }
+    if (arguments.contains(QStringLiteral("--form")))
+        return murlo::showForm(arguments.last().toInt());
     const auto option = [&arguments](const char* name) {
         const qsizetype at = arguments.indexOf(QLatin1String(name));
         return at >= 0 ? arguments.value(at + 1) : QString();
