@@ -54,8 +54,7 @@ double addClock(CardRow& row, double elapsed) {
         const double cell = text[i] == QLatin1Char(':') ? cells.colon : cells.figure;
         x -= cell;
         const double inset = (cell - cells.widths.at(text[i].unicode() - '0')) / 2;
-        row.texts.append(
-            {text[i], {x + inset, cells.baseline}, CardFont::clock, Look::panelText});
+        row.texts.append({text[i], {x + inset, cells.baseline}, CardFont::clock, Look::panelText});
     }
     return row.size.width() - x;
 }

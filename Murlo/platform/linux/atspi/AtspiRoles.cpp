@@ -111,6 +111,30 @@ bool isSearchField(const QHash<QString, QString>& attributes) {
 
 } // namespace
 
+bool isControl(AtspiRole role) {
+    switch (role) {
+    case AtspiRole::pageTab:
+    case AtspiRole::pageTabList:
+    case AtspiRole::pushButton:
+    case AtspiRole::toggleButton:
+    case AtspiRole::checkBox:
+    case AtspiRole::radioButton:
+    case AtspiRole::menu:
+    case AtspiRole::menuBar:
+    case AtspiRole::menuItem:
+    case AtspiRole::slider:
+    case AtspiRole::scrollBar:
+    case AtspiRole::link:
+    case AtspiRole::list:
+    case AtspiRole::listItem:
+    case AtspiRole::tree:
+    case AtspiRole::label:
+        return true;
+    default:
+        return false;
+    }
+}
+
 AtspiDescription describe(AtspiRole role, const AtspiStates& states, const QStringList& interfaces,
                           const QHash<QString, QString>& attributes) {
     const auto* const row = std::find_if(std::begin(table), std::end(table),

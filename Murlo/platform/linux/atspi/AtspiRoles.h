@@ -13,6 +13,10 @@ struct AtspiDescription {
     bool editable = false; ///< the user can change its text now
 };
 
+/// Whether objects of the role are controls that one operates, rather than places that something
+/// is put into.
+[[nodiscard]] bool isControl(AtspiRole role);
+
 /// Maps this desktop's roles onto those of the port: the one place that knows both. Text that
 /// cannot be changed is "AXStaticText"; a combo box without a text to edit is "AXPopUpButton".
 /// `interfaces` are D-Bus interface names, `attributes` the object attributes of its toolkit.

@@ -16,6 +16,16 @@ bool isFocused(const std::optional<AtspiStates>& states) {
            (states->has(AtspiState::showing) || states->has(AtspiState::visible));
 }
 
+/// Whether text can be put into the object or into what is directly around it.
+bool takesText(const std::shared_ptr<const AtspiElement>& element) {
+    const AtspiElement* around = element.get();
+    for (std::size_t i = 0; i < ElementReader::levels && around; ++i) {
+        if (around->description.editable) return true;
+        around = around->parent.get();
+    }
+    return false;
+}
+
 } // namespace
 
 FocusTracker::FocusTracker(Scheduler& scheduler, AtspiBus& bus,
@@ -139,8 +149,7 @@ void FocusTracker::setFocus(const AtspiReference& object, const std::function<vo
         if (!element) reader->object = {};
         if (m_activeWindow && m_activeWindow->service == object.service)
             ownsActiveWindow(*reader, m_frontmostPid());
-        if (before && before->description.editable && !(element && element->description.editable))
-            preferIfFocused(before, change);
+        if (takesText(before) && !takesText(element)) preferIfFocused(before, change);
         if (known) known();
     });
 }
@@ -165,10 +174,13 @@ void FocusTracker::recheck(std::function<void()> corrected) {
                    const auto program = m_programs.find(element->reference.service);
                    // A program that is too busy for an answer is believed.
                    if (program == m_programs.end() || program->element != element ||
-                       atspi::isTimeout(reply) || isFocused(atspi::statesOf(reply)))
+                       atspi::isTimeout(reply))
                        return;
-                   drop(*program);
-                   if (corrected) corrected();
+                   const bool lost = !isFocused(atspi::statesOf(reply));
+                   // A control may call itself focused beside the box that has the keys.
+                   if (!lost && (takesText(element) || !isControl(element->role))) return;
+                   if (lost) drop(*program);
+                   if (lost && corrected) corrected();
                    if (m_activeWindow && m_activeWindow->service == element->reference.service)
                        lookForFocus(*m_activeWindow, corrected);
                });
