@@ -34,8 +34,8 @@ void fillMenu(QMenu& menu, const QList<MenuEntry>& entries,
     }
 }
 
-StatusItemController::StatusItemController(Partners partners)
-    : m_with(std::move(partners)) {
+StatusItemController::StatusItemController(const Partners& partners)
+    : m_with(partners) {
     connect(&m_menu, &QMenu::aboutToShow, this, &StatusItemController::menuNeedsUpdate);
     menuNeedsUpdate(); // hosts that ask for the menu before they open it find one
     apply({});

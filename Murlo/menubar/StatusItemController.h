@@ -44,7 +44,7 @@ public:
         Desktop& desktop;
     };
 
-    explicit StatusItemController(Partners partners);
+    explicit StatusItemController(const Partners& partners);
     ~StatusItemController() override;
 
     /// Puts the item into the tray, now or as soon as there is one. It stays through restarts of
