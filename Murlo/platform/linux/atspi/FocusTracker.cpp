@@ -113,8 +113,10 @@ void FocusTracker::onWindowEvent(const QDBusMessage& signal) {
     const auto event = signal.member().toLower();
     if (event == QLatin1String("activate"))
         activate(window);
-    else if (event == QLatin1String("deactivate") && m_activeWindow == window)
+    else if (event == QLatin1String("deactivate") && m_activeWindow == window) {
         m_activeWindow.reset();
+        m_search.cancel(); // what a window in the background calls focused is not
+    }
 }
 
 void FocusTracker::onProgramAdded(const QDBusMessage& signal) {
