@@ -16,7 +16,7 @@ bool isTextBoxLike(const std::optional<QString>& role, const std::optional<QStri
 namespace {
 
 /// Whether an element of this role certainly takes no text. What a canvas, a pane, a document or a
-/// cell does with keys cannot be known from outside.
+/// table does with keys cannot be known from outside.
 bool takesNoText(const QString& role) {
     static constexpr std::array roles{
         QLatin1String("AXButton"),    QLatin1String("AXCheckBox"),
@@ -50,7 +50,11 @@ std::optional<FocusVerdict> focusVerdict(const Accessibility& accessibility) {
             return FocusVerdict{focused, true};
         current = accessibility.element(current, QStringLiteral("AXParent"));
     }
-    const auto role = accessibility.string(focused, QStringLiteral("AXRole"));
+    auto role = accessibility.string(focused, QStringLiteral("AXRole"));
+    if (role == QStringLiteral("AXCell")) { // which is a row, in a list or a tree
+        const ElementRef around = accessibility.element(focused, QStringLiteral("AXParent"));
+        role = accessibility.string(around, QStringLiteral("AXRole"));
+    }
     if (role && takesNoText(*role)) return FocusVerdict{focused, false};
     return std::nullopt;
 }

@@ -45,6 +45,7 @@ private Q_SLOTS:
         row("third ancestor", "AXStaticText AXGroup AXGroup AXTextArea", true);
         row("link in an editable document", "AXLink AXTextArea", true);
         row("row of a list", "AXRow AXList AXGroup", false);
+        row("cell of a tree", "AXCell AXOutline AXScrollArea", false);
         row("tab", "AXTabGroup AXWindow", false);
         row("pane of a program that draws itself", "AXGroup AXWindow", none);
         row("cell of a spreadsheet", "AXCell AXTable AXGroup", none);

@@ -63,26 +63,34 @@ constexpr Row table[] = {
     {AtspiRole::staticText, Kind::plain, "AXStaticText"},
     {AtspiRole::checkBox, Kind::plain, "AXCheckBox"},
     {AtspiRole::toggleButton, Kind::plain, "AXCheckBox"},
+    {AtspiRole::toggleSwitch, Kind::plain, "AXCheckBox"},
     {AtspiRole::radioButton, Kind::plain, "AXRadioButton"},
     {AtspiRole::pushButton, Kind::plain, "AXButton"},
+    {AtspiRole::pushButtonMenu, Kind::plain, "AXButton"},
     {AtspiRole::link, Kind::plain, "AXLink"},
     {AtspiRole::icon, Kind::plain, "AXImage"},
     {AtspiRole::image, Kind::plain, "AXImage"},
     {AtspiRole::slider, Kind::plain, "AXSlider"},
+    {AtspiRole::dial, Kind::plain, "AXSlider"},
     {AtspiRole::progressBar, Kind::plain, "AXProgressIndicator"},
     {AtspiRole::levelBar, Kind::plain, "AXProgressIndicator"},
     {AtspiRole::scrollBar, Kind::plain, "AXScrollBar"},
     {AtspiRole::scrollPane, Kind::plain, "AXScrollArea"},
     {AtspiRole::menuBar, Kind::plain, "AXMenuBar"},
     {AtspiRole::menu, Kind::plain, "AXMenu"},
+    {AtspiRole::popupMenu, Kind::plain, "AXMenu"},
     {AtspiRole::menuItem, Kind::plain, "AXMenuItem"},
     {AtspiRole::checkMenuItem, Kind::plain, "AXMenuItem"},
     {AtspiRole::radioMenuItem, Kind::plain, "AXMenuItem"},
+    {AtspiRole::tearoffMenuItem, Kind::plain, "AXMenuItem"},
     {AtspiRole::toolBar, Kind::plain, "AXToolbar"},
     {AtspiRole::pageTab, Kind::plain, "AXRadioButton"},
     {AtspiRole::pageTabList, Kind::plain, "AXTabGroup"},
     {AtspiRole::list, Kind::plain, "AXList"},
+    {AtspiRole::listBox, Kind::plain, "AXList"},
     {AtspiRole::listItem, Kind::plain, "AXRow"},
+    {AtspiRole::treeItem, Kind::plain, "AXRow"},
+    {AtspiRole::tableRow, Kind::plain, "AXRow"},
     {AtspiRole::table, Kind::plain, "AXTable"},
     {AtspiRole::tree, Kind::plain, "AXOutline"},
     {AtspiRole::treeTable, Kind::plain, "AXOutline"},
@@ -100,6 +108,13 @@ bool isDateField(const QHash<QString, QString>& attributes) {
                                      QStringLiteral("datetime-local"), QStringLiteral("month"),
                                      QStringLiteral("week")};
     return types.contains(attributes.value(QStringLiteral("text-input-type")));
+}
+
+/// GTK calls its lists tables. A key searches in them, where in other tables it begins to edit a
+/// cell. What a program draws itself (an office program's sheets) lacks the attribute.
+bool isListOfGtk(AtspiRole role, const QHash<QString, QString>& attributes) {
+    return role == AtspiRole::table &&
+           attributes.value(QStringLiteral("toolkit")).toLower() == QLatin1String("gtk");
 }
 
 bool isSearchField(const QHash<QString, QString>& attributes) {
@@ -128,6 +143,11 @@ bool isControl(AtspiRole role) {
     case AtspiRole::list:
     case AtspiRole::listItem:
     case AtspiRole::tree:
+    case AtspiRole::listBox:
+    case AtspiRole::treeItem:
+    case AtspiRole::tableRow:
+    case AtspiRole::comboBox:
+    case AtspiRole::spinButton:
     case AtspiRole::label:
         return true;
     default:
@@ -143,6 +163,7 @@ AtspiDescription describe(AtspiRole role, const AtspiStates& states, const QStri
 
     const auto plain = QString::fromLatin1(row->name);
     if (isDateField(attributes)) return {plain, QString(), false};
+    if (isListOfGtk(role, attributes)) return {QStringLiteral("AXList"), QString(), false};
     const bool writable = !states.has(AtspiState::readOnly);
     const bool editable = writable && states.has(AtspiState::editable);
     const bool hasEditableText = interfaces.contains(atspi::editableTextInterface);

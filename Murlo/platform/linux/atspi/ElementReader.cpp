@@ -23,8 +23,13 @@ constexpr int deepest = 100;
 
 void setWindow(std::vector<std::shared_ptr<AtspiElement>>& chain,
                const std::shared_ptr<const AtspiElement>& window) {
-    for (const auto& element : chain)
-        if (element != window) element->window = window;
+    for (const auto& element : chain) {
+        if (element == window) continue;
+        element->window = window;
+        // What shows a page may be a program of its own, in the window of another.
+        if (element->reference.service != window->reference.service && window->processId > 0)
+            element->processId = window->processId;
+    }
 }
 
 } // namespace
@@ -43,18 +48,22 @@ ElementReader::ElementReader(AtspiBus& bus)
 
 void ElementReader::read(const AtspiReference& object, Done done) {
     const auto reading = std::make_shared<Reading>(Reading{{}, std::move(done)});
-    if (m_programs.contains(object.service)) {
-        readLevel(reading, object);
+    withProgram(object.service, [this, reading, object] { readLevel(reading, object); });
+}
+
+void ElementReader::withProgram(const QString& service, const std::function<void()>& then) {
+    if (m_programs.contains(service)) {
+        then();
         return;
     }
-    m_bus.send({atspi::getProcessId(object.service), atspi::getToolkitName(object.service),
-                atspi::getToolkitVersion(object.service)},
-               [this, reading, object](const AtspiBus::Replies& replies) {
-                   m_programs.insert(object.service, {atspi::numberOf(replies[0]).value_or(0),
-                                                      atspi::tellsWindowExtentsOnly(
-                                                          atspi::stringPropertyOf(replies[1]),
-                                                          atspi::stringPropertyOf(replies[2]))});
-                   readLevel(reading, object);
+    m_bus.send({atspi::getProcessId(service), atspi::getToolkitName(service),
+                atspi::getToolkitVersion(service)},
+               [this, service, then](const AtspiBus::Replies& replies) {
+                   m_programs.insert(service, {atspi::numberOf(replies[0]).value_or(0),
+                                               atspi::tellsWindowExtentsOnly(
+                                                   atspi::stringPropertyOf(replies[1]),
+                                                   atspi::stringPropertyOf(replies[2]))});
+                   then();
                });
 }
 
@@ -110,8 +119,10 @@ void ElementReader::readWindow(const std::shared_ptr<Reading>& reading,
         setWindow(reading->chain, reading->chain.back());
         return;
     }
-    m_bus.send(calls(object), [this, reading, object](const AtspiBus::Replies& replies) {
-        if (const auto window = elementFrom(object, replies)) setWindow(reading->chain, window);
+    withProgram(object.service, [this, reading, object] {
+        m_bus.send(calls(object), [this, reading, object](const AtspiBus::Replies& replies) {
+            if (const auto window = elementFrom(object, replies)) setWindow(reading->chain, window);
+        });
     });
 }
 

@@ -54,6 +54,8 @@ private:
         Done done;
     };
 
+    /// Calls `then` once what is the same for all objects of the program is known.
+    void withProgram(const QString& service, const std::function<void()>& then);
     void readLevel(const std::shared_ptr<Reading>& reading, const AtspiReference& object);
     void addLevel(const std::shared_ptr<Reading>& reading, const AtspiReference& object,
                   const AtspiBus::Replies& replies);

@@ -37,9 +37,10 @@ void FocusFinder::findActiveWindow(const AtspiReference& application, const Foun
     });
 }
 
-void FocusFinder::findFocus(const AtspiReference& window, std::function<bool()> wanted,
+void FocusFinder::findFocus(const AtspiReference& window, Wanted what, std::function<bool()> wanted,
                             Found found) {
-    const auto descent = std::make_shared<Descent>(Descent{std::move(wanted),
+    const auto descent = std::make_shared<Descent>(Descent{what,
+                                                           std::move(wanted),
                                                            std::move(found),
                                                            {},
                                                            descentBudget,
@@ -73,8 +74,9 @@ void FocusFinder::descend(const std::shared_ptr<Descent>& descent,
             const AtspiReference& object = level[static_cast<qsizetype>(i)];
             // Both: Qt calls the current tab of a tab bar focused, wherever the focus is.
             if (states.has(AtspiState::focused) && states.has(AtspiState::focusable)) {
-                descent->innermost = object;
-                if (states.has(AtspiState::editable)) {
+                const bool takesText = states.has(AtspiState::editable);
+                if (takesText || descent->what == Wanted::anything) descent->innermost = object;
+                if (takesText) {
                     finish(descent);
                     return;
                 }

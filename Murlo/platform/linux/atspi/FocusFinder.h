@@ -20,13 +20,16 @@ public:
     /// The same for the windows of one program, whose root object is `application`.
     void findActiveWindow(const AtspiReference& application, const Found& found);
 
+    enum class Wanted { anything, text };
     /// Calls `found` with the focused object inside `window`, if there is one and while `wanted`
-    /// holds: of several the first that takes text, else the innermost. Looks at what is showing,
-    /// level by level, and enters no tables.
-    void findFocus(const AtspiReference& window, std::function<bool()> wanted, Found found);
+    /// holds: of several the first that takes text, else the innermost, if `what` is not text.
+    /// Looks at what is showing, level by level, and enters no tables.
+    void findFocus(const AtspiReference& window, Wanted what, std::function<bool()> wanted,
+                   Found found);
 
 private:
     struct Descent {
+        Wanted what;
         std::function<bool()> wanted;
         Found found;
         AtspiReference innermost; ///< of the focused ones

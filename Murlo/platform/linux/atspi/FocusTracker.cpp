@@ -69,8 +69,11 @@ std::shared_ptr<const AtspiElement> FocusTracker::focused() {
     const auto frontmost = m_frontmostPid();
     if (m_activeWindow) {
         const auto active = m_programs.find(m_activeWindow->service);
-        if (active != m_programs.end() && ownsActiveWindow(*active, frontmost))
-            return active->element;
+        if (active != m_programs.end()) {
+            if (!active->element && !active->object.isNull()) return nullptr; // it is being read
+            const auto& element = latestIn(*m_activeWindow, *active).element;
+            if (ownsActiveWindow(*active, element, frontmost)) return element;
+        }
     }
     // The window that said it is active is another program's, or none said so.
     if (!frontmost) return nullptr;
@@ -85,9 +88,22 @@ std::shared_ptr<const AtspiElement> FocusTracker::focused() {
     return nullptr;
 }
 
-bool FocusTracker::ownsActiveWindow(Program& program, std::optional<qint64> frontmost) {
-    if (!program.element) return false;
-    const bool same = frontmost == program.element->pid();
+const FocusTracker::Program& FocusTracker::latestIn(const AtspiReference& window,
+                                                    const Program& owner) const {
+    const Program* latest = &owner;
+    for (const auto& program : m_programs) {
+        const auto& element = program.element;
+        const bool inside = element && element->window && element->window->reference == window;
+        if (inside && program.change > latest->change) latest = &program;
+    }
+    return *latest;
+}
+
+bool FocusTracker::ownsActiveWindow(Program& program,
+                                    const std::shared_ptr<const AtspiElement>& focused,
+                                    std::optional<qint64> frontmost) {
+    if (!focused) return false;
+    const bool same = frontmost == focused->pid();
     program.pidComparable |= same;
     return same || !program.pidComparable;
 }
@@ -104,8 +120,9 @@ void FocusTracker::onFocusedChanged(const QDBusMessage& signal) {
     // Of several objects that were focused at once the others still are; who moves the focus tells
     // of the next one in a moment.
     if (m_activeWindow && m_activeWindow->service == object.service)
-        m_search =
-            m_scheduler.after(settling, [this, window = *m_activeWindow] { lookForFocus(window); });
+        m_search = m_scheduler.after(settling, [this, window = *m_activeWindow] {
+            lookForFocus(window, FocusFinder::Wanted::anything);
+        });
 }
 
 void FocusTracker::onWindowEvent(const QDBusMessage& signal) {
@@ -150,7 +167,7 @@ void FocusTracker::setFocus(const AtspiReference& object, const std::function<vo
         reader->element = element;
         if (!element) reader->object = {};
         if (m_activeWindow && m_activeWindow->service == object.service)
-            ownsActiveWindow(*reader, m_frontmostPid());
+            ownsActiveWindow(*reader, element, m_frontmostPid());
         if (takesText(before) && !takesText(element)) preferIfFocused(before, change);
         if (known) known();
     });
@@ -178,13 +195,18 @@ void FocusTracker::recheck(std::function<void()> corrected) {
                    if (program == m_programs.end() || program->element != element ||
                        atspi::isTimeout(reply))
                        return;
-                   const bool lost = !isFocused(atspi::statesOf(reply));
-                   // A control may call itself focused beside the box that has the keys.
-                   if (!lost && (takesText(element) || !isControl(element->role))) return;
-                   if (lost) drop(*program);
-                   if (lost && corrected) corrected();
+                   const bool stillFocused = isFocused(atspi::statesOf(reply));
+                   // A control may call itself focused beside the box that has the keys, and Qt
+                   // tells of a combo box and not of the text in it.
+                   if (stillFocused && (takesText(element) || !isControl(element->role))) return;
+                   if (!stillFocused) {
+                       drop(*program);
+                       if (corrected) corrected();
+                   }
+                   const auto wanted =
+                       stillFocused ? FocusFinder::Wanted::text : FocusFinder::Wanted::anything;
                    if (m_activeWindow && m_activeWindow->service == element->reference.service)
-                       lookForFocus(*m_activeWindow, corrected);
+                       lookForFocus(*m_activeWindow, wanted, corrected);
                });
 }
 
@@ -195,13 +217,15 @@ void FocusTracker::activate(const AtspiReference& window) {
     const bool known = !program.object.isNull() && (!program.element || !program.element->window ||
                                                     program.element->window->reference == window);
     if (known) return;
-    m_search = m_scheduler.after(settling, [this, window] { lookForFocus(window); });
+    m_search = m_scheduler.after(
+        settling, [this, window] { lookForFocus(window, FocusFinder::Wanted::anything); });
 }
 
-void FocusTracker::lookForFocus(const AtspiReference& window, std::function<void()> known) {
+void FocusTracker::lookForFocus(const AtspiReference& window, FocusFinder::Wanted what,
+                                std::function<void()> known) {
     const auto change = m_programs[window.service].change;
     m_finder.findFocus(
-        window,
+        window, what,
         [this, service = window.service, change] {
             const auto program = m_programs.constFind(service);
             return program != m_programs.cend() && program->change == change;
@@ -221,7 +245,7 @@ FocusFinder::Found FocusTracker::activeWindowFound() {
         if (!m_activeWindow)
             activate(window);
         else if (m_programs[window.service].object.isNull())
-            lookForFocus(window);
+            lookForFocus(window, FocusFinder::Wanted::anything);
     };
 }
 

@@ -23,8 +23,9 @@ public:
     [[nodiscard]] std::shared_ptr<const AtspiElement> focused();
 
     /// Asks the focused object whether it still is: where the events of its program have not told
-    /// the truth, it is forgotten and the focus looked for. `corrected` is called on a later turn
-    /// for each change that follows from that, not at all if all is well.
+    /// the truth, it is forgotten and the focus looked for; where it takes no text, another is
+    /// looked for that has the focus too and does. `corrected` is called on a later turn for each
+    /// change that follows from that, not at all if all is well.
     void recheck(std::function<void()> corrected);
 
 private Q_SLOTS:
@@ -49,14 +50,21 @@ private:
     void discover();
     FocusFinder::Found activeWindowFound();
     void activate(const AtspiReference& window);
-    void lookForFocus(const AtspiReference& window, std::function<void()> known = {});
+    void lookForFocus(const AtspiReference& window, FocusFinder::Wanted what,
+                      std::function<void()> known = {});
     /// Several objects may be focused at once: one that takes text is preferred to one that does
     /// not, if it still has the focus and `change` is the program's last.
     void preferIfFocused(const std::shared_ptr<const AtspiElement>& before, quint64 change);
     /// `known` is called once it has been read.
     void setFocus(const AtspiReference& object, const std::function<void()>& known = {});
     void drop(Program& program);
-    bool ownsActiveWindow(Program& program, std::optional<qint64> frontmost);
+    /// Of `owner`, the program of a window, and those that show something in it (a web page), the
+    /// one that has told of its focus last.
+    const Program& latestIn(const AtspiReference& window, const Program& owner) const;
+    /// Whether `focused`, in a window of `program`, is in the frontmost process.
+    static bool ownsActiveWindow(Program& program,
+                                 const std::shared_ptr<const AtspiElement>& focused,
+                                 std::optional<qint64> frontmost);
 
     Scheduler& m_scheduler;
     AtspiBus& m_bus;
