@@ -20,7 +20,7 @@ constexpr Row table[] = {
      "st st-256color alacritty kitty org.wezfurlong.wezterm foot gnome-terminal-server "
      "gnome-terminal konsole xfce4-terminal mate-terminal lxterminal qterminal terminator tilix "
      "terminology guake tilda yakuake deepin-terminal cool-retro-term sakura roxterm "
-     "com.mitchellh.ghostty kgx org.gnome.console ptyxis hyper tabby"},
+     "com.mitchellh.ghostty kgx org.gnome.console ptyxis hyper tabby zutty contour termite"},
     // Ctrl+V turns the page there.
     {PasteWay::shiftInsert, "emacs"},
     // Old terminals paste the other selection only; Vim's Ctrl+V quotes the next key; what shows

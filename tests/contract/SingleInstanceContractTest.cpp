@@ -23,9 +23,9 @@ class SingleInstanceContractTest : public QObject {
     }
     /// Whether a second start, which runs beside the first one's event loop, becomes the one.
     bool acquiredBySecond(const QString& kind, const QStringList& arguments) {
-        const auto second = make(kind);
-        if (kind == "fake") return second->acquire(arguments);
-        auto answer = std::async(std::launch::async, [&] { return second->acquire(arguments); });
+        if (kind == "fake") return make(kind)->acquire(arguments);
+        auto answer =
+            std::async(std::launch::async, [&] { return make(kind)->acquire(arguments); });
         while (answer.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
             QCoreApplication::processEvents();
         return answer.get();
