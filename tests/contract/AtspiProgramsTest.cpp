@@ -135,6 +135,7 @@ private Q_SLOTS:
         row("read-only text view, GTK 3", zenity({textInfo, file}), 0, "AXStaticText");
         row("check box, GTK 3", zenity({textInfo, file, "--checkbox=Read"}), 1, "AXCheckBox");
         row("button, GTK 3", zenity({"--question", "--text=Really?"}), 0, "AXButton");
+        row("list, GTK 3", zenity({"--list", "--column=A", "one", "two"}), 0, "AXList");
         row("slider, GTK 3", zenity({"--scale"}), 0, "AXSlider");
         row("editor, GTK 3", {"mousepad", "--disable-server"}, 0, "AXTextArea*");
         row("terminal, VTE", {"xfce4-terminal", "--disable-server"}, 0, "AXTextArea/AXTerminal*");
@@ -156,6 +157,21 @@ private Q_SLOTS:
         // Who comes later finds the same, without an event.
         const RealAccessibility late;
         QTRY_COMPARE(judgement(late, late.focusOf(program.pid())), expected);
+    }
+
+    void theTextInAComboBoxIsFoundBehindIt() {
+        RealAccessibility real;
+        const Program editor({"featherpad", "--standalone"});
+        QVERIFY(editor.isActive());
+        QTRY_VERIFY(real.focusOf(editor.pid()));
+        m_keyboard.press("LCTL");
+        m_keyboard.tap("AC04"); // f
+        m_keyboard.release("LCTL");
+        QTRY_COMPARE(judgement(real, real.focusOf(editor.pid())), "AXPopUpButton");
+        int corrections = 0;
+        real.adapter.recheckFocus([&] { ++corrections; });
+        QTRY_COMPARE(corrections, 1);
+        QCOMPARE(judgement(real, real.focusOf(editor.pid())), "AXTextField*");
     }
 
     void aWebPagesFieldsReadAsWhatTheyAre() {
