@@ -8,8 +8,10 @@
 #include "tests/support/desktop/TargetApp.h"
 #include "tests/support/desktop/Waiting.h"
 
+#include <QClipboard>
 #include <QDir>
 #include <QFile>
+#include <QGuiApplication>
 #include <QTemporaryDir>
 
 #include <atomic>
@@ -169,10 +171,10 @@ Rounds dictate(TimedMurlo& murlo, TargetApp& app, const QString& speech, int mil
         const double trigger = seconds();
         keyboard.press("LFSH");
         (void)waitFor([&] { return badge.canBeRead(); }, 5000, 0);
-        const double card = seconds() - trigger;
+        const double card = badge.isKnown() ? seconds() - trigger : 0; // the first one shows how
         (void)waitFor([&] { return murlo.input->first > 0; }, 5000, 0);
         result.toSample.append(murlo.input->first - trigger);
-        if (badge.isKnown()) result.toCard.append(card);
+        if (card > 0) result.toCard.append(card);
         (void)speaker.play(speech);
         letPass(milliseconds);
         badge.rememberFull();
@@ -200,6 +202,7 @@ QList<Figure> figuresWith(const QString& model, const QString& name, double aim)
         progress(QStringLiteral("the engine or the text box did not come up"));
         return {};
     }
+    QGuiApplication::clipboard()->setText(QStringLiteral("as on most people's clipboards"));
     const Rounds before = dictate(murlo, app, speech, 850);
     const Rounds during = dictate(murlo, app, speech, 2350);
     const QString ms = QStringLiteral("ms");
@@ -217,9 +220,12 @@ QList<Figure> figuresWith(const QString& model, const QString& name, double aim)
         row("what a preview in flight adds", during.beyond() - before.beyond(),
             aim > 0 ? aim : engine / 20,
             aim > 0 ? "the aim" : "the aim, a twentieth of the engine's time")};
-    if (aim > 0)
+    if (aim > 0) {
+        figures.prepend(
+            row("second tap to a card that can be read", median(during.toCard), 0.050, "the aim"));
         figures.prepend(
             row("second tap to first sample", median(before.toSample), 0.030, "the aim"));
+    }
     return figures;
 }
 

@@ -9,6 +9,7 @@
 #include <QFontMetricsF>
 
 #include <cmath>
+#include <map>
 
 namespace murlo {
 
@@ -121,10 +122,10 @@ void paintRow(QPainter& painter, const PlacedRow& placed) {
     painter.translate(placed.origin);
     painter.setOpacity(painter.opacity() * placed.opacity);
     painter.setPen(Qt::NoPen);
-    for (const CardFill& fill : placed.row.fills) {
-        painter.setBrush(fill.color);
-        painter.drawRoundedRect(fill.rect, fill.radius, fill.radius);
-    }
+    std::map<QRgb, QPainterPath> shapes; // those of one colour are filled together
+    for (const CardFill& fill : placed.row.fills)
+        shapes[fill.color.rgba()].addRoundedRect(fill.rect, fill.radius, fill.radius);
+    for (const auto& [color, shape] : shapes) painter.fillPath(shape, QColor::fromRgba(color));
     for (const CardSymbol& symbol : placed.row.symbols)
         drawSymbol(painter, symbol.symbol, symbol.square, faded(symbol.color, symbol.opacity),
                    symbol.phase);

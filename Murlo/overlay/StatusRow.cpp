@@ -165,7 +165,8 @@ QList<CardFill> Waveform::present() const {
         const double taper = static_cast<double>(i) / last * 0.65 + 0.35;
         const double height = minHeight + value * (maxHeight - minHeight) * taper;
         QColor color = Look::panelText;
-        color.setAlphaF(static_cast<float>(value * 0.4 + 0.55));
+        constexpr double steps = 32; // few enough colours to fill many bars at once
+        color.setAlphaF(static_cast<float>(std::round((value * 0.4 + 0.55) * steps) / steps));
         shapes.append({QRectF(static_cast<double>(i) * (barWidth + barGap),
                               (maxHeight - height) / 2, barWidth, height),
                        barWidth / 2, color});
