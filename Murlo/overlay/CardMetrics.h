@@ -45,8 +45,9 @@ constexpr double entryLift = 10;
 constexpr double progressTurn = 0.9; ///< seconds
 constexpr double wandTwinkle = 1.6;  ///< seconds
 constexpr double frameInterval = 1.0 / 60;
-/// Between frames in which nothing but the waveform moves: its bars change by a point or two.
-constexpr double meterInterval = 1.0 / 30;
+/// Between frames in which nothing but the waveform or a small symbol moves. Each frame costs the
+/// engine something, too, where a compositor draws on the same processor.
+constexpr double meterInterval = 1.0 / 25;
 
 /// How things move, and how they do for who asked for less motion.
 struct Motions {

@@ -95,8 +95,13 @@ void CardMotion::advance(double seconds) {
     m_transcript.advance(seconds);
 }
 
-bool CardMotion::movesItsBars() const {
-    return m_presented.value() > 0 &&
+bool CardMotion::movesInPlace() const {
+    if (m_presented.value() <= 0) return false; // unseen
+    const bool turns = std::ranges::any_of(m_rows, [&](const Row& row) {
+        return row.state.state == DictationState::transcribing ||
+               (row.state.state == DictationState::enhancing && !m_still);
+    });
+    return turns ||
            std::ranges::any_of(m_bars, [](const Animated& bar) { return !bar.isSettled(); });
 }
 
@@ -107,10 +112,7 @@ bool CardMotion::movesAsAWhole() const {
     if (moves(m_width) || moves(m_rowHeight) || moves(m_transcriptHeight) ||
         moves(m_transcriptGap) || m_transcript.isMoving())
         return true;
-    return std::ranges::any_of(m_rows, [&](const Row& row) {
-        return moves(row.opacity) || row.state.state == DictationState::transcribing ||
-               (row.state.state == DictationState::enhancing && !m_still);
-    });
+    return std::ranges::any_of(m_rows, [&](const Row& row) { return moves(row.opacity); });
 }
 
 CardRow CardMotion::content(const Row& row) const {

@@ -17,8 +17,8 @@ public:
     /// Lets time pass.
     void advance(double seconds);
     /// Whether the card will look different in the next moment, nothing new said.
-    [[nodiscard]] bool isMoving() const { return movesAsAWhole() || movesItsBars(); }
-    /// Whether more than the waveform's bars will.
+    [[nodiscard]] bool isMoving() const { return movesAsAWhole() || movesInPlace(); }
+    /// Whether more than the waveform's bars or a turning symbol will.
     [[nodiscard]] bool movesAsAWhole() const;
     [[nodiscard]] CardRecord present() const;
 
@@ -32,7 +32,7 @@ private:
 
     void takeUpState(const OverlayModel& model, const CardMetrics::Motions& motions);
     void takeUpSize(const CardMetrics::Motions& motions, bool atOnce);
-    [[nodiscard]] bool movesItsBars() const;
+    [[nodiscard]] bool movesInPlace() const;
     [[nodiscard]] CardRow content(const Row& row) const;
 
     Animated m_presented;

@@ -11,8 +11,8 @@
 namespace murlo {
 
 /// The card's window: above everything, without ever taking the focus or a click. It draws the
-/// model it is given and animates it: at 60 frames per second while something moves, at 30 while
-/// that is the waveform alone, and not at all otherwise. Main thread.
+/// model it is given and animates it: at 60 frames per second while something moves, at 25 while
+/// that is the waveform or a turning symbol alone, and not at all otherwise. Main thread.
 class NonKeyPanel : public QWidget, public OverlayPanel {
     Q_OBJECT
 
