@@ -18,7 +18,7 @@ namespace {
 constexpr int boxes = 200;
 constexpr qint64 owner = 1; ///< process that the boxes are said to belong to
 constexpr qint64 deleteKey = 51;
-constexpr int keys = 40;
+constexpr int keys = 12; ///< as many as there is time for before the letters go by themselves
 constexpr int restMilliseconds = 500; ///< longer than any motion of the letters
 
 /// An application that answers at once: `boxes` boxes all over the screen.
@@ -126,7 +126,7 @@ QList<Figure> hintFigures() {
         return Figure{QString::fromLatin1(name), quantile(took, part) * 1e3, QStringLiteral("ms"),
                       aim, QString::fromLatin1(beside)};
     };
-    return {figure("one key at rest while 200 letters are on, judged, p99", handled, 0.99, 1,
+    return {figure("one key at rest while 200 letters are on, judged, worst", handled, 1.0, 1,
                    "a millisecond of a typist's time"),
             figure("the same with all its frames, p50", withFrames, 0.5, 16.7, "a frame"),
             firstFrame(labelled)};
