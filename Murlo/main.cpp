@@ -41,7 +41,7 @@ int run(QApplication& application) {
     return status;
 }
 
-/// Switches the desktop's accessibility on, for this session and, where the desktop remembers it,
+/// Switches the desktop's accessibility on for now and, where the desktop remembers it,
 /// for those that follow.
 int enableAccessibility() {
     constexpr double limit = 5; // seconds
@@ -59,7 +59,7 @@ int enableAccessibility() {
         std::puts("Accessibility is on. Programs that were started before may need to be started "
                   "again.");
     else
-        std::fputs("murlo: accessibility could not be switched on: this session has no "
+        std::fputs("murlo: accessibility could not be switched on: the desktop has no "
                    "accessibility bus (package at-spi2-core).\n",
                    stderr);
     return status;

@@ -16,7 +16,7 @@ struct KeyChord {
 
 /// Why keys did not reach the focused program.
 enum class KeyFailure {
-    noAccess,   ///< this session lets nobody send keys, or the connection to it was lost
+    noAccess,   ///< the desktop lets nobody send keys, or the connection to it was lost
     missingKey, ///< the keyboard has no key for it, nor a spare one to borrow
 };
 using KeyResult = tl::expected<void, KeyFailure>;
@@ -30,7 +30,7 @@ public:
     KeySynthesizer& operator=(const KeySynthesizer&) = delete;
     virtual ~KeySynthesizer() = default;
 
-    /// Whether this session lets key events be synthesized now. It needs nothing but that: no
+    /// Whether the desktop lets key events be synthesized now. It needs nothing but that: no
     /// accessibility.
     [[nodiscard]] virtual bool canPostKeys() = 0;
 
