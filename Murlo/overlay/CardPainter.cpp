@@ -3,13 +3,14 @@
 #include "look/Blur.h"
 #include "look/Look.h"
 #include "look/Shapes.h"
+#include "overlay/CardDamage.h"
 #include "overlay/CardMetrics.h"
 #include "overlay/StatusRow.h"
 
 #include <QFontMetricsF>
 
+#include <algorithm>
 #include <cmath>
-#include <map>
 
 namespace murlo {
 
@@ -117,19 +118,78 @@ QColor faded(QColor color, double opacity) {
     return color;
 }
 
+/// How much of the pixel around (x, y) a rectangle with round corners covers: about its distance to
+/// the edge, which for so small shapes nobody tells from the area.
+float coverage(const QRectF& rect, float radius, int x, int y) {
+    const QPointF middle = rect.center();
+    const auto past = [radius](double from, double half) {
+        return static_cast<float>(std::abs(from) - half) + radius;
+    };
+    const float across = past(x + 0.5 - middle.x(), rect.width() / 2);
+    const float along = past(y + 0.5 - middle.y(), rect.height() / 2);
+    const float round = std::max(across, 0.0F) * std::max(across, 0.0F) +
+                        std::max(along, 0.0F) * std::max(along, 0.0F);
+    const float outside = std::sqrt(round) + std::min(std::max(across, along), 0.0F) - radius;
+    return std::clamp(0.5F - outside, 0.0F, 1.0F);
+}
+
+/// A premultiplied colour with the part of `color` laid over it.
+QRgb over(QRgb below, QRgb color, float part) {
+    const float keep = 1 - part * static_cast<float>(qAlpha(color)) / 255;
+    const auto mix = [&](int under, int top) {
+        return static_cast<int>(static_cast<float>(under) * keep + static_cast<float>(top) * part +
+                                0.5F);
+    };
+    return qRgba(mix(qRed(below), qRed(color)), mix(qGreen(below), qGreen(color)),
+                 mix(qBlue(below), qBlue(color)), mix(qAlpha(below), qAlpha(color)));
+}
+
+/// Many small shapes in one picture: a path for each would cost a hundred times as much.
+void paintFills(QPainter& painter, const QList<CardFill>& fills) {
+    const QTransform toDevice = painter.combinedTransform();
+    QRectF whole;
+    for (const CardFill& fill : fills) whole |= toDevice.mapRect(fill.rect);
+    if (whole.isEmpty()) return;
+    const QRect frame = whole.toAlignedRect();
+    QImage image(frame.size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    for (const CardFill& fill : fills) {
+        const QRectF rect = toDevice.mapRect(fill.rect).translated(-frame.topLeft());
+        const auto radius = static_cast<float>(fill.radius * toDevice.m11());
+        const QRgb color = qPremultiply(fill.color.rgba());
+        const QRect pixels = rect.toAlignedRect();
+        for (int y = pixels.top(); y <= pixels.bottom(); ++y) {
+            auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
+            for (int x = pixels.left(); x <= pixels.right(); ++x)
+                line[x] = over(line[x], color, coverage(rect, radius, x, y));
+        }
+    }
+    const double ratio = painter.device()->devicePixelRatioF();
+    image.setDevicePixelRatio(ratio);
+    painter.save();
+    painter.resetTransform();
+    painter.drawImage(QPointF(frame.topLeft()) / ratio, image);
+    painter.restore();
+}
+
+/// Paints what of the row can be seen through the clip.
 void paintRow(QPainter& painter, const PlacedRow& placed) {
     painter.save();
     painter.translate(placed.origin);
     painter.setOpacity(painter.opacity() * placed.opacity);
-    painter.setPen(Qt::NoPen);
-    std::map<QRgb, QPainterPath> shapes; // those of one colour are filled together
-    for (const CardFill& fill : placed.row.fills)
-        shapes[fill.color.rgba()].addRoundedRect(fill.rect, fill.radius, fill.radius);
-    for (const auto& [color, shape] : shapes) painter.fillPath(shape, QColor::fromRgba(color));
-    for (const CardSymbol& symbol : placed.row.symbols)
+    const QRectF seen = painter.clipBoundingRect();
+    QList<CardFill> fills;
+    for (const CardFill& fill : placed.row.fills) {
+        if (seen.intersects(fill.rect)) fills.append(fill);
+    }
+    paintFills(painter, fills);
+    for (const CardSymbol& symbol : placed.row.symbols) {
+        if (!seen.intersects(symbol.square)) continue;
         drawSymbol(painter, symbol.symbol, symbol.square, faded(symbol.color, symbol.opacity),
                    symbol.phase);
+    }
     for (const CardText& text : placed.row.texts) {
+        if (!seen.intersects(inkOf(text))) continue;
         painter.setFont(cardFont(text.font));
         painter.setPen(faded(text.color, text.opacity));
         painter.drawText(text.baseline, text.text);
@@ -205,12 +265,15 @@ void paintCard(QPainter& painter, const CardRecord& card, CardSurface surface) {
         painter.translate(0, card.lift);
     }
     paintBackdrop(painter, card, surface);
-    painter.setClipRect(card.card);
+    painter.setClipRect(card.card, Qt::IntersectClip);
     for (const PlacedRow& row : card.rows) paintRow(painter, row);
     if (!card.words.isEmpty()) {
         constexpr double bleed = 8; // descenders, and words out of focus
         painter.setClipRect(card.transcript.adjusted(-bleed, 0, bleed, bleed), Qt::IntersectClip);
-        for (const CardText& word : card.words) paintWord(painter, word, card);
+        const QRectF seen = painter.clipBoundingRect();
+        for (const CardText& word : card.words) {
+            if (seen.intersects(inkOf(word))) paintWord(painter, word, card);
+        }
     }
     painter.restore();
 }

@@ -1,5 +1,6 @@
 #include "overlay/NonKeyPanel.h"
 
+#include "overlay/CardDamage.h"
 #include "overlay/CardPainter.h"
 #include "overlay/Placement.h"
 
@@ -15,31 +16,6 @@ namespace murlo {
 namespace {
 
 constexpr double longestStep = 0.1; ///< seconds of motion that one frame may skip
-
-/// What is painted anew when the card turns from one record into the other.
-QRect damage(const CardRecord& before, const CardRecord& after) {
-    constexpr int shadow = 20;
-    const auto all = [](const CardRecord& card) {
-        return card.card.isEmpty()
-                   ? QRect()
-                   : card.card.toAlignedRect().adjusted(-shadow, -shadow, shadow, shadow + 10);
-    };
-    const bool stands = before.card == after.card && before.opacity == after.opacity &&
-                        before.lift == after.lift && before.transcript == after.transcript;
-    if (!stands) return all(before) | all(after);
-    QRect changed;
-    if (before.words != after.words) {
-        constexpr int bleed = 8; // of the painter's clip
-        changed |= after.transcript.toAlignedRect().adjusted(-bleed, 0, bleed, bleed);
-    }
-    if (before.rows != after.rows) {
-        for (const CardRecord* card : {&before, &after}) {
-            for (const PlacedRow& row : card->rows)
-                changed |= QRectF(row.origin, row.row.size).toAlignedRect().adjusted(-2, -2, 2, 2);
-        }
-    }
-    return changed;
-}
 
 } // namespace
 
@@ -178,7 +154,7 @@ void NonKeyPanel::tick() {
 void NonKeyPanel::takeFrame() {
     const CardRecord before = std::exchange(m_record, m_motion.present());
     if (surface() == CardSurface::opaque && cardOutline(before) != cardOutline(m_record)) shape();
-    if (const QRect changed = damage(before, m_record); !changed.isEmpty()) update(changed);
+    if (const QRect changed = cardDamage(before, m_record); !changed.isEmpty()) update(changed);
 }
 
 void NonKeyPanel::shape() {

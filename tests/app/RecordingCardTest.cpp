@@ -1,3 +1,5 @@
+#include "overlay/CardDamage.h"
+#include "overlay/CardPainter.h"
 #include "overlay/NonKeyPanel.h"
 #include "overlay/Placement.h"
 #include "overlay/StatusRow.h"
@@ -110,6 +112,42 @@ private Q_SLOTS:
         };
         QCOMPARE(cells(71.9, "1:11").size(), 4);
         QCOMPARE(cells(71.9, "1:11"), cells(548, "9:08"));
+    }
+
+    void whatIsPaintedAnewIsAllThatChanged() {
+        OverlayModel model;
+        CardMotion motion;
+        QImage kept(480, 200, QImage::Format_ARGB32_Premultiplied);
+        kept.fill(Qt::transparent);
+        CardRecord shown;
+        double spared = 0;
+        const QStringList said =
+            wordsOf(QStringLiteral("Jiffy words that fly (in) one by one, ").repeated(5));
+        for (int frame = 0; frame < 400; ++frame) {
+            model.setState(
+                {frame < 300 ? DictationState::listening : DictationState::transcribing, {}});
+            model.setPresented(frame > 0 && frame < 380);
+            model.setElapsed(frame / 60.0);
+            if (frame % 5 == 0 && frame < 300) model.push(static_cast<float>(frame % 7) / 10);
+            if (frame % 40 == 0) model.setWords(transcriptWords(said.mid(0, frame / 12)));
+            motion.update(model, CardMetrics::lively);
+            motion.advance(CardMetrics::frameInterval);
+            const CardRecord before = std::exchange(shown, motion.present());
+            const QRect changed = cardDamage(before, shown);
+            spared += 1 - double(changed.width() * changed.height()) / (480 * 200);
+            QImage whole(kept.size(), kept.format());
+            whole.fill(Qt::transparent);
+            QPainter onto(&whole);
+            paintCard(onto, shown, CardSurface::translucent);
+            QPainter over(&kept);
+            over.setClipRect(changed);
+            over.setCompositionMode(QPainter::CompositionMode_Source);
+            over.fillRect(changed, Qt::transparent);
+            over.setCompositionMode(QPainter::CompositionMode_SourceOver);
+            if (!changed.isEmpty()) paintCard(over, shown, CardSurface::translucent);
+            QVERIFY2(kept == whole, qPrintable(QStringLiteral("frame %1").arg(frame)));
+        }
+        QVERIFY(spared > 200); // of 400 frames
     }
 
     void nothingTicksWhileTheCardIsStillOrHidden() {

@@ -294,6 +294,5 @@ private Q_SLOTS:
 
 } // namespace murlo
 
-Q_DECLARE_METATYPE(murlo::ServerAnswer)
 QTEST_GUILESS_MAIN(murlo::HttpClientContractTest)
 #include "HttpClientContractTest.moc"
