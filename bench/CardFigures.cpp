@@ -8,10 +8,8 @@
 #include "tests/support/desktop/Waiting.h"
 
 #include <QEvent>
-#include <QEventLoop>
 #include <QFile>
 #include <QFontMetricsF>
-#include <QTimer>
 
 namespace murlo {
 
@@ -52,16 +50,9 @@ private:
                                 }};
 };
 
-/// Runs the event loop as the program does, which sleeps between events.
-void runFor(int milliseconds) {
-    QEventLoop loop;
-    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
-    loop.exec();
-}
-
 QList<Figure> CardBench::listening() {
     m_overlay.show({DictationState::listening, {}});
-    runFor(500);
+    letPass(500);
     const QStringList words =
         QStringLiteral("and so the words come one after the other").split(QLatin1Char(' '));
     QStringList said;
@@ -82,14 +73,14 @@ QList<Figure> CardBench::listening() {
         elapsed += 0.1;
         m_overlay.model().setElapsed(elapsed);
     });
-    runFor(6000);
+    letPass(6000);
     const double took = seconds() - start;
     const double share = (processSeconds() - used) / took * 100;
     const double frames = m_counter.paints / took;
     m_overlay.hide();
-    runFor(700);
+    letPass(700);
     const double idleStart = processSeconds();
-    runFor(2000);
+    letPass(2000);
     const double idle = (processSeconds() - idleStart) / 2 * 100;
     return {{QStringLiteral("listening card with words, processor time beyond the hidden card's"),
              share - idle, QStringLiteral("% of a core"), 3, QStringLiteral("the aim")},

@@ -10,9 +10,11 @@
 
 #include <QClipboard>
 #include <QDir>
+#include <QEventLoop>
 #include <QFile>
 #include <QGuiApplication>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include <atomic>
 
@@ -71,22 +73,33 @@ private:
     std::unique_ptr<AudioInput> m_input;
 };
 
-/// Keeps a copy of the last clip sent, and passes everything on.
+/// Keeps a copy of the last clip sent, tells of each answer when its clip had been sent, and passes
+/// everything on.
 class RememberingClient : public HttpClient {
 public:
-    RememberingClient(std::unique_ptr<HttpClient> client, HttpRequest& last)
+    struct Notes {
+        HttpRequest last;
+        std::function<void(double sent)> answered = [](double /*sent*/) {};
+    };
+
+    RememberingClient(std::unique_ptr<HttpClient> client, Notes& notes)
         : m_client(std::move(client))
-        , m_last(last) {}
+        , m_notes(notes) {}
 
     std::unique_ptr<HttpTask> send(const HttpRequest& request,
                                    std::function<void(HttpResult)> completion) override {
-        if (request.method == "POST") m_last = request;
-        return m_client->send(request, std::move(completion));
+        if (request.method != "POST") return m_client->send(request, std::move(completion));
+        m_notes.last = request;
+        return m_client->send(
+            request, [this, sent = seconds(), done = std::move(completion)](HttpResult result) {
+                done(std::move(result));
+                m_notes.answered(sent);
+            });
     }
 
 private:
     std::unique_ptr<HttpClient> m_client;
-    HttpRequest& m_last;
+    Notes& m_notes;
 };
 
 /// A whole Murlo in this process, with clocks inside.
@@ -98,7 +111,7 @@ public:
         input = timed.get();
         m_platform.audioInput = std::move(timed);
         m_platform.makeHttpClient = [this, make = m_platform.makeHttpClient](Delay delay) {
-            return std::make_unique<RememberingClient>(make(std::move(delay)), clip);
+            return std::make_unique<RememberingClient>(make(std::move(delay)), m_notes);
         };
         const Paths paths(folder);
         QDir().mkpath(paths.models());
@@ -119,18 +132,28 @@ public:
         const auto client = m_platform.makeHttpClient([this](double limit, Work work) {
             return m_platform.scheduler->after(limit, std::move(work));
         });
-        bool answered = false;
         const double start = seconds();
-        const auto task = client->send(clip, [&answered](const HttpResult&) { answered = true; });
-        (void)waitFor([&answered] { return answered; }, 60000, 0);
+        const auto task = client->send(HttpRequest(m_notes.last), [](const HttpResult&) {});
+        awaitAnswer(start);
         return seconds() - start;
+    }
+    /// Sleeps until a clip that was sent after `moment` has its answer: who looked every moment
+    /// would take from the engine what it is measured for.
+    void awaitAnswer(double moment) const {
+        QEventLoop loop;
+        QTimer::singleShot(10'000, &loop, &QEventLoop::quit);
+        m_notes.answered = [&](double sent) {
+            if (sent >= moment) loop.quit();
+        };
+        loop.exec();
+        m_notes.answered = [](double /*sent*/) {};
     }
 
     TimedInput* input = nullptr;
-    HttpRequest clip;
 
 private:
     Platform m_platform;
+    mutable RememberingClient::Notes m_notes;
     std::unique_ptr<CompositionRoot> m_root;
     std::unique_ptr<AppDelegate> m_delegate;
 };
@@ -181,6 +204,7 @@ Rounds dictate(TimedMurlo& murlo, TargetApp& app, const QString& speech, int mil
         const QString before = app.text().value_or(QString());
         const double release = seconds();
         keyboard.release("LFSH");
+        murlo.awaitAnswer(release);
         (void)waitFor([&] { return app.text().value_or(before) != before; }, 10000, 0);
         result.toText.append(seconds() - release);
         letPass(600);

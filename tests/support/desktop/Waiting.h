@@ -4,8 +4,17 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QThread>
+#include <QTimer>
 
 namespace murlo {
+
+/// Runs the event loop for a fixed time, asleep between events as a program is: the length of a key
+/// press, of a breath. Main thread.
+inline void letPass(int milliseconds) {
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    loop.exec();
+}
 
 /// Runs the event loop until `condition` holds, asking every `every` milliseconds; false when it
 /// did not within `limit` milliseconds. For waiting on other programs. Main thread.
@@ -15,15 +24,9 @@ template <typename Condition>
     clock.start();
     while (!condition()) {
         if (clock.hasExpired(limit)) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, every);
-        QThread::msleep(static_cast<unsigned long>(every));
+        letPass(every);
     }
     return true;
-}
-
-/// Runs the event loop for a fixed time: the length of a key press, of a breath.
-inline void letPass(int milliseconds) {
-    (void)waitFor([] { return false; }, milliseconds, 1);
 }
 
 } // namespace murlo
