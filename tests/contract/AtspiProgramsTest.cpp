@@ -57,7 +57,7 @@ QStringList zenity(const QStringList& arguments) {
     return QStringList{"zenity"} + arguments;
 }
 
-QStringList chromium(const QTemporaryDir& folder, const char* html) {
+QStringList chromium(const QTemporaryDir& folder, const QByteArray& html) {
     QFile page(folder.filePath("page.html"));
     if (!page.open(QIODevice::WriteOnly)) return {};
     page.write(html);
@@ -214,6 +214,19 @@ private Q_SLOTS:
         QVERIFY2(program.memory() - before < rows / 10, "kilobytes");
         m_keyboard.tap("ESC");
         QTRY_VERIFY(program.hasEnded()); // at once: it is not busy
+    }
+
+    void aVastTableOfAPageIsNotSearchedThrough() {
+        const QByteArray page = "<!doctype html><title>Rows</title><input autofocus><table>" +
+                                QByteArray("<tr><td>a").repeated(40'000);
+        QTemporaryDir folder;
+        const Program browser(chromium(folder, page));
+        QVERIFY(browser.isActive());
+        {
+            Letters early;
+            QTRY_COMPARE_WITH_TIMEOUT(early.scan().size(), 2, 30000); // the page is there
+        }
+        QCOMPARE(Letters().scan().size(), 2);
     }
 
     void noLetterInsideAButton() {

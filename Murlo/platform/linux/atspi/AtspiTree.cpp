@@ -15,6 +15,9 @@ namespace murlo {
 namespace {
 
 constexpr int nodeBudget = 14000; ///< objects of one window that a walk looks at
+/// Objects that are looked at before a window is searched: a page with a table of many thousand
+/// rows keeps its browser busy for ten seconds when the search comes to it.
+constexpr int scoutBudget = 400;
 constexpr int deepest = 59;
 /// Milliseconds after which a walk goes no further.
 constexpr int walkLimit = 2000;
@@ -78,6 +81,7 @@ struct AtspiTree::Window {
     std::deque<Open> open;          ///< what a walk has still to look at, from the outside in
     std::deque<Entrance> entrances; ///< looked at, and to be entered
     int budget = nodeBudget;
+    bool scouting = false; ///< the walk is to end in a search, unless it finds what forbids that
     std::shared_ptr<int> turn; ///< held while it is being read
 };
 
@@ -268,12 +272,10 @@ void AtspiTree::readWindow(const ReadingRef& reading, const WindowRef& window) {
         return;
     }
     window->turn = m_turns;
-    if (reading->searchable) {
-        search(reading, window);
-    } else {
-        window->open.push_back({window->element->reference, 0});
-        walk(reading, window);
-    }
+    window->scouting = reading->searchable;
+    if (window->scouting) window->budget = scoutBudget;
+    window->open.push_back({window->element->reference, 0});
+    walk(reading, window);
 }
 
 void AtspiTree::search(const ReadingRef& reading, const WindowRef& window) {
@@ -290,7 +292,8 @@ void AtspiTree::searchFor(const ReadingRef& reading, const WindowRef& window,
     const AtspiReference& object = window->element->reference;
     const auto found = [this, reading, window, object, then](const AtspiBus::Replies& replies) {
         if (atspi::isUnknown(replies.front())) {
-            window->open.push_back({object, 0});
+            window->scouting = false;
+            window->budget = nodeBudget;
             walk(reading, window);
             return;
         }
@@ -311,6 +314,10 @@ void AtspiTree::walk(const ReadingRef& reading, const WindowRef& window) {
     const bool mayGoOn = !reading->hangs && !reading->clock.hasExpired(walkLimit);
     auto& open = window->open;
     if (open.empty() || open.front().depth > deepest || window->budget < 1 || !mayGoOn) {
+        if (window->scouting && mayGoOn) {
+            search(reading, window);
+            return;
+        }
         window->turn.reset();
         windowRead(reading);
         return;
@@ -339,6 +346,10 @@ void AtspiTree::walk(const ReadingRef& reading, const WindowRef& window) {
             if (!holdsText && !isSeen(*states, needsExtents ? &reply[3] : nullptr)) continue;
             if (holdsText || mayBeBox(*role, *states)) window->hits.add(asked[i]);
             const int children = atspi::numberPropertyOf(reply[2]).value_or(0);
+            if (window->scouting && isVast(children)) {
+                window->scouting = false;
+                window->budget = nodeBudget;
+            }
             if (mayEnter(*role, *states, children))
                 window->entrances.push_back({asked[i], children});
         }

@@ -22,6 +22,12 @@ bool mayEnter(AtspiRole role, const AtspiStates& states, int children) {
     }
 }
 
+bool isVast(int children) {
+    // A browser looks at some 40 objects in a millisecond; a row has several.
+    constexpr int most = 1000;
+    return children > most;
+}
+
 bool searchesSafely(const QString& toolkit) {
     return toolkit == QLatin1String("Gecko") || toolkit == QLatin1String("Chromium") ||
            toolkit == QLatin1String("WebKitGTK");
