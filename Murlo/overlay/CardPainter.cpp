@@ -135,10 +135,11 @@ float coverage(const QRectF& rect, float radius, int x, int y) {
 
 /// A premultiplied colour with the part of `color` laid over it.
 QRgb over(QRgb below, QRgb color, float part) {
-    const float keep = 1 - part * static_cast<float>(qAlpha(color)) / 255;
+    constexpr int whole = 256; // fixed point: a byte after it
+    const int share = static_cast<int>(part * whole);
+    const int keep = whole - share * qAlpha(color) / 255;
     const auto mix = [&](int under, int top) {
-        return static_cast<int>(static_cast<float>(under) * keep + static_cast<float>(top) * part +
-                                0.5F);
+        return (under * keep + top * share + whole / 2) / whole;
     };
     return qRgba(mix(qRed(below), qRed(color)), mix(qGreen(below), qGreen(color)),
                  mix(qBlue(below), qBlue(color)), mix(qAlpha(below), qAlpha(color)));
