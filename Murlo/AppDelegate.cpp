@@ -10,15 +10,18 @@
 namespace murlo {
 
 namespace {
-constexpr double permissionPoll = 3.0; // seconds
-constexpr double warmUpDelay = 0.5;    // after the launch has settled
-constexpr double insertionLimit = 3.0; // for words that are on their way when Murlo is to end
+constexpr double warmUpDelay = 0.5; // seconds after the launch, which has settled by then
 } // namespace
 
 AppDelegate::AppDelegate(CompositionRoot& root, std::function<void()> quit)
     : m_root(root)
-    , m_quit(std::move(quit))
-    , m_settingsWindow(windowActions()) {}
+    , m_settingsWindow(windowActions())
+    , m_quitRule({*root.platform.scheduler, root.settings, [this] { closeDoors(); },
+                  [&root](std::function<void()> idle) { root.inserter.whenIdle(std::move(idle)); },
+                  std::move(quit)})
+    , m_permissionWatch(*root.platform.scheduler, root.permissions, root.hotkeys) {
+    m_permissionWatch.onChange = [this] { publishHotkeyState(); };
+}
 
 AppDelegate::~AppDelegate() {
     willTerminate();
@@ -64,7 +67,7 @@ void AppDelegate::wireStatusItem() {
     item.onOpenSettings = [this] { m_settingsWindow.showSettings(); };
     item.onRestartEngine = [this] { m_root.server.restart(); };
     item.onOpenLog = [this] { openLog(); };
-    item.onQuit = [this] { quitRequested(); };
+    item.onQuit = [this] { m_quitRule.requested(); };
     item.show();
 }
 
@@ -125,35 +128,20 @@ void AppDelegate::listenForProbeRequests() {
     notifications.start();
 }
 
-void AppDelegate::quitRequested() {
-    if (m_powerOffPending || m_root.settings.truth(SettingKey::hasQuitOnce)) {
-        quit();
-        return;
-    }
-    m_quitQuestion.ask([this] {
-        m_root.settings.set(SettingKey::hasQuitOnce, true);
-        quit();
-    });
-}
-
-void AppDelegate::quit() {
-    if (std::exchange(m_quitting, true)) return;
+void AppDelegate::closeDoors() {
     m_root.platform.singleInstance->beginEnding();
     m_root.hints.cancel();
     m_root.hotkeys.stop();
-    m_quitLimit = m_root.platform.scheduler->after(insertionLimit, [this] {
-        Log::write(
-            QStringLiteral("app: ends before a text was whole in its box; the history has it"));
-        m_quit();
-    });
-    m_root.inserter.whenIdle(m_lifetime.guard([this] { m_quit(); }));
 }
 
 void AppDelegate::wireHotkeys() {
     HotkeyMonitor& hotkeys = m_root.hotkeys;
-    hotkeys.onDoubleTap = [this](HotkeyAction action) { handleDoubleTap(action); };
+    hotkeys.onDoubleTap = [this](HotkeyAction action) {
+        carryOut(TriggerPolicy::onDoubleTap(action, phase()));
+    };
     hotkeys.onTriggerUp = [this](HotkeyAction action, double held) {
-        handleTriggerUp(action, held);
+        const double threshold = m_root.settings.number(SettingKey::holdThreshold);
+        carryOut(TriggerPolicy::onRelease(action, held, threshold, phase()));
     };
     hotkeys.onEscape = [this] { m_root.controller.cancel(); };
     hotkeys.keyInterceptor = [this](const QString& characters, qint64 keyCode) {
@@ -176,8 +164,8 @@ void AppDelegate::wireSettings() {
 
 void AppDelegate::wireSystemEvents() {
     SystemEvents& events = *m_root.platform.systemEvents;
-    events.onTerminationSignal = [this] { quit(); };
-    events.onWillPowerOff = [this] { m_powerOffPending = true; };
+    events.onTerminationSignal = [this] { m_quitRule.quit(); };
+    events.onWillPowerOff = [this] { m_quitRule.sessionEnds(); };
     events.start();
     m_root.platform.singleInstance->onOpenedAgain = [this](const QStringList&) { handleReopen(); };
 }
@@ -187,58 +175,34 @@ void AppDelegate::startHotkeys() {
         Log::write(QStringLiteral("app: nobody is signed in, the triggers stay off"));
         return;
     }
-    if (m_root.permissions.inputMonitoringGranted()) m_root.hotkeys.start();
-    if (!m_root.hotkeys.hasLiveTap()) watchForPermissions();
-    publishHotkeyState();
+    m_permissionWatch.start();
 }
 
-void AppDelegate::handleDoubleTap(HotkeyAction action) {
-    DictationController& controller = m_root.controller;
-    if (controller.isRecording()) {
-        controller.finish();
+DictationPhase AppDelegate::phase() const {
+    const DictationController& controller = m_root.controller;
+    return {controller.state().state == DictationState::listening, controller.isRecording(),
+            controller.startedByHotkey()};
+}
+
+void AppDelegate::carryOut(TriggerCommand command) {
+    switch (command) {
+    case TriggerCommand::none:
         return;
-    }
-    if (action == HotkeyAction::pickTarget) {
+    case TriggerCommand::begin:
+        m_root.hints.cancel();
+        m_root.controller.begin(true);
+        return;
+    case TriggerCommand::finish:
+        m_root.controller.finish();
+        return;
+    case TriggerCommand::chooseBox:
         m_root.hints.begin();
         return;
     }
-    m_root.hints.cancel();
-    if (controller.state().state == DictationState::listening) {
-        controller.finish();
-    } else {
-        controller.begin(true);
-    }
-}
-
-void AppDelegate::handleTriggerUp(HotkeyAction action, double heldSeconds) {
-    if (action != HotkeyAction::dictate) return;
-    DictationController& controller = m_root.controller;
-    // A cold microphone may still be opening: letting go ends that, too.
-    const bool begun =
-        controller.isRecording() || controller.state().state == DictationState::listening;
-    if (!begun || !controller.startedByHotkey()) return;
-    // A short second tap leaves the recording running until the next double tap.
-    if (m_root.settings.number(SettingKey::holdThreshold) <= heldSeconds) controller.finish();
-}
-
-void AppDelegate::watchForPermissions() {
-    m_permissionWatcher = m_root.platform.scheduler->every(permissionPoll, [this] {
-        if (!m_root.permissions.inputMonitoringGranted()) return;
-        if (!m_root.hotkeys.hasTap()) m_root.hotkeys.start();
-        if (!m_root.hotkeys.hasLiveTap()) {
-            m_root.hotkeys.stop();
-            m_root.hotkeys.start();
-        }
-        m_root.settingsModel.advancePermissionsTick();
-        if (m_root.hotkeys.hasLiveTap()) {
-            Log::write(QStringLiteral("permissions: all granted, hotkeys are live"));
-            m_permissionWatcher.cancel();
-        }
-        publishHotkeyState();
-    });
 }
 
 void AppDelegate::publishHotkeyState() {
+    m_root.settingsModel.advancePermissionsTick();
     m_root.settingsModel.setHotkeyLive(m_root.hotkeys.hasTap() && m_root.hotkeys.hasLiveTap());
     m_settingsWindow.refresh();
 }
@@ -250,12 +214,11 @@ void AppDelegate::handleReopen() {
 
 void AppDelegate::willTerminate() {
     if (std::exchange(m_terminated, true)) return;
-    m_permissionWatcher.cancel();
+    m_permissionWatch.stop();
     m_warmUp.cancel();
-    m_quitLimit.cancel();
+    m_quitRule.withdraw();
     m_root.platform.singleInstance->beginEnding();
     m_root.hints.cancel();
-    m_quitQuestion.withdraw();
     m_settingsWindow.close();
     m_root.hotkeys.stop();
     m_root.controller.keepUnfinished();

@@ -1,10 +1,11 @@
 #pragma once
 
-#include "MurloKit/TriggerKey.h"
-#include "menubar/QuitQuestion.h"
-#include "menubar/SettingsWindow.h"
 #include "menubar/StatusItemController.h"
 #include "platform/Scheduler.h"
+#include "setup/PermissionWatch.h"
+#include "triggers/TriggerPolicy.h"
+#include "windows/QuitRule.h"
+#include "windows/SettingsWindow.h"
 
 #include <functional>
 
@@ -25,14 +26,8 @@ public:
     void didFinishLaunching();
     /// The user has started Murlo again while it runs.
     void handleReopen();
-    /// The user wants to quit: asks whether that is meant, until it was confirmed once. Not for a
-    /// quit that the system asks for.
-    void quitRequested();
-    /// The session ends: from now on no quit is asked about.
-    void sessionEnds() { m_powerOffPending = true; }
-    /// Ends the program once the words that are on their way into a box have arrived there, at the
-    /// latest after 3 s.
-    void quit();
+    /// How and when the program ends.
+    [[nodiscard]] QuitRule& quitRule() { return m_quitRule; }
     /// Stops the triggers and the engine. Once; later calls do nothing.
     void willTerminate();
 
@@ -48,21 +43,18 @@ private:
     [[nodiscard]] StatusItemController& statusItem();
     [[nodiscard]] SettingsWindowActions windowActions();
     void startHotkeys();
-    void handleDoubleTap(HotkeyAction action);
-    void handleTriggerUp(HotkeyAction action, double heldSeconds);
-    void watchForPermissions();
+    /// Nothing new begins any more.
+    void closeDoors();
+    [[nodiscard]] DictationPhase phase() const;
+    void carryOut(TriggerCommand command);
     void publishHotkeyState();
 
     CompositionRoot& m_root;
-    std::function<void()> m_quit;
-    ScheduledWork m_permissionWatcher;
     ScheduledWork m_warmUp;
-    ScheduledWork m_quitLimit;
     std::unique_ptr<StatusItemController> m_statusItem;
     SettingsWindowController m_settingsWindow;
-    QuitQuestion m_quitQuestion;
-    bool m_powerOffPending = false;
-    bool m_quitting = false;
+    QuitRule m_quitRule;
+    PermissionWatch m_permissionWatch;
     bool m_terminated = false;
     Lifetime m_lifetime;
 };

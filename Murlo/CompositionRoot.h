@@ -1,14 +1,14 @@
 #pragma once
 
 #include "account/PromptEnhancer.h"
-#include "dictation/AudioRecorder.h"
-#include "dictation/Delivery.h"
 #include "dictation/DictationController.h"
-#include "dictation/HistoryStore.h"
-#include "dictation/KeptRecording.h"
 #include "dictation/Sounds.h"
-#include "dictation/TextInserter.h"
-#include "dictation/WhisperServer.h"
+#include "dictation/delivery/Delivery.h"
+#include "dictation/delivery/HistoryStore.h"
+#include "dictation/delivery/TextInserter.h"
+#include "dictation/engine/WhisperServer.h"
+#include "dictation/recording/AudioRecorder.h"
+#include "dictation/recording/KeptRecording.h"
 #include "hints/HintController.h"
 #include "hints/HintOverlay.h"
 #include "hints/InputScanner.h"
@@ -20,10 +20,10 @@
 #include "settings/SettingsModel.h"
 #include "setup/Permissions.h"
 #include "support/Paths.h"
+#include "targets/InputTarget.h"
 #include "telemetry/ErrorReporter.h"
 #include "telemetry/UsageTracker.h"
 #include "triggers/HotkeyMonitor.h"
-#include "triggers/InputTarget.h"
 
 namespace murlo {
 

@@ -32,7 +32,7 @@ int run(QApplication& application) {
         murlo::AppDelegate delegate(root, [] { QApplication::quit(); });
         QObject::connect(
             &application, &QGuiApplication::commitDataRequest, &application,
-            [&delegate] { delegate.sessionEnds(); }, Qt::DirectConnection);
+            [&delegate] { delegate.quitRule().sessionEnds(); }, Qt::DirectConnection);
         delegate.didFinishLaunching();
         status = QApplication::exec();
         delegate.willTerminate();

@@ -1,6 +1,6 @@
 #include "Figures.h"
 #include "MurloKit/WavWriter.h"
-#include "dictation/AudioConverter.h"
+#include "dictation/recording/AudioConverter.h"
 
 #include <soxr.h>
 

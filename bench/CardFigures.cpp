@@ -3,9 +3,9 @@
 #include "overlay/NonKeyPanel.h"
 #include "overlay/OverlayController.h"
 #include "overlay/TranscriptTypesetter.h"
-#include "platform/linux/freedesktop/QtScheduler.h"
-#include "platform/linux/x11/X11Desktop.h"
-#include "tests/support/desktop/Waiting.h"
+#include "platform/linux/qt/QtScheduler.h"
+#include "platform/linux/x11/windows/X11Desktop.h"
+#include "tests/harness/desktop/Waiting.h"
 
 #include <QEvent>
 #include <QFile>

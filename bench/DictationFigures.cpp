@@ -2,11 +2,11 @@
 #include "CompositionRoot.h"
 #include "Figures.h"
 #include "Screen.h"
-#include "tests/support/desktop/DeepModel.h"
-#include "tests/support/desktop/PhysicalKeyboard.h"
-#include "tests/support/desktop/Speaker.h"
-#include "tests/support/desktop/TargetApp.h"
-#include "tests/support/desktop/Waiting.h"
+#include "tests/harness/desktop/DeepModel.h"
+#include "tests/harness/desktop/PhysicalKeyboard.h"
+#include "tests/harness/desktop/Speaker.h"
+#include "tests/harness/desktop/TargetApp.h"
+#include "tests/harness/desktop/Waiting.h"
 
 #include <QClipboard>
 #include <QDir>

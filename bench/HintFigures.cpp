@@ -5,7 +5,7 @@
 #include "hints/InputScanner.h"
 #include "hints/ScreenList.h"
 #include "platform/Platform.h"
-#include "tests/support/desktop/Waiting.h"
+#include "tests/harness/desktop/Waiting.h"
 
 #include <QEventLoop>
 #include <QImage>

@@ -1,6 +1,6 @@
 #include "Figures.h"
-#include "platform/linux/freedesktop/QtScheduler.h"
 #include "platform/linux/pulse/PulseAudioInput.h"
+#include "platform/linux/qt/QtScheduler.h"
 
 #include <QSemaphore>
 

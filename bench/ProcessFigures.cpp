@@ -1,7 +1,7 @@
 #include "Figures.h"
-#include "tests/support/desktop/MurloProcess.h"
-#include "tests/support/desktop/PhysicalKeyboard.h"
-#include "tests/support/desktop/Waiting.h"
+#include "tests/harness/desktop/MurloProcess.h"
+#include "tests/harness/desktop/PhysicalKeyboard.h"
+#include "tests/harness/desktop/Waiting.h"
 
 #include <QCoreApplication>
 #include <QDir>

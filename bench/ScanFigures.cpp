@@ -9,8 +9,8 @@
 #include "platform/Platform.h"
 #include "platform/linux/x11/XcbConnection.h"
 #include "settings/Settings.h"
-#include "tests/support/desktop/PhysicalKeyboard.h"
-#include "tests/support/desktop/Waiting.h"
+#include "tests/harness/desktop/PhysicalKeyboard.h"
+#include "tests/harness/desktop/Waiting.h"
 #include "triggers/HotkeyMonitor.h"
 
 #include <QAbstractEventDispatcher>

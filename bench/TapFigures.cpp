@@ -1,9 +1,9 @@
 #include "Figures.h"
-#include "platform/linux/freedesktop/QtScheduler.h"
-#include "platform/linux/x11/X11EventTap.h"
+#include "platform/linux/qt/QtScheduler.h"
+#include "platform/linux/x11/keys/X11EventTap.h"
 #include "settings/Settings.h"
-#include "tests/support/desktop/PhysicalKeyboard.h"
-#include "tests/support/desktop/Waiting.h"
+#include "tests/harness/desktop/PhysicalKeyboard.h"
+#include "tests/harness/desktop/Waiting.h"
 #include "triggers/HotkeyMonitor.h"
 
 #include <QCoreApplication>

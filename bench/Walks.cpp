@@ -2,7 +2,7 @@
 
 #include "Figures.h"
 #include "platform/linux/atspi/AtspiCalls.h"
-#include "tests/support/desktop/Waiting.h"
+#include "tests/harness/desktop/Waiting.h"
 
 #include <QDBusConnection>
 #include <QUuid>

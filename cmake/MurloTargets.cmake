@@ -22,10 +22,15 @@ if(MURLO_SANITIZE)
   target_link_options(murlo_options INTERFACE -fsanitize=${MURLO_SANITIZE})
 endif()
 
-# murlo_library(name [WIDGETS] [LINK libs...]): a static library of every .cpp in this folder.
+# murlo_library(name [RECURSE] [LINK libs...]): a static library of every .cpp in this folder, and with
+# RECURSE in those below it.
 function(murlo_library name)
-  cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
+  cmake_parse_arguments(ARG "RECURSE" "" "LINK" ${ARGN})
+  if(ARG_RECURSE)
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp *.h)
+  else()
+    file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
+  endif()
   if(NOT sources)
     file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/Empty.cpp "")
     set(sources ${CMAKE_CURRENT_BINARY_DIR}/Empty.cpp)
@@ -56,6 +61,6 @@ function(murlo_tests prefix)
     target_precompile_headers(${target} REUSE_FROM ${prefix}_precompiled)
     add_test(NAME ${prefix}/${base} COMMAND ${ARG_WRAP} $<TARGET_FILE:${target}>)
     set_tests_properties(${prefix}/${base} PROPERTIES LABELS ${prefix} TIMEOUT 300
-      ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=qt.qpa.*=false;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0;TSAN_OPTIONS=die_after_fork=0:suppressions=${CMAKE_SOURCE_DIR}/tests/support/races.supp:print_suppressions=0")
+      ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=qt.qpa.*=false;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/harness/leaks.supp:print_suppressions=0;TSAN_OPTIONS=die_after_fork=0:suppressions=${CMAKE_SOURCE_DIR}/tests/harness/races.supp:print_suppressions=0")
   endforeach()
 endfunction()

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "triggers/InputTarget.h"
+#include "targets/InputTarget.h"
 
 #include <QString>
 

@@ -5,9 +5,9 @@
 #include "MurloKit/TranscriptAccumulator.h"
 #include "dictation/DictationFailure.h"
 #include "dictation/Sounds.h"
-#include "dictation/Transcriber.h"
+#include "dictation/engine/Transcriber.h"
 #include "platform/Scheduler.h"
-#include "triggers/InputTarget.h"
+#include "targets/InputTarget.h"
 
 #include <QStringList>
 

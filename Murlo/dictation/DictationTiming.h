@@ -10,8 +10,6 @@ inline constexpr double previewInterval = 1.1; ///< between two live previews
 inline constexpr double previewWindow = 15.0;  ///< audio that a preview transcribes
 inline constexpr double enginePoll = 0.1;      ///< while a finished clip waits for the engine
 inline constexpr double enginePatience = 30.0; ///< longest such wait
-inline constexpr double focusSettling = 0.18;  ///< between refocusing a box and inserting
-inline constexpr double focusPatience = 2.5;   ///< insert anyway after this
 inline constexpr double deliveredLasts = 1.2;  ///< then the state is idle again
 inline constexpr double failedLasts = 4.2;
 

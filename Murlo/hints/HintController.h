@@ -3,7 +3,7 @@
 #include "hints/HintOverlay.h"
 #include "platform/Interruptions.h"
 #include "platform/Scheduler.h"
-#include "triggers/InputTarget.h"
+#include "targets/InputTarget.h"
 
 namespace murlo {
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/Scheduler.h"
-#include "triggers/InputTarget.h"
-#include "triggers/ScreenGeometry.h"
+#include "targets/InputTarget.h"
+#include "targets/ScreenGeometry.h"
 
 #include <QObject>
 #include <QRect>

@@ -3,8 +3,8 @@
 #include "platform/AccessibilityTree.h"
 #include "platform/Applications.h"
 #include "platform/Scheduler.h"
-#include "triggers/InputTarget.h"
-#include "triggers/ScreenGeometry.h"
+#include "targets/InputTarget.h"
+#include "targets/ScreenGeometry.h"
 
 #include <memory>
 #include <vector>

@@ -2,10 +2,10 @@
 #include "look/BrandMark.h"
 #include "look/Look.h"
 #include "menubar/MenuBarCallout.h"
-#include "menubar/QuitQuestion.h"
-#include "menubar/SettingsWindow.h"
 #include "menubar/StatusItemController.h"
 #include "screens/Screens.h"
+#include "windows/QuitQuestion.h"
+#include "windows/SettingsWindow.h"
 
 #include <QMenu>
 

@@ -1,5 +1,5 @@
-#include "Murlo/dictation/AudioConverter.h"
-#include "tests/support/Signal.h"
+#include "dictation/recording/AudioConverter.h"
+#include "tests/harness/Signal.h"
 
 #include <QtTest>
 

@@ -1,10 +1,10 @@
-#include "Murlo/dictation/AudioRecorder.h"
+#include "dictation/recording/AudioRecorder.h"
 #include "MurloKit/WavWriter.h"
-#include "tests/support/FakeAudioInput.h"
-#include "tests/support/FakeMicrophoneAuthorization.h"
-#include "tests/support/Signal.h"
-#include "tests/support/TestLog.h"
-#include "tests/support/VirtualScheduler.h"
+#include "tests/fakes/FakeAudioInput.h"
+#include "tests/fakes/FakeMicrophoneAuthorization.h"
+#include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/Signal.h"
+#include "tests/harness/TestLog.h"
 
 #include <QtTest>
 

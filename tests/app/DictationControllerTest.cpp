@@ -1,5 +1,5 @@
 #include "dictation/DictationTexts.h"
-#include "tests/support/DictationRig.h"
+#include "tests/harness/DictationRig.h"
 
 #include <QTest>
 

@@ -1,4 +1,4 @@
-#include "dictation/EngineOutput.h"
+#include "dictation/engine/EngineOutput.h"
 
 #include <QTest>
 

@@ -1,22 +1,17 @@
 #include "hints/HintController.h"
 #include "MurloKit/HintLabels.h"
 #include "hints/InputScanner.h"
-#include "tests/support/FakeAccessibility.h"
-#include "tests/support/FakeApplications.h"
-#include "tests/support/FakeTree.h"
-#include "tests/support/VirtualScheduler.h"
+#include "tests/fakes/FakeAccessibility.h"
+#include "tests/fakes/FakeApplications.h"
+#include "tests/fakes/FakeInterruptions.h"
+#include "tests/fakes/FakeTree.h"
+#include "tests/fakes/VirtualScheduler.h"
 
 #include <QtTest>
 
 using namespace murlo;
 
 namespace {
-
-class FakeInterruptions : public Interruptions {
-public:
-    void setWatching(bool on) override { watching = on; }
-    bool watching = false;
-};
 
 class CountedLayer : public HintLayer {
 public:

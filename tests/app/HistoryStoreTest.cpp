@@ -1,5 +1,5 @@
-#include "dictation/HistoryStore.h"
-#include "tests/support/VirtualScheduler.h"
+#include "dictation/delivery/HistoryStore.h"
+#include "tests/fakes/VirtualScheduler.h"
 
 #include <QFile>
 #include <QSignalSpy>

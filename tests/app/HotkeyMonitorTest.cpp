@@ -1,8 +1,8 @@
 #include "triggers/HotkeyMonitor.h"
 #include "settings/Settings.h"
-#include "tests/support/FakeEventTap.h"
-#include "tests/support/TriggerScript.h"
-#include "tests/support/VirtualScheduler.h"
+#include "tests/fakes/FakeEventTap.h"
+#include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/TriggerScript.h"
 
 #include <QTemporaryDir>
 #include <QTest>

@@ -1,7 +1,7 @@
 #include "hints/InputScanner.h"
-#include "tests/support/FakeApplications.h"
-#include "tests/support/FakeTree.h"
-#include "tests/support/VirtualScheduler.h"
+#include "tests/fakes/FakeApplications.h"
+#include "tests/fakes/FakeTree.h"
+#include "tests/fakes/VirtualScheduler.h"
 
 #include <QtTest>
 

@@ -1,8 +1,8 @@
-#include "triggers/InputTarget.h"
-#include "tests/support/FakeAccessibility.h"
-#include "tests/support/VirtualScheduler.h"
-#include "triggers/FocusVerdict.h"
-#include "triggers/ScreenGeometry.h"
+#include "targets/InputTarget.h"
+#include "targets/FocusVerdict.h"
+#include "targets/ScreenGeometry.h"
+#include "tests/fakes/FakeAccessibility.h"
+#include "tests/fakes/VirtualScheduler.h"
 
 #include <QtTest>
 

@@ -1,11 +1,11 @@
 #include "menubar/MenuBarCallout.h"
-#include "menubar/QuitQuestion.h"
 #include "menubar/StatusItemController.h"
 #include "platform/Desktop.h"
 #include "settings/SettingsModel.h"
-#include "tests/support/DictationRig.h"
-#include "tests/support/FakeDesktop.h"
-#include "tests/support/FakeLoginItem.h"
+#include "tests/fakes/FakeDesktop.h"
+#include "tests/fakes/FakeLoginItem.h"
+#include "tests/harness/DictationRig.h"
+#include "windows/QuitQuestion.h"
 
 #include <QAbstractButton>
 #include <QApplication>

@@ -1,5 +1,5 @@
 #include "overlay/OverlayController.h"
-#include "tests/support/VirtualScheduler.h"
+#include "tests/fakes/VirtualScheduler.h"
 
 #include <QTest>
 

@@ -4,8 +4,8 @@
 #include "overlay/Placement.h"
 #include "overlay/StatusRow.h"
 #include "overlay/TranscriptTypesetter.h"
-#include "tests/support/FakeDesktop.h"
-#include "tests/support/VirtualScheduler.h"
+#include "tests/fakes/FakeDesktop.h"
+#include "tests/fakes/VirtualScheduler.h"
 
 #include <QTest>
 

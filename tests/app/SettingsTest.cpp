@@ -1,8 +1,8 @@
 #include "settings/Settings.h"
 #include "MurloKit/Vocabulary.h"
 #include "settings/SettingsModel.h"
-#include "tests/support/FakeLoginItem.h"
-#include "tests/support/VirtualScheduler.h"
+#include "tests/fakes/FakeLoginItem.h"
+#include "tests/fakes/VirtualScheduler.h"
 
 #include <QFile>
 #include <QFileInfo>

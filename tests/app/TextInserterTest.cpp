@@ -1,11 +1,11 @@
-#include "dictation/TextInserter.h"
+#include "dictation/delivery/TextInserter.h"
 #include "settings/Settings.h"
-#include "tests/support/FakeAccessibility.h"
-#include "tests/support/FakeApplications.h"
-#include "tests/support/FakeKeySynthesizer.h"
-#include "tests/support/FakePasteboard.h"
-#include "tests/support/TestLog.h"
-#include "tests/support/VirtualScheduler.h"
+#include "tests/fakes/FakeAccessibility.h"
+#include "tests/fakes/FakeApplications.h"
+#include "tests/fakes/FakeKeySynthesizer.h"
+#include "tests/fakes/FakePasteboard.h"
+#include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/TestLog.h"
 
 #include <QtTest>
 

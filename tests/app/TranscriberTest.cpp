@@ -1,8 +1,8 @@
-#include "dictation/Transcriber.h"
+#include "dictation/engine/Transcriber.h"
 
 #include "MurloKit/WavWriter.h"
-#include "tests/support/FakeHttpClient.h"
-#include "tests/support/ValidatingServer.h"
+#include "tests/fakes/FakeHttpClient.h"
+#include "tests/harness/ValidatingServer.h"
 
 #include <QRegularExpression>
 #include <QTest>

@@ -1,8 +1,8 @@
-#include "dictation/WhisperServer.h"
-#include "tests/support/FakeHttpClient.h"
-#include "tests/support/FakeProcessLauncher.h"
-#include "tests/support/TestLog.h"
-#include "tests/support/VirtualScheduler.h"
+#include "dictation/engine/WhisperServer.h"
+#include "tests/fakes/FakeHttpClient.h"
+#include "tests/fakes/FakeProcessLauncher.h"
+#include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/TestLog.h"
 
 #include <QTest>
 

@@ -1,7 +1,7 @@
 #include "tests/contract/RealAccessibility.h"
 #include "tests/contract/Worlds.h"
-#include "tests/support/FakeAccessibility.h"
-#include "tests/support/desktop/TargetApp.h"
+#include "tests/fakes/FakeAccessibility.h"
+#include "tests/harness/desktop/TargetApp.h"
 
 #include <QElapsedTimer>
 #include <QTest>

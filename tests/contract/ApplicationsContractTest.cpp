@@ -1,9 +1,9 @@
-#include "platform/linux/freedesktop/QtScheduler.h"
-#include "platform/linux/x11/DesktopEntries.h"
-#include "platform/linux/x11/ProcessFacts.h"
-#include "platform/linux/x11/X11Applications.h"
+#include "platform/linux/freedesktop/DesktopEntries.h"
+#include "platform/linux/processes/ProcessFacts.h"
+#include "platform/linux/qt/QtScheduler.h"
+#include "platform/linux/x11/windows/X11Applications.h"
 #include "tests/contract/Worlds.h"
-#include "tests/support/FakeApplications.h"
+#include "tests/fakes/FakeApplications.h"
 
 #include <QDir>
 #include <QFile>

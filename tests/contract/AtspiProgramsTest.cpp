@@ -1,8 +1,8 @@
 #include "hints/InputScanner.h"
 #include "platform/linux/atspi/AtspiTree.h"
 #include "tests/contract/RealAccessibility.h"
-#include "tests/support/FakeAccessibility.h"
-#include "tests/support/desktop/PhysicalKeyboard.h"
+#include "tests/fakes/FakeAccessibility.h"
+#include "tests/harness/desktop/PhysicalKeyboard.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusInterface>

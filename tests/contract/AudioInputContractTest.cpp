@@ -1,10 +1,10 @@
-#include "Murlo/platform/linux/freedesktop/QtScheduler.h"
 #include "Murlo/platform/linux/pulse/PulseAudioInput.h"
+#include "platform/linux/qt/QtScheduler.h"
 #include "tests/contract/Worlds.h"
-#include "tests/support/Ear.h"
-#include "tests/support/FakeAudioInput.h"
-#include "tests/support/Signal.h"
-#include "tests/support/SoundServer.h"
+#include "tests/fakes/FakeAudioInput.h"
+#include "tests/harness/Ear.h"
+#include "tests/harness/Signal.h"
+#include "tests/harness/SoundServer.h"
 
 #include <QElapsedTimer>
 #include <QtTest>

@@ -1,10 +1,10 @@
-#include "Murlo/dictation/AudioRecorder.h"
 #include "Murlo/platform/linux/pulse/PulseAudioInput.h"
-#include "tests/support/FakeAudioInput.h"
-#include "tests/support/FakeMicrophoneAuthorization.h"
-#include "tests/support/Signal.h"
-#include "tests/support/SoundServer.h"
-#include "tests/support/ThreadScheduler.h"
+#include "dictation/recording/AudioRecorder.h"
+#include "tests/fakes/FakeAudioInput.h"
+#include "tests/fakes/FakeMicrophoneAuthorization.h"
+#include "tests/harness/Signal.h"
+#include "tests/harness/SoundServer.h"
+#include "tests/harness/ThreadScheduler.h"
 
 #include <QtEndian>
 #include <QtTest>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/linux/x11/X11Pasteboard.h"
 #include "platform/linux/x11/XcbSupport.h"
+#include "platform/linux/x11/clipboard/X11Pasteboard.h"
 
 #include <array>
 #include <cstring>

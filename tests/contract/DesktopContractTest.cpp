@@ -1,4 +1,4 @@
-#include "platform/linux/x11/X11Desktop.h"
+#include "platform/linux/x11/windows/X11Desktop.h"
 
 #include <QTest>
 #include <QWidget>

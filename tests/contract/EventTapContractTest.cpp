@@ -1,9 +1,9 @@
-#include "platform/linux/x11/KeyPositions.h"
-#include "platform/linux/x11/X11EventTap.h"
+#include "platform/linux/x11/keys/KeyPositions.h"
+#include "platform/linux/x11/keys/X11EventTap.h"
 #include "tests/contract/Worlds.h"
-#include "tests/support/FakeEventTap.h"
-#include "tests/support/desktop/KeyWindow.h"
-#include "tests/support/desktop/PhysicalKeyboard.h"
+#include "tests/fakes/FakeEventTap.h"
+#include "tests/harness/desktop/KeyWindow.h"
+#include "tests/harness/desktop/PhysicalKeyboard.h"
 
 #include <QProcess>
 #include <QTest>

@@ -1,8 +1,8 @@
-#include "platform/linux/freedesktop/QtHttpClient.h"
-#include "platform/linux/freedesktop/QtScheduler.h"
+#include "platform/linux/qt/QtHttpClient.h"
+#include "platform/linux/qt/QtScheduler.h"
 #include "tests/contract/Worlds.h"
-#include "tests/support/FakeHttpClient.h"
-#include "tests/support/ValidatingServer.h"
+#include "tests/fakes/FakeHttpClient.h"
+#include "tests/harness/ValidatingServer.h"
 
 #include <QTest>
 #include <QTimer>

@@ -1,10 +1,10 @@
-#include "platform/linux/x11/X11EventTap.h"
-#include "platform/linux/x11/X11KeySynthesizer.h"
+#include "platform/linux/x11/keys/X11EventTap.h"
+#include "platform/linux/x11/typing/X11KeySynthesizer.h"
 #include "tests/contract/Worlds.h"
-#include "tests/support/FakeKeySynthesizer.h"
-#include "tests/support/VirtualScheduler.h"
-#include "tests/support/desktop/KeyWindow.h"
-#include "tests/support/desktop/PhysicalKeyboard.h"
+#include "tests/fakes/FakeKeySynthesizer.h"
+#include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/desktop/KeyWindow.h"
+#include "tests/harness/desktop/PhysicalKeyboard.h"
 
 #include <QProcess>
 #include <QTest>

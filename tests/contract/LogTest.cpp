@@ -1,5 +1,5 @@
 #include "support/Log.h"
-#include "platform/linux/freedesktop/QtScheduler.h"
+#include "platform/linux/qt/QtScheduler.h"
 #include "support/Paths.h"
 
 #include <QFile>

@@ -1,9 +1,9 @@
-#include "Murlo/platform/linux/freedesktop/QtScheduler.h"
-#include "Murlo/platform/linux/x11/X11Pasteboard.h"
+#include "platform/linux/qt/QtScheduler.h"
+#include "platform/linux/x11/clipboard/X11Pasteboard.h"
 #include "tests/contract/ClipboardClients.h"
 #include "tests/contract/Worlds.h"
-#include "tests/support/FakePasteboard.h"
-#include "tests/support/OtherClipboardUser.h"
+#include "tests/fakes/FakePasteboard.h"
+#include "tests/harness/OtherClipboardUser.h"
 
 #include <QElapsedTimer>
 #include <QtTest>

@@ -1,7 +1,7 @@
-#include "platform/linux/freedesktop/QtProcessLauncher.h"
+#include "platform/linux/processes/QtProcessLauncher.h"
 #include "tests/contract/Worlds.h"
-#include "tests/support/FakeProcessLauncher.h"
-#include "tests/support/ValidatingServer.h"
+#include "tests/fakes/FakeProcessLauncher.h"
+#include "tests/harness/ValidatingServer.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

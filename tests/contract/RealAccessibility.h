@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/linux/atspi/AtspiAccessibility.h"
-#include "platform/linux/freedesktop/QtScheduler.h"
-#include "platform/linux/x11/X11Applications.h"
-#include "tests/support/desktop/Windows.h"
+#include "platform/linux/qt/QtScheduler.h"
+#include "platform/linux/x11/windows/X11Applications.h"
+#include "tests/harness/desktop/Windows.h"
 
 namespace murlo {
 

@@ -1,5 +1,5 @@
-#include "platform/linux/freedesktop/QtScheduler.h"
-#include "tests/support/VirtualScheduler.h"
+#include "platform/linux/qt/QtScheduler.h"
+#include "tests/fakes/VirtualScheduler.h"
 
 #include <QTest>
 #include <QThread>

@@ -1,5 +1,5 @@
 #include "platform/linux/freedesktop/SocketSingleInstance.h"
-#include "tests/support/FakeSingleInstance.h"
+#include "tests/fakes/FakeSingleInstance.h"
 
 #include <QFile>
 #include <QLocalSocket>

@@ -1,13 +1,13 @@
 #include "Murlo/dictation/Sounds.h"
-#include "Murlo/platform/linux/freedesktop/QtScheduler.h"
 #include "Murlo/platform/linux/pulse/PulseAudioInput.h"
 #include "Murlo/platform/linux/pulse/PulseSoundPlayer.h"
 #include "Murlo/platform/linux/pulse/Tones.h"
+#include "platform/linux/qt/QtScheduler.h"
 #include "tests/contract/Worlds.h"
-#include "tests/support/Ear.h"
-#include "tests/support/FakeSoundPlayer.h"
-#include "tests/support/Signal.h"
-#include "tests/support/SoundServer.h"
+#include "tests/fakes/FakeSoundPlayer.h"
+#include "tests/harness/Ear.h"
+#include "tests/harness/Signal.h"
+#include "tests/harness/SoundServer.h"
 
 #include <QtTest>
 

@@ -1,5 +1,5 @@
 #include "platform/linux/freedesktop/Login1SystemEvents.h"
-#include "tests/support/FakeSystemEvents.h"
+#include "tests/fakes/FakeSystemEvents.h"
 
 #include <QDBusConnection>
 #include <QDBusContext>

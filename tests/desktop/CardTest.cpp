@@ -1,6 +1,6 @@
 #include "platform/linux/x11/XcbConnection.h"
-#include "tests/support/desktop/Desk.h"
-#include "tests/support/desktop/Waiting.h"
+#include "tests/harness/desktop/Desk.h"
+#include "tests/harness/desktop/Waiting.h"
 
 #include <QMouseEvent>
 #include <QTest>

@@ -1,6 +1,6 @@
-#include "tests/support/desktop/Desk.h"
-#include "tests/support/desktop/TargetApp.h"
-#include "tests/support/desktop/Waiting.h"
+#include "tests/harness/desktop/Desk.h"
+#include "tests/harness/desktop/TargetApp.h"
+#include "tests/harness/desktop/Waiting.h"
 
 #include <QClipboard>
 #include <QDir>

@@ -1,8 +1,8 @@
 #include "platform/linux/x11/XcbConnection.h"
-#include "tests/support/desktop/Desk.h"
-#include "tests/support/desktop/Letters.h"
-#include "tests/support/desktop/TargetApp.h"
-#include "tests/support/desktop/Waiting.h"
+#include "tests/harness/desktop/Desk.h"
+#include "tests/harness/desktop/Letters.h"
+#include "tests/harness/desktop/TargetApp.h"
+#include "tests/harness/desktop/Waiting.h"
 
 #include <QTest>
 

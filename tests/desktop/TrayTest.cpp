@@ -1,8 +1,8 @@
 #include "menubar/StatusItemController.h"
-#include "platform/linux/x11/X11Desktop.h"
+#include "platform/linux/x11/windows/X11Desktop.h"
 #include "settings/SettingsModel.h"
-#include "tests/support/DictationRig.h"
-#include "tests/support/FakeLoginItem.h"
+#include "tests/fakes/FakeLoginItem.h"
+#include "tests/harness/DictationRig.h"
 
 #include <QApplication>
 #include <QDBusArgument>

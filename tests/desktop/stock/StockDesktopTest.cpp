@@ -1,5 +1,5 @@
-#include "tests/support/desktop/Desk.h"
-#include "tests/support/desktop/TargetApp.h"
+#include "tests/harness/desktop/Desk.h"
+#include "tests/harness/desktop/TargetApp.h"
 
 #include <QTest>
 

@@ -1,0 +1,72 @@
+#include "dictation/delivery/PasteTable.h"
+
+#include "settings/Settings.h"
+#include "support/Log.h"
+
+#include <QHash>
+
+namespace murlo {
+
+namespace {
+
+struct Row {
+    PasteWay way;
+    const char* programs; ///< window classes, in lower case
+};
+
+// Which chords a program knows is found by trying it; docs/programs.md has what was tried.
+constexpr Row table[] = {
+    {PasteWay::controlShiftV,
+     "st st-256color alacritty kitty org.wezfurlong.wezterm foot gnome-terminal-server "
+     "gnome-terminal konsole xfce4-terminal mate-terminal lxterminal qterminal terminator tilix "
+     "terminology guake tilda yakuake deepin-terminal cool-retro-term sakura roxterm "
+     "com.mitchellh.ghostty kgx org.gnome.console ptyxis hyper tabby zutty contour termite"},
+    // Ctrl+V turns the page there.
+    {PasteWay::shiftInsert, "emacs"},
+    // Old terminals paste the other selection only; Vim's Ctrl+V quotes the next key; what shows
+    // another computer's screen passes keys on and knows little of this one's clipboard.
+    {PasteWay::typing, "xterm uxterm urxvt rxvt aterm eterm mlterm gvim vim nvim-qt neovide xedit "
+                       "virt-viewer remote-viewer virt-manager virtualboxvm qemu gnome-boxes"},
+};
+
+const QHash<QString, PasteWay>& knownPrograms() {
+    static const auto known = [] {
+        QHash<QString, PasteWay> all;
+        for (const Row& row : table) {
+            for (const QString& program : QString::fromLatin1(row.programs).split(QLatin1Char(' ')))
+                all.insert(program, row.way);
+        }
+        return all;
+    }();
+    return known;
+}
+
+} // namespace
+
+PasteTable::PasteTable(const Settings& settings)
+    : m_settings(settings) {
+    const QHash<QString, QString> own = m_settings.words(SettingKey::pasteWays);
+    for (auto row = own.begin(); row != own.end(); ++row) {
+        if (!pasteWayFromRawValue(row.value()))
+            Log::write(QStringLiteral("settings: pasteWays of %1 is none of ctrl+v, ctrl+shift+v, "
+                                      "shift+insert, type")
+                           .arg(row.key()));
+    }
+}
+
+PasteWay PasteTable::wayOf(const QStringList& program, bool isTerminal) const {
+    const QHash<QString, QString> own = m_settings.words(SettingKey::pasteWays);
+    for (const QString& name : program) {
+        for (auto row = own.begin(); row != own.end(); ++row) {
+            if (row.key().toLower() != name) continue;
+            if (const auto way = pasteWayFromRawValue(row.value())) return *way;
+        }
+    }
+    for (const QString& name : program) {
+        if (const auto known = knownPrograms().constFind(name); known != knownPrograms().cend())
+            return *known;
+    }
+    return isTerminal ? PasteWay::controlShiftV : PasteWay::controlV;
+}
+
+} // namespace murlo

@@ -1,0 +1,56 @@
+#include "dictation/delivery/PasteboardRestore.h"
+
+#include "support/Log.h"
+
+#include <algorithm>
+
+namespace murlo {
+
+PasteboardRestore::PasteboardRestore(Pasteboard& pasteboard)
+    : m_pasteboard(pasteboard) {
+    m_pasteboard.onChange = [this] {
+        if (m_prepared > 0) refresh();
+    };
+}
+
+PasteboardRestore::~PasteboardRestore() {
+    m_pasteboard.onChange = nullptr;
+    giveBack();
+}
+
+std::shared_ptr<void> PasteboardRestore::prepare() {
+    ++m_prepared;
+    refresh();
+    return {nullptr, m_lifetime.guard([this](void*) { release(); })};
+}
+
+void PasteboardRestore::release() {
+    if (--m_prepared == 0) m_reading.reset();
+}
+
+void PasteboardRestore::refresh() {
+    const qint64 count = m_pasteboard.changeCount();
+    if (m_lentCount == count) return; // our own text is no content to keep
+    if (!m_reading || m_reading->changeCount() != count) m_reading = m_pasteboard.read();
+}
+
+bool PasteboardRestore::lend(const QString& text) {
+    refresh();
+    m_kept = std::exchange(m_reading, nullptr);
+    const bool hadText = !m_kept || !m_kept->lacksText();
+    m_lentCount = m_pasteboard.lendString(text);
+    return hadText;
+}
+
+void PasteboardRestore::giveBack() {
+    const auto lentCount = std::exchange(m_lentCount, std::nullopt);
+    const auto kept = std::exchange(m_kept, nullptr);
+    if (!lentCount || !kept || m_pasteboard.changeCount() != *lentCount) return;
+    const PasteboardSnapshot snapshot = kept->snapshot();
+    if (!snapshot.unread.isEmpty())
+        Log::write(QStringLiteral("insert: %1 formats of the clipboard could not be kept")
+                       .arg(snapshot.unread.size()));
+    m_pasteboard.write(snapshot);
+}
+
+} // namespace murlo

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "MurloKit/InsertMode.h"
+#include "MurloKit/PasteWay.h"
+#include "dictation/delivery/PasteTable.h"
+#include "dictation/delivery/PasteboardRestore.h"
+#include "platform/KeySynthesizer.h"
+#include "platform/Scheduler.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <deque>
+#include <functional>
+#include <optional>
+
+namespace murlo {
+
+class Accessibility;
+class Applications;
+
+/// Cuts a text into what one key event each carries: whole characters, at most 16 UTF-16 units
+/// together; a single character that is longer stands alone.
+[[nodiscard]] QStringList typingChunks(const QString& text);
+
+/// Delivers a finished text into whatever the user is working in: pasted, typed, or left on the
+/// clipboard. Insertions are carried out one after another; a paste ends when the clipboard has
+/// been given back. Main thread; nothing blocks.
+class TextInserter {
+public:
+    /// Nothing when the text was pasted or typed; otherwise what the user is told of where it is.
+    using Outcome = std::optional<QString>;
+    using Done = std::function<void(const Outcome&)>;
+
+    struct Partners {
+        Scheduler& scheduler;
+        const Accessibility& accessibility;
+        const Applications& applications;
+        Pasteboard& pasteboard;
+        KeySynthesizer& keys;
+        const Settings& settings; ///< for the user's own rows of the paste table
+    };
+    explicit TextInserter(const Partners& partners);
+
+    /// Keeps the clipboard read while somebody holds what is returned: from the beginning of a
+    /// dictation, while the user speaks, to its `insert`, or until nothing more can come of it.
+    [[nodiscard]] std::shared_ptr<void> prepare() { return m_clipboard.prepare(); }
+
+    /// Decides at once, from the present focus and permissions, how the text is delivered and
+    /// delivers it, or queues it behind an insertion still under way. `done` is called once, during
+    /// the call or later, when the keys of it are sent: a text whose keys could not be is on the
+    /// clipboard then. `prepared` comes from `prepare`; without it, the clipboard is only read now.
+    void insert(const QString& text, InsertMode mode, std::shared_ptr<void> prepared, Done done);
+
+    /// Calls back once no insertion is under way or queued: at once if that is so now. Before the
+    /// focus is moved, wait for this: it keeps the rest of a text from going into the next box.
+    void whenIdle(std::function<void()> idle);
+
+private:
+    enum class Way { copy, paste, type };
+    struct Insertion {
+        Way way;
+        QString text;
+        std::shared_ptr<void> prepared;
+        Done done;
+        KeyChord chord = {}; ///< that pastes
+        Outcome outcome = {};
+    };
+
+    void enqueue(Insertion insertion);
+    [[nodiscard]] PasteWay pasteWay() const;
+    void start();
+    void finish();
+    void copyInstead();
+    void tell(const Outcome& outcome);
+    void paste();
+    void pressPaste();
+    void finishPaste();
+    void type();
+    void typeNext();
+
+    Partners m_with;
+    PasteTable m_table;
+    PasteboardRestore m_clipboard;
+    std::deque<Insertion> m_queue; ///< the first is under way while `m_busy`
+    QStringList m_chunks;          ///< still to be typed of the insertion under way
+    bool m_busy = false;
+    std::deque<std::function<void()>> m_waiting;
+    ScheduledWork m_step;
+    Lifetime m_lifetime;
+};
+
+} // namespace murlo

@@ -1,0 +1,210 @@
+#include "platform/linux/qt/QtHttpClient.h"
+
+#include <QHostAddress>
+#include <QIODevice>
+#include <QNetworkAccessManager>
+#include <QNetworkProxyFactory>
+#include <QNetworkReply>
+#include <QPointer>
+
+#include <algorithm>
+
+namespace murlo {
+
+namespace {
+
+bool isLoopback(const QString& host) {
+    return host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 ||
+           QHostAddress(host).isLoopback();
+}
+
+class ProxyOutsideLoopback : public QNetworkProxyFactory {
+public:
+    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery& query) override {
+        if (isLoopback(query.peerHostName())) return {QNetworkProxy::NoProxy};
+        return systemProxyForQuery(query);
+    }
+};
+
+QNetworkRequest toLibrary(const HttpRequest& request) {
+    QNetworkRequest result(request.url);
+    result.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    result.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
+    result.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    result.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    result.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
+    result.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                        QNetworkRequest::ManualRedirectPolicy);
+    result.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    // No compression: its bombs would pass the limit on the body.
+    result.setRawHeader("Accept-Encoding", "identity");
+    if (isLoopback(request.url.host())) result.setRawHeader("Connection", "close");
+    for (const auto& [name, value] : request.headers) result.setRawHeader(name, value);
+    return result;
+}
+
+/// A body that can be read once. The library would otherwise send the request again when the other
+/// end closes the connection without an answer: twice to a server that acts on it, or to whoever
+/// listens there by then.
+class BodyToSendOnce : public QIODevice {
+public:
+    explicit BodyToSendOnce(QByteArray body)
+        : m_body(std::move(body)) {
+        open(ReadOnly);
+    }
+    [[nodiscard]] bool isSequential() const override { return true; }
+    [[nodiscard]] qint64 bytesAvailable() const override {
+        return m_body.size() - m_read + QIODevice::bytesAvailable();
+    }
+    bool reset() override { return false; }
+
+protected:
+    qint64 readData(char* data, qint64 most) override {
+        const qint64 count = std::min<qint64>(most, m_body.size() - m_read);
+        if (count == 0 && most > 0) return -1;
+        std::copy_n(m_body.constData() + m_read, count, data);
+        m_read += count;
+        return count;
+    }
+    qint64 writeData(const char* /*data*/, qint64 /*most*/) override { return -1; }
+
+private:
+    QByteArray m_body;
+    qint64 m_read = 0;
+};
+
+QNetworkReply* start(QNetworkAccessManager& network, const HttpRequest& request) {
+    QNetworkRequest prepared = toLibrary(request);
+    if (request.method == "GET") return network.get(prepared);
+    if (request.method == "HEAD") return network.head(prepared);
+    prepared.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
+    prepared.setHeader(QNetworkRequest::ContentLengthHeader, request.body.size());
+    auto* body = new BodyToSendOnce(request.body);
+    QNetworkReply* reply = network.sendCustomRequest(prepared, request.method, body);
+    body->setParent(reply);
+    return reply;
+}
+
+/// Whether the code only says that the status of a whole response is an error.
+bool isStatusError(QNetworkReply::NetworkError code) {
+    return (code >= QNetworkReply::ContentAccessDenied &&
+            code <= QNetworkReply::UnknownContentError) ||
+           (code >= QNetworkReply::InternalServerError &&
+            code <= QNetworkReply::UnknownServerError) ||
+           code == QNetworkReply::ProtocolInvalidOperationError; // status 400
+}
+
+HttpError describe(QNetworkReply::NetworkError code, QString words, const QUrl& url) {
+    // A body that cannot be sent again (see BodyToSendOnce) hides what happened: the other end went
+    // away, which the library words as a resend or an unknown error, depending on the moment.
+    if (code == QNetworkReply::ContentReSendError || code == QNetworkReply::UnknownNetworkError) {
+        code = QNetworkReply::RemoteHostClosedError;
+    }
+    if (code == QNetworkReply::RemoteHostClosedError) {
+        words = QStringLiteral("The connection was closed before the answer came.");
+    }
+    words.remove(url.toString()).remove(url.host());
+    return {words.simplified(), QStringLiteral("QNetworkReply"), code};
+}
+
+/// One request under way, shared by its handle and the library's signals.
+class Exchange : public std::enable_shared_from_this<Exchange> {
+public:
+    Exchange(QNetworkReply* reply, std::function<void(HttpResult)> completion)
+        : m_reply(reply)
+        , m_completion(std::move(completion)) {}
+    void begin(const Delay& delay, double timeout) {
+        const std::weak_ptr<Exchange> weak = weak_from_this();
+        const auto onReply = [weak](void (Exchange::*step)()) {
+            return [weak, step] {
+                if (const auto self = weak.lock()) (self.get()->*step)();
+            };
+        };
+        QObject::connect(m_reply, &QNetworkReply::finished, &m_receiver,
+                         onReply(&Exchange::finish));
+        QObject::connect(m_reply, &QNetworkReply::readyRead, &m_receiver,
+                         onReply(&Exchange::checkSize));
+        m_limit = delay(timeout, onReply(&Exchange::timeOut));
+    }
+
+    void cancel() {
+        m_completion = nullptr;
+        m_limit.cancel();
+        release();
+    }
+
+private:
+    void finish() {
+        const QNetworkReply::NetworkError code = m_reply->error();
+        const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        if (status != 0 && (code == QNetworkReply::NoError || isStatusError(code))) {
+            complete(HttpResponse{status, m_reply->readAll()});
+        } else {
+            complete(tl::unexpected(describe(code, m_reply->errorString(), m_reply->url())));
+        }
+    }
+    void checkSize() {
+        if (m_reply->bytesAvailable() <= QtHttpClient::largestBody) return;
+        complete(tl::unexpected(HttpError{QStringLiteral("The answer is too large."),
+                                          QStringLiteral("QNetworkReply"),
+                                          QNetworkReply::UnknownContentError}));
+    }
+    void timeOut() {
+        if (!m_reply) return; // the client is gone
+        complete(tl::unexpected(HttpError{QStringLiteral("The request timed out."),
+                                          QStringLiteral("QNetworkReply"),
+                                          QNetworkReply::TimeoutError}));
+    }
+
+    void complete(HttpResult result) {
+        m_limit.cancel();
+        release();
+        const auto completion = std::exchange(m_completion, nullptr);
+        if (completion) completion(std::move(result));
+    }
+    void release() {
+        if (!m_reply) return;
+        // Our own connections alone: the library's abort works through signals of the reply.
+        m_reply->disconnect(&m_receiver);
+        if (!m_reply->isFinished()) m_reply->abort();
+        m_reply->deleteLater();
+        m_reply.clear();
+    }
+
+    QObject m_receiver;
+    QPointer<QNetworkReply> m_reply;
+    std::function<void(HttpResult)> m_completion;
+    ScheduledWork m_limit;
+};
+
+/// What the caller holds; its end is the exchange's.
+class Handle : public HttpTask {
+public:
+    explicit Handle(std::shared_ptr<Exchange> exchange)
+        : m_exchange(std::move(exchange)) {}
+    ~Handle() override { m_exchange->cancel(); }
+    void cancel() override { m_exchange->cancel(); }
+
+private:
+    std::shared_ptr<Exchange> m_exchange;
+};
+
+} // namespace
+
+QtHttpClient::QtHttpClient(Delay delay)
+    : m_delay(std::move(delay)) {}
+
+QtHttpClient::~QtHttpClient() = default;
+
+std::unique_ptr<HttpTask> QtHttpClient::send(const HttpRequest& request,
+                                             std::function<void(HttpResult)> completion) {
+    if (!m_network) {
+        m_network = std::make_unique<QNetworkAccessManager>();
+        m_network->setProxyFactory(new ProxyOutsideLoopback); // the manager owns it
+    }
+    auto exchange = std::make_shared<Exchange>(start(*m_network, request), std::move(completion));
+    exchange->begin(m_delay, request.timeout);
+    return std::make_unique<Handle>(std::move(exchange));
+}
+
+} // namespace murlo

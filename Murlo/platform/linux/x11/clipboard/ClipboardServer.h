@@ -1,0 +1,76 @@
+#pragma once
+
+#include "platform/linux/x11/XcbSupport.h"
+#include "platform/linux/x11/clipboard/ClipboardContent.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace murlo {
+
+/// The owner's side of the CLIPBOARD selection: answers other programs' requests for our content.
+/// Lives on the clipboard's thread and never waits for another program.
+class ClipboardServer {
+public:
+    using Clock = std::chrono::steady_clock;
+    using Content = std::shared_ptr<const ClipboardContent>;
+
+    ClipboardServer(xcb_connection_t* connection, XcbAtoms& atoms);
+
+    /// We own the selection since the server's time `since`, with this content (null: we gave it
+    /// up).
+    void adopt(Content content, xcb_timestamp_t since);
+    /// Somebody else took the selection. Transfers under way continue.
+    void drop();
+    /// Null while somebody else, or nobody, owns the selection.
+    [[nodiscard]] const Content& content() const { return m_current.content; }
+    [[nodiscard]] xcb_timestamp_t since() const { return m_current.since; }
+    /// What the TARGETS question is answered with.
+    [[nodiscard]] std::vector<xcb_atom_t> targets(const ClipboardContent& content);
+
+    void handleRequest(const xcb_selection_request_event_t& request);
+    /// A property of another program's window was deleted: its next piece may follow.
+    void handleDeleted(const xcb_property_notify_event_t& event);
+    /// The window is no more; its number may soon be another program's.
+    void forgetWindow(xcb_window_t window);
+
+    /// Gives up the transfers whose requestor has not gone on for 10 s.
+    void expire(Clock::time_point now);
+    /// When `expire` has something to do next.
+    [[nodiscard]] std::optional<Clock::time_point> deadline() const;
+
+private:
+    /// A content with the beginning of the period in which it was ours.
+    struct Period {
+        Content content;
+        xcb_timestamp_t since = XCB_CURRENT_TIME;
+    };
+    /// A large answer under way, piece by piece (the INCR mechanism).
+    struct Transfer {
+        xcb_window_t window;
+        xcb_atom_t property;
+        xcb_atom_t type;
+        int bits;
+        QByteArray bytes;
+        qsizetype sent;
+        Clock::time_point progressed;
+    };
+
+    [[nodiscard]] const Period* periodAt(xcb_timestamp_t time) const;
+    bool convert(const Period& period, xcb_window_t window, xcb_atom_t target, xcb_atom_t property);
+    bool convertMultiple(const Period& period, xcb_window_t window, xcb_atom_t property);
+    void send(xcb_window_t window, xcb_atom_t property, xcb_atom_t type, int bits,
+              const QByteArray& bytes);
+    void watch(xcb_window_t window, bool wanted);
+
+    xcb_connection_t* m_connection;
+    XcbAtoms& m_atoms;
+    qsizetype m_pieceSize;
+    Period m_current;
+    Period m_previous;
+    std::vector<Transfer> m_transfers;
+};
+
+} // namespace murlo

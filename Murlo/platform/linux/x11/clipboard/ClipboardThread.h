@@ -1,0 +1,81 @@
+#pragma once
+
+#include "platform/linux/x11/clipboard/ClipboardReader.h"
+#include "platform/linux/x11/clipboard/ClipboardServer.h"
+
+#include <atomic>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+namespace murlo {
+
+/// The CLIPBOARD selection on a connection and a thread of its own, so that nobody else ever waits
+/// for a dead owner or a slow requestor. Without an X server nothing is read or written.
+class ClipboardThread {
+public:
+    /// `foreignChange` is called on the clipboard's thread.
+    explicit ClipboardThread(std::function<void()> foreignChange);
+    /// Hands a content that we own to the clipboard manager, if one runs (at most 0.3 s), and ends.
+    ~ClipboardThread();
+    ClipboardThread(const ClipboardThread&) = delete;
+    ClipboardThread& operator=(const ClipboardThread&) = delete;
+
+    /// Any thread.
+    [[nodiscard]] qint64 changeCount() const { return m_changeCount; }
+
+    /// Takes the selection with this content, or gives it up when null, and returns the change
+    /// count that this leads to. Any thread but the clipboard's. The server has carried it out by
+    /// then, unless it answers nothing for 0.5 s.
+    qint64 own(ClipboardServer::Content content);
+
+    /// Begins to read what the selection's owner has. Any thread.
+    [[nodiscard]] std::shared_ptr<ClipboardReading> read();
+
+private:
+    using Clock = ClipboardServer::Clock;
+
+    void post(std::function<void()> command);
+
+    // On the thread.
+    void run();
+    void connect();
+    /// Serves one round: commands, events, time limits; then waits for more, at most until `limit`.
+    void serve(std::optional<Clock::time_point> limit);
+    bool runCommands();
+    /// Sends what is to be sent and handles what has arrived; false if there was nothing.
+    bool drainEvents();
+    void handle(const xcb_generic_event_t& event);
+    void ownerChanged(const xcb_generic_event_t& event);
+    void wait(std::optional<Clock::time_point> limit);
+    qint64 takeSelection(const ClipboardServer::Content& content);
+    void beginReading(const std::shared_ptr<ClipboardReading>& reading);
+    void handOver();
+
+    const std::function<void()> m_foreignChange;
+    std::atomic<qint64> m_changeCount = 0;
+    std::mutex m_lock;
+    std::deque<std::function<void()>> m_commands;
+    const int m_wakeFd;
+
+    bool m_stopping = false;
+    xcb_connection_t* m_connection = nullptr;
+    xcb_window_t m_window = XCB_WINDOW_NONE;
+    xcb_atom_t m_clipboard = XCB_ATOM_NONE;
+    xcb_atom_t m_manager = XCB_ATOM_NONE;
+    quint8 m_fixesNotify = 0;
+    xcb_timestamp_t m_ownerSince = XCB_CURRENT_TIME;
+    /// Our change of the owner until the server has confirmed it: the request's number, the
+    /// content.
+    std::optional<std::pair<quint32, ClipboardServer::Content>> m_change;
+    qint64 m_ownCount = 0; ///< the change count that our last change led to
+    bool m_handedOver = false;
+    std::unique_ptr<XcbAtoms> m_atoms;
+    std::unique_ptr<ClipboardServer> m_server;
+    std::unique_ptr<ClipboardReader> m_reader;
+
+    std::thread m_thread;
+};
+
+} // namespace murlo

@@ -1,0 +1,61 @@
+#include "platform/linux/x11/keys/KeyMailbox.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace murlo {
+
+KeyMailbox::KeyMailbox()
+    : m_descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+
+KeyMailbox::~KeyMailbox() {
+    ::close(m_descriptor);
+}
+
+void KeyMailbox::enqueue(KeyNews news) {
+    if (m_closed) return;
+    m_news.push_back(std::move(news));
+    if (m_news.size() == 1) eventfd_write(m_descriptor, 1);
+}
+
+void KeyMailbox::post(KeyNews news) {
+    const std::lock_guard guard(m_lock);
+    enqueue(std::move(news));
+}
+
+std::optional<bool> KeyMailbox::ask(const KeyPress& press, std::chrono::milliseconds limit) {
+    std::unique_lock lock(m_lock);
+    m_answer.reset();
+    enqueue({press, ++m_question});
+    m_answered.wait_for(lock, limit, [this] { return m_answer || m_closed; });
+    ++m_question; // an answer after the limit finds its question gone
+    return m_answer;
+}
+
+std::optional<KeyNews> KeyMailbox::next() {
+    const std::lock_guard guard(m_lock);
+    if (m_news.empty()) {
+        eventfd_t count = 0;
+        eventfd_read(m_descriptor, &count);
+        return std::nullopt;
+    }
+    KeyNews news = std::move(m_news.front());
+    m_news.pop_front();
+    return news;
+}
+
+void KeyMailbox::answer(quint64 question, bool swallow) {
+    const std::lock_guard guard(m_lock);
+    if (question != m_question) return;
+    m_answer = swallow;
+    m_answered.notify_one();
+}
+
+void KeyMailbox::close() {
+    const std::lock_guard guard(m_lock);
+    m_closed = true;
+    m_news.clear();
+    m_answered.notify_one();
+}
+
+} // namespace murlo

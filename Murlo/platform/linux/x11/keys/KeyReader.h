@@ -1,0 +1,89 @@
+#pragma once
+
+#include "platform/linux/x11/keys/InputDevices.h"
+#include "platform/linux/x11/keys/KeyMailbox.h"
+#include "platform/linux/x11/keys/KeyboardGrab.h"
+#include "platform/linux/x11/keys/KeyboardMap.h"
+#include "platform/linux/x11/keys/SyntheticKeys.h"
+
+#include <atomic>
+#include <map>
+#include <thread>
+
+namespace murlo {
+
+/// Watches every keyboard on a connection and thread of its own and puts what happens into a
+/// mailbox. A busy main thread thus never delays typing by more than the limit of one answer, and
+/// keys keep their order between listening and filtering, for both read the same events.
+class KeyReader {
+public:
+    /// How long a press waits for the main thread's answer.
+    static constexpr std::chrono::milliseconds answerLimit{250};
+
+    /// Connects and reads the state of the keyboards; ask `isUsable` before `start`.
+    KeyReader(std::shared_ptr<SyntheticKeys> synthetic, std::shared_ptr<KeyMailbox> mailbox);
+    KeyReader(const KeyReader&) = delete;
+    KeyReader& operator=(const KeyReader&) = delete;
+    /// Gives every key back and ends the thread. Close the mailbox first.
+    ~KeyReader();
+
+    [[nodiscard]] bool isUsable() const { return m_usable; }
+    /// False once the server is gone.
+    [[nodiscard]] bool isRunning() const { return m_running; }
+    void start();
+
+    /// Carried out by the thread before the next key.
+    void setFiltering(bool filtering);
+    /// How long a swallowed key may keep its keyboard from going back when filtering has ended:
+    /// the release of one may get lost.
+    static constexpr std::chrono::milliseconds releaseLimit{2000};
+    /// Makes the thread look again which keyboards there are.
+    void refresh();
+
+private:
+    struct Keyboard {
+        bool isSynthetic = false;
+        KeySet down;
+    };
+
+    void wake() const;
+    void run();
+    void carryOutRequests();
+    void handle(const xcb_generic_event_t& event);
+    void handleKey(const xcb_input_raw_key_press_event_t& key, bool press);
+    void updateMap();
+    /// Finds out which keyboards there are, and which keys of those that are new are down.
+    void readKeyboards();
+    /// Keyboards came, went, or were switched off and on.
+    void hierarchyChanged(const xcb_input_hierarchy_event_t& event);
+    void forgetKeyboard(xcb_input_device_id_t device);
+    /// Milliseconds until a keyboard must go back; -1 for no such time.
+    [[nodiscard]] int untilGivenBack();
+    void takeKeyboards();
+    void offer(const KeyMove& key);
+    void report(const KeyPosition& modifier);
+    [[nodiscard]] quint32 flags() const;
+
+    std::shared_ptr<SyntheticKeys> m_synthetic;
+    std::shared_ptr<KeyMailbox> m_mailbox;
+    int m_wake;
+    std::atomic<bool> m_stop = false;
+    std::atomic<bool> m_running = false;
+    std::atomic<bool> m_filteringWanted = false;
+    std::atomic<bool> m_refreshWanted = false;
+
+    // The rest is the thread's once it runs.
+    XcbConnection m_connection;
+    bool m_usable;
+    KeyboardWatch m_watch;
+    std::optional<KeyboardMap> m_map;
+    std::vector<xcb_keycode_t> m_modifiers; ///< the map's modifier keys
+    std::map<xcb_input_device_id_t, Keyboard> m_keyboards;
+    KeyboardGrab m_grab;
+    bool m_filtering = false;                                        ///< the last wish carried out
+    std::optional<std::chrono::steady_clock::time_point> m_giveBack; ///< keyboards, at the latest
+    qint64 m_time = 0; ///< of the last event, counted on where the server's number begins anew
+    std::thread m_thread;
+};
+
+} // namespace murlo

@@ -1,0 +1,53 @@
+#include "windows/QuitQuestion.h"
+
+#include "look/BrandMark.h"
+#include "look/Look.h"
+
+#include <QLabel>
+#include <QPushButton>
+
+namespace murlo {
+
+namespace {
+constexpr int textWidth = 300;
+}
+
+std::unique_ptr<QMessageBox> QuitQuestion::makeBox() {
+    auto box = std::make_unique<QMessageBox>();
+    box->setWindowTitle(QStringLiteral("Murlo"));
+    box->setWindowIcon(brandIcon(Look::accent));
+    box->setWindowFlag(Qt::WindowStaysOnTopHint);
+    box->setIconPixmap(brandIcon(Look::accent).pixmap(48));
+    box->setText(QStringLiteral("Quit Murlo?"));
+    box->setInformativeText(
+        QStringLiteral("Your double-tap shortcut stops working until you open Murlo again."));
+    if (auto* question = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_label")))
+        question->setFont(Look::font(Look::words, QFont::DemiBold));
+    if (auto* advice = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel")))
+        advice->setMinimumWidth(textWidth);
+    // Roles decide where a desktop puts its buttons; the first and default one is the harmless one.
+    auto* cancel = box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+    box->addButton(QStringLiteral("Quit"), QMessageBox::AcceptRole);
+    box->setDefaultButton(cancel);
+    box->setEscapeButton(cancel);
+    return box;
+}
+
+void QuitQuestion::ask(std::function<void()> quit) {
+    if (!m_box) {
+        m_box = makeBox();
+        // However it is closed: by a button, a key, or the window manager.
+        QObject::connect(
+            m_box.get(), &QDialog::finished, m_box.get(), [this, quit = std::move(quit)] {
+                auto* const answer = m_box->clickedButton();
+                const bool yes = answer && m_box->buttonRole(answer) == QMessageBox::AcceptRole;
+                m_box.release()->deleteLater(); // it is still telling of its end
+                if (yes) quit();
+            });
+        m_box->open();
+    }
+    m_box->raise();
+    m_box->activateWindow();
+}
+
+} // namespace murlo

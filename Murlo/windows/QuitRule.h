@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/Scheduler.h"
+#include "windows/QuitQuestion.h"
+
+#include <functional>
+
+namespace murlo {
+
+class Settings;
+
+/// How the program comes to its end: the user is asked until a quit was confirmed once, the system
+/// is obeyed at once, and words on their way into a box may arrive first. Main thread.
+class QuitRule {
+public:
+    struct Partners {
+        Scheduler& scheduler;
+        Settings& settings;
+        /// Nothing new may begin from now on; called once.
+        std::function<void()> closeDoors;
+        /// Calls back when no text is on its way into a box.
+        std::function<void(std::function<void()> idle)> whenIdle;
+        /// Ends the event loop.
+        std::function<void()> end;
+    };
+    explicit QuitRule(Partners partners);
+
+    /// The user wants to quit.
+    void requested();
+    /// The session ends: from now on no quit is asked about.
+    void sessionEnds() { m_sessionEnds = true; }
+    /// Quits without a question, once the words on their way have arrived; after 3 s at the latest.
+    void quit();
+    /// Takes the question and the time limit back.
+    void withdraw();
+
+private:
+    Partners m_with;
+    QuitQuestion m_question;
+    ScheduledWork m_limit;
+    bool m_sessionEnds = false;
+    bool m_quitting = false;
+    Lifetime m_lifetime;
+};
+
+} // namespace murlo

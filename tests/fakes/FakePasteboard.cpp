@@ -1,0 +1,147 @@
+#include "tests/fakes/FakePasteboard.h"
+
+#include <utility>
+
+namespace murlo {
+
+namespace {
+
+constexpr double readingLimit = 0.3;
+const QString textFormat = QStringLiteral("UTF8_STRING");
+const QString secretFormat = QStringLiteral("x-kde-passwordManagerHint");
+
+} // namespace
+
+class FakePasteboard::Reading : public PasteboardReading {
+public:
+    Reading(Scheduler& scheduler, qint64 changeCount, QList<PasteboardItem> source)
+        : m_scheduler(scheduler)
+        , m_changeCount(changeCount)
+        , m_began(scheduler.uptime())
+        , m_source(std::move(source)) {}
+
+    [[nodiscard]] qint64 changeCount() const override { return m_changeCount; }
+    [[nodiscard]] bool isComplete() const override { return m_answered || isOver(); }
+    [[nodiscard]] bool lacksText() const override {
+        return m_answered && std::ranges::none_of(m_source, [](const PasteboardItem& item) {
+                   return std::ranges::any_of(
+                       item, [](const auto& format) { return format.first == textFormat; });
+               });
+    }
+    [[nodiscard]] PasteboardSnapshot snapshot() const override {
+        PasteboardSnapshot snapshot;
+        for (const PasteboardItem& item : m_source) {
+            PasteboardItem kept;
+            for (const auto& format : item) {
+                if (m_answered && !m_withheld.contains(format.first))
+                    kept.append(format);
+                else
+                    snapshot.unread.append(format.first);
+            }
+            if (!kept.isEmpty()) snapshot.items.append(kept);
+        }
+        return snapshot;
+    }
+    void answer(const QStringList& withheld) {
+        if (isComplete()) return;
+        m_withheld = withheld;
+        m_answered = true;
+    }
+
+private:
+    [[nodiscard]] bool isOver() const { return m_scheduler.uptime() >= m_began + readingLimit; }
+
+    Scheduler& m_scheduler;
+    const qint64 m_changeCount;
+    const double m_began;
+    const QList<PasteboardItem> m_source;
+    QStringList m_withheld;
+    bool m_answered = false;
+};
+
+FakePasteboard::FakePasteboard(Scheduler& scheduler)
+    : m_scheduler(scheduler) {}
+FakePasteboard::~FakePasteboard() = default;
+
+qint64 FakePasteboard::setString(const QString& text) {
+    written.append(text);
+    changed({{{textFormat, text.toUtf8()}}}, false);
+    return m_changeCount;
+}
+
+qint64 FakePasteboard::lendString(const QString& text) {
+    written.append(text);
+    changed({{{textFormat, text.toUtf8()}, {secretFormat, "secret"}}}, false);
+    return m_changeCount;
+}
+
+void FakePasteboard::write(const PasteboardSnapshot& snapshot) {
+    changed(snapshot.items, false);
+}
+
+std::shared_ptr<PasteboardReading> FakePasteboard::read() {
+    ++readings;
+    QList<PasteboardItem> source = m_items;
+    bool isSecret = false;
+    for (const auto& item : m_items) {
+        for (const auto& [name, bytes] : item)
+            isSecret |= name == secretFormat && bytes == "secret";
+    }
+    const auto reading = std::make_shared<Reading>(m_scheduler, m_changeCount, source);
+    if (isSecret) {
+        QStringList all;
+        for (const auto& item : m_items) {
+            for (const auto& format : item) all.append(format.first);
+        }
+        reading->answer(all);
+    } else if (!m_foreign || source.isEmpty()) {
+        reading->answer({});
+    } else {
+        m_readings.append(reading);
+        m_scheduler.nextTurn(m_lifetime.guard([this] { answer(); }));
+    }
+    return reading;
+}
+
+void FakePasteboard::answer() {
+    if (m_hung) return;
+    for (const auto& waiting : std::exchange(m_readings, {})) {
+        if (const auto reading = waiting.lock()) reading->answer(m_withheld);
+    }
+}
+
+void FakePasteboard::changed(const QList<PasteboardItem>& items, bool foreign) {
+    ++m_changeCount;
+    m_items = items;
+    m_foreign = foreign;
+    if (!foreign) return;
+    m_scheduler.nextTurn(m_lifetime.guard([this] {
+        if (onChange) onChange();
+    }));
+}
+
+void FakePasteboard::foreignCopy(const QList<PasteboardItem>& items) {
+    m_withheld.clear();
+    changed(items, true);
+}
+
+void FakePasteboard::foreignHang(bool hung) {
+    m_hung = hung;
+    answer();
+}
+
+void FakePasteboard::foreignExit() {
+    m_readings.clear();
+    if (m_foreign) changed({}, true);
+}
+
+std::optional<QString> FakePasteboard::text() const {
+    for (const auto& item : m_items) {
+        for (const auto& [name, bytes] : item) {
+            if (name == textFormat) return QString::fromUtf8(bytes);
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace murlo

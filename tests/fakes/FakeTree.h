@@ -1,0 +1,47 @@
+#pragma once
+
+#include "platform/AccessibilityTree.h"
+#include "platform/Applications.h"
+#include "platform/Scheduler.h"
+#include "targets/ScreenGeometry.h"
+
+#include <QList>
+#include <QStringList>
+
+#include <map>
+#include <vector>
+
+namespace murlo {
+
+/// Applications with their windows, described in text as the head of tests/data/boxes.txt explains.
+/// A line that cannot be read ends the test program.
+class FakeTree : public AccessibilityTree {
+public:
+    /// `makeElement` makes the element of a process that stands for a node; without it they are
+    /// known to nobody else.
+    FakeTree(Scheduler& scheduler, const QStringList& lines,
+             const std::function<ElementRef(qint64 pid)>& makeElement = {});
+
+    [[nodiscard]] std::unique_ptr<TreeReading>
+    read(qint64 pid, int mostWindows,
+         std::function<void(const AccessibleApplication&)> done) override;
+
+    struct Described {
+        QString name;
+        double latency = 0;  ///< of each answer, in seconds; below 0: it never answers
+        bool partly = false; ///< of what never ends, everything but the end has been said
+        int readings = 0;    ///< how often it was asked
+        int underWay = 0;    ///< readings that have neither ended nor been given up
+        std::map<int, AccessibleApplication> from; ///< what it says from the nth reading on
+    };
+    std::map<qint64, Described> applications; ///< by process, which count from 10
+    QList<WindowInfo> shown;                  ///< all windows, front to back
+    ScreenGeometry screens;
+
+private:
+    class Reading;
+
+    Scheduler& m_scheduler;
+};
+
+} // namespace murlo

@@ -1,0 +1,148 @@
+#include "tests/harness/desktop/MurloProcess.h"
+
+#include "tests/harness/desktop/Waiting.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace murlo {
+
+MurloProcess::MurloProcess(QString program, QString home)
+    : m_program(std::move(program))
+    , m_home(std::move(home)) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), m_home);
+    environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
+    m_process.setProcessEnvironment(environment);
+    // Its standard error repeats the log; sanitizers speak there too.
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+}
+
+MurloProcess::~MurloProcess() {
+    quit();
+}
+
+bool MurloProcess::seed(const QString& model, const QJsonObject& settings) {
+    const QString support = file({});
+    if (!QDir().mkpath(support + QStringLiteral("models"))) return false;
+    const QString own = support + QStringLiteral("models/") + QFileInfo(model).fileName();
+    QFile::remove(own);
+    if (!QFile::copy(model, own)) return false;
+    QJsonObject all{{QStringLiteral("accountEmail"), QStringLiteral("demo@example.com")},
+                    {QStringLiteral("onboardingComplete"), true}};
+    for (auto value = settings.begin(); value != settings.end(); ++value)
+        all.insert(value.key(), value.value());
+    QFile target(file(QStringLiteral("settings.json")));
+    return target.open(QIODevice::WriteOnly) && target.write(QJsonDocument(all).toJson()) > 0;
+}
+
+void MurloProcess::setEnvironment(const QString& name, const QString& value) {
+    QProcessEnvironment environment = m_process.processEnvironment();
+    environment.insert(name, value);
+    m_process.setProcessEnvironment(environment);
+}
+
+bool MurloProcess::start() {
+    forgetLog();
+    m_process.start(m_program, QStringList());
+    return m_process.waitForStarted();
+}
+
+bool MurloProcess::awaitReady(int milliseconds) {
+    return waitFor(
+               [this] {
+                   const QStringList lines = log();
+                   return !isRunning() ||
+                          (find(lines, QStringLiteral("hotkey: dictate=")) >= 0 &&
+                           find(lines, QStringLiteral("whisper-server: ready")) >= 0);
+               },
+               milliseconds, 20) &&
+           isRunning();
+}
+
+std::optional<int> MurloProcess::quit(int milliseconds) {
+    if (m_process.state() == QProcess::NotRunning) {
+        return m_process.exitStatus() == QProcess::NormalExit ? std::optional(m_process.exitCode())
+                                                              : std::nullopt;
+    }
+    m_process.terminate();
+    if (m_process.waitForFinished(milliseconds) && m_process.exitStatus() == QProcess::NormalExit)
+        return m_process.exitCode();
+    m_process.kill();
+    m_process.waitForFinished();
+    return std::nullopt;
+}
+
+qint64 MurloProcess::enginePid() const {
+    const QStringList processes =
+        QDir(QStringLiteral("/proc")).entryList({QStringLiteral("[0-9]*")}, QDir::Dirs);
+    for (const QString& process : processes) {
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(process));
+        if (!stat.open(QIODevice::ReadOnly)) continue;
+        const QByteArray line = stat.readAll();
+        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+        if (line.contains("(whisper-server)") && fields.value(0) != "Z" &&
+            fields.value(1).toLongLong() == pid()) {
+            return process.toLongLong();
+        }
+    }
+    return 0;
+}
+
+QByteArray MurloProcess::engineSecret() const {
+    QFile environment(QStringLiteral("/proc/%1/environ").arg(enginePid()));
+    if (!environment.open(QIODevice::ReadOnly)) return {};
+    const QByteArray name = QByteArrayLiteral("WHISPER_SERVER_SECRET=");
+    for (const QByteArray& variable : environment.readAll().split('\0'))
+        if (variable.startsWith(name)) return variable.mid(name.size());
+    return {};
+}
+
+QStringList MurloProcess::log() const {
+    QFile log(file(QStringLiteral("brisvane.log")));
+    if (!log.open(QIODevice::ReadOnly) || !log.seek(m_logStart)) return {};
+    const QString text = QString::fromUtf8(log.readAll());
+    // A last line without its end is still being written.
+    return text.left(text.lastIndexOf(QLatin1Char('\n')) + 1)
+        .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+void MurloProcess::forgetLog() {
+    m_logStart = QFileInfo(file(QStringLiteral("brisvane.log"))).size();
+}
+
+qsizetype MurloProcess::find(const QStringList& lines, const QString& words) const {
+    for (qsizetype i = 0; i < lines.size(); ++i)
+        if (lines.at(i).contains(words)) return i;
+    return -1;
+}
+
+bool MurloProcess::awaitLog(const QString& words, int milliseconds) const {
+    return waitFor([&] { return find(log(), words) >= 0; }, milliseconds, 5);
+}
+
+std::optional<int> MurloProcess::loggedAt(const QString& words) const {
+    const QStringList lines = log();
+    const qsizetype at = find(lines, words);
+    if (at < 0) return std::nullopt;
+    const QTime stamp = QTime::fromString(lines.at(at).mid(1, 12), QStringLiteral("HH:mm:ss.zzz"));
+    return stamp.isValid() ? std::optional(stamp.msecsSinceStartOfDay()) : std::nullopt;
+}
+
+QStringList MurloProcess::history() const {
+    QFile saved(file(QStringLiteral("history.json")));
+    if (!saved.open(QIODevice::ReadOnly)) return {};
+    QStringList texts;
+    const QJsonArray entries = QJsonDocument::fromJson(saved.readAll()).array();
+    for (const auto& entry : entries) texts.append(entry[QStringLiteral("text")].toString());
+    return texts;
+}
+
+QString MurloProcess::file(const QString& name) const {
+    return m_home + QStringLiteral("/.brisvane/") + name;
+}
+
+} // namespace murlo
