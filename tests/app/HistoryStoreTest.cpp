@@ -79,6 +79,7 @@ private Q_SLOTS:
         QTest::newRow("no JSON") << QByteArray("[{\"id\": ");
         QTest::newRow("an object") << QByteArray("{}");
         QTest::newRow("a bad date") << id + R"("text": "x", "date": "yesterday"}])";
+        QTest::newRow("no id") << QByteArray(R"([{"text": "x", "date": "2026-03-14T15:09:26Z"}])");
         QTest::newRow("a missing text") << id + R"("date": "2026-03-14T15:09:26Z"}])";
     }
     void aDamagedFileIsSetAsideAndTheNextEntryBeginsAnew() {

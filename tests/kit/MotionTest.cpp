@@ -58,6 +58,8 @@ private Q_SLOTS:
         value.advance(0.076);
         QVERIFY(value.isSettled());
         QCOMPARE(value.value(), 0.0);
+        value.moveTo(3, {Motion::linear, 0, 1});
+        QVERIFY(value.isSettled() && value.value() == 3);
     }
 };
 

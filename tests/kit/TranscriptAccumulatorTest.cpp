@@ -60,6 +60,7 @@ private Q_SLOTS:
         QCOMPARE(start("a x c a b c", "a b c"), 3); // same length, better agreement
         QCOMPARE(start("a b c", "x y z"), -1);
         QCOMPARE(start("a b c d e", "a b c x y"), 0); // exactly three in five
+        QCOMPARE(start("a b c d e", "a b x y z"), -1);
     }
 
     void aWordKeepsItsIdentityInItsPlace() {

@@ -187,7 +187,7 @@ Demo::Step Demo::dictate() {
         return second;
     };
     if (m_options.pick) {
-        if (const Step picked = pickBox(); !picked) return picked;
+        if (Step picked = pickBox(); !picked) return picked;
     } else {
         m_triggered = tapTwice();
     }
