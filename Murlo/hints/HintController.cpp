@@ -60,9 +60,7 @@ void HintController::begin() {
     m_interruptions.setWatching(true);
     if (!m_active) return; // a click at this very moment
     m_scanner.scan(
-        m_lifetime.guard([this, activation = ++m_activation](const QList<InputTarget>& targets) {
-            if (m_active && activation == m_activation) scanned(targets);
-        }));
+        m_lifetime.guard([this](const QList<InputTarget>& targets) { scanned(targets); }));
 }
 
 void HintController::scanned(const QList<InputTarget>& targets) {

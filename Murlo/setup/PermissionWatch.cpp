@@ -18,7 +18,6 @@ void PermissionWatch::start() {
 
 void PermissionWatch::tryAgain() {
     if (!m_permissions.inputMonitoringGranted()) return;
-    if (!m_hotkeys.hasTap()) m_hotkeys.start();
     if (!m_hotkeys.hasLiveTap()) {
         m_hotkeys.stop();
         m_hotkeys.start();

@@ -48,14 +48,6 @@ bool Permissions::inputMonitoringGranted() const {
     return m_tap.access() == InputMonitoringAccess::granted;
 }
 
-bool Permissions::allGranted() const {
-    return microphoneGranted() && accessibilityGranted() && inputMonitoringGranted();
-}
-
-int Permissions::grantedCount() const {
-    return int(microphoneGranted()) + int(accessibilityGranted()) + int(inputMonitoringGranted());
-}
-
 QString Permissions::diagnostic() const {
     return QStringLiteral("mic=%1 inputMonitoring=%2 accessibility=%3")
         .arg(word(m_microphone.status()), word(m_tap.access()),

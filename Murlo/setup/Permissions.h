@@ -20,9 +20,6 @@ public:
     [[nodiscard]] bool microphoneGranted() const;
     [[nodiscard]] bool accessibilityGranted() const;
     [[nodiscard]] bool inputMonitoringGranted() const;
-    [[nodiscard]] bool allGranted() const;
-    /// 0…3.
-    [[nodiscard]] int grantedCount() const;
 
     /// All three states in one line, for the log:
     /// "mic=authorized inputMonitoring=granted accessibility=true".

@@ -32,6 +32,10 @@ class DictationControllerTest : public QObject {
     /// Carries out steps of a dictation, separated by blanks.
     void play(const QString& steps) {
         const QHash<QString, std::function<void()>> actions{
+            {"account",
+             [this] {
+                 m_rig->settings.set(SettingKey::accountEmail, QString("someone@example.com"));
+             }},
             {"enhanced",
              [this] {
                  m_rig->settings.set(SettingKey::enhancePrompt, true);
@@ -289,7 +293,7 @@ private Q_SLOTS:
             "listening", dropped);
         row("waiting for the engine", "loading dictate cancel ready text consequences", "idle",
             dropped);
-        row("refocusing the box", "dictate unfocus text cancel", "idle", dropped);
+        row("refocusing the box", "account dictate unfocus text cancel", "idle", dropped);
         row("enhancing", "enhanced dictate text cancel", "idle", movedOn);
         row("enhancing, and the next one begins", "enhanced dictate text begin", "listening",
             movedOn);
@@ -305,6 +309,16 @@ private Q_SLOTS:
         QVERIFY(m_rig->pasted.isEmpty());
         QVERIFY(m_rig->history.entries().isEmpty());
         QCOMPARE(m_rig->soundPlayer.played.count("Bottle"), steps.contains("cancel") ? 1 : 0);
+    }
+
+    void keysThatAreOnTheirWayAreNotTakenBack() {
+        m_rig->settings.set(SettingKey::insertMode, QString("type"));
+        dictate();
+        m_rig->engineAnswersOnly(QString(99, 'x'));
+        m_rig->controller.cancel();
+        pass(1);
+        QVERIFY(m_rig->takeStates().contains("delivered: " + QString(99, 'x')));
+        QVERIFY(!m_rig->soundPlayer.played.contains("Bottle"));
     }
 
     void anEarlierDictationReachesItsOwnBoxWhileTheNextIsSpoken() {
@@ -390,6 +404,7 @@ private Q_SLOTS:
         QTest::newRow("elsewhere") << 0.17 << 0.19;
         QTest::newRow("hung") << 0.0 << 2.5;
         QTest::newRow("gone") << 0.0 << 0.41;
+        QTest::newRow("slow") << 2.4 << 2.6;
     }
     void aBoxThatLostTheFocusGetsItBack() {
         QFETCH(double, notBefore);
@@ -399,6 +414,7 @@ private Q_SLOTS:
         if (box != "focused") m_rig->accessibility.setFocused(nullptr);
         m_rig->accessibility.node(m_rig->box).hung = box == "hung";
         m_rig->accessibility.node(m_rig->box).gone = box == "gone";
+        m_rig->accessibility.node(m_rig->box).focusTakes = box == "slow" ? 5 : 0;
         m_rig->engineAnswersOnly("words");
         pass(notBefore);
         if (notBefore > 0) QVERIFY(m_rig->pasted.isEmpty());

@@ -41,7 +41,7 @@ private Q_SLOTS:
                               "-", "Open Murlo…", "-", "Murlo dev", "Quit Murlo"}));
         input.dictation = DictationState::transcribing;
         input.engine = {EngineState::failed, "it broke"};
-        input.history = {QString(49, 'x'), "two\nlines"};
+        input.history = {QString(49, 'x'), "two\n" + QString(44, 'x')};
         input.setupTitle = "Finish setup…";
         input.hasSelfTest = input.logWanted = true;
         input.update = "1.2.3";
@@ -49,7 +49,7 @@ private Q_SLOTS:
         const auto menu = menuEntries(input);
         QCOMPARE(lines(menu),
                  (QStringList{"Stop Dictation", "-", "Engine: it broke", "-", "Recent",
-                              "> " + QString(48, 'x') + "…", "> two lines", "-", "Finish setup…",
+                              "> " + QString(48, 'x') + "…", "> two " + QString(44, 'x'), "-", "Finish setup…",
                               "Open Murlo…", "Run Self-Test…", "Open Log", "-", "Update to 1.2.3…",
                               "Murlo 1.0.0", "Quit Murlo"}));
         QVERIFY(!menu[menu.size() - 2].enabled);

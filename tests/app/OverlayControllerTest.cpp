@@ -5,6 +5,18 @@
 
 using namespace murlo;
 
+namespace {
+
+struct CountingPanel : OverlayPanel {
+    explicit CountingPanel(int& counted)
+        : shown(counted) {}
+    void orderFront() override { shown = 1; }
+    void orderOut() override { shown = 0; }
+    int& shown;
+};
+
+} // namespace
+
 class OverlayControllerTest : public QObject {
     Q_OBJECT
 
@@ -23,17 +35,21 @@ private Q_SLOTS:
     void eachStateStaysUpForItsTime() {
         QFETCH(DictationState::Case, state);
         QFETCH(double, seconds);
-        OverlayController overlay(m_scheduler);
+        int onScreen = 0;
+        OverlayController overlay(m_scheduler, [&](OverlayModel&) {
+            return std::make_unique<CountingPanel>(onScreen);
+        });
         overlay.show({state, "text"});
         QVERIFY(!overlay.model().isPresented()); // from the next turn on
         m_scheduler.advance(seconds < 0 ? 3600 : seconds - 0.01);
-        QVERIFY(overlay.model().isPresented());
+        QVERIFY(overlay.model().isPresented() && onScreen);
         if (seconds < 0) return;
         m_scheduler.advance(0.02);
         QVERIFY(!overlay.model().isPresented());
         QCOMPARE(overlay.model().state().state, state); // while it leaves
         m_scheduler.advance(0.3);
         QCOMPARE(overlay.model().state().state, DictationState::idle);
+        QVERIFY(!onScreen);
     }
 
     void theLastOfSeveralQuickCallsCounts() {

@@ -96,7 +96,7 @@ void FakeAccessibility::focus(const ElementRef& window, const ElementRef& elemen
         if (window) raised.append(window);
         m_focused = element;
     }
-    later(node(element).hung ? focusLimit : 0, std::move(done));
+    later(node(element).hung ? focusLimit : node(element).focusTakes, std::move(done));
 }
 
 } // namespace murlo

@@ -22,6 +22,7 @@ public:
         QMap<QString, ElementRef> elements;
         QSet<QString> settable;
         std::optional<QRectF> frame;
+        double focusTakes = 0; ///< seconds
         bool hung = false;
         bool gone = false;
     };
