@@ -49,9 +49,9 @@ private Q_SLOTS:
         const auto menu = menuEntries(input);
         QCOMPARE(lines(menu),
                  (QStringList{"Stop Dictation", "-", "Engine: it broke", "-", "Recent",
-                              "> " + QString(48, 'x') + "…", "> two " + QString(44, 'x'), "-", "Finish setup…",
-                              "Open Murlo…", "Run Self-Test…", "Open Log", "-", "Update to 1.2.3…",
-                              "Murlo 1.0.0", "Quit Murlo"}));
+                              "> " + QString(48, 'x') + "…", "> two " + QString(44, 'x'), "-",
+                              "Finish setup…", "Open Murlo…", "Run Self-Test…", "Open Log", "-",
+                              "Update to 1.2.3…", "Murlo 1.0.0", "Quit Murlo"}));
         QVERIFY(!menu[menu.size() - 2].enabled);
     }
 

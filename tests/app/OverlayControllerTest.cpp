@@ -36,9 +36,8 @@ private Q_SLOTS:
         QFETCH(DictationState::Case, state);
         QFETCH(double, seconds);
         int onScreen = 0;
-        OverlayController overlay(m_scheduler, [&](OverlayModel&) {
-            return std::make_unique<CountingPanel>(onScreen);
-        });
+        OverlayController overlay(
+            m_scheduler, [&](OverlayModel&) { return std::make_unique<CountingPanel>(onScreen); });
         overlay.show({state, "text"});
         QVERIFY(!overlay.model().isPresented()); // from the next turn on
         m_scheduler.advance(seconds < 0 ? 3600 : seconds - 0.01);

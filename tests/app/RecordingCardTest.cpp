@@ -129,7 +129,8 @@ private Q_SLOTS:
             model.setPresented(frame > 0 && frame < 380);
             model.setElapsed(frame / 60.0);
             if (frame % 5 == 0 && frame < 300) model.push(static_cast<float>(frame % 7) / 10);
-            if (frame % 40 == 0) model.setWords(transcriptWords(said.mid(0, frame / (frame % 80 ? 12 : 24))));
+            if (frame % 40 == 0)
+                model.setWords(transcriptWords(said.mid(0, frame / (frame % 80 ? 12 : 24))));
             motion.update(model, CardMetrics::lively);
             motion.advance(CardMetrics::frameInterval);
             const CardRecord before = std::exchange(shown, motion.present());
