@@ -20,7 +20,8 @@ AppDelegate::AppDelegate(CompositionRoot& root, std::function<void()> quit)
                   [&root](std::function<void()> idle) { root.inserter.whenIdle(std::move(idle)); },
                   std::move(quit)})
     , m_permissionWatch(*root.platform.scheduler, root.permissions, root.hotkeys) {
-    m_permissionWatch.onChange = [this] { publishHotkeyState(); };
+    QObject::connect(&m_permissionWatch, &PermissionWatch::changed, &m_context,
+                     [this] { publishHotkeyState(); });
 }
 
 AppDelegate::~AppDelegate() {
@@ -42,14 +43,17 @@ void AppDelegate::didFinishLaunching() {
 }
 
 void AppDelegate::wireController() {
-    m_root.controller.onStateChange = [this](const DictationState& state) {
-        statusItem().apply(state);
-        m_settingsWindow.refresh();
-    };
-    m_root.controller.onEngineStateChange = [this](const EngineState& state) {
-        m_root.settingsModel.setEngineState(state);
-        m_settingsWindow.refresh();
-    };
+    const auto& controller = m_root.controller;
+    QObject::connect(&controller, &DictationController::stateChanged, &m_context,
+                     [this](const DictationState& state) {
+                         statusItem().apply(state);
+                         m_settingsWindow.refresh();
+                     });
+    QObject::connect(
+        &controller, &DictationController::engineStateChanged, &m_context,
+        [this](const EngineState& state) { m_root.settingsModel.setEngineState(state); });
+    QObject::connect(&m_root.settingsModel, &SettingsModel::changed, &m_context,
+                     [this] { m_settingsWindow.refresh(); });
 }
 
 StatusItemController& AppDelegate::statusItem() {
@@ -160,6 +164,10 @@ void AppDelegate::wireHotkeys() {
 void AppDelegate::wireSettings() {
     m_root.settingsModel.onEngineOptionChange = [this] { m_root.server.restart(); };
     m_root.settingsModel.onTriggerChange = [this] { m_root.hotkeys.reload(); };
+    // Whoever signs out by hand stops the keys; a key of the account that was withdrawn elsewhere
+    // leaves them as they are.
+    QObject::connect(&m_root.account, &AccountManager::signedIn, &m_context,
+                     [this] { startHotkeys(); });
 }
 
 void AppDelegate::wireSystemEvents() {
@@ -171,7 +179,7 @@ void AppDelegate::wireSystemEvents() {
 }
 
 void AppDelegate::startHotkeys() {
-    if (!m_root.settings.isSignedIn()) {
+    if (!m_root.account.isSignedIn()) {
         Log::write(QStringLiteral("app: nobody is signed in, the triggers stay off"));
         return;
     }
@@ -204,7 +212,6 @@ void AppDelegate::carryOut(TriggerCommand command) {
 void AppDelegate::publishHotkeyState() {
     m_root.settingsModel.advancePermissionsTick();
     m_root.settingsModel.setHotkeyLive(m_root.hotkeys.hasTap() && m_root.hotkeys.hasLiveTap());
-    m_settingsWindow.refresh();
 }
 
 void AppDelegate::handleReopen() {

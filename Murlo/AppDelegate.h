@@ -56,6 +56,7 @@ private:
     QuitRule m_quitRule;
     PermissionWatch m_permissionWatch;
     bool m_terminated = false;
+    QObject m_context; ///< of the connections; they end with it
     Lifetime m_lifetime;
 };
 

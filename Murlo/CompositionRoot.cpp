@@ -14,6 +14,7 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, quint16 enginePo
     , settings(paths, *on.scheduler)
     , history(paths, *on.scheduler)
     , settingsModel(settings, *on.loginItem)
+    , account(settings)
     , permissions(*on.microphoneAuthorization, *on.accessibility, *on.eventTap)
     , hotkeys(*on.eventTap, settings)
     , overlay(*on.scheduler,
@@ -36,9 +37,9 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, quint16 enginePo
     , delivery(*on.scheduler, settings, targets, inserter, history, usage, *on.applications)
     , keptRecording(paths, *on.scheduler)
     , enhancer(*on.applications, *on.scheduler)
-    , controller({*on.scheduler, settings, recorder, overlay, server, *http, targets, delivery,
-                  keptRecording, enhancer, errors, *on.microphoneAuthorization, *on.systemEvents,
-                  sounds})
+    , controller({*on.scheduler, settings, account, recorder, overlay, server, *http, targets,
+                  delivery, keptRecording, enhancer, errors, *on.microphoneAuthorization,
+                  *on.systemEvents, sounds})
     , callout(*on.scheduler, settings, *on.desktop)
     , scanner(*on.accessibilityTree, *on.applications, *on.scheduler, currentScreens,
               QCoreApplication::applicationPid())

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "account/AccountManager.h"
 #include "account/PromptEnhancer.h"
 #include "dictation/DictationController.h"
 #include "dictation/Sounds.h"
@@ -40,6 +41,7 @@ struct CompositionRoot {
     ErrorReporter errors;
     UsageTracker usage;
     SettingsModel settingsModel;
+    AccountManager account;
     Permissions permissions;
     HotkeyMonitor hotkeys;
     OverlayController overlay;

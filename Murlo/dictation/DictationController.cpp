@@ -33,8 +33,8 @@ DictationController::DictationController(const DictationPartners& partners)
         Log::write(QStringLiteral("dictation: system sleeping, wrapping up"));
         finish();
     });
-    m_with.server.onStateChange = m_lifetime.guard([this](const EngineState& state) {
-        if (onEngineStateChange) onEngineStateChange(state);
+    connect(&m_with.server, &WhisperServer::stateChanged, this, [this](const EngineState& state) {
+        Q_EMIT engineStateChanged(state);
         if (state.state != EngineState::failed) return;
         Log::write(QStringLiteral("engine: ") + state.message);
         show(DictationState::failed, state.message);
@@ -51,7 +51,7 @@ void DictationController::setState(DictationState::Case state, const QString& te
     m_state = {state, text};
     const bool over = state == DictationState::idle || state == DictationState::failed;
     if (over && m_session) m_session->clipboard.reset();
-    if (onStateChange) onStateChange(m_state);
+    Q_EMIT stateChanged(m_state);
 }
 
 bool DictationController::ownsCard(const SessionRef& session) const {

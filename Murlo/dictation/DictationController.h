@@ -9,6 +9,7 @@
 #include "platform/Scheduler.h"
 #include "targets/InputTarget.h"
 
+#include <QObject>
 #include <QStringList>
 
 #include <functional>
@@ -18,6 +19,7 @@
 
 namespace murlo {
 
+class AccountManager;
 class AudioRecorder;
 class Delivery;
 class ErrorReporter;
@@ -33,6 +35,7 @@ class WhisperServer;
 struct DictationPartners {
     Scheduler& scheduler;
     Settings& settings;
+    const AccountManager& account;
     AudioRecorder& recorder;
     OverlayController& overlay;
     WhisperServer& server;
@@ -54,17 +57,12 @@ struct DictationPartners {
 /// the state, the recorder or the card. What the user must be told of it is told when the card is
 /// free again. A session that was cancelled ends without a trace but a log
 /// line.
-class DictationController {
-public:
-    /// Told after the change.
-    std::function<void(const DictationState&)> onStateChange;
-    /// The engine's state has changed; told before the card says so.
-    std::function<void(const EngineState&)> onEngineStateChange;
+class DictationController : public QObject {
+    Q_OBJECT
 
+public:
     explicit DictationController(const DictationPartners& partners);
-    ~DictationController();
-    DictationController(const DictationController&) = delete;
-    DictationController& operator=(const DictationController&) = delete;
+    ~DictationController() override;
 
     /// Starts a session; does nothing while one is listening. `fromHotkey`: by the dictation
     /// trigger.
@@ -87,6 +85,12 @@ public:
     [[nodiscard]] bool startedByHotkey() const { return m_startedByHotkey; }
     /// Whether the microphone is being recorded.
     [[nodiscard]] bool isRecording() const;
+
+Q_SIGNALS:
+    /// Told after the change.
+    void stateChanged(const murlo::DictationState& state);
+    /// The engine's state has changed; told before the card says so.
+    void engineStateChanged(const murlo::EngineState& state);
 
 private:
     struct Session;

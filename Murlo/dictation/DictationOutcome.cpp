@@ -1,6 +1,7 @@
 // From a finished recording to the text in its box: what a session does after the microphone.
 
 #include "MurloKit/Characters.h"
+#include "account/AccountManager.h"
 #include "account/PromptEnhancer.h"
 #include "dictation/DictationSession.h"
 #include "dictation/DictationTexts.h"
@@ -96,7 +97,7 @@ void DictationController::transcribed(const SessionRef& session, const Transcrib
     // A session that is no longer the current one has no card to say "Enhancing…" on, and its user
     // waits for nothing: its words go in as they were spoken.
     if (isCurrent(session) && m_with.settings.truth(SettingKey::enhancePrompt) &&
-        m_with.settings.isSignedIn()) {
+        m_with.account.isSignedIn()) {
         enhanceThenRoute(session, *result);
     } else {
         route(session, *result);

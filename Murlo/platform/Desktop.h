@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QObject>
 #include <QString>
 #include <QtGlobal>
 
@@ -12,16 +13,10 @@ enum class PanelLevel { card, hints };
 
 /// What the desktop's user has set and what its window system offers to Murlo's own windows. Main
 /// thread; answers at once, from what is known.
-class Desktop {
+class Desktop : public QObject {
+    Q_OBJECT
+
 public:
-    /// Any of the answers below has changed.
-    std::function<void()> onChange;
-
-    Desktop() = default;
-    Desktop(const Desktop&) = delete;
-    Desktop& operator=(const Desktop&) = delete;
-    virtual ~Desktop() = default;
-
     /// Whether the user has switched animations off or asked for less motion.
     [[nodiscard]] virtual bool reducesMotion() const = 0;
     /// Whether windows can be translucent now.
@@ -40,6 +35,10 @@ public:
     /// Opens a file with the program that the user has chosen for its kind, and tells on a later
     /// turn whether that worked: not when there is none or the file is missing.
     virtual void open(const QString& path, std::function<void(bool)> done) = 0;
+
+Q_SIGNALS:
+    /// Any of the answers above has changed.
+    void changed();
 };
 
 } // namespace murlo

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QObject>
 #include <QString>
 #include <QStringList>
 
@@ -40,13 +41,10 @@ public:
 };
 
 /// The system clipboard. Main thread. No call waits for another program.
-class Pasteboard {
-public:
-    Pasteboard() = default;
-    Pasteboard(const Pasteboard&) = delete;
-    Pasteboard& operator=(const Pasteboard&) = delete;
-    virtual ~Pasteboard() = default;
+class Pasteboard : public QObject {
+    Q_OBJECT
 
+public:
     /// Grows by at least one whenever anybody, this application included, changes the clipboard.
     [[nodiscard]] virtual qint64 changeCount() const = 0;
 
@@ -66,8 +64,9 @@ public:
     /// `setString`: what the former owner was already asked for still arrives.
     [[nodiscard]] virtual std::shared_ptr<PasteboardReading> read() = 0;
 
-    /// Called after `changeCount` has changed through another program. Main thread.
-    std::function<void()> onChange;
+Q_SIGNALS:
+    /// `changeCount` has changed through another program.
+    void changed();
 };
 
 } // namespace murlo

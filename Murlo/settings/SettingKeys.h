@@ -39,6 +39,9 @@ inline constexpr const char* pasteWays = "pasteWays"; ///< by window class; see 
 /// `words`: texts by name.
 enum class SettingType { text, truth, number, words };
 
+/// Who takes up a new value at once; everybody else reads it when it is needed.
+enum class SettingEffect { none, triggers, engine };
+
 /// One row of the settings table.
 struct SettingRow {
     const char* key;
@@ -46,9 +49,12 @@ struct SettingRow {
     QVariant fallback; ///< what a reader gets while nothing is stored; invalid for "nothing"
     bool synchronised; ///< travels with the account
     bool sensitive;    ///< personal: never in the log, never in a report
+    SettingEffect effect = SettingEffect::none;
 };
 
 /// Every setting, in the order above.
 [[nodiscard]] const std::vector<SettingRow>& settingsTable();
+/// The row of a key, or null.
+[[nodiscard]] const SettingRow* settingRow(const QString& key);
 
 } // namespace murlo

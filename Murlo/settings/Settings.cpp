@@ -9,13 +9,6 @@ namespace murlo {
 
 namespace {
 
-const SettingRow* row(const char* key) {
-    for (const SettingRow& candidate : settingsTable()) {
-        if (qstrcmp(candidate.key, key) == 0) return &candidate;
-    }
-    return nullptr;
-}
-
 QJsonValue::Type jsonType(SettingType type) {
     switch (type) {
     case SettingType::text:
@@ -52,7 +45,7 @@ QJsonValue Settings::value(const char* key, SettingType type) const {
     const std::lock_guard guard(m_lock);
     QJsonValue stored = m_values.value(QLatin1String(key));
     if (stored.type() == jsonType(type)) return stored;
-    const SettingRow* known = row(key);
+    const SettingRow* known = settingRow(QLatin1String(key));
     if (known && known->type == type && known->fallback.isValid()) {
         return QJsonValue::fromVariant(known->fallback);
     }
@@ -82,20 +75,18 @@ QHash<QString, QString> Settings::words(const char* key) const {
     return all;
 }
 
-void Settings::store(const char* key, const QJsonValue& value) {
-    const std::lock_guard guard(m_lock);
+void Settings::set(const char* key, const QJsonValue& value) {
     const QLatin1String name(key);
-    if (m_values.value(name) == value) return;
-    m_values.insert(name, value);
-    save();
-}
-
-void Settings::remove(const char* key) {
-    const std::lock_guard guard(m_lock);
-    const QLatin1String name(key);
-    if (!m_values.contains(name)) return;
-    m_values.remove(name);
-    save();
+    {
+        const std::lock_guard guard(m_lock);
+        if (m_values.value(name) == value) return;
+        if (value.isUndefined())
+            m_values.remove(name);
+        else
+            m_values.insert(name, value);
+        save();
+    }
+    Q_EMIT changed(name);
 }
 
 bool Settings::holds(const char* key) const {
@@ -147,10 +138,6 @@ std::optional<QString> Settings::discoverModel() const {
         }
     }
     return largest;
-}
-
-bool Settings::isSignedIn() const {
-    return !text(SettingKey::accountEmail).value_or(QString()).isEmpty();
 }
 
 } // namespace murlo

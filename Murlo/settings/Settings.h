@@ -9,6 +9,7 @@
 
 #include <QHash>
 #include <QJsonObject>
+#include <QObject>
 
 #include <mutex>
 #include <optional>
@@ -20,7 +21,9 @@ namespace murlo {
 ///
 /// Defaults are fallbacks, not stored values. A stored value of the wrong type reads as if nothing
 /// were stored; it is left in the file. Keys that this version does not know are kept.
-class Settings {
+class Settings : public QObject {
+    Q_OBJECT
+
 public:
     /// Loads the file. A damaged one is set aside and the defaults hold. Writes happen on a serial
     /// queue of the scheduler; destruction waits for them.
@@ -32,11 +35,10 @@ public:
     [[nodiscard]] std::optional<QString> text(const char* key) const;
     [[nodiscard]] QHash<QString, QString> words(const char* key) const;
 
-    void set(const char* key, bool value) { store(key, value); }
-    void set(const char* key, double value) { store(key, value); }
-    void set(const char* key, const QString& value) { store(key, value); }
-    /// Forgets what is stored; readers get the fallback.
-    void remove(const char* key);
+    /// Stores a string, a truth, a number or an object of strings; "undefined" forgets what is
+    /// stored, and readers get the fallback.
+    void set(const char* key, const QJsonValue& value);
+    void remove(const char* key) { set(key, QJsonValue(QJsonValue::Undefined)); }
     /// Whether a value, of whatever kind, is stored under the key.
     [[nodiscard]] bool holds(const char* key) const;
 
@@ -55,12 +57,12 @@ public:
     /// Full paths of the ".bin" files in the models folder, by ascending file name.
     [[nodiscard]] QStringList availableModels() const;
 
-    /// Whether an account is signed in: its e-mail address is stored.
-    [[nodiscard]] bool isSignedIn() const;
+Q_SIGNALS:
+    /// Another value is stored under the key, or none any more. In the thread that stored it.
+    void changed(const QString& key);
 
 private:
     [[nodiscard]] QJsonValue value(const char* key, SettingType type) const;
-    void store(const char* key, const QJsonValue& value);
     void save(); ///< with the lock held
 
     Paths m_paths;

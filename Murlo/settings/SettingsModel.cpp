@@ -9,82 +9,43 @@ namespace murlo {
 SettingsModel::SettingsModel(Settings& settings, LoginItem& loginItem)
     : m_settings(settings)
     , m_loginItem(loginItem)
-    , m_trigger(settings.trigger())
-    , m_pickTargetTrigger(settings.pickTargetTrigger())
-    , m_insertMode(settings.insertMode())
-    , m_language(settings.text(SettingKey::language).value_or(QStringLiteral("en")))
     , m_modelPath(settings.modelPath().value_or(QString()))
-    , m_initialPrompt(settings.text(SettingKey::initialPrompt).value_or(QString()))
-    , m_playSounds(settings.truth(SettingKey::playSounds))
-    , m_enhancePrompt(settings.truth(SettingKey::enhancePrompt))
-    , m_launchAtLogin(loginItem.isEnabled()) {}
-
-void SettingsModel::setTrigger(TriggerKey key) {
-    m_trigger = key;
-    m_settings.setTrigger(key);
-    if (onTriggerChange) onTriggerChange();
-    pushToAccount();
+    , m_launchAtLogin(loginItem.isEnabled()) {
+    connect(&settings, &Settings::changed, this, [this] {
+        if (!m_assigning) Q_EMIT changed();
+    });
 }
 
-void SettingsModel::setPickTargetTrigger(TriggerKey key) {
-    m_pickTargetTrigger = key;
-    m_settings.setPickTargetTrigger(key);
-    if (onTriggerChange) onTriggerChange();
-    pushToAccount();
-}
-
-void SettingsModel::setInsertMode(InsertMode mode) {
-    m_insertMode = mode;
-    m_settings.set(SettingKey::insertMode, rawValue(mode));
-    pushToAccount();
-}
-
-void SettingsModel::setLanguage(const QString& code) {
-    m_language = code;
-    m_settings.set(SettingKey::language, code);
-    if (onEngineOptionChange) onEngineOptionChange();
-    pushToAccount();
-}
-
-void SettingsModel::setModelPath(const QString& path) {
-    m_modelPath = path;
-    m_settings.set(SettingKey::modelPath, path);
-    if (onEngineOptionChange) onEngineOptionChange();
+void SettingsModel::assign(const char* key, const QJsonValue& value) {
+    const SettingRow* row = settingRow(QLatin1String(key));
+    Q_ASSERT(row);
+    m_assigning = true;
+    m_settings.set(key, value);
+    m_assigning = false;
+    m_modelPath = m_settings.modelPath().value_or(QString());
+    if (row->effect == SettingEffect::triggers && onTriggerChange) onTriggerChange();
+    if (row->effect == SettingEffect::engine && onEngineOptionChange) onEngineOptionChange();
+    if (row->synchronised && onAccountPush) onAccountPush();
     Q_EMIT changed();
 }
 
-void SettingsModel::setInitialPrompt(const QString& prompt) {
-    m_initialPrompt = prompt;
-    m_settings.set(SettingKey::initialPrompt, prompt);
-    pushToAccount();
+QString SettingsModel::vocabulary() const {
+    return m_settings.text(SettingKey::initialPrompt).value_or(QString());
 }
 
 void SettingsModel::addVocabularyTerm(const QString& typed) {
-    const QString prompt = Vocabulary::adding(typed, m_initialPrompt);
-    if (prompt != m_initialPrompt) setInitialPrompt(prompt);
+    const QString prompt = Vocabulary::adding(typed, vocabulary());
+    if (prompt != vocabulary()) assign(SettingKey::initialPrompt, prompt);
 }
 
 void SettingsModel::removeVocabularyTerm(const QString& term) {
-    setInitialPrompt(Vocabulary::removing(term, m_initialPrompt));
-}
-
-void SettingsModel::setPlaySounds(bool play) {
-    m_playSounds = play;
-    m_settings.set(SettingKey::playSounds, play);
-    pushToAccount();
-}
-
-void SettingsModel::setEnhancePrompt(bool enhance) {
-    m_enhancePrompt = enhance;
-    m_settings.set(SettingKey::enhancePrompt, enhance);
-    pushToAccount();
+    assign(SettingKey::initialPrompt, Vocabulary::removing(term, vocabulary()));
 }
 
 void SettingsModel::setLaunchAtLogin(bool launch) {
     m_launchAtLogin = launch;
     m_loginItem.setEnabled(launch);
-    m_settings.set(SettingKey::loginItemDecided, true);
-    Q_EMIT changed();
+    assign(SettingKey::loginItemDecided, true);
 }
 
 void SettingsModel::setEngineState(const EngineState& state) {
@@ -128,11 +89,6 @@ void SettingsModel::refreshFromSystem() {
         Q_EMIT changed();
     }
     refreshModelPath();
-}
-
-void SettingsModel::pushToAccount() {
-    if (onAccountPush) onAccountPush();
-    Q_EMIT changed();
 }
 
 } // namespace murlo

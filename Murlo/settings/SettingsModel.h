@@ -1,10 +1,9 @@
 #pragma once
 
 #include "MurloKit/EngineState.h"
-#include "MurloKit/InsertMode.h"
 #include "MurloKit/OnboardingPhase.h"
-#include "MurloKit/TriggerKey.h"
 
+#include <QJsonValue>
 #include <QObject>
 #include <QStringList>
 
@@ -18,8 +17,8 @@ class Settings;
 /// The settings window's sections, in order.
 enum class SettingsSection { shortcuts, enhance, voice, history, permissions, general };
 
-/// The settings as the settings window edits them: each assignment is stored at once, then its
-/// callback runs, then the account is told, and observers hear of it. Main thread.
+/// The settings as the settings window edits them: a view of the store, whose rows tell what an
+/// assignment brings about, and what is shown beside them. Main thread.
 class SettingsModel : public QObject {
     Q_OBJECT
 
@@ -35,32 +34,17 @@ public:
     /// A synchronised setting has changed and is to reach the account.
     std::function<void()> onAccountPush;
 
-    /// Reads every setting.
     SettingsModel(Settings& settings, LoginItem& loginItem);
 
-    [[nodiscard]] TriggerKey trigger() const { return m_trigger; }
-    void setTrigger(TriggerKey key);
-    [[nodiscard]] TriggerKey pickTargetTrigger() const { return m_pickTargetTrigger; }
-    void setPickTargetTrigger(TriggerKey key);
-    [[nodiscard]] InsertMode insertMode() const { return m_insertMode; }
-    void setInsertMode(InsertMode mode);
-    /// A code of the language table, or "auto".
-    [[nodiscard]] const QString& language() const { return m_language; }
-    /// Starts the engine anew.
-    void setLanguage(const QString& code);
-    /// Full path of the speech model in use; empty when there is none.
-    [[nodiscard]] const QString& modelPath() const { return m_modelPath; }
-    /// Starts the engine anew.
-    void setModelPath(const QString& path);
-    /// The vocabulary as stored; see `Vocabulary`.
-    [[nodiscard]] const QString& initialPrompt() const { return m_initialPrompt; }
-    void setInitialPrompt(const QString& prompt);
+    /// What is set, or its fallback; see `settingsTable`.
+    [[nodiscard]] const Settings& values() const { return m_settings; }
+    /// The user's choice: stored, then taken up by whom the table names, then sent to the account
+    /// if the table has it travel.
+    void assign(const char* key, const QJsonValue& value);
     void addVocabularyTerm(const QString& typed);
     void removeVocabularyTerm(const QString& term);
-    [[nodiscard]] bool playSounds() const { return m_playSounds; }
-    void setPlaySounds(bool play);
-    [[nodiscard]] bool enhancePrompt() const { return m_enhancePrompt; }
-    void setEnhancePrompt(bool enhance);
+    /// Full path of the speech model in use; empty when there is none.
+    [[nodiscard]] const QString& modelPath() const { return m_modelPath; }
     [[nodiscard]] bool launchAtLogin() const { return m_launchAtLogin; }
     /// Also records that the user has decided, so that it is never switched on unasked.
     void setLaunchAtLogin(bool launch);
@@ -86,21 +70,16 @@ public:
     void refreshFromSystem();
 
 Q_SIGNALS:
+    /// After an assignment and its effects, or whenever something shown is another.
     void changed();
 
 private:
-    void pushToAccount();
+    [[nodiscard]] QString vocabulary() const;
 
     Settings& m_settings;
     LoginItem& m_loginItem;
-    TriggerKey m_trigger;
-    TriggerKey m_pickTargetTrigger;
-    InsertMode m_insertMode;
-    QString m_language;
     QString m_modelPath;
-    QString m_initialPrompt;
-    bool m_playSounds;
-    bool m_enhancePrompt;
+    bool m_assigning = false;
     bool m_launchAtLogin;
     EngineState m_engineState;
     int m_permissionsTick = 0;

@@ -13,7 +13,7 @@ constexpr double pollInterval = 3.0; // seconds
 void PermissionWatch::start() {
     if (m_permissions.inputMonitoringGranted()) m_hotkeys.start();
     if (!m_hotkeys.hasLiveTap()) m_poll = m_scheduler.every(pollInterval, [this] { tryAgain(); });
-    changed();
+    Q_EMIT changed();
 }
 
 void PermissionWatch::tryAgain() {
@@ -26,11 +26,7 @@ void PermissionWatch::tryAgain() {
         Log::write(QStringLiteral("permissions: all granted, hotkeys are live"));
         m_poll.cancel();
     }
-    changed();
-}
-
-void PermissionWatch::changed() const {
-    if (onChange) onChange();
+    Q_EMIT changed();
 }
 
 } // namespace murlo

@@ -2,7 +2,7 @@
 
 #include "platform/Scheduler.h"
 
-#include <functional>
+#include <QObject>
 
 namespace murlo {
 
@@ -11,11 +11,10 @@ class Permissions;
 
 /// Starts the trigger keys as soon as key events may be read: at once, or by asking again every
 /// 3 s until they do arrive. Main thread.
-class PermissionWatch {
-public:
-    /// The trigger keys were started, or tried again.
-    std::function<void()> onChange;
+class PermissionWatch : public QObject {
+    Q_OBJECT
 
+public:
     PermissionWatch(Scheduler& scheduler, const Permissions& permissions, HotkeyMonitor& hotkeys)
         : m_scheduler(scheduler)
         , m_permissions(permissions)
@@ -24,9 +23,12 @@ public:
     void start();
     void stop() { m_poll.cancel(); }
 
+Q_SIGNALS:
+    /// The trigger keys were started, or tried again.
+    void changed();
+
 private:
     void tryAgain();
-    void changed() const;
 
     Scheduler& m_scheduler;
     const Permissions& m_permissions;

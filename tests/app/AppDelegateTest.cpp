@@ -149,6 +149,10 @@ private Q_SLOTS:
     void triggersNeedAnAccount() {
         const Program stranger(false);
         QVERIFY(!stranger.tap->isInstalled());
+        stranger.root->settings.set(SettingKey::accountEmail, "me@example.com");
+        QVERIFY(stranger.tap->isInstalled() && stranger.root->settingsModel.hotkeyLive());
+        stranger.root->settings.remove(SettingKey::accountEmail);
+        QVERIFY(stranger.tap->isInstalled()); // signed out elsewhere: the keys stay
         const Program known;
         QVERIFY(known.tap->isInstalled() && known.root->settingsModel.hotkeyLive());
     }

@@ -51,7 +51,7 @@ private Q_SLOTS:
             QCOMPARE(settings.truth(SettingKey::playSounds), true);
             QVERIFY(!settings.holds(SettingKey::playSounds)); // a default is not stored
             QVERIFY(!QFileInfo::exists(file()));
-            settings.setTrigger(TriggerKey::rightOption);
+            settings.set(SettingKey::triggerKey, "rightOption");
             settings.set(SettingKey::maxRecordingSeconds, 12.5);
             settings.set(SettingKey::playSounds, false);
             settings.set(SettingKey::signOutReason, QString("revokedElsewhere"));
@@ -63,7 +63,6 @@ private Q_SLOTS:
         QCOMPARE(settings.truth(SettingKey::playSounds), false);
         QVERIFY(!settings.holds(SettingKey::signOutReason));
         QCOMPARE(settings.text(SettingKey::accountEmail), std::nullopt);
-        QVERIFY(!settings.isSignedIn());
         const auto others =
             QFile::ReadGroup | QFile::ReadOther | QFile::ExeOther | QFile::WriteGroup;
         QVERIFY(!(QFileInfo(file()).permissions() & others));
@@ -100,7 +99,7 @@ private Q_SLOTS:
         {
             Settings settings(*m_paths, m_scheduler);
             QCOMPARE(settings.trigger(), TriggerKey::leftShift);
-            settings.setTrigger(TriggerKey::fn);
+            settings.set(SettingKey::triggerKey, "fn");
         }
         const QStringList aside = QDir(m_paths->support()).entryList({"settings.json.damaged-*"});
         QCOMPARE(aside.size(), 1);
@@ -111,7 +110,7 @@ private Q_SLOTS:
     void aFolderThatCannotBeWrittenLeavesARunningStore() {
         const Paths nowhere("/proc/murlo-cannot-be-here");
         Settings settings(nowhere, m_scheduler);
-        settings.setTrigger(TriggerKey::fn);
+        settings.set(SettingKey::triggerKey, "fn");
         m_scheduler.runPending();
         QCOMPARE(settings.trigger(), TriggerKey::fn);
     }
@@ -144,17 +143,17 @@ private Q_SLOTS:
         const auto row = [](const char* key, const char* calls, const Assignment& assign) {
             QTest::newRow(key) << QByteArray(key) << assign << QString(calls);
         };
-        using Model = SettingsModel;
-        row(SettingKey::triggerKey, "trigger push", [](Model& m) { m.setTrigger(TriggerKey::fn); });
-        row(SettingKey::pickTargetKey, "trigger push",
-            [](Model& m) { m.setPickTargetTrigger(TriggerKey::fn); });
-        row(SettingKey::insertMode, "push", [](Model& m) { m.setInsertMode(InsertMode::type); });
-        row(SettingKey::language, "engine push", [](Model& m) { m.setLanguage("de"); });
-        row(SettingKey::modelPath, "engine", [](Model& m) { m.setModelPath("/m.bin"); });
-        row(SettingKey::initialPrompt, "push", [](Model& m) { m.addVocabularyTerm("x"); });
-        row(SettingKey::playSounds, "push", [](Model& m) { m.setPlaySounds(false); });
-        row(SettingKey::enhancePrompt, "push", [](Model& m) { m.setEnhancePrompt(true); });
-        row(SettingKey::loginItemDecided, "", [](Model& m) { m.setLaunchAtLogin(true); });
+        const auto assign = [&](const char* key, const QJsonValue& value, const char* calls) {
+            row(key, calls, [=](SettingsModel& model) { model.assign(key, value); });
+        };
+        assign(SettingKey::triggerKey, "fn", "trigger push");
+        assign(SettingKey::pickTargetKey, "fn", "trigger push");
+        assign(SettingKey::language, "de", "engine push");
+        assign(SettingKey::modelPath, "/m.bin", "engine");
+        assign(SettingKey::playSounds, false, "push");
+        assign(SettingKey::hasQuitOnce, true, "");
+        row(SettingKey::initialPrompt, "push", [](auto& model) { model.addVocabularyTerm("x"); });
+        row(SettingKey::loginItemDecided, "", [](auto& model) { model.setLaunchAtLogin(true); });
     }
     void anAssignmentStoresThenCallsThenPushes() {
         QFETCH(QByteArray, key);
@@ -172,10 +171,14 @@ private Q_SLOTS:
         model.onAccountPush = [&] { hear("push"); };
         int changes = 0;
         connect(&model, &SettingsModel::changed, this, [&] { ++changes; });
+        int stored = 0;
+        connect(&settings, &Settings::changed, this, [&] { ++stored; });
         assign(model);
         QVERIFY(settings.holds(key));
         QTEST(heard.join(' '), "calls");
-        QCOMPARE(changes, 1);
+        QVERIFY(changes == 1 && stored == 1);
+        assign(model);
+        QCOMPARE(stored, 1); // it is what it was
     }
 
     void whatChangedOutsideIsTakenUpWithoutAnEffect() {
@@ -197,6 +200,10 @@ private Q_SLOTS:
         QVERIFY(!settings.holds(SettingKey::modelPath));
         QCOMPARE(calls, 0);
         QCOMPARE(model.permissionsTick(), 1);
+        int changes = 0;
+        connect(&model, &SettingsModel::changed, this, [&] { ++changes; });
+        settings.set(SettingKey::language, "de"); // as the account's record does
+        QVERIFY(changes == 1 && calls == 0);
     }
 
     void vocabularyTermsAreReadAddedAndRemoved() {

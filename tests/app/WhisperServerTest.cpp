@@ -17,7 +17,8 @@ struct Rig {
     Rig() {
         QFile file(*model);
         if (file.open(QIODevice::WriteOnly)) file.write("a model");
-        server.onStateChange = [this](const EngineState& state) { states << describe(state); };
+        QObject::connect(&server, &WhisperServer::stateChanged, &server,
+                         [this](const EngineState& state) { states << describe(state); });
     }
 
     static QString describe(const EngineState& state) {

@@ -71,7 +71,7 @@ private Q_SLOTS:
         X11Desktop desktop;
         QVERIFY(desktop.isComposited()); // the virtual desktop's own
         int changes = 0;
-        desktop.onChange = [&] { ++changes; };
+        connect(&desktop, &Desktop::changed, this, [&] { ++changes; });
         compositor.own("_NET_WM_CM_S0", true);
         compositor.own("_NET_WM_CM_S0", false);
         QTRY_COMPARE(changes, 1);

@@ -144,7 +144,7 @@ private Q_SLOTS:
     void ownWritesAreCountedAtOnceAndForeignOnesReported() {
         Pasteboard& pasteboard = start();
         int reported = 0;
-        pasteboard.onChange = [&] { ++reported; };
+        connect(&pasteboard, &Pasteboard::changed, this, [&] { ++reported; });
         qint64 last = pasteboard.changeCount();
         for (int i = 0; i < 20; ++i) {
             const qint64 count = pasteboard.setString(QString::number(i));

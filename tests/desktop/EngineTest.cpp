@@ -90,7 +90,8 @@ struct Engine {
             port, hurried, launcher,
             [](Delay delay) { return std::make_unique<QtHttpClient>(std::move(delay)); },
             [this] { return model; }, [] { return QStringLiteral("en"); });
-        server->onStateChange = [this](const EngineState& state) { states << state; };
+        QObject::connect(server.get(), &WhisperServer::stateChanged, server.get(),
+                         [this](const EngineState& state) { states << state; });
     }
 
     [[nodiscard]] bool waitFor(EngineState::Case state) {

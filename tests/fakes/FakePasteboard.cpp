@@ -65,18 +65,18 @@ FakePasteboard::~FakePasteboard() = default;
 
 qint64 FakePasteboard::setString(const QString& text) {
     written.append(text);
-    changed({{{textFormat, text.toUtf8()}}}, false);
+    become({{{textFormat, text.toUtf8()}}}, false);
     return m_changeCount;
 }
 
 qint64 FakePasteboard::lendString(const QString& text) {
     written.append(text);
-    changed({{{textFormat, text.toUtf8()}, {secretFormat, "secret"}}}, false);
+    become({{{textFormat, text.toUtf8()}, {secretFormat, "secret"}}}, false);
     return m_changeCount;
 }
 
 void FakePasteboard::write(const PasteboardSnapshot& snapshot) {
-    changed(snapshot.items, false);
+    become(snapshot.items, false);
 }
 
 std::shared_ptr<PasteboardReading> FakePasteboard::read() {
@@ -110,19 +110,17 @@ void FakePasteboard::answer() {
     }
 }
 
-void FakePasteboard::changed(const QList<PasteboardItem>& items, bool foreign) {
+void FakePasteboard::become(const QList<PasteboardItem>& items, bool foreign) {
     ++m_changeCount;
     m_items = items;
     m_foreign = foreign;
     if (!foreign) return;
-    m_scheduler.nextTurn(m_lifetime.guard([this] {
-        if (onChange) onChange();
-    }));
+    m_scheduler.nextTurn(m_lifetime.guard([this] { Q_EMIT changed(); }));
 }
 
 void FakePasteboard::foreignCopy(const QList<PasteboardItem>& items) {
     m_withheld.clear();
-    changed(items, true);
+    become(items, true);
 }
 
 void FakePasteboard::foreignHang(bool hung) {
@@ -132,7 +130,7 @@ void FakePasteboard::foreignHang(bool hung) {
 
 void FakePasteboard::foreignExit() {
     m_readings.clear();
-    if (m_foreign) changed({}, true);
+    if (m_foreign) become({}, true);
 }
 
 std::optional<QString> FakePasteboard::text() const {

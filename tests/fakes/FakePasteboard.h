@@ -21,7 +21,7 @@ public:
     void write(const PasteboardSnapshot& snapshot) override;
     [[nodiscard]] std::shared_ptr<PasteboardReading> read() override;
 
-    /// The other program copies something; `onChange` follows on a later turn.
+    /// The other program copies something; `changed` follows on a later turn.
     void foreignCopy(const PasteboardItem& item) { foreignCopy(QList<PasteboardItem>{item}); }
     void foreignCopy(const QList<PasteboardItem>& items);
     /// The other program stops answering, or answers again what was asked meanwhile.
@@ -42,7 +42,7 @@ public:
 private:
     class Reading;
 
-    void changed(const QList<PasteboardItem>& items, bool foreign);
+    void become(const QList<PasteboardItem>& items, bool foreign);
     void answer();
 
     Scheduler& m_scheduler;

@@ -36,7 +36,7 @@ DictationRig::DictationRig()
     , delivery(scheduler, settings, targets, inserter, history, usage, applications)
     , keptRecording(paths, scheduler)
     , enhancer(applications, scheduler)
-    , controller({scheduler, settings, recorder, overlay, server, http, targets, delivery,
+    , controller({scheduler, settings, account, recorder, overlay, server, http, targets, delivery,
                   keptRecording, enhancer, errors, microphone, systemEvents, sounds}) {
     systemEvents.start();
     modelPath = folder.filePath(QStringLiteral("model.bin"));
@@ -48,9 +48,8 @@ DictationRig::DictationRig()
         pasted.append(pasteboard.text().value_or(QString()));
         boxAtPaste.append(accessibility.focusedElement());
     };
-    controller.onStateChange = [this](const DictationState& state) {
-        m_states.append(word(state));
-    };
+    QObject::connect(&controller, &DictationController::stateChanged, &controller,
+                     [this](const DictationState& state) { m_states.append(word(state)); });
     pasteboard.foreignCopy({{QStringLiteral("UTF8_STRING"), "the user's"}});
     scheduler.runPending(); // the first engine gets warm
     server.start();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "account/AccountManager.h"
 #include "account/PromptEnhancer.h"
 #include "dictation/DictationController.h"
 #include "dictation/delivery/Delivery.h"
@@ -72,6 +73,7 @@ public:
 
     Paths paths;
     Settings settings;
+    AccountManager account{settings};
     HistoryStore history;
     ErrorReporter errors;
     UsageTracker usage;

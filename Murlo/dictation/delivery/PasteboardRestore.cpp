@@ -8,13 +8,12 @@ namespace murlo {
 
 PasteboardRestore::PasteboardRestore(Pasteboard& pasteboard)
     : m_pasteboard(pasteboard) {
-    m_pasteboard.onChange = [this] {
+    QObject::connect(&m_pasteboard, &Pasteboard::changed, &m_context, [this] {
         if (m_prepared > 0) refresh();
-    };
+    });
 }
 
 PasteboardRestore::~PasteboardRestore() {
-    m_pasteboard.onChange = nullptr;
     giveBack();
 }
 

@@ -12,7 +12,6 @@ namespace murlo {
 /// the user is still speaking, so that the delivery waits for no other program. Main thread.
 class PasteboardRestore {
 public:
-    /// Takes the pasteboard's `onChange`.
     explicit PasteboardRestore(Pasteboard& pasteboard);
     /// Gives back what is still lent.
     ~PasteboardRestore();
@@ -38,6 +37,7 @@ private:
     std::shared_ptr<PasteboardReading> m_reading;
     std::shared_ptr<PasteboardReading> m_kept; ///< what `giveBack` restores
     std::optional<qint64> m_lentCount;         ///< the change count of our own write, while lent
+    QObject m_context;                         ///< of the connection
     Lifetime m_lifetime;
 };
 

@@ -230,9 +230,7 @@ void WhisperServer::setState(State state) {
         if (m_state == state) return;
         m_state = state;
     }
-    m_scheduler.nextTurn(m_lifetime.guard([this, state] {
-        if (onStateChange) onStateChange(state);
-    }));
+    m_scheduler.nextTurn(m_lifetime.guard([this, state] { Q_EMIT stateChanged(state); }));
 }
 
 } // namespace murlo

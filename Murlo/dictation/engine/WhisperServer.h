@@ -6,6 +6,7 @@
 #include "platform/Process.h"
 #include "platform/Scheduler.h"
 
+#include <QObject>
 #include <QUrl>
 
 #include <mutex>
@@ -22,7 +23,9 @@ namespace murlo {
 /// so that a restart, an exit or the end of the application is handled at once also while the model
 /// loads. The waits are for a child that is told to end, which gets 2 seconds before it is killed,
 /// and, at a launch, for the clean-up of the port (at most 7 seconds).
-class WhisperServer {
+class WhisperServer : public QObject {
+    Q_OBJECT
+
 public:
     using State = EngineState;
 
@@ -32,8 +35,6 @@ public:
     WhisperServer(quint16 port, Scheduler& scheduler, ProcessLauncher& processes,
                   MakeHttpClient makeHttpClient, std::function<std::optional<QString>()> modelPath,
                   std::function<QString()> language);
-    WhisperServer(const WhisperServer&) = delete;
-    WhisperServer& operator=(const WhisperServer&) = delete;
     ~WhisperServer(); ///< ends the engine; main thread
 
     /// Launches the engine unless one is running. Any thread; returns at once.
@@ -53,12 +54,13 @@ public:
     /// in its environment. One that knows nothing of it takes no notice. Any thread.
     [[nodiscard]] HttpHeader credentials() const;
 
-    /// Told every change of state, on the main thread.
-    std::function<void(const State&)> onStateChange;
-
     /// The engine's program: the application's own copy in `resourceFolder`, else one of the usual
     /// places of separately installed ones; nothing when none of them is an executable file.
     [[nodiscard]] static std::optional<QString> locateBinary(const QString& resourceFolder);
+
+Q_SIGNALS:
+    /// The state has changed. Main thread.
+    void stateChanged(const murlo::EngineState& state);
 
 private:
     [[nodiscard]] QUrl url(const QString& path) const;

@@ -76,7 +76,7 @@ void MotionPreference::takeUp(const QString& area, const QString& key, const QVa
         reduced = value.toDouble() == 0;
     else if (area == common.area && key == common.key)
         reduced = value.toUInt() == 1;
-    if (std::exchange(m_reduced, reduced) != reduced && onChange) onChange();
+    if (std::exchange(m_reduced, reduced) != reduced) Q_EMIT changed();
 }
 
 } // namespace murlo

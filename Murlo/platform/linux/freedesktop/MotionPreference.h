@@ -3,8 +3,6 @@
 #include <QDBusVariant>
 #include <QObject>
 
-#include <functional>
-
 namespace murlo {
 
 /// Whether the user wants animations: what the desktop's settings portal says (GNOME's switch,
@@ -14,11 +12,12 @@ class MotionPreference : public QObject {
     Q_OBJECT
 
 public:
-    std::function<void()> onChange;
-
     MotionPreference();
 
     [[nodiscard]] bool isReduced() const { return m_reduced; }
+
+Q_SIGNALS:
+    void changed();
 
 private Q_SLOTS:
     void settingChanged(const QString& area, const QString& key, const QDBusVariant& value);

@@ -9,11 +9,7 @@ namespace murlo {
 X11Pasteboard::X11Pasteboard()
     : m_thread(std::make_unique<ClipboardThread>([this] {
         QMetaObject::invokeMethod(
-            &m_context,
-            [this] {
-                if (onChange) onChange();
-            },
-            Qt::QueuedConnection);
+            &m_context, [this] { Q_EMIT changed(); }, Qt::QueuedConnection);
     })) {}
 
 X11Pasteboard::~X11Pasteboard() = default;

@@ -8,9 +8,7 @@ namespace murlo {
 
 X11Desktop::X11Desktop()
     : m_atoms(m_connection) {
-    m_motion.onChange = [this] {
-        if (onChange) onChange();
-    };
+    connect(&m_motion, &MotionPreference::changed, this, &Desktop::changed);
     m_trayWatch.onTray = [this] { trayFound(); };
     if (!m_connection.isAlive()) return;
     const quint32 mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
@@ -52,7 +50,7 @@ bool X11Desktop::watchSelection(xcb_atom_t selection) {
 void X11Desktop::selectionChanged(xcb_atom_t selection, bool owned) {
     if (selection == m_oldTray && owned) trayFound();
     if (selection != m_compositor) return;
-    if (std::exchange(m_composited, owned) != owned && onChange) onChange();
+    if (std::exchange(m_composited, owned) != owned) Q_EMIT changed();
 }
 
 void X11Desktop::readEvents() {
