@@ -95,8 +95,7 @@ void AppDelegate::openLog() {
     const QString path = m_root.paths.file(QStringLiteral("brisvane.log"));
     m_root.platform.desktop->open(path, m_lifetime.guard([this, path](bool worked) {
         if (worked) return;
-        m_root.overlay.show({DictationState::failed,
-                             QStringLiteral("The log can't be opened here. It is ") + path});
+        m_root.overlay.show({DictationState::failed, {}, {Word::logNotOpened, {path}}});
     }));
 }
 
@@ -156,8 +155,8 @@ void AppDelegate::wireHotkeys() {
     hints.onPick = [this](const InputTarget& target) {
         m_root.controller.startAfterTargetPicked(target);
     };
-    hints.onStatus = [this](const QString& message) {
-        m_root.overlay.show({DictationState::failed, message});
+    hints.onStatus = [this](const Message& message) {
+        m_root.overlay.show({DictationState::failed, {}, message});
     };
 }
 

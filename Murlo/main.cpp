@@ -3,6 +3,7 @@
 #include "hints/ProbeReport.h"
 #include "hints/ScreenList.h"
 #include "look/Look.h"
+#include "look/Words.h"
 #include "platform/Platform.h"
 #include "screens/Screens.h"
 #include "support/Log.h"
@@ -126,6 +127,7 @@ int main(int argc, char** argv) {
     QApplication::setApplicationDisplayName(QStringLiteral("Murlo"));
     QApplication::setApplicationVersion(QStringLiteral(MURLO_VERSION));
     QApplication::setQuitOnLastWindowClosed(false);
+    murlo::Words::speak(QLocale());
     forceLightAppearance();
     if (QApplication::arguments().contains(QStringLiteral("--probe"))) return probe();
     if (QApplication::arguments().contains(QStringLiteral("--enable-accessibility")))

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QString>
+#include "MurloKit/Message.h"
 
 namespace murlo {
 
@@ -16,7 +16,8 @@ struct DictationState {
     };
 
     Case state = idle;
-    QString text; ///< the delivered text, or the failure's message for the user
+    QString text = {};    ///< that was delivered
+    Message message = {}; ///< what the user is told of a failure
 
     friend bool operator==(const DictationState&, const DictationState&) = default;
 };

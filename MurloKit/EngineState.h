@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QString>
+#include "MurloKit/Message.h"
 
 namespace murlo {
 
@@ -14,7 +14,7 @@ struct EngineState {
     };
 
     Case state = stopped;
-    QString message; ///< a sentence for the user; only with `failed`
+    Message message = {}; ///< only with `failed`
 
     friend bool operator==(const EngineState&, const EngineState&) = default;
 };

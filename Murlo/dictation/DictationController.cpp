@@ -1,12 +1,12 @@
 #include "dictation/DictationController.h"
 
 #include "dictation/DictationSession.h"
-#include "dictation/DictationTexts.h"
 #include "dictation/DictationTiming.h"
 #include "dictation/delivery/Delivery.h"
 #include "dictation/engine/WhisperServer.h"
 #include "dictation/recording/AudioRecorder.h"
 #include "dictation/recording/KeptRecording.h"
+#include "look/Words.h"
 #include "overlay/OverlayController.h"
 #include "platform/MicrophoneAuthorization.h"
 #include "platform/SystemEvents.h"
@@ -36,8 +36,8 @@ DictationController::DictationController(const DictationPartners& partners)
     connect(&m_with.server, &WhisperServer::stateChanged, this, [this](const EngineState& state) {
         Q_EMIT engineStateChanged(state);
         if (state.state != EngineState::failed) return;
-        Log::write(QStringLiteral("engine: ") + state.message);
-        show(DictationState::failed, state.message);
+        Log::write(QStringLiteral("engine: ") + Words::english(state.message));
+        show({DictationState::failed, {}, state.message});
     });
 }
 
@@ -47,9 +47,9 @@ bool DictationController::isRecording() const {
     return m_with.recorder.isRecording();
 }
 
-void DictationController::setState(DictationState::Case state, const QString& text) {
-    m_state = {state, text};
-    const bool over = state == DictationState::idle || state == DictationState::failed;
+void DictationController::setState(const DictationState& state) {
+    m_state = state;
+    const bool over = state.state == DictationState::idle || state.state == DictationState::failed;
     if (over && m_session) m_session->clipboard.reset();
     Q_EMIT stateChanged(m_state);
 }
@@ -60,17 +60,17 @@ bool DictationController::ownsCard(const SessionRef& session) const {
 }
 
 void DictationController::becomeIdle() {
-    setState(DictationState::idle);
+    setState({DictationState::idle});
     m_with.overlay.hide();
     tellUntold();
 }
 
 void DictationController::tellUntold() {
-    if (!m_untold.isEmpty()) show(DictationState::failed, std::exchange(m_untold, {}));
+    if (!m_untold.isEmpty()) show({DictationState::failed, {}, std::exchange(m_untold, {})});
 }
 
-void DictationController::show(DictationState::Case state, const QString& text) {
-    m_with.overlay.show({state, text});
+void DictationController::show(const DictationState& state) {
+    m_with.overlay.show(state);
 }
 
 void DictationController::play(Sound& sound) {
@@ -84,7 +84,7 @@ void DictationController::begin(bool fromHotkey) {
             if (granted) {
                 begin(fromHotkey);
             } else {
-                fail(DictationText::microphoneOff(), {});
+                fail(Word::microphoneOff, {});
             }
         }));
         return;
@@ -102,8 +102,8 @@ void DictationController::begin(bool fromHotkey) {
     startRecorder();
     m_liveTranscript.reset();
     m_with.overlay.model().resetRecording();
-    setState(DictationState::listening);
-    show(DictationState::listening);
+    setState({DictationState::listening});
+    show({DictationState::listening});
     startTimer();
     captureTarget();
     m_session->clipboard = m_with.delivery.dictationBegins();
@@ -136,7 +136,7 @@ void DictationController::startRecorder() {
             if (generation != m_startGeneration) return;
             if (!result) {
                 const RecorderError& error = result.error();
-                fail(error.description, failureReport(error.domain, error.code));
+                fail(error.message, failureReport(error.domain, error.code));
                 return;
             }
             play(m_with.sounds.begin);
@@ -199,8 +199,8 @@ void DictationController::finish() {
         becomeIdle();
         return;
     }
-    setState(DictationState::transcribing);
-    show(DictationState::transcribing);
+    setState({DictationState::transcribing});
+    show({DictationState::transcribing});
     play(m_with.sounds.confirm);
     m_session->clip = std::move(*clip);
     m_session->clipDuration = seconds;
@@ -230,17 +230,18 @@ void DictationController::cancel() {
     becomeIdle();
 }
 
-void DictationController::fail(const QString& message, const QString& report) {
+void DictationController::fail(const Message& message, const QString& report) {
     stopTimer();
     m_startedByHotkey = false;
     ++m_startGeneration;
     m_preview.reset();
     m_with.recorder.cancel();
-    setState(DictationState::failed, message);
-    show(DictationState::failed, message);
+    setState({DictationState::failed, {}, message});
+    show({DictationState::failed, {}, message});
     play(m_with.sounds.error);
-    m_with.errors.report(QStringLiteral("transcribe_failed"), report.isEmpty() ? message : report);
-    Log::write(QStringLiteral("dictation: ") + message);
+    m_with.errors.report(QStringLiteral("transcribe_failed"),
+                         report.isEmpty() ? Words::forReport(message) : report);
+    Log::write(QStringLiteral("dictation: ") + Words::english(message));
     resetStateLater(failedLasts);
 }
 
@@ -260,7 +261,7 @@ void DictationController::keepUnfinished() {
 void DictationController::resetStateLater(double seconds) {
     m_reset = m_with.scheduler.after(seconds, [this, shown = m_state.state] {
         if (m_state.state != shown) return;
-        setState(DictationState::idle);
+        setState({DictationState::idle});
         tellUntold();
     });
 }

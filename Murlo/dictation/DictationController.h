@@ -96,8 +96,8 @@ private:
     struct Session;
     using SessionRef = std::shared_ptr<Session>;
 
-    void setState(DictationState::Case state, const QString& text = {});
-    void show(DictationState::Case state, const QString& text = {});
+    void setState(const DictationState& state);
+    void show(const DictationState& state);
     void play(Sound& sound);
     [[nodiscard]] bool isCurrent(const SessionRef& session) const { return session == m_session; }
     /// Whether the card can tell the session's result: no newer dictation is under way.
@@ -122,10 +122,10 @@ private:
     void route(const SessionRef& session, const QString& text);
     void completeDelivery(const SessionRef& session, const QString& text);
     void delivered(const SessionRef& session, const QString& text,
-                   const std::optional<QString>& message);
+                   const std::optional<Message>& message);
     bool dropIfDiscarded(const SessionRef& session);
     void failSession(const SessionRef& session, const DictationFailure& failure);
-    void fail(const QString& message, const QString& report);
+    void fail(const Message& message, const QString& report);
     void resetStateLater(double seconds);
 
     DictationPartners m_with;
@@ -137,7 +137,7 @@ private:
     SessionRef m_session;               ///< the current one, or the last
     std::set<SessionRef> m_waiting;     ///< sessions that wait for the engine or its answer
     std::set<SessionRef> m_undelivered; ///< sessions whose text is on its way to its box
-    QString m_untold; ///< the last result of an earlier session that the user must still be told
+    Message m_untold; ///< the last result of an earlier session that the user must still be told
     TranscriptAccumulator m_liveTranscript{6};
     std::unique_ptr<HttpTask> m_preview;
     ScheduledWork m_timer;

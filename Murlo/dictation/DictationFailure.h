@@ -1,13 +1,13 @@
 #pragma once
 
-#include <QString>
+#include "MurloKit/Message.h"
 
 namespace murlo {
 
-/// Why a dictation failed: a sentence for the user, and what a report to the maker may say of it,
+/// Why a dictation failed: what the user is told, and what a report to the maker may say of it,
 /// which is never a transcript or a server's words.
 struct DictationFailure {
-    QString message;
+    Message message;
     QString report;
 };
 

@@ -4,11 +4,11 @@
 #include "account/AccountManager.h"
 #include "account/PromptEnhancer.h"
 #include "dictation/DictationSession.h"
-#include "dictation/DictationTexts.h"
 #include "dictation/DictationTiming.h"
 #include "dictation/delivery/Delivery.h"
 #include "dictation/engine/WhisperServer.h"
 #include "dictation/recording/KeptRecording.h"
+#include "look/Words.h"
 #include "overlay/OverlayController.h"
 #include "settings/Settings.h"
 #include "support/Log.h"
@@ -21,7 +21,7 @@ using namespace DictationTiming;
 namespace {
 
 DictationFailure describe(const TranscribeError& error) {
-    DictationFailure failure{error.description(), {}};
+    DictationFailure failure{error.message(), {}};
     if (const auto* server = std::get_if<TranscribeError::Server>(&error.reason)) {
         failure.report = QStringLiteral("server error %1").arg(server->code);
     } else if (std::holds_alternative<TranscribeError::EmptyResponse>(error.reason)) {
@@ -34,7 +34,7 @@ DictationFailure describe(const TranscribeError& error) {
 }
 
 /// The engine is unavailable: this project's own error, with its one code.
-DictationFailure engineUnavailable(const QString& message) {
+DictationFailure engineUnavailable(const Message& message) {
     return {message, failureReport(QStringLiteral("Murlo.EngineUnavailable"), 1)};
 }
 
@@ -55,7 +55,7 @@ void DictationController::waitForEngine(const SessionRef& session) {
         break;
     }
     if (m_with.scheduler.uptime() >= session->finishedAt + enginePatience) {
-        failSession(session, engineUnavailable(DictationText::engineTooSlow()));
+        failSession(session, engineUnavailable(Word::engineTooSlow));
         return;
     }
     m_waiting.insert(session);
@@ -114,8 +114,8 @@ bool DictationController::dropIfDiscarded(const SessionRef& session) {
 
 void DictationController::enhanceThenRoute(const SessionRef& session, const QString& text) {
     const auto targetApp = m_with.enhancer.targetBundleId(session->target);
-    setState(DictationState::enhancing);
-    show(DictationState::enhancing);
+    setState({DictationState::enhancing});
+    show({DictationState::enhancing});
     m_with.enhancer.enhance(
         text, targetApp,
         m_lifetime.guard([this, session, generation = m_startGeneration](const QString& enhanced) {
@@ -143,24 +143,24 @@ void DictationController::completeDelivery(const SessionRef& session, const QStr
     while (m_history.size() > 10) m_history.removeLast();
     m_with.delivery.insert(
         text, session->clipDuration, std::exchange(session->clipboard, {}),
-        m_lifetime.guard([this, session, text](const std::optional<QString>& message) {
+        m_lifetime.guard([this, session, text](const std::optional<Message>& message) {
             delivered(session, text, message);
         }));
 }
 
 void DictationController::delivered(const SessionRef& session, const QString& text,
-                                    const std::optional<QString>& message) {
+                                    const std::optional<Message>& message) {
     if (ownsCard(session)) {
         m_with.overlay.model().setWords(transcriptWords(wordsOf(text)));
-        setState(DictationState::delivered, text);
+        setState({DictationState::delivered, text});
         if (message) {
-            show(DictationState::failed, DictationText::copiedPrefix() + *message);
+            show({DictationState::failed, {}, Word::copied + *message});
         } else {
-            show(DictationState::delivered, text);
+            show({DictationState::delivered, text});
         }
         resetStateLater(deliveredLasts);
     } else if (message) {
-        m_untold = DictationText::copiedPrefix() + *message;
+        m_untold = Word::copied + *message;
     }
     Log::write(QStringLiteral("dictation: %1 chars in %2s")
                    .arg(Characters::count(text))
@@ -177,7 +177,7 @@ void DictationController::failSession(const SessionRef& session, const Dictation
     // The user is already speaking the next one: its card and recording stay untouched.
     m_untold = failure.message;
     m_with.errors.report(QStringLiteral("transcribe_failed"), failure.report);
-    Log::write(QStringLiteral("dictation: ") + failure.message);
+    Log::write(QStringLiteral("dictation: ") + Words::english(failure.message));
 }
 
 } // namespace murlo

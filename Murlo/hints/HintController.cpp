@@ -26,7 +26,7 @@ HintController::HintController(Scheduler& scheduler, Accessibility& accessibilit
     m_interruptions.onInterruption = m_lifetime.guard([this] { cancel(); });
 }
 
-void HintController::status(const QString& message) const {
+void HintController::status(const Message& message) const {
     if (onStatus) onStatus(message);
 }
 
@@ -42,15 +42,13 @@ void HintController::begin() {
     }
     if (!m_accessibility.isTrusted()) {
         Log::write(QStringLiteral("hint: accessibility is off"));
-        status(QStringLiteral("Accessibility access is off, so text boxes can't be found. "
-                              "The command murlo --enable-accessibility turns it on."));
+        status(Word::accessibilityOff);
         return;
     }
     const ElementRef focused = m_accessibility.focusedElement();
     if (focused && m_accessibility.string(focused, QStringLiteral("AXSubrole")) ==
                        QLatin1String("AXSecureTextField")) {
-        status(QStringLiteral(
-            "A password field somewhere is blocking shortcuts. Click elsewhere and try again."));
+        status(Word::passwordField);
         return;
     }
     m_active = true;
@@ -66,11 +64,9 @@ void HintController::begin() {
 void HintController::scanned(const QList<InputTarget>& targets) {
     if (targets.isEmpty()) {
         cancel();
-        QString message = QStringLiteral("No text boxes found on screen.");
+        Message message = Word::noBoxesFound;
         for (const QString& name : m_scanner.silentApplications())
-            message += QStringLiteral(" %1 shows its own when started with "
-                                      "--force-renderer-accessibility.")
-                           .arg(name);
+            message = message + Message(Word::silentApplication, {name});
         status(message);
         return;
     }
@@ -128,7 +124,7 @@ void HintController::pick(const InputTarget& target) {
         if (picked != m_activation) return; // the user has moved on
         if (!alive) {
             Log::write(QStringLiteral("hint: target vanished before pick"));
-            status(QStringLiteral("That text box just disappeared. Try again."));
+            status(Word::boxVanished);
             return;
         }
         Log::write(QStringLiteral("hint: picked %1 in %2").arg(target.hint, target.appName));

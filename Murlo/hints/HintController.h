@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MurloKit/Message.h"
 #include "hints/HintOverlay.h"
 #include "platform/Interruptions.h"
 #include "platform/Scheduler.h"
@@ -17,7 +18,7 @@ public:
     /// The user has picked a box.
     std::function<void(const InputTarget&)> onPick;
     /// Something the user is to be told.
-    std::function<void(const QString&)> onStatus;
+    std::function<void(const Message&)> onStatus;
     /// The mode has begun or ended: keys are to be kept from other programs, or no longer.
     std::function<void(bool)> onActiveChange;
 
@@ -40,7 +41,7 @@ private:
     void setTyped(const QString& typed);
     void scanned(const QList<InputTarget>& targets);
     void pick(const InputTarget& target);
-    void status(const QString& message) const;
+    void status(const Message& message) const;
 
     Scheduler& m_scheduler;
     Accessibility& m_accessibility;

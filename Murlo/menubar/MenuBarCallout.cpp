@@ -1,9 +1,9 @@
 #include "menubar/MenuBarCallout.h"
 
-#include "look/DesktopWords.h"
 #include "look/Look.h"
 #include "look/Shapes.h"
 #include "look/Symbols.h"
+#include "look/Words.h"
 #include "platform/Desktop.h"
 #include "settings/Settings.h"
 
@@ -25,11 +25,11 @@ constexpr double lasts = 5; ///< seconds
 constexpr double lineHeight = 19;
 
 QString headline() {
-    return QStringLiteral("Murlo lives up here.");
+    return Words::shown(Word::livesHere);
 }
 
 QString advice() {
-    return QStringLiteral("Click for settings, history and your shortcuts.");
+    return Words::shown(Word::clickForMore);
 }
 
 QFont headlineFont() {
@@ -95,9 +95,9 @@ CalloutPlacement calloutPlacement(const QSize& size, const QRect& item, const QR
 }
 
 QSize MenuBarCallout::size() {
-    const double wide = std::max(
-        QFontMetricsF(headlineFont()).horizontalAdvance(desktopWords(headline())),
-        QFontMetricsF(Look::font(Look::caption)).horizontalAdvance(desktopWords(advice())));
+    const double wide =
+        std::max(QFontMetricsF(headlineFont()).horizontalAdvance(headline()),
+                 QFontMetricsF(Look::font(Look::caption)).horizontalAdvance(advice()));
     return {static_cast<int>(std::ceil(wide + 2 * Look::padding)),
             static_cast<int>(2 * lineHeight + 2 * Look::padding - 8)};
 }
@@ -119,10 +119,10 @@ void MenuBarCallout::paint(QPainter& painter, const CalloutPlacement& placement)
     const double y = card.top() + Look::padding - 4;
     painter.setFont(headlineFont());
     painter.setPen(Look::panelText);
-    painter.drawText(QPointF(x, std::round(y + 14)), desktopWords(headline()));
+    painter.drawText(QPointF(x, std::round(y + 14)), headline());
     painter.setFont(Look::font(Look::caption));
     painter.setPen(Look::panelDim);
-    painter.drawText(QPointF(x, std::round(y + lineHeight + 14)), desktopWords(advice()));
+    painter.drawText(QPointF(x, std::round(y + lineHeight + 14)), advice());
 }
 
 void MenuBarCallout::showOnce(const QRect& item) {

@@ -1,6 +1,7 @@
 #include "menubar/MenuEntries.h"
 
 #include "MurloKit/Characters.h"
+#include "look/Words.h"
 
 namespace murlo {
 
@@ -30,27 +31,27 @@ QString dictationTitle(DictationState::Case state, const QString& triggerLabel) 
     case DictationState::listening:
     case DictationState::transcribing:
     case DictationState::enhancing:
-        return QStringLiteral("Stop Dictation");
+        return Words::shown(Word::stopDictation);
     case DictationState::idle:
     case DictationState::delivered:
     case DictationState::failed:
         break;
     }
-    return QStringLiteral("Start Dictation  (double-tap %1)").arg(triggerLabel);
+    return Words::shown({Word::startDictation, {triggerLabel}});
 }
 
 QString engineTitle(const EngineState& state) {
     switch (state.state) {
     case EngineState::loading:
-        return QStringLiteral("Engine: loading model…");
+        return Words::shown(Word::engineLoading);
     case EngineState::ready:
-        return QStringLiteral("Engine: ready");
+        return Words::shown(Word::engineReady);
     case EngineState::failed:
-        return QStringLiteral("Engine: ") + state.message;
+        return Words::shown({Word::engineFailed, {Words::shown(state.message)}});
     case EngineState::stopped:
         break;
     }
-    return QStringLiteral("Engine: stopped");
+    return Words::shown(Word::engineStopped);
 }
 
 QString historyTitle(const QString& text) {
@@ -71,25 +72,25 @@ QList<MenuEntry> menuEntries(const MenuInput& input) {
     menu << entry(dictationTitle(input.dictation, input.triggerLabel), MenuCommand::toggleDictation)
          << separator << entry(engineTitle(input.engine), MenuCommand::restartEngine);
     if (!input.history.isEmpty()) {
-        menu << separator << MenuEntry{QStringLiteral("Recent"),    MenuCommand::none, -1, true, {},
+        menu << separator << MenuEntry{Words::shown(Word::recent),  MenuCommand::none, -1, true, {},
                                        recentEntries(input.history)};
     }
     menu << separator;
     if (input.setupTitle) menu << entry(*input.setupTitle, MenuCommand::openSetup);
-    menu << entry(QStringLiteral("Open Murlo…"), MenuCommand::openSettings,
+    menu << entry(Words::shown(Word::openMurlo), MenuCommand::openSettings,
                   QStringLiteral("Ctrl+,"));
-    if (input.hasSelfTest)
-        menu << entry(QStringLiteral("Run Self-Test…"), MenuCommand::runSelfTest);
-    if (input.logWanted) menu << entry(QStringLiteral("Open Log"), MenuCommand::openLog);
+    if (input.hasSelfTest) menu << entry(Words::shown(Word::runSelfTest), MenuCommand::runSelfTest);
+    if (input.logWanted) menu << entry(Words::shown(Word::openLog), MenuCommand::openLog);
     menu << separator;
     if (input.update)
-        menu << entry(QStringLiteral("Update to %1…").arg(*input.update), MenuCommand::openUpdate);
-    MenuEntry version = entry(QStringLiteral("Murlo ") +
-                                  (input.version.isEmpty() ? QStringLiteral("dev") : input.version),
-                              MenuCommand::showVersion);
+        menu << entry(Words::shown({Word::updateTo, {*input.update}}), MenuCommand::openUpdate);
+    MenuEntry version =
+        entry(Words::shown({Word::murloVersion,
+                            {input.version.isEmpty() ? QStringLiteral("dev") : input.version}}),
+              MenuCommand::showVersion);
     version.enabled = false;
     menu << version
-         << entry(QStringLiteral("Quit Murlo"), MenuCommand::quit, QStringLiteral("Ctrl+Q"));
+         << entry(Words::shown(Word::quitMurlo), MenuCommand::quit, QStringLiteral("Ctrl+Q"));
     return menu;
 }
 

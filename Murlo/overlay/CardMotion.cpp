@@ -41,7 +41,7 @@ void CardMotion::takeUpState(const OverlayModel& model, const Motions& motions) 
     if (state.state == DictationState::idle) return; // the card leaves as it is
     // A delivered text is no part of what the row says.
     const auto same = [](const DictationState& a, const DictationState& b) {
-        return a.state == b.state && (a.state != DictationState::failed || a.text == b.text);
+        return a.state == b.state && (a.state != DictationState::failed || a.message == b.message);
     };
     if (m_rows.empty() || !same(m_rows.back().state, state)) {
         const bool first = m_rows.empty();

@@ -1,5 +1,7 @@
 #include "overlay/NonKeyPanel.h"
 
+#include "look/Words.h"
+
 #include "overlay/CardDamage.h"
 #include "overlay/CardPainter.h"
 #include "overlay/Placement.h"
@@ -30,7 +32,7 @@ NonKeyPanel::NonKeyPanel(OverlayModel& model, Scheduler& scheduler, Desktop& des
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setWindowTitle(QStringLiteral("Murlo"));
-    setAccessibleName(QStringLiteral("Dictation"));
+    setAccessibleName(Words::shown(Word::dictation));
     resize(static_cast<int>(CardMetrics::panelWidth), static_cast<int>(CardMetrics::panelHeight));
     for (const auto signal : {&OverlayModel::stateChanged, &OverlayModel::barsChanged,
                               &OverlayModel::elapsedChanged, &OverlayModel::wordsChanged})

@@ -1,7 +1,7 @@
 #include "overlay/StatusRow.h"
 
-#include "look/DesktopWords.h"
 #include "look/Look.h"
+#include "look/Words.h"
 #include "overlay/CardMetrics.h"
 #include "overlay/TranscriptTypesetter.h"
 
@@ -112,10 +112,10 @@ QStringList brokenLines(const QString& message, int most) {
     return lines;
 }
 
-CardRow failure(const QString& message) {
+CardRow failure(const Message& message) {
     constexpr double room = panelHeight - shadowAbove - shadowBelow - 2 * paddingAlong;
     const QStringList lines =
-        brokenLines(desktopWords(message).simplified(), static_cast<int>(room / messageLineHeight));
+        brokenLines(Words::shown(message).simplified(), static_cast<int>(room / messageLineHeight));
     CardRow row;
     const double x = symbol + rowGap + 2;
     double widest = 0;
@@ -188,19 +188,19 @@ CardRow statusRow(const StatusInput& input) {
         return listening(input);
     case DictationState::transcribing:
         return phrase(
-            QStringLiteral("Transcribing…"),
+            Words::shown(Word::transcribing),
             {Symbol::progress, {}, Look::panelText, 1, std::fmod(input.clock / progressTurn, 1.0)});
     case DictationState::enhancing:
-        return phrase(QStringLiteral("Enhancing…"),
+        return phrase(Words::shown(Word::enhancing),
                       {Symbol::wand,
                        {},
                        Look::amber,
                        1,
                        input.still ? 0.2 : std::fmod(input.clock / wandTwinkle, 1.0)});
     case DictationState::delivered:
-        return phrase(QStringLiteral("Inserted"), {Symbol::check, {}, Look::green});
+        return phrase(Words::shown(Word::inserted), {Symbol::check, {}, Look::green});
     case DictationState::failed:
-        return failure(input.state.text);
+        return failure(input.state.message);
     case DictationState::idle:
         break;
     }

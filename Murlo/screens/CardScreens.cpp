@@ -106,13 +106,9 @@ std::vector<Screen> cardScreens() {
         {"enhancing-one-line", {State::enhancing, {}}, one},
         {"delivered", {State::delivered, one}, {}},
         {"delivered-two-lines", {State::delivered, two}, two},
-        {"failed", {State::failed, QStringLiteral("The speech engine returned nothing.")}, {}},
-        {"failed-two-lines",
-         {State::failed,
-          QStringLiteral("Copied to clipboard. No text box has focus. Click into one "
-                         "and paste with ⌘V.")},
-         {}},
-        {"failed-long", {State::failed, long_}, {}},
+        {"failed", {State::failed, {}, Word::engineAnsweredNothing}, {}},
+        {"failed-two-lines", {State::failed, {}, Word::copied + Message(Word::noTextBox)}, {}},
+        {"failed-long", {State::failed, {}, {Word::asReported, {long_}}}, {}},
         {"opaque-listening", {State::listening, {}}, two, 2, CardSurface::opaque},
     };
     const QSize size(static_cast<int>(CardMetrics::panelWidth),

@@ -1,6 +1,7 @@
 #include "MurloKit/TriggerKey.h"
 #include "look/BrandMark.h"
 #include "look/Look.h"
+#include "look/Words.h"
 #include "menubar/MenuBarCallout.h"
 #include "menubar/StatusItemController.h"
 #include "screens/Screens.h"
@@ -77,11 +78,11 @@ void paintItems(QPainter& painter) {
 std::vector<Screen> trayScreens() {
     MenuInput failed = sampleMenu();
     failed.dictation = DictationState::transcribing;
-    failed.engine = {EngineState::failed, QStringLiteral("The speech engine keeps stopping.")};
+    failed.engine = {EngineState::failed, {Word::engineKeepsStopping, {QStringLiteral("11")}}};
     failed.history.clear();
     failed.logWanted = true;
     failed.update = QStringLiteral("0.2.0");
-    failed.setupTitle = QStringLiteral("Finish setup…");
+    failed.setupTitle = Words::shown(Word::finishSetup);
     failed.hasSelfTest = true;
     return {{QStringLiteral("tray-item"), {260, 80}, paintItems},
             grabbed(QStringLiteral("menu"), [] { return menu(sampleMenu()); }),

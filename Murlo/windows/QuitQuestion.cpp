@@ -2,6 +2,7 @@
 
 #include "look/BrandMark.h"
 #include "look/Look.h"
+#include "look/Words.h"
 
 #include <QLabel>
 #include <QPushButton>
@@ -18,16 +19,15 @@ std::unique_ptr<QMessageBox> QuitQuestion::makeBox() {
     box->setWindowIcon(brandIcon(Look::accent));
     box->setWindowFlag(Qt::WindowStaysOnTopHint);
     box->setIconPixmap(brandIcon(Look::accent).pixmap(48));
-    box->setText(QStringLiteral("Quit Murlo?"));
-    box->setInformativeText(
-        QStringLiteral("Your double-tap shortcut stops working until you open Murlo again."));
+    box->setText(Words::shown(Word::quitQuestion));
+    box->setInformativeText(Words::shown(Word::quitMeans));
     if (auto* question = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_label")))
         question->setFont(Look::font(Look::words, QFont::DemiBold));
     if (auto* advice = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel")))
         advice->setMinimumWidth(textWidth);
     // Roles decide where a desktop puts its buttons; the first and default one is the harmless one.
-    auto* cancel = box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
-    box->addButton(QStringLiteral("Quit"), QMessageBox::AcceptRole);
+    auto* cancel = box->addButton(Words::shown(Word::cancel), QMessageBox::RejectRole);
+    box->addButton(Words::shown(Word::quit), QMessageBox::AcceptRole);
     box->setDefaultButton(cancel);
     box->setEscapeButton(cancel);
     return box;

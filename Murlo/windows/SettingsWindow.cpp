@@ -2,6 +2,7 @@
 
 #include "look/BrandMark.h"
 #include "look/Look.h"
+#include "look/Words.h"
 
 #include <QApplication>
 #include <QHBoxLayout>
@@ -80,27 +81,27 @@ void SettingsWindow::installMainMenu() {
         action->setShortcut(key);
         connect(action, &QAction::triggered, this, work);
     };
-    add(murlo, QStringLiteral("Open Murlo…"), QKeySequence(QStringLiteral("Ctrl+,")),
+    add(murlo, Words::shown(Word::openMurlo), QKeySequence(QStringLiteral("Ctrl+,")),
         [this] { performCommand(MenuCommand::openSettings); });
     murlo->addSeparator();
-    add(murlo, QStringLiteral("Hide Murlo"), QKeySequence(QStringLiteral("Ctrl+H")),
+    add(murlo, Words::shown(Word::hideMurlo), QKeySequence(QStringLiteral("Ctrl+H")),
         [this] { showMinimized(); });
-    add(murlo, QStringLiteral("Quit Murlo"), QKeySequence(QStringLiteral("Ctrl+Q")),
+    add(murlo, Words::shown(Word::quitMurlo), QKeySequence(QStringLiteral("Ctrl+Q")),
         [this] { performCommand(MenuCommand::quit); });
-    QMenu* edit = menuBar()->addMenu(QStringLiteral("Edit"));
+    QMenu* edit = menuBar()->addMenu(Words::shown(Word::edit));
     for (const auto& [title, key] :
-         {std::pair("Cut", QKeySequence::Cut), std::pair("Copy", QKeySequence::Copy),
-          std::pair("Paste", QKeySequence::Paste),
-          std::pair("Select All", QKeySequence::SelectAll)}) {
-        add(edit, QLatin1String(title), QKeySequence(key), [this, key = key] {
+         {std::pair(Word::cut, QKeySequence::Cut), std::pair(Word::copy, QKeySequence::Copy),
+          std::pair(Word::paste, QKeySequence::Paste),
+          std::pair(Word::selectAll, QKeySequence::SelectAll)}) {
+        add(edit, Words::shown(title), QKeySequence(key), [this, key = key] {
             if (key == QKeySequence::Copy && m_recent->hasFocus())
                 copySelected();
             else
                 sendKey(key);
         });
     }
-    QMenu* window = menuBar()->addMenu(QStringLiteral("Window"));
-    add(window, QStringLiteral("Close"), QKeySequence(QStringLiteral("Ctrl+W")),
+    QMenu* window = menuBar()->addMenu(Words::shown(Word::window));
+    add(window, Words::shown(Word::close), QKeySequence(QStringLiteral("Ctrl+W")),
         [this] { close(); });
 }
 
@@ -129,8 +130,8 @@ QWidget* SettingsWindow::makeContent() {
     auto* engine = new QHBoxLayout;
     m_engine = text({}, Look::font(Look::body), Look::windowText);
     engine->addWidget(m_engine, 1);
-    auto* restart = new QPushButton(QStringLiteral("Restart"));
-    restart->setAccessibleName(QStringLiteral("Restart the speech engine"));
+    auto* restart = new QPushButton(Words::shown(Word::restart));
+    restart->setAccessibleName(Words::shown(Word::restartEngine));
     connect(restart, &QPushButton::clicked, this,
             [this] { performCommand(MenuCommand::restartEngine); });
     engine->addWidget(restart);
@@ -138,10 +139,10 @@ QWidget* SettingsWindow::makeContent() {
 
     column->addSpacing(4);
     auto* recentTitle =
-        text(QStringLiteral("Recent"), Look::font(Look::body, QFont::DemiBold), Look::windowText);
+        text(Words::shown(Word::recent), Look::font(Look::body, QFont::DemiBold), Look::windowText);
     column->addWidget(recentTitle);
     m_recent = new QListWidget;
-    m_recent->setAccessibleName(QStringLiteral("Recent dictations"));
+    m_recent->setAccessibleName(Words::shown(Word::recentDictations));
     m_recent->setWordWrap(true);
     m_recent->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_recent->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
@@ -149,25 +150,24 @@ QWidget* SettingsWindow::makeContent() {
     connect(m_recent, &QListWidget::currentRowChanged, this,
             [this](int row) { m_copy->setEnabled(row >= 0); });
     column->addWidget(m_recent, 1);
-    m_nothing = text(QStringLiteral("What you dictate appears here."), Look::font(Look::body),
-                     Look::windowDim);
+    m_nothing = text(Words::shown(Word::nothingYet), Look::font(Look::body), Look::windowDim);
     m_nothing->setAlignment(Qt::AlignCenter);
     auto* inside = new QVBoxLayout(m_recent);
     inside->addWidget(m_nothing);
 
     auto* foot = new QHBoxLayout;
-    m_copy = new QPushButton(QStringLiteral("Copy"));
+    m_copy = new QPushButton(Words::shown(Word::copy));
     m_copy->setEnabled(false);
     connect(m_copy, &QPushButton::clicked, this, [this] { copySelected(); });
     foot->addWidget(m_copy);
-    auto* log = new QPushButton(QStringLiteral("Open Log"));
+    auto* log = new QPushButton(Words::shown(Word::openLog));
     connect(log, &QPushButton::clicked, this, [this] { m_actions.openLog(); });
     foot->addWidget(log);
     foot->addStretch(1);
     m_version = text({}, Look::font(Look::caption), Look::windowDim);
     m_version->setWordWrap(false);
     foot->addWidget(m_version);
-    auto* quit = new QPushButton(QStringLiteral("Quit Murlo"));
+    auto* quit = new QPushButton(Words::shown(Word::quitMurlo));
     connect(quit, &QPushButton::clicked, this, [this] { performCommand(MenuCommand::quit); });
     foot->addWidget(quit);
     column->addLayout(foot);
@@ -194,11 +194,7 @@ void SettingsWindow::copySelected() {
 
 void SettingsWindow::refresh() {
     const bool live = m_actions.hotkeysLive();
-    m_hint->setText(
-        live ? QStringLiteral("Double-tap the shortcut in any text box, speak, and double-tap "
-                              "again. Or hold the second tap while you speak.")
-             : QStringLiteral("The shortcut is off: nobody is signed in, or key presses cannot be "
-                              "seen on this desktop."));
+    m_hint->setText(Words::shown(live ? Word::howToDictate : Word::triggersOff));
     const QString toggle =
         entry(MenuCommand::toggleDictation).value_or(MenuEntry()).title.simplified();
     m_toggle->setText(toggle);

@@ -23,7 +23,7 @@ SUBSYSTEMS = {
     "hints": ["look", "support", "targets"],
     "menubar": ["dictation", "look", "overlay", "settings", "support"],
     "windows": ["look", "menubar", "settings", "support"],
-    "dictation": ["account", "overlay", "settings", "support", "targets", "telemetry"],
+    "dictation": ["account", "look", "overlay", "settings", "support", "targets", "telemetry"],
 }
 # Headers of the operating system and the desktop: adapters and their tests alone.
 SYSTEM = re.compile(r"(X11/|xcb/|xkbcommon/|pulse/|atspi/|dbus/|libsecret/|systemd/|linux/|sys/"

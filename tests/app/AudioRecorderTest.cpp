@@ -1,5 +1,6 @@
 #include "dictation/recording/AudioRecorder.h"
 #include "MurloKit/WavWriter.h"
+#include "look/Words.h"
 #include "tests/fakes/FakeAudioInput.h"
 #include "tests/fakes/FakeMicrophoneAuthorization.h"
 #include "tests/fakes/VirtualScheduler.h"
@@ -54,7 +55,7 @@ struct Desk {
         recorder->start([this](const AudioRecorder::StartResult& result) {
             if (!result) {
                 const RecorderError& error = result.error();
-                results << error.description + " " + error.domain + " " +
+                results << Words::english(error.message) + " " + error.domain + " " +
                                QString::number(error.code);
             } else {
                 const bool recording = *result == AudioRecorder::Started::recording;

@@ -1,4 +1,4 @@
-#include "dictation/DictationTexts.h"
+#include "look/Words.h"
 #include "tests/harness/DictationRig.h"
 
 #include <QTest>
@@ -104,7 +104,7 @@ private Q_SLOTS:
         dictate();
         m_rig->engineAnswers("to copy");
         QCOMPARE(lastState(), "delivered: to copy");
-        QCOMPARE(m_rig->overlay.model().state().text, "Copied to clipboard. Copy-only mode is on.");
+        QCOMPARE(m_rig->card(), "Copied to clipboard. Copy-only mode is on.");
         QCOMPARE(m_rig->pasteboard.text(), "to copy");
         QVERIFY(m_rig->soundPlayer.played.isEmpty());
     }
@@ -170,7 +170,7 @@ private Q_SLOTS:
             m_rig->scheduler.runPending();
             QCOMPARE(m_rig->takeStates(),
                      QStringList{granted ? QString("listening")
-                                         : "failed: " + DictationText::microphoneOff()});
+                                         : "failed: " + Words::english(Word::microphoneOff)});
             QCOMPARE(m_rig->controller.startedByHotkey(), granted);
         }
     }
@@ -237,7 +237,7 @@ private Q_SLOTS:
             }
         }
         pass(0.4);
-        QCOMPARE(lastState(), "failed: " + DictationText::engineTooSlow());
+        QCOMPARE(lastState(), "failed: " + Words::english(Word::engineTooSlow));
     }
 
     void anEngineThatHasFailedRefusesAtOnce() {
@@ -353,7 +353,7 @@ private Q_SLOTS:
         m_rig->scheduler.runPending();
         QVERIFY(m_rig->logged("dictation: Speech engine error 500"));
         m_rig->controller.cancel();
-        QCOMPARE(m_rig->overlay.model().state().text, "Speech engine error 500");
+        QCOMPARE(m_rig->card(), "Speech engine error 500");
     }
 
     void anEarlierResultHasTheCardOnceTheNewerDictationIsOver_data() {
@@ -373,8 +373,7 @@ private Q_SLOTS:
         (void)m_rig->takeStates();
         m_rig->engineAnswers("words");
         QCOMPARE(lastState(), "delivered: words");
-        QCOMPARE(m_rig->overlay.model().state().text,
-                 copied ? "Copied to clipboard. Copy-only mode is on." : "words");
+        QCOMPARE(m_rig->card(), copied ? "Copied to clipboard. Copy-only mode is on." : "words");
     }
 
     void aDictationGivenUpWhileItWaitsForItsTurnTakesNoFocus() {

@@ -1,6 +1,7 @@
 #include "hints/HintController.h"
 #include "MurloKit/HintLabels.h"
 #include "hints/InputScanner.h"
+#include "look/Words.h"
 #include "tests/fakes/FakeAccessibility.h"
 #include "tests/fakes/FakeApplications.h"
 #include "tests/fakes/FakeInterruptions.h"
@@ -42,7 +43,9 @@ struct Rig {
         for (const auto& [pid, application] : tree.applications)
             applications.running[pid].name = application.name;
         controller.onPick = [this](const InputTarget& box) { said.append("pick " + box.hint); };
-        controller.onStatus = [this](const QString& message) { said.append(message); };
+        controller.onStatus = [this](const Message& message) {
+            said.append(Words::english(message));
+        };
         controller.onActiveChange = [this](bool on) { filtering = on; };
     }
 

@@ -40,7 +40,7 @@ private Q_SLOTS:
                  (QStringList{"Start Dictation  (double-tap Left ⇧)", "-", "Engine: loading model…",
                               "-", "Open Murlo…", "-", "Murlo dev", "Quit Murlo"}));
         input.dictation = DictationState::transcribing;
-        input.engine = {EngineState::failed, "it broke"};
+        input.engine = {EngineState::failed, {Word::asReported, {"it broke"}}};
         input.history = {QString(49, 'x'), "two\n" + QString(44, 'x')};
         input.setupTitle = "Finish setup…";
         input.hasSelfTest = input.logWanted = true;

@@ -1,4 +1,5 @@
 #include "dictation/delivery/TextInserter.h"
+#include "look/Words.h"
 #include "settings/Settings.h"
 #include "tests/fakes/FakeAccessibility.h"
 #include "tests/fakes/FakeApplications.h"
@@ -34,16 +35,19 @@ class TextInserterTest : public QObject {
             scheduler.runPending();
         }
         /// What the user is told; "…" while that is not known.
-        TextInserter::Outcome insert(const QString& text, InsertMode mode = InsertMode::paste,
-                                     std::shared_ptr<void> prepared = {}) {
+        std::optional<QString> insert(const QString& text, InsertMode mode = InsertMode::paste,
+                                      std::shared_ptr<void> prepared = {}) {
             outcome = "…";
             inserter->insert(text, mode, std::move(prepared),
-                             [this](const TextInserter::Outcome& told) { outcome = told; });
+                             [this](const TextInserter::Outcome& told) {
+                                 outcome.reset();
+                                 if (told) outcome = Words::english(*told);
+                             });
             return outcome;
         }
         void focus(const QString& role) { accessibility.setFocused(accessibility.add(role)); }
 
-        TextInserter::Outcome outcome;
+        std::optional<QString> outcome;
         QTemporaryDir folder;
         VirtualScheduler scheduler;
         Settings settings{Paths(folder.path()), scheduler};

@@ -1,6 +1,7 @@
 #include "dictation/engine/Transcriber.h"
 
 #include "MurloKit/WavWriter.h"
+#include "look/Words.h"
 #include "tests/fakes/FakeHttpClient.h"
 #include "tests/harness/ValidatingServer.h"
 
@@ -30,7 +31,7 @@ ReceivedForm form(const HttpRequest& request) {
 
 /// What the user sees: the transcript in quotation marks, or the error.
 QString describe(const TranscribeResult& result) {
-    return result ? '"' + *result + '"' : result.error().description();
+    return result ? '"' + *result + '"' : Words::english(result.error().message());
 }
 
 } // namespace

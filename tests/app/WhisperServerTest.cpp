@@ -1,4 +1,5 @@
 #include "dictation/engine/WhisperServer.h"
+#include "look/Words.h"
 #include "tests/fakes/FakeHttpClient.h"
 #include "tests/fakes/FakeProcessLauncher.h"
 #include "tests/fakes/VirtualScheduler.h"
@@ -23,7 +24,7 @@ struct Rig {
 
     static QString describe(const EngineState& state) {
         static const char* names[] = {"stopped", "loading", "ready", "failed: "};
-        return QString::fromLatin1(names[state.state]) + state.message;
+        return QString::fromLatin1(names[state.state]) + Words::english(state.message);
     }
     [[nodiscard]] QString state() const { return describe(server.state()); }
     QStringList takeStates() {

@@ -1,6 +1,7 @@
 #include "MurloKit/WavWriter.h"
 #include "dictation/engine/Transcriber.h"
 #include "dictation/engine/WhisperServer.h"
+#include "look/Words.h"
 #include "platform/linux/processes/QtProcessLauncher.h"
 #include "platform/linux/qt/QtHttpClient.h"
 #include "platform/linux/qt/QtScheduler.h"
@@ -151,7 +152,7 @@ class EngineTest : public QObject {
         std::optional<TranscribeResult> result;
         const auto request = engine.transcribe(speech(sentence), result);
         QTRY_VERIFY_WITH_TIMEOUT(result, patience);
-        QVERIFY2(result->has_value(), qUtf8Printable(result->error().description()));
+        QVERIFY2(result->has_value(), qUtf8Printable(Words::english(result->error().message())));
         QCOMPARE(**result, sentence);
     }
     QString script(const QByteArray& lines) {
@@ -324,7 +325,7 @@ private Q_SLOTS:
         Engine engine(m_program, smallModel(), stranger.serverPort());
         engine.server->start();
         QVERIFY(engine.waitFor(EngineState::failed));
-        QCOMPARE(engine.server->state().message,
+        QCOMPARE(Words::english(engine.server->state().message),
                  "The speech engine keeps stopping (code 1). Open Settings, under Speech.");
         QVERIFY(!engine.states.contains(EngineState{EngineState::ready, {}}));
         for (const auto& request : stranger.requests)
@@ -374,8 +375,8 @@ private Q_SLOTS:
         Engine engine(m_program, script(whole.read(1'000'000)));
         engine.server->start();
         QVERIFY(engine.waitFor(EngineState::failed));
-        QVERIFY(engine.server->state().message.startsWith(
-            QLatin1String("The speech engine keeps stopping")));
+        QVERIFY(Words::english(engine.server->state().message)
+                    .startsWith("The speech engine keeps stopping"));
         QCOMPARE(engine.launcher.launches, 4);
         QVERIFY(!engine.log.lines("whisper-server: error: failed").isEmpty());
     }
@@ -391,7 +392,7 @@ private Q_SLOTS:
         Engine engine(m_scripted, script("hang"), freePort(), 0.01);
         engine.server->start();
         QVERIFY(engine.waitFor(EngineState::failed));
-        QCOMPARE(engine.server->state().message,
+        QCOMPARE(Words::english(engine.server->state().message),
                  "The speech engine did not start in time. Try Restart in Settings, "
                  "under Speech.");
     }

@@ -1,4 +1,5 @@
 #include "tests/harness/DictationRig.h"
+#include "look/Words.h"
 
 #include <QFile>
 
@@ -14,7 +15,8 @@ QString word(const DictationState& state) {
         QStringLiteral("idle listening transcribing enhancing delivered failed")
             .split(QLatin1Char(' '));
     const QString name = names.at(state.state);
-    return state.text.isEmpty() ? name : name + QStringLiteral(": ") + state.text;
+    const QString said = state.text + Words::english(state.message);
+    return said.isEmpty() ? name : name + QStringLiteral(": ") + said;
 }
 
 } // namespace
@@ -53,6 +55,11 @@ DictationRig::DictationRig()
     pasteboard.foreignCopy({{QStringLiteral("UTF8_STRING"), "the user's"}});
     scheduler.runPending(); // the first engine gets warm
     server.start();
+}
+
+QString DictationRig::card() {
+    const DictationState& state = overlay.model().state();
+    return state.text + Words::english(state.message);
 }
 
 DictationRig::~DictationRig() = default;

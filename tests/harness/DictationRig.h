@@ -50,6 +50,8 @@ public:
     [[nodiscard]] int clipsAtEngine() const;
 
     /// States so far, as "listening", "delivered: text", …; cleared by the call.
+    /// What the card tells: a delivered text, or why none was.
+    [[nodiscard]] QString card();
     [[nodiscard]] QStringList takeStates();
     [[nodiscard]] bool logged(const QString& line) const;
 

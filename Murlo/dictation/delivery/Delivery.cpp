@@ -100,7 +100,7 @@ void Delivery::keep(const QString& text) {
 }
 
 void Delivery::insert(const QString& text, double clipDuration, std::shared_ptr<void> prepared,
-                      std::function<void(const std::optional<QString>&)> done) {
+                      std::function<void(const std::optional<Message>&)> done) {
     m_history.add(text); // first: whatever becomes of the keys, the words are not lost
     const auto frontmost = m_applications.frontmostPid();
     m_inserter.insert(text, m_settings.insertMode(), std::move(prepared), std::move(done));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MurloKit/Message.h"
 #include "platform/Scheduler.h"
 #include "targets/InputTarget.h"
 
@@ -37,7 +38,7 @@ public:
     /// Keeps the text in the history, inserts it and counts it. `done` is called once, during the
     /// call or later, with what the user must be told. `prepared` comes from `dictationBegins`.
     void insert(const QString& text, double clipDuration, std::shared_ptr<void> prepared,
-                std::function<void(const std::optional<QString>&)> done);
+                std::function<void(const std::optional<Message>&)> done);
 
     /// Only keeps the text in the history: there is no time left to insert it.
     void keep(const QString& text);

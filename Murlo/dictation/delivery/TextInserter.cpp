@@ -1,7 +1,6 @@
 #include "dictation/delivery/TextInserter.h"
 
 #include "MurloKit/TriggerKey.h"
-#include "dictation/delivery/InsertionTexts.h"
 #include "platform/Accessibility.h"
 #include "platform/Applications.h"
 #include "support/Log.h"
@@ -63,16 +62,16 @@ TextInserter::TextInserter(const Partners& partners)
 void TextInserter::insert(const QString& text, InsertMode mode, std::shared_ptr<void> prepared,
                           Done done) {
     if (text.isEmpty()) {
-        done(InsertionTexts::nothingTranscribed);
+        done(Message(Word::nothingTranscribed));
         return;
     }
-    const auto copy = [&](const QString& message) {
-        enqueue({Way::copy, text, {}, std::move(done), {}, message});
+    const auto copy = [&](Word message) {
+        enqueue({Way::copy, text, {}, std::move(done), {}, Message(message)});
     };
-    if (mode == InsertMode::clipboardOnly) return copy(InsertionTexts::copyOnly);
-    if (!m_with.keys.canPostKeys()) return copy(InsertionTexts::noKeys);
+    if (mode == InsertMode::clipboardOnly) return copy(Word::copyOnly);
+    if (!m_with.keys.canPostKeys()) return copy(Word::noKeys);
     const auto focus = focusVerdict(m_with.accessibility);
-    if (focus && !focus->editable) return copy(InsertionTexts::noTextBox);
+    if (focus && !focus->editable) return copy(Word::noTextBox);
     const PasteWay way = mode == InsertMode::type ? PasteWay::typing : pasteWay();
     enqueue({way == PasteWay::typing ? Way::type : Way::paste, text, std::move(prepared),
              std::move(done), chordOf(way)});
@@ -124,7 +123,7 @@ void TextInserter::copyInstead() {
     Log::write(QStringLiteral("insert: the keys could not be sent, the text is copied"));
     m_with.pasteboard.setString(m_queue.front().text);
     m_clipboard.giveBack(); // nothing: it is the user's again
-    tell(InsertionTexts::noKeys);
+    tell(Message(Word::noKeys));
     finish();
 }
 

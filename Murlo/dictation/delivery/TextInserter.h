@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MurloKit/InsertMode.h"
+#include "MurloKit/Message.h"
 #include "MurloKit/PasteWay.h"
 #include "dictation/delivery/PasteTable.h"
 #include "dictation/delivery/PasteboardRestore.h"
@@ -29,7 +30,7 @@ class Applications;
 class TextInserter {
 public:
     /// Nothing when the text was pasted or typed; otherwise what the user is told of where it is.
-    using Outcome = std::optional<QString>;
+    using Outcome = std::optional<Message>;
     using Done = std::function<void(const Outcome&)>;
 
     struct Partners {

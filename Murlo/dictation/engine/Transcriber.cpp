@@ -61,14 +61,15 @@ TranscribeResult readAnswer(const HttpResult& result) {
 
 } // namespace
 
-QString TranscribeError::description() const {
-    if (const auto* error = std::get_if<HttpError>(&reason)) return error->description;
+Message TranscribeError::message() const {
+    if (const auto* error = std::get_if<HttpError>(&reason))
+        return {Word::asReported, {error->description}};
     const auto* server = std::get_if<Server>(&reason);
-    if (!server) return QStringLiteral("The speech engine returned nothing.");
-    QString sentence = QStringLiteral("Speech engine error %1").arg(server->code);
-    if (server->body.isEmpty()) return sentence;
-    return sentence + QStringLiteral(": ") +
-           Characters::first(server->body.left(quotedUnits), quotedCharacters);
+    if (!server) return Word::engineAnsweredNothing;
+    const QString code = QString::number(server->code);
+    if (server->body.isEmpty()) return {Word::engineError, {code}};
+    return {Word::engineErrorSaying,
+            {code, Characters::first(server->body.left(quotedUnits), quotedCharacters)}};
 }
 
 std::unique_ptr<HttpTask>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MurloKit/Message.h"
 #include "platform/HttpClient.h"
 
 #include <QString>
@@ -19,8 +20,8 @@ struct TranscribeError {
 
     std::variant<Server, EmptyResponse, HttpError> reason;
 
-    /// A sentence for the user. It may quote the engine's answer: never for telemetry.
-    [[nodiscard]] QString description() const;
+    /// It may quote the engine's answer: never for telemetry.
+    [[nodiscard]] Message message() const;
 };
 
 /// The cleaned transcript, which may be empty.

@@ -106,12 +106,12 @@ void WhisperServer::launch() {
     m_respawn.cancel();
     const auto program = locateBinary(m_processes.resourceFolder());
     if (!program) {
-        fail(QStringLiteral("The speech engine is missing from the app. Reinstall Murlo."));
+        fail(Word::engineMissing);
         return;
     }
     const QString model = m_modelPath().value_or(QString());
     if (model.isEmpty() || !QFileInfo(model).isFile()) {
-        fail(QStringLiteral("No speech model installed yet. Relaunch Murlo to download it."));
+        fail(Word::noModel);
         return;
     }
     setState({State::loading, {}});
@@ -150,15 +150,14 @@ void WhisperServer::spawn(const QString& program, const QString& model) {
                            {.output = [this](const QByteArray& piece) { m_output->add(piece); },
                             .exited = [this](int status) { exited(status); }});
     if (!child) {
-        fail(QStringLiteral("Could not start the speech engine. ") + child.error());
+        fail(Word::engineNotStarted + Message(Word::asReported, {child.error()}));
         return;
     }
     m_child = std::move(*child);
     log(QStringLiteral("launched on :%1 with %2").arg(m_port).arg(QFileInfo(model).fileName()));
     m_deadline = m_queue->after(startLimit, [this] {
         stopProbing();
-        fail(QStringLiteral("The speech engine did not start in time. Try Restart in Settings, "
-                            "under Speech."));
+        fail(Word::engineNotInTime);
     });
     probe();
 }
@@ -197,9 +196,7 @@ void WhisperServer::exited(int status) {
     m_output->finish();
     m_child.reset();
     if (m_respawnAttempts == static_cast<int>(respawnDelays.size())) {
-        fail(QStringLiteral(
-                 "The speech engine keeps stopping (code %1). Open Settings, under Speech.")
-                 .arg(status));
+        fail({Word::engineKeepsStopping, {QString::number(status)}});
         return;
     }
     const double delay = respawnDelays.at(static_cast<std::size_t>(m_respawnAttempts++));

@@ -73,7 +73,7 @@ private:
     void exited(int status);
     void terminate();
     void stopProbing();
-    void fail(const QString& message) { setState({State::failed, message}); }
+    void fail(const Message& message) { setState({State::failed, message}); }
     void setState(State state);
 
     const quint16 m_port;

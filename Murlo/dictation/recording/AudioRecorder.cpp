@@ -4,6 +4,7 @@
 #include "dictation/recording/AudioConverter.h"
 #include "dictation/recording/Capture.h"
 #include "dictation/recording/SampleStore.h"
+#include "look/Words.h"
 #include "support/Log.h"
 
 namespace murlo {
@@ -258,7 +259,7 @@ void AudioRecorder::resume(quint64 epoch, const std::shared_ptr<SampleStore>& sa
     m_scheduler.nextTurn(m_lifetime.guard([this, epoch, error = capture.error()] {
         if (currentEpoch() != epoch) return;
         Log::write(QStringLiteral("audio: could not resume after route change: ") +
-                   error.description);
+                   Words::english(error.message));
         if (onDeviceLost) onDeviceLost();
     }));
 }

@@ -1,0 +1,157 @@
+#include "look/Words.h"
+
+#include <QCoreApplication>
+#include <QLocale>
+#include <QTranslator>
+
+#include <array>
+#include <utility>
+
+/// Has the linker keep the translations. Outside of any namespace, as Qt wants it.
+static void keepTranslations() {
+    Q_INIT_RESOURCE(translations);
+}
+
+namespace murlo::Words {
+
+namespace {
+
+/// In the order of `Word`. A translation may put the numbered places elsewhere.
+constexpr std::array texts{
+    "Microphone access is off. Turn it on in System Settings, under Privacy & Security.",
+    "No microphone found. Check System Settings → Sound → Input.",
+    "This microphone's audio format isn't supported.",
+    "The microphone changed while starting. Try again.",
+    "The speech engine took too long to start. Try Restart in Settings, under Speech.",
+    "The speech engine is missing from the app. Reinstall Murlo.",
+    "No speech model installed yet. Relaunch Murlo to download it.",
+    "Could not start the speech engine.",
+    "The speech engine did not start in time. Try Restart in Settings, under Speech.",
+    "The speech engine keeps stopping (code %1). Open Settings, under Speech.",
+    "The speech engine returned nothing.",
+    "Speech engine error %1",
+    "Speech engine error %1: %2",
+    "%1",
+    "Copied to clipboard.",
+    "Nothing was transcribed.",
+    "Copy-only mode is on.",
+    "No text box has focus. Click into one and paste with ⌘V.",
+    "Keys can't be sent to other programs, so the text was copied instead.",
+    "Accessibility access is off, so text boxes can't be found. "
+    "The command murlo --enable-accessibility turns it on.",
+    "A password field somewhere is blocking shortcuts. Click elsewhere and try again.",
+    "No text boxes found on screen.",
+    "%1 shows its own when started with --force-renderer-accessibility.",
+    "That text box just disappeared. Try again.",
+    "Dictation",
+    "Transcribing…",
+    "Enhancing…",
+    "Inserted",
+    "Start Dictation  (double-tap %1)",
+    "Stop Dictation",
+    "Engine: stopped",
+    "Engine: loading model…",
+    "Engine: ready",
+    "Engine: %1",
+    "Recent",
+    "Finish setup…",
+    "Open Murlo…",
+    "Run Self-Test…",
+    "Open Log",
+    "Update to %1…",
+    "Murlo %1",
+    "Quit Murlo",
+    "Murlo lives up here.",
+    "Click for settings, history and your shortcuts.",
+    "The log can't be opened here. It is %1",
+    "Quit Murlo?",
+    "Your double-tap shortcut stops working until you open Murlo again.",
+    "Cancel",
+    "Quit",
+    "Hide Murlo",
+    "Edit",
+    "Cut",
+    "Copy",
+    "Paste",
+    "Select All",
+    "Window",
+    "Close",
+    "Restart",
+    "Restart the speech engine",
+    "Recent dictations",
+    "What you dictate appears here.",
+    "Double-tap the shortcut in any text box, speak, and double-tap again. Or hold the second tap "
+    "while you speak.",
+    "The shortcut is off: nobody is signed in, or key presses cannot be seen on this desktop.",
+};
+static_assert(texts.size() == static_cast<std::size_t>(Word::count));
+
+const char* text(Word word) {
+    return texts.at(static_cast<std::size_t>(word));
+}
+
+/// What things are called on this desktop.
+QString ofThisDesktop(QString words) {
+    static const std::pair<QString, QString> table[] = {
+        {QStringLiteral("System Settings"), QStringLiteral("Settings")},
+        {QStringLiteral("your Mac"), QStringLiteral("your computer")},
+        {QStringLiteral("⌘V"), QStringLiteral("Ctrl+V")},
+    };
+    for (const auto& [theirs, ours] : table) words.replace(theirs, ours);
+    return words;
+}
+
+/// Puts the arguments in at once, so that a %1 in one of them stays what it is.
+QString filled(const QString& text, const QStringList& arguments) {
+    switch (arguments.size()) {
+    case 0:
+        return text;
+    case 1:
+        return text.arg(arguments[0]);
+    default:
+        return text.arg(arguments[0], arguments[1]);
+    }
+}
+
+template <typename Speak>
+QString joined(const Message& message, Speak speak) {
+    QStringList sentences;
+    for (const auto& sentence : message.sentences)
+        sentences.append(filled(speak(text(sentence.word)), sentence.arguments));
+    return sentences.join(QLatin1Char(' '));
+}
+
+} // namespace
+
+QString english(const Message& message) {
+    return joined(message, [](const char* text) { return QString::fromUtf8(text); });
+}
+
+QString forReport(const Message& message) {
+    Message bare = message;
+    for (auto& sentence : bare.sentences) {
+        for (QString& argument : sentence.arguments) {
+            bool isNumber = false;
+            argument.toInt(&isNumber);
+            if (!isNumber) argument = QStringLiteral("…");
+        }
+    }
+    return english(bare);
+}
+
+QString shown(const Message& message) {
+    return joined(message, [](const char* text) {
+        return ofThisDesktop(QCoreApplication::translate("Words", text));
+    });
+}
+
+void speak(const QLocale& locale) {
+    keepTranslations();
+    static QTranslator translator;
+    QCoreApplication::removeTranslator(&translator);
+    if (translator.load(locale, QStringLiteral("murlo"), QStringLiteral("_"),
+                        QStringLiteral(":/translations")))
+        QCoreApplication::installTranslator(&translator);
+}
+
+} // namespace murlo::Words

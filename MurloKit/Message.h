@@ -1,0 +1,109 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+namespace murlo {
+
+/// Every sentence and label that a person reads; `Words` has them in the languages.
+enum class Word {
+    // Why a dictation could not begin, or not be transcribed
+    microphoneOff,
+    noInputDevice,
+    unsupportedFormat,
+    inputChanged,
+    engineTooSlow,
+    engineMissing,
+    noModel,
+    engineNotStarted,
+    engineNotInTime,
+    engineKeepsStopping, ///< the exit status
+    engineAnsweredNothing,
+    engineError,       ///< the HTTP status
+    engineErrorSaying, ///< the HTTP status, what the engine wrote
+    asReported,        ///< the system's own sentence, as it is
+    // Where a text is that did not go into a box
+    copied,
+    nothingTranscribed,
+    copyOnly,
+    noTextBox,
+    noKeys,
+    // Letters
+    accessibilityOff,
+    passwordField,
+    noBoxesFound,
+    silentApplication, ///< its name
+    boxVanished,
+    // The card
+    dictation,
+    transcribing,
+    enhancing,
+    inserted,
+    // The menu
+    startDictation, ///< the trigger's name
+    stopDictation,
+    engineStopped,
+    engineLoading,
+    engineReady,
+    engineFailed, ///< why
+    recent,
+    finishSetup,
+    openMurlo,
+    runSelfTest,
+    openLog,
+    updateTo, ///< a version
+    murloVersion,
+    quitMurlo,
+    livesHere,
+    clickForMore,
+    logNotOpened, ///< its path
+    // Questions and windows
+    quitQuestion,
+    quitMeans,
+    cancel,
+    quit,
+    hideMurlo,
+    edit,
+    cut,
+    copy,
+    paste,
+    selectAll,
+    window,
+    close,
+    restart,
+    restartEngine,
+    recentDictations,
+    nothingYet,
+    howToDictate,
+    triggersOff,
+    count ///< of the words, itself none
+};
+
+/// What a person is told, as a value: sentences, each with what it is about. It knows no language
+/// and is never a report: only a presenter turns it into words.
+struct Message {
+    struct Sentence {
+        Word word = Word::asReported;
+        QStringList arguments;
+
+        friend bool operator==(const Sentence&, const Sentence&) = default;
+    };
+
+    Message() = default;
+    Message(Word word, const QStringList& arguments = {})
+        : sentences{{word, arguments}} {}
+
+    [[nodiscard]] bool isEmpty() const { return sentences.isEmpty(); }
+
+    QList<Sentence> sentences;
+
+    /// One after the other.
+    friend Message operator+(Message first, const Message& second) {
+        first.sentences += second.sentences;
+        return first;
+    }
+    friend bool operator==(const Message&, const Message&) = default;
+};
+
+} // namespace murlo

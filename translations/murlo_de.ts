@@ -1,0 +1,259 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de_DE" sourcelanguage="en">
+<context>
+    <name>Words</name>
+    <message>
+        <source>Microphone access is off. Turn it on in System Settings, under Privacy &amp; Security.</source>
+        <translation>Der Zugriff auf das Mikrofon ist ausgeschaltet. Schalten Sie ihn in den Einstellungen unter „Datenschutz &amp; Sicherheit“ ein.</translation>
+    </message>
+    <message>
+        <source>No microphone found. Check System Settings → Sound → Input.</source>
+        <translation>Kein Mikrofon gefunden. Sehen Sie in den Einstellungen unter „Klang → Eingabe“ nach.</translation>
+    </message>
+    <message>
+        <source>This microphone's audio format isn't supported.</source>
+        <translation>Das Audioformat dieses Mikrofons wird nicht unterstützt.</translation>
+    </message>
+    <message>
+        <source>The microphone changed while starting. Try again.</source>
+        <translation>Das Mikrofon hat beim Starten gewechselt. Versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>The speech engine took too long to start. Try Restart in Settings, under Speech.</source>
+        <translation>Die Spracherkennung hat zu lange zum Starten gebraucht. Versuchen Sie „Neu starten“ in den Einstellungen unter „Sprache“.</translation>
+    </message>
+    <message>
+        <source>The speech engine is missing from the app. Reinstall Murlo.</source>
+        <translation>Die Spracherkennung fehlt in diesem Programm. Installieren Sie Murlo neu.</translation>
+    </message>
+    <message>
+        <source>No speech model installed yet. Relaunch Murlo to download it.</source>
+        <translation>Noch kein Sprachmodell installiert. Starten Sie Murlo neu, um es herunterzuladen.</translation>
+    </message>
+    <message>
+        <source>Could not start the speech engine.</source>
+        <translation>Die Spracherkennung konnte nicht gestartet werden.</translation>
+    </message>
+    <message>
+        <source>The speech engine did not start in time. Try Restart in Settings, under Speech.</source>
+        <translation>Die Spracherkennung ist nicht rechtzeitig gestartet. Versuchen Sie „Neu starten“ in den Einstellungen unter „Sprache“.</translation>
+    </message>
+    <message>
+        <source>The speech engine keeps stopping (code %1). Open Settings, under Speech.</source>
+        <translation>Die Spracherkennung beendet sich immer wieder (Code %1). Öffnen Sie die Einstellungen unter „Sprache“.</translation>
+    </message>
+    <message>
+        <source>The speech engine returned nothing.</source>
+        <translation>Die Spracherkennung hat nichts geantwortet.</translation>
+    </message>
+    <message>
+        <source>Speech engine error %1</source>
+        <translation>Fehler %1 der Spracherkennung</translation>
+    </message>
+    <message>
+        <source>Speech engine error %1: %2</source>
+        <translation>Fehler %1 der Spracherkennung: %2</translation>
+    </message>
+    <message>
+        <source>%1</source>
+        <translation>%1</translation>
+    </message>
+    <message>
+        <source>Copied to clipboard.</source>
+        <translation>In die Zwischenablage kopiert.</translation>
+    </message>
+    <message>
+        <source>Nothing was transcribed.</source>
+        <translation>Es wurde nichts erkannt.</translation>
+    </message>
+    <message>
+        <source>Copy-only mode is on.</source>
+        <translation>Der Modus „Nur kopieren“ ist eingeschaltet.</translation>
+    </message>
+    <message>
+        <source>No text box has focus. Click into one and paste with ⌘V.</source>
+        <translation>Kein Textfeld hat den Fokus. Klicken Sie in eines und fügen Sie mit ⌘V ein.</translation>
+    </message>
+    <message>
+        <source>Keys can't be sent to other programs, so the text was copied instead.</source>
+        <translation>Tasten können nicht an andere Programme gesendet werden, deshalb wurde der Text kopiert.</translation>
+    </message>
+    <message>
+        <source>Accessibility access is off, so text boxes can't be found. The command murlo --enable-accessibility turns it on.</source>
+        <translation>Der Zugriff auf Bedienungshilfen ist ausgeschaltet, deshalb sind keine Textfelder zu finden. Der Befehl murlo --enable-accessibility schaltet ihn ein.</translation>
+    </message>
+    <message>
+        <source>A password field somewhere is blocking shortcuts. Click elsewhere and try again.</source>
+        <translation>Irgendwo blockiert ein Passwortfeld die Tastenkürzel. Klicken Sie woandershin und versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>No text boxes found on screen.</source>
+        <translation>Keine Textfelder auf dem Bildschirm gefunden.</translation>
+    </message>
+    <message>
+        <source>%1 shows its own when started with --force-renderer-accessibility.</source>
+        <translation>%1 zeigt seine Textfelder, wenn es mit --force-renderer-accessibility gestartet wird.</translation>
+    </message>
+    <message>
+        <source>That text box just disappeared. Try again.</source>
+        <translation>Dieses Textfeld ist gerade verschwunden. Versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>Dictation</source>
+        <translation>Diktat</translation>
+    </message>
+    <message>
+        <source>Transcribing…</source>
+        <translation>Wird erkannt…</translation>
+    </message>
+    <message>
+        <source>Enhancing…</source>
+        <translation>Wird überarbeitet…</translation>
+    </message>
+    <message>
+        <source>Inserted</source>
+        <translation>Eingefügt</translation>
+    </message>
+    <message>
+        <source>Start Dictation  (double-tap %1)</source>
+        <translation>Diktat beginnen  (%1 doppelt antippen)</translation>
+    </message>
+    <message>
+        <source>Stop Dictation</source>
+        <translation>Diktat beenden</translation>
+    </message>
+    <message>
+        <source>Engine: stopped</source>
+        <translation>Spracherkennung: angehalten</translation>
+    </message>
+    <message>
+        <source>Engine: loading model…</source>
+        <translation>Spracherkennung: Modell wird geladen…</translation>
+    </message>
+    <message>
+        <source>Engine: ready</source>
+        <translation>Spracherkennung: bereit</translation>
+    </message>
+    <message>
+        <source>Engine: %1</source>
+        <translation>Spracherkennung: %1</translation>
+    </message>
+    <message>
+        <source>Recent</source>
+        <translation>Zuletzt</translation>
+    </message>
+    <message>
+        <source>Finish setup…</source>
+        <translation>Einrichtung abschließen…</translation>
+    </message>
+    <message>
+        <source>Open Murlo…</source>
+        <translation>Murlo öffnen…</translation>
+    </message>
+    <message>
+        <source>Run Self-Test…</source>
+        <translation>Selbsttest ausführen…</translation>
+    </message>
+    <message>
+        <source>Open Log</source>
+        <translation>Protokoll öffnen</translation>
+    </message>
+    <message>
+        <source>Update to %1…</source>
+        <translation>Auf %1 aktualisieren…</translation>
+    </message>
+    <message>
+        <source>Murlo %1</source>
+        <translation>Murlo %1</translation>
+    </message>
+    <message>
+        <source>Quit Murlo</source>
+        <translation>Murlo beenden</translation>
+    </message>
+    <message>
+        <source>Murlo lives up here.</source>
+        <translation>Murlo wohnt hier oben.</translation>
+    </message>
+    <message>
+        <source>Click for settings, history and your shortcuts.</source>
+        <translation>Klicken Sie für Einstellungen, Verlauf und Ihre Kürzel.</translation>
+    </message>
+    <message>
+        <source>The log can't be opened here. It is %1</source>
+        <translation>Das Protokoll kann hier nicht geöffnet werden. Es ist %1</translation>
+    </message>
+    <message>
+        <source>Quit Murlo?</source>
+        <translation>Murlo beenden?</translation>
+    </message>
+    <message>
+        <source>Your double-tap shortcut stops working until you open Murlo again.</source>
+        <translation>Ihr Kürzel zum doppelten Antippen geht dann nicht mehr, bis Sie Murlo wieder öffnen.</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Quit</source>
+        <translation>Beenden</translation>
+    </message>
+    <message>
+        <source>Hide Murlo</source>
+        <translation>Murlo ausblenden</translation>
+    </message>
+    <message>
+        <source>Edit</source>
+        <translation>Bearbeiten</translation>
+    </message>
+    <message>
+        <source>Cut</source>
+        <translation>Ausschneiden</translation>
+    </message>
+    <message>
+        <source>Copy</source>
+        <translation>Kopieren</translation>
+    </message>
+    <message>
+        <source>Paste</source>
+        <translation>Einfügen</translation>
+    </message>
+    <message>
+        <source>Select All</source>
+        <translation>Alles auswählen</translation>
+    </message>
+    <message>
+        <source>Window</source>
+        <translation>Fenster</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Restart</source>
+        <translation>Neu starten</translation>
+    </message>
+    <message>
+        <source>Restart the speech engine</source>
+        <translation>Die Spracherkennung neu starten</translation>
+    </message>
+    <message>
+        <source>Recent dictations</source>
+        <translation>Letzte Diktate</translation>
+    </message>
+    <message>
+        <source>What you dictate appears here.</source>
+        <translation>Was Sie diktieren, erscheint hier.</translation>
+    </message>
+    <message>
+        <source>Double-tap the shortcut in any text box, speak, and double-tap again. Or hold the second tap while you speak.</source>
+        <translation>Tippen Sie das Kürzel in einem beliebigen Textfeld doppelt an, sprechen Sie, und tippen Sie noch einmal doppelt. Oder halten Sie beim zweiten Mal gedrückt, während Sie sprechen.</translation>
+    </message>
+    <message>
+        <source>The shortcut is off: nobody is signed in, or key presses cannot be seen on this desktop.</source>
+        <translation>Das Kürzel ist ausgeschaltet: Niemand ist angemeldet, oder auf diesem Desktop sind keine Tastendrücke zu sehen.</translation>
+    </message>
+</context>
+</TS>
