@@ -1,6 +1,6 @@
 #include "look/Words.h"
 
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QLocale>
 #include <QTranslator>
 
@@ -149,9 +149,11 @@ void speak(const QLocale& locale) {
     keepTranslations();
     static QTranslator translator;
     QCoreApplication::removeTranslator(&translator);
-    if (translator.load(locale, QStringLiteral("murlo"), QStringLiteral("_"),
-                        QStringLiteral(":/translations")))
-        QCoreApplication::installTranslator(&translator);
+    const bool speaks = translator.load(locale, QStringLiteral("murlo"), QStringLiteral("_"),
+                                        QStringLiteral(":/translations"));
+    if (speaks) QCoreApplication::installTranslator(&translator);
+    // As the words run, not as the locale would have it.
+    QGuiApplication::setLayoutDirection(speaks ? locale.textDirection() : Qt::LeftToRight);
 }
 
 } // namespace murlo::Words

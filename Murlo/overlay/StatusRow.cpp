@@ -6,6 +6,7 @@
 #include "overlay/TranscriptTypesetter.h"
 
 #include <QFontMetricsF>
+#include <QGuiApplication>
 #include <QTextLayout>
 
 #include <algorithm>
@@ -75,6 +76,16 @@ CardRow listening(const StatusInput& input) {
     return row;
 }
 
+/// Symbol and words from the other side, where the language is written from the right.
+CardRow inReadingDirection(CardRow row) {
+    if (!QGuiApplication::isRightToLeft()) return row;
+    for (CardSymbol& symbol : row.symbols)
+        symbol.square.moveLeft(row.size.width() - symbol.square.right());
+    for (CardText& text : row.texts)
+        text.baseline.setX(row.size.width() - text.baseline.x() - textWidth(text.text, text.font));
+    return row;
+}
+
 CardRow phrase(const QString& text, const CardSymbol& symbol) {
     CardRow row;
     CardSymbol placed = symbol;
@@ -87,7 +98,7 @@ CardRow phrase(const QString& text, const CardSymbol& symbol) {
                       CardFont::status,
                       Look::panelText});
     row.size = {x + textWidth(text, CardFont::status), rowHeight};
-    return row;
+    return inReadingDirection(std::move(row));
 }
 
 /// The lines of a message at the width of the card, the last one elided if there is no room.
@@ -133,7 +144,7 @@ CardRow failure(const Message& message) {
                         {0, top + (messageLineHeight - symbol) / 2, symbol, symbol},
                         Look::orange});
     row.size = {x + widest, height};
-    return row;
+    return inReadingDirection(std::move(row));
 }
 
 } // namespace
