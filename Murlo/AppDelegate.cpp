@@ -58,9 +58,9 @@ void AppDelegate::wireController() {
 
 StatusItemController& AppDelegate::statusItem() {
     if (!m_statusItem) {
-        m_statusItem = std::make_unique<StatusItemController>(
-            StatusItemController::Partners{m_root.controller, m_root.settings, m_root.settingsModel,
-                                           *m_root.platform.pasteboard, *m_root.platform.desktop});
+        m_statusItem = std::make_unique<StatusItemController>(StatusItemController::Partners{
+            m_root.controller, m_root.history, m_root.settings, m_root.settingsModel,
+            *m_root.platform.pasteboard, *m_root.platform.desktop});
     }
     return *m_statusItem;
 }
@@ -78,7 +78,7 @@ void AppDelegate::wireStatusItem() {
 SettingsWindowActions AppDelegate::windowActions() {
     return {[this] { return statusItem().entries(); },
             [this](const MenuEntry& entry) { statusItem().perform(entry); },
-            [this] { return m_root.controller.history(); },
+            [this] { return m_root.history.recent(); },
             [this] { return m_root.settingsModel.hotkeyLive(); },
             [this] { openLog(); },
             [this] { m_root.settingsModel.refreshFromSystem(); }};

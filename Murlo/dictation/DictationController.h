@@ -79,8 +79,6 @@ public:
     void keepUnfinished();
 
     [[nodiscard]] const DictationState& state() const { return m_state; }
-    /// The ten newest texts, newest first.
-    [[nodiscard]] const QStringList& history() const { return m_history; }
     /// Whether the recording under way was started by the dictation trigger.
     [[nodiscard]] bool startedByHotkey() const { return m_startedByHotkey; }
     /// Whether the microphone is being recorded.
@@ -130,7 +128,6 @@ private:
 
     DictationPartners m_with;
     DictationState m_state;
-    QStringList m_history;
     bool m_startedByHotkey = false;
     std::optional<double> m_startedAt;
     qint64 m_startGeneration = 0;       ///< grows whenever a session begins or its recording ends

@@ -139,8 +139,6 @@ void DictationController::route(const SessionRef& session, const QString& text) 
 void DictationController::completeDelivery(const SessionRef& session, const QString& text) {
     session->inserting = true;
     m_undelivered.erase(session); // from here on it is in the history
-    m_history.prepend(text);
-    while (m_history.size() > 10) m_history.removeLast();
     m_with.delivery.insert(
         text, session->clipDuration, std::exchange(session->clipboard, {}),
         m_lifetime.guard([this, session, text](const std::optional<Message>& message) {

@@ -1,6 +1,7 @@
 #include "menubar/StatusItemController.h"
 
 #include "dictation/DictationController.h"
+#include "dictation/delivery/HistoryStore.h"
 #include "look/BrandMark.h"
 #include "look/Look.h"
 #include "platform/Desktop.h"
@@ -78,7 +79,7 @@ QList<MenuEntry> StatusItemController::entries() const {
     input.dictation = m_with.controller.state().state;
     input.triggerLabel = label(m_with.settings.trigger());
     input.engine = m_with.settingsModel.engineState();
-    input.history = m_with.controller.history();
+    input.history = m_with.history.recent();
     if (setupMenuTitle) input.setupTitle = setupMenuTitle();
     input.hasSelfTest = static_cast<bool>(onSelfTest);
     input.logWanted = QGuiApplication::queryKeyboardModifiers().testFlag(Qt::AltModifier);
@@ -123,7 +124,7 @@ void StatusItemController::perform(const MenuEntry& entry) {
 }
 
 void StatusItemController::copyHistory(int index) {
-    const QStringList& history = m_with.controller.history();
+    const QStringList history = m_with.history.recent();
     if (index >= 0 && index < history.size()) m_with.pasteboard.setString(history[index]);
 }
 

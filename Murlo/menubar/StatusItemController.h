@@ -17,6 +17,7 @@ class Desktop;
 class DictationController;
 class Pasteboard;
 class Settings;
+class HistoryStore;
 class SettingsModel;
 
 /// Murlo's one permanent presence: the item in the desktop's tray, tinted by what goes on, and its
@@ -38,6 +39,7 @@ public:
     /// Who the menu reads from and acts on.
     struct Partners {
         const DictationController& controller;
+        const HistoryStore& history;
         const Settings& settings;
         const SettingsModel& settingsModel; ///< for the engine's state
         Pasteboard& pasteboard;

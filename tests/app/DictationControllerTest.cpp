@@ -76,7 +76,7 @@ private Q_SLOTS:
                  (QStringList{"listening", "transcribing", "delivered: Hello world."}));
         QCOMPARE(boxText(), "Hello world.");
         QCOMPARE(m_rig->history.entries().first().text, "Hello world.");
-        QCOMPARE(m_rig->controller.history(), QStringList{"Hello world."});
+        QCOMPARE(m_rig->history.recent(), QStringList{"Hello world."});
         QCOMPARE(m_rig->overlay.model().words().last().id, "1|world.");
         QCOMPARE(m_rig->soundPlayer.played, (QStringList{"Tink", "Pop"}));
         QVERIFY(m_rig->logged("dictation: listening"));
@@ -340,7 +340,7 @@ private Q_SLOTS:
         pass(0.3);
         QCOMPARE(boxText(), "first|second");
         QVERIFY(m_rig->boxAtPaste.last()->isSame(*second));
-        QCOMPARE(m_rig->controller.history(), (QStringList{"second", "first"}));
+        QCOMPARE(m_rig->history.recent(), (QStringList{"second", "first"}));
     }
 
     void anEarlierFailureLeavesTheNextAloneAndIsToldAfterIt() {
@@ -457,8 +457,8 @@ private Q_SLOTS:
             m_rig->engineAnswers(QString::number(i));
             pass(1);
         }
-        QCOMPARE(m_rig->controller.history().size(), 10);
-        QCOMPARE(m_rig->controller.history().first(), "11");
+        QCOMPARE(m_rig->history.recent().size(), 10);
+        QCOMPARE(m_rig->history.recent().first(), "11");
         QCOMPARE(m_rig->history.entries().size(), 12);
     }
 

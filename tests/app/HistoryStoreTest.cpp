@@ -71,6 +71,8 @@ private Q_SLOTS:
         QCOMPARE(store.entries().first().text, "500");
         QCOMPARE(store.entries().last().text, "1");
         QCOMPARE(written().size(), HistoryStore::capacity);
+        QCOMPARE(store.recent().size(), HistoryStore::mostRecent);
+        QVERIFY(HistoryStore(*m_paths, m_scheduler).recent().isEmpty()); // of this run alone
     }
 
     void aDamagedFileIsSetAsideAndTheNextEntryBeginsAnew_data() {

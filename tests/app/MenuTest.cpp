@@ -60,7 +60,8 @@ private Q_SLOTS:
         FakeLoginItem login;
         FakeDesktop desktop;
         SettingsModel model(rig.settings, login);
-        StatusItemController item({rig.controller, rig.settings, model, rig.pasteboard, desktop});
+        StatusItemController item(
+            {rig.controller, rig.history, rig.settings, model, rig.pasteboard, desktop});
         rig.settings.set(SettingKey::triggerKey, QString("noSuchKey"));
         QStringList called;
         item.onToggleDictation = [&] { called << "toggle"; };

@@ -195,7 +195,7 @@ private:
     SettingsModel m_model{m_rig.settings, m_login};
     std::unique_ptr<StatusItemController> m_item =
         std::make_unique<StatusItemController>(StatusItemController::Partners{
-            m_rig.controller, m_rig.settings, m_model, m_rig.pasteboard, m_desktop});
+            m_rig.controller, m_rig.history, m_rig.settings, m_model, m_rig.pasteboard, m_desktop});
 };
 
 QTEST_MAIN(TrayTest)

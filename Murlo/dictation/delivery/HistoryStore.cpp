@@ -14,11 +14,18 @@ HistoryStore::HistoryStore(const Paths& paths, Scheduler& scheduler)
 
 HistoryStore::~HistoryStore() = default;
 
+QStringList HistoryStore::recent() const {
+    QStringList texts;
+    for (const HistoryEntry& entry : m_entries.first(m_recent)) texts.append(entry.text);
+    return texts;
+}
+
 void HistoryStore::add(const QString& text) {
     const QString trimmed = text.trimmed();
     if (trimmed.isEmpty()) return;
     m_entries.prepend({QUuid::createUuid(), trimmed, m_scheduler.now()});
     while (m_entries.size() > capacity) m_entries.removeLast();
+    m_recent = std::min(m_recent + 1, mostRecent);
     m_queue->async(
         [file = m_file, entries = m_entries] { file.write(QJsonDocument(toJson(entries))); });
     Q_EMIT entriesChanged();

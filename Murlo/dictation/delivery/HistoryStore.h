@@ -17,12 +17,15 @@ class HistoryStore : public QObject {
 public:
     /// The most entries that `add` leaves in the list.
     static constexpr int capacity = 500;
+    static constexpr qsizetype mostRecent = 10;
 
     /// Loads the file. Destruction waits for what is still to be written.
     HistoryStore(const Paths& paths, Scheduler& scheduler);
     ~HistoryStore() override;
 
     [[nodiscard]] const QList<HistoryEntry>& entries() const { return m_entries; }
+    /// The newest texts that came since the start, at most ten, newest first: for the menu.
+    [[nodiscard]] QStringList recent() const;
 
     /// Adds a text at the front, trimmed; a blank one adds nothing.
     void add(const QString& text);
@@ -35,6 +38,7 @@ private:
     Scheduler& m_scheduler;
     JsonFile m_file;
     QList<HistoryEntry> m_entries;
+    qsizetype m_recent = 0; ///< how many `recent` tells
     std::unique_ptr<SerialQueue> m_queue;
 };
 

@@ -35,7 +35,7 @@ public:
     WhisperServer(quint16 port, Scheduler& scheduler, ProcessLauncher& processes,
                   MakeHttpClient makeHttpClient, std::function<std::optional<QString>()> modelPath,
                   std::function<QString()> language);
-    ~WhisperServer(); ///< ends the engine; main thread
+    ~WhisperServer() override; ///< ends the engine; main thread
 
     /// Launches the engine unless one is running. Any thread; returns at once.
     void start();
