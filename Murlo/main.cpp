@@ -122,6 +122,7 @@ int main(int argc, char** argv) {
     // Keys, clipboard and windows are the X server's, also in a session that offers Wayland
     // besides.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
+    murlo::Log::takeQtWarnings();
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("murlo"));
     QApplication::setApplicationDisplayName(QStringLiteral("Murlo"));

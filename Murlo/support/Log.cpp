@@ -45,6 +45,13 @@ void Log::write(const QString& message) {
     });
 }
 
+void Log::takeQtWarnings() {
+    qInstallMessageHandler([](QtMsgType kind, const QMessageLogContext&, const QString& message) {
+        if (kind == QtWarningMsg || kind == QtCriticalMsg || kind == QtFatalMsg)
+            write(QStringLiteral("qt: ") + message);
+    });
+}
+
 void Log::open(const Paths& paths, Scheduler& scheduler) {
     close();
     paths.prepare();

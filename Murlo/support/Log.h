@@ -15,6 +15,9 @@ public:
     /// Writes one line. Any thread; never fails. Line breaks inside the message become blanks.
     static void write(const QString& message);
 
+    /// What Qt warns of becomes lines of this log, in the area "qt", from now on.
+    static void takeQtWarnings();
+
     /// Appends to the log file from now on, by a serial queue of the scheduler, until `close`. If
     /// the file cannot be opened, lines go to standard error only. Main thread.
     static void open(const Paths& paths, Scheduler& scheduler);

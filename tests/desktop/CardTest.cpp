@@ -110,6 +110,7 @@ private Q_SLOTS:
         QCOMPARE(QProcess::execute(soundServer, {"stop"}), 0);
         m_desk->doubleTap();
         QVERIFY(m_desk->murlo.awaitLog("No microphone found"));
+        m_desk->expectTrouble("transcribe_failed: AudioRecorder.RecorderError 0");
         QTRY_VERIFY(cardIsUp());
         QVERIFY(waitFor([this] { return !cardIsUp(); }));
 

@@ -71,6 +71,7 @@ private Q_SLOTS:
         TargetApp target(TargetApp::Kind::gtkEntry);
         QVERIFY(m_desk->startMurlo() && target.start());
         if (busy) {
+            m_desk->expectTrouble("transcribe_failed");
             QVERIFY(m_desk->dictate(longer));
             letPass(100);
         }
@@ -215,6 +216,7 @@ private Q_SLOTS:
         QVERIFY(target.start());
         QVERIFY(dictationLands(target, sentence));
         QVERIFY(m_desk->murlo.awaitLog("history: could not save"));
+        m_desk->expectTrouble("could not save");
         const auto all = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
         QVERIFY(QFile::setPermissions(m_desk->murlo.file({}), all));
     }

@@ -2,6 +2,10 @@
 
 #include "tests/harness/desktop/Waiting.h"
 
+#include <QTest>
+
+#include <algorithm>
+
 namespace murlo {
 
 namespace {
@@ -15,6 +19,16 @@ constexpr int breath = 250;
 Desk::Desk(const QString& program, QString model)
     : murlo(program, home.path())
     , m_model(std::move(model)) {}
+
+Desk::~Desk() {
+    murlo.quit();
+    for (const QString& line : murlo.troubles()) {
+        const bool expected = std::ranges::any_of(
+            m_expected, [&](const QString& words) { return line.contains(words); });
+        if (!expected)
+            QTest::qFail(qPrintable(QStringLiteral("in Murlo's log: ") + line), __FILE__, __LINE__);
+    }
+}
 
 bool Desk::startMurlo(const QJsonObject& settings) {
     return murlo.seed(m_model, settings) && murlo.start() && murlo.awaitReady();

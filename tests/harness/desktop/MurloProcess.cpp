@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QRegularExpression>
 
 namespace murlo {
 
@@ -47,6 +48,7 @@ void MurloProcess::setEnvironment(const QString& name, const QString& value) {
 
 bool MurloProcess::start() {
     forgetLog();
+    m_started = m_logStart;
     m_process.start(m_program, QStringList());
     return m_process.waitForStarted();
 }
@@ -102,8 +104,19 @@ QByteArray MurloProcess::engineSecret() const {
 }
 
 QStringList MurloProcess::log() const {
+    return linesFrom(m_logStart);
+}
+
+QStringList MurloProcess::troubles() const {
+    static const QRegularExpression signs(QStringLiteral(
+        "\\] qt: |could not|cannot|can't|failed|error|no answer|went away|is gone|is lost|lacks "
+        "|no bus|no events|no X server|another program holds|was not released|ends before"));
+    return linesFrom(m_started).filter(signs);
+}
+
+QStringList MurloProcess::linesFrom(qint64 position) const {
     QFile log(file(QStringLiteral("brisvane.log")));
-    if (!log.open(QIODevice::ReadOnly) || !log.seek(m_logStart)) return {};
+    if (!log.open(QIODevice::ReadOnly) || !log.seek(position)) return {};
     const QString text = QString::fromUtf8(log.readAll());
     // A last line without its end is still being written.
     return text.left(text.lastIndexOf(QLatin1Char('\n')) + 1)

@@ -45,6 +45,8 @@ public:
     /// The log's lines written after the last `forgetLog`.
     [[nodiscard]] QStringList log() const;
     void forgetLog();
+    /// The lines since the start that tell of something amiss.
+    [[nodiscard]] QStringList troubles() const;
     /// Waits for a line of the log that contains `words`, among those after the last `forgetLog`.
     [[nodiscard]] bool awaitLog(const QString& words, int milliseconds = 15000) const;
     /// When the first such line was written (the log's own stamp, in milliseconds of the day's
@@ -59,11 +61,13 @@ public:
     [[nodiscard]] QString file(const QString& name) const;
 
 private:
+    [[nodiscard]] QStringList linesFrom(qint64 position) const;
     [[nodiscard]] qsizetype find(const QStringList& lines, const QString& words) const;
 
     QString m_program;
     QString m_home;
     QProcess m_process;
+    qint64 m_started = 0; ///< where its log begins
     qint64 m_logStart = 0;
 };
 
