@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dictation/recording/AudioConverter.h"
+
 namespace murlo {
 
 /// Every waiting time of a dictation, in seconds.
@@ -13,7 +15,7 @@ inline constexpr double enginePatience = 30.0; ///< longest such wait
 inline constexpr double deliveredLasts = 1.2;  ///< then the state is idle again
 inline constexpr double failedLasts = 4.2;
 
-inline constexpr double samplesPerSecond = 16000; ///< of a recording
+inline constexpr double samplesPerSecond = AudioConverter::targetSampleRate; ///< of a recording
 
 } // namespace DictationTiming
 } // namespace murlo

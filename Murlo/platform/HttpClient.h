@@ -17,21 +17,36 @@ namespace murlo {
 /// Name and value.
 using HttpHeader = std::pair<QByteArray, QByteArray>;
 
-struct HttpRequest {
-    QByteArray method = "GET";
-    QUrl url;
-    QList<HttpHeader> headers;
-    QByteArray body;
-    /// Seconds after which the request fails as timed out, counted from `send`.
-    double timeout = 60;
-};
-
 struct HttpResponse {
     int status = 0;
     QByteArray body;
+    QList<HttpHeader> headers = {}; ///< names as they were sent
+
+    /// The value of a header, whatever the case of its name; empty without one.
+    [[nodiscard]] QByteArray header(const QByteArray& name) const {
+        for (const auto& [key, value] : headers)
+            if (key.compare(name, Qt::CaseInsensitive) == 0) return value;
+        return {};
+    }
 };
 
-/// Why no whole HTTP response came: refused, unreachable, timed out, cut off, larger than 16 MB.
+struct HttpRequest {
+    QByteArray method = "GET";
+    QUrl url;
+    QList<HttpHeader> headers = {};
+    QByteArray body = {};
+    /// Seconds after which the request fails as timed out, counted from `send`, or in a stream
+    /// from the last piece.
+    double timeout = 60;
+    /// With `piece`, the answer is a stream: its body, of any size, comes in pieces instead of
+    /// with the completion, `head` once before the first. False from either ends the transfer,
+    /// which then fails. The handle may be destroyed in them.
+    std::function<bool(const HttpResponse&)> head = {};
+    std::function<bool(const QByteArray&)> piece = {};
+};
+
+/// Why no whole HTTP response came: refused, unreachable, timed out, cut off, larger than
+/// 16 MB (unless it is a stream), or a stream that was not wanted.
 struct HttpError {
     QString description; ///< a sentence for the user, without the address
     QString domain;

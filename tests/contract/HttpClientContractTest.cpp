@@ -68,7 +68,10 @@ private:
         const bool whole =
             m_answer.manner == ServerAnswer::complete || m_answer.manner == ServerAnswer::chunked;
         if (whole && m_answer.body.size() <= QtHttpClient::largestBody) {
-            m_client->answer(m_answer.status, m_answer.body);
+            QList<HttpHeader> headers;
+            for (const QByteArray& line : m_answer.headers)
+                headers.append({line.left(line.indexOf(':')), line.mid(line.indexOf(':') + 2)});
+            m_client->answer(m_answer.status, m_answer.body, {}, headers);
         } else {
             m_client->fail("It did not work.");
         }
@@ -237,6 +240,53 @@ private Q_SLOTS:
         };
         task = world->client().send(request(*world), next);
         QTRY_COMPARE_WITH_TIMEOUT(left, 0, patience);
+    }
+
+    void aStreamComesInPiecesAfterItsHead_data() {
+        QTest::addColumn<bool>("real");
+        QTest::addColumn<QString>("end");
+        for (const char* end : {"whole", "cut off", "head", "piece", "handle"}) {
+            QTest::addRow("real, %s", end) << true << QString(end);
+            if (qstrcmp(end, "cut off") != 0)
+                QTest::addRow("fake, %s", end) << false << QString(end);
+        }
+    }
+    void aStreamComesInPiecesAfterItsHead() {
+        QFETCH(bool, real);
+        QFETCH(QString, end);
+        const auto world = makeWorld();
+        const QByteArray body((real ? 20 : 2) * 1024 * 1024, 'x'); // more than is ever collected
+        world->setAnswer({206,
+                          body,
+                          end == "cut off" ? ServerAnswer::cutOff : ServerAnswer::chunked,
+                          {"Content-Range: bytes 5-9/10"}});
+        HttpRequest what = request(*world);
+        std::unique_ptr<HttpTask> task;
+        QStringList heads;
+        qint64 got = 0;
+        what.head = [&](const HttpResponse& head) {
+            heads << QString::number(head.status) + ' ' + head.header("content-range");
+            return end != "head";
+        };
+        what.piece = [&](const QByteArray& piece) {
+            got += piece.size();
+            if (end == "handle") task.reset();
+            return end != "piece";
+        };
+        std::optional<HttpResult> result;
+        task = world->client().send(what, [&](HttpResult done) { result = std::move(done); });
+        if (end == "handle") {
+            QTRY_VERIFY_WITH_TIMEOUT(!task, patience);
+            QTest::qWait(50);
+            QVERIFY(!result);
+        } else {
+            QTRY_VERIFY_WITH_TIMEOUT(result, patience);
+            QCOMPARE(result->has_value(), end == "whole");
+        }
+        QCOMPARE(heads, QStringList{"206 bytes 5-9/10"});
+        if (end == "whole") QVERIFY(got == body.size() && (*result)->body.isEmpty());
+        if (end == "head") QCOMPARE(got, 0);
+        if (real && end != "whole" && end != "cut off") QVERIFY(got < body.size());
     }
 
     // What only the wire shows.

@@ -58,8 +58,9 @@ public:
     }
 
     /// Answers the oldest waiting request whose path begins with `path`; false when there is none.
-    bool answer(int status, const QByteArray& body, const QString& path = {}) {
-        return settle(HttpResponse{status, body}, path);
+    bool answer(int status, const QByteArray& body, const QString& path = {},
+                const QList<HttpHeader>& headers = {}) {
+        return settle(HttpResponse{status, body, headers}, path);
     }
     /// Lets it fail.
     bool fail(const QString& description, const QString& path = {}) {
@@ -93,8 +94,15 @@ private:
     }
     static void complete(Exchange& exchange, HttpResult result) {
         exchange.limit.cancel();
+        if (result && exchange.request.piece) {
+            const QByteArray body = std::exchange(result->body, {});
+            const auto head = exchange.request.head;
+            bool wanted = !head || head(*result);
+            wanted = wanted && exchange.completion && exchange.request.piece(body);
+            if (!wanted) result = failure(QStringLiteral("The transfer was broken off."));
+        }
         const auto completion = std::exchange(exchange.completion, nullptr);
-        completion(std::move(result));
+        if (completion) completion(std::move(result));
     }
     bool settle(HttpResult result, const QString& path) {
         for (const auto& exchange : Exchanges(*m_exchanges)) {

@@ -13,6 +13,8 @@ namespace murlo {
 
 namespace {
 
+constexpr qint64 streamBuffer = 64 * 1024; // bytes that wait for whoever takes a stream
+
 bool isLoopback(const QString& host) {
     return host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 ||
            QHostAddress(host).isLoopback();
@@ -110,10 +112,17 @@ HttpError describe(QNetworkReply::NetworkError code, QString words, const QUrl& 
 /// One request under way, shared by its handle and the library's signals.
 class Exchange : public std::enable_shared_from_this<Exchange> {
 public:
-    Exchange(QNetworkReply* reply, std::function<void(HttpResult)> completion)
+    Exchange(QNetworkReply* reply, const HttpRequest& request, Delay delay,
+             std::function<void(HttpResult)> completion)
         : m_reply(reply)
-        , m_completion(std::move(completion)) {}
-    void begin(const Delay& delay, double timeout) {
+        , m_head(request.head)
+        , m_piece(request.piece)
+        , m_timeout(request.timeout)
+        , m_delay(std::move(delay))
+        , m_completion(std::move(completion)) {
+        if (m_piece) m_reply->setReadBufferSize(streamBuffer);
+    }
+    void begin() {
         const std::weak_ptr<Exchange> weak = weak_from_this();
         const auto onReply = [weak](void (Exchange::*step)()) {
             return [weak, step] {
@@ -123,8 +132,8 @@ public:
         QObject::connect(m_reply, &QNetworkReply::finished, &m_receiver,
                          onReply(&Exchange::finish));
         QObject::connect(m_reply, &QNetworkReply::readyRead, &m_receiver,
-                         onReply(&Exchange::checkSize));
-        m_limit = delay(timeout, onReply(&Exchange::timeOut));
+                         onReply(&Exchange::bytesCame));
+        startLimit();
     }
 
     void cancel() {
@@ -134,20 +143,51 @@ public:
     }
 
 private:
+    void startLimit() {
+        m_limit = m_delay(m_timeout, [weak = weak_from_this()] {
+            if (const auto self = weak.lock()) self->timeOut();
+        });
+    }
+    /// Status and headers; the status is 0 before they are there.
+    [[nodiscard]] HttpResponse answered() const {
+        const auto status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+        return {status.toInt(), {}, m_reply->rawHeaderPairs()};
+    }
     void finish() {
+        const auto self = shared_from_this(); // whoever takes a piece may end the handle
+        if (m_piece && !passOn()) return;
         const QNetworkReply::NetworkError code = m_reply->error();
-        const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        if (status != 0 && (code == QNetworkReply::NoError || isStatusError(code))) {
-            complete(HttpResponse{status, m_reply->readAll()});
+        HttpResponse response = answered();
+        if (response.status != 0 && (code == QNetworkReply::NoError || isStatusError(code))) {
+            response.body = m_reply->readAll();
+            complete(std::move(response));
         } else {
             complete(tl::unexpected(describe(code, m_reply->errorString(), m_reply->url())));
         }
     }
-    void checkSize() {
+    void bytesCame() {
+        const auto self = shared_from_this();
+        if (m_piece) {
+            if (passOn()) startLimit();
+            return;
+        }
         if (m_reply->bytesAvailable() <= QtHttpClient::largestBody) return;
         complete(tl::unexpected(HttpError{QStringLiteral("The answer is too large."),
                                           QStringLiteral("QNetworkReply"),
                                           QNetworkReply::UnknownContentError}));
+    }
+    /// Hands on what has come of a stream; false when it is over.
+    [[nodiscard]] bool passOn() {
+        const HttpResponse response = answered();
+        if (response.status == 0) return true; // no answer to hand on
+        bool wanted = !m_head || std::exchange(m_head, nullptr)(response);
+        while (wanted && m_completion && m_reply && m_reply->bytesAvailable() > 0)
+            wanted = m_piece(m_reply->read(streamBuffer));
+        if (!wanted)
+            complete(tl::unexpected(HttpError{QStringLiteral("The transfer was broken off."),
+                                              QStringLiteral("QNetworkReply"),
+                                              QNetworkReply::OperationCanceledError}));
+        return m_completion && m_reply;
     }
     void timeOut() {
         if (!m_reply) return; // the client is gone
@@ -173,6 +213,10 @@ private:
 
     QObject m_receiver;
     QPointer<QNetworkReply> m_reply;
+    std::function<bool(const HttpResponse&)> m_head; ///< gone once told
+    std::function<bool(const QByteArray&)> m_piece;  ///< of a stream alone
+    double m_timeout;
+    Delay m_delay;
     std::function<void(HttpResult)> m_completion;
     ScheduledWork m_limit;
 };
@@ -202,8 +246,9 @@ std::unique_ptr<HttpTask> QtHttpClient::send(const HttpRequest& request,
         m_network = std::make_unique<QNetworkAccessManager>();
         m_network->setProxyFactory(new ProxyOutsideLoopback); // the manager owns it
     }
-    auto exchange = std::make_shared<Exchange>(start(*m_network, request), std::move(completion));
-    exchange->begin(m_delay, request.timeout);
+    auto exchange = std::make_shared<Exchange>(start(*m_network, request), request, m_delay,
+                                               std::move(completion));
+    exchange->begin();
     return std::make_unique<Handle>(std::move(exchange));
 }
 
