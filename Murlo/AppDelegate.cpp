@@ -155,6 +155,9 @@ void AppDelegate::wireHotkeys() {
     hints.onPick = [this](const InputTarget& target) {
         m_root.controller.startAfterTargetPicked(target);
     };
+    hints.whenIdle = [this](std::function<void()> idle) {
+        m_root.inserter.whenIdle(std::move(idle));
+    };
     hints.onStatus = [this](const Message& message) {
         m_root.overlay.show({DictationState::failed, {}, message});
     };

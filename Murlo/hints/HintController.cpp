@@ -129,7 +129,7 @@ void HintController::pick(const InputTarget& target) {
         }
         Log::write(QStringLiteral("hint: picked %1 in %2").arg(target.hint, target.appName));
         if (onPick) onPick(target);
-        m_boxes.bringIntoFocus(target, [] {});
+        whenIdle(m_lifetime.guard([this, target] { m_boxes.bringIntoFocus(target, [] {}); }));
     }));
 }
 

@@ -19,6 +19,8 @@ public:
     std::function<void(const InputTarget&)> onPick;
     /// Something the user is to be told.
     std::function<void(const Message&)> onStatus;
+    /// Calls back once no text is on its way into another box: the focus is not moved before.
+    std::function<void(std::function<void()> idle)> whenIdle = [](const auto& idle) { idle(); };
     /// The mode has begun or ended: keys are to be kept from other programs, or no longer.
     std::function<void(bool)> onActiveChange;
 

@@ -270,6 +270,16 @@ private Q_SLOTS:
                  QStringList{"insert: 2 formats of the clipboard could not be kept"});
     }
 
+    void aProgramThatWasBusyAtTheTriggerIsAskedAgain() {
+        m->pasteboard.foreignHang(true);
+        const auto prepared = m->inserter->prepare();
+        m->scheduler.advance(1);
+        m->pasteboard.foreignHang(false);
+        m->insert(dictated);
+        m->scheduler.advance(0.5);
+        QCOMPARE(m->pasteboard.items(), QList<PasteboardItem>{users});
+    }
+
     void twoQuickPastesEndWithTheUsersClipboardOrWithATextCopiedByRequest() {
         for (const bool copied : {false, true}) {
             init();

@@ -312,7 +312,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!real.adapter.isTrusted());
         // This desktop keeps no settings: the switch is off again.
         setEnabled(true);
-        QTRY_VERIFY_WITH_TIMEOUT(real.adapter.isTrusted(), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(real.adapter.isTrusted(), 60000);
         const Program program(zenity({"--entry"}));
         QTRY_VERIFY_WITH_TIMEOUT(real.focusOf(program.pid()), 10000);
     }

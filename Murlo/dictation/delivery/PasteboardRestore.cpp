@@ -24,18 +24,27 @@ std::shared_ptr<void> PasteboardRestore::prepare() {
 }
 
 void PasteboardRestore::release() {
-    if (--m_prepared == 0) m_reading.reset();
+    if (--m_prepared > 0) return;
+    m_reading.reset();
+    m_former.reset();
 }
 
 void PasteboardRestore::refresh() {
     const qint64 count = m_pasteboard.changeCount();
     if (m_lentCount == count) return; // our own text is no content to keep
-    if (!m_reading || m_reading->changeCount() != count) m_reading = m_pasteboard.read();
+    if (!m_reading || m_reading->changeCount() != count) {
+        m_reading = m_pasteboard.read();
+        m_former.reset();
+    } else if (m_reading->isComplete() && !m_reading->snapshot().unread.isEmpty()) {
+        // An owner that was too busy to answer then may answer now.
+        m_former = std::exchange(m_reading, m_pasteboard.read());
+    }
 }
 
 bool PasteboardRestore::lend(const QString& text) {
     refresh();
     m_kept = std::exchange(m_reading, nullptr);
+    m_keptFormer = std::exchange(m_former, nullptr);
     const bool hadText = !m_kept || !m_kept->lacksText();
     m_lentCount = m_pasteboard.lendString(text);
     return hadText;
@@ -44,8 +53,13 @@ bool PasteboardRestore::lend(const QString& text) {
 void PasteboardRestore::giveBack() {
     const auto lentCount = std::exchange(m_lentCount, std::nullopt);
     const auto kept = std::exchange(m_kept, nullptr);
+    const auto former = std::exchange(m_keptFormer, nullptr);
     if (!lentCount || !kept || m_pasteboard.changeCount() != *lentCount) return;
-    const PasteboardSnapshot snapshot = kept->snapshot();
+    PasteboardSnapshot snapshot = kept->snapshot();
+    if (former) {
+        const PasteboardSnapshot earlier = former->snapshot();
+        if (earlier.unread.size() < snapshot.unread.size()) snapshot = earlier;
+    }
     if (!snapshot.unread.isEmpty())
         Log::write(QStringLiteral("insert: %1 formats of the clipboard could not be kept")
                        .arg(snapshot.unread.size()));

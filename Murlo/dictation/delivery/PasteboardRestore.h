@@ -35,9 +35,11 @@ private:
     Pasteboard& m_pasteboard;
     int m_prepared = 0; ///< dictations that may still bring a text
     std::shared_ptr<PasteboardReading> m_reading;
-    std::shared_ptr<PasteboardReading> m_kept; ///< what `giveBack` restores
-    std::optional<qint64> m_lentCount;         ///< the change count of our own write, while lent
-    QObject m_context;                         ///< of the connection
+    std::shared_ptr<PasteboardReading> m_former; ///< of the same content, and not whole
+    std::shared_ptr<PasteboardReading> m_kept;   ///< what `giveBack` restores
+    std::shared_ptr<PasteboardReading> m_keptFormer;
+    std::optional<qint64> m_lentCount; ///< the change count of our own write, while lent
+    QObject m_context;                 ///< of the connection
     Lifetime m_lifetime;
 };
 

@@ -83,7 +83,8 @@ void AtspiAccessibility::focus(const ElementRef& window, const ElementRef& eleme
         m_scheduler.nextTurn(std::move(done));
         return;
     }
-    const auto* const frame = atspiElement(window);
+    // Who remembered the box may have done so before its window was known.
+    const auto* const frame = window ? atspiElement(window) : target->window.get();
     if (target->processId > 0)
         m_windows.activate(target->processId, frame ? frame->title : QString());
     std::vector<QDBusMessage> calls;

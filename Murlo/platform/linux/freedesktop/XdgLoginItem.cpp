@@ -10,12 +10,13 @@ namespace murlo {
 
 namespace {
 
-/// An argument of an Exec line: quoted, with the characters escaped that mean something there.
+/// An argument of an Exec line: quoted, with the characters escaped that mean something there. The
+/// file's own strings have escapes too, so a backslash of the line is two of the file.
 QString execQuoted(const QString& argument) {
     QString quoted;
     for (const QChar c : argument) {
         if (QStringLiteral("\"`$\\").contains(c)) quoted += QStringLiteral("\\\\");
-        if (c == QLatin1Char('%')) quoted += c;
+        if (c == QLatin1Char('%') || c == QLatin1Char('\\')) quoted += c; // twice
         quoted += c;
     }
     return QLatin1Char('"') + quoted + QLatin1Char('"');

@@ -2,26 +2,16 @@
 
 #include <QSocketNotifier>
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 namespace murlo {
-
-WorkInbox::WorkInbox()
-    : m_bell(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
-
-WorkInbox::~WorkInbox() {
-    ::close(m_bell);
-}
 
 void WorkInbox::push(Work work) {
     const std::lock_guard guard(m_lock);
     m_work.push_back(std::move(work));
-    if (m_work.size() == 1) eventfd_write(m_bell, 1);
+    if (m_work.size() == 1) m_bell.ring();
 }
 
 std::unique_ptr<QSocketNotifier> WorkInbox::receive() {
-    auto notifier = std::make_unique<QSocketNotifier>(m_bell, QSocketNotifier::Read);
+    auto notifier = std::make_unique<QSocketNotifier>(m_bell.descriptor(), QSocketNotifier::Read);
     QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
                      [this] { runOne(); });
     return notifier;
@@ -36,8 +26,7 @@ void WorkInbox::runOne() {
         m_work.pop_front();
         // The bell rings on while there is work: a piece that runs an event loop of its own does
         // not hold up the next.
-        eventfd_t count = 0;
-        if (m_work.empty()) eventfd_read(m_bell, &count);
+        if (m_work.empty()) m_bell.silence();
     }
     work();
 }

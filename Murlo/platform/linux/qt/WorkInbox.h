@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Scheduler.h"
+#include "platform/linux/threads/Bell.h"
 
 #include <deque>
 #include <memory>
@@ -15,8 +16,7 @@ namespace murlo {
 /// it; the receiver is woken through a descriptor of its own.
 class WorkInbox {
 public:
-    WorkInbox();
-    ~WorkInbox();
+    WorkInbox() = default;
     WorkInbox(const WorkInbox&) = delete;
     WorkInbox& operator=(const WorkInbox&) = delete;
 
@@ -29,7 +29,7 @@ public:
 private:
     void runOne();
 
-    const int m_bell; ///< an eventfd
+    Bell m_bell;
     std::mutex m_lock;
     std::deque<Work> m_work;
 };

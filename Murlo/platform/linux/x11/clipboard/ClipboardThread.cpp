@@ -4,8 +4,6 @@
 #include "support/Log.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 #include <xcb/xfixes.h>
 
 #include <algorithm>
@@ -22,13 +20,11 @@ constexpr auto serverLimit = std::chrono::milliseconds(500);
 
 ClipboardThread::ClipboardThread(std::function<void()> foreignChange)
     : m_foreignChange(std::move(foreignChange))
-    , m_wakeFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
     , m_thread([this] { run(); }) {}
 
 ClipboardThread::~ClipboardThread() {
     post([this] { m_stopping = true; });
     m_thread.join();
-    ::close(m_wakeFd);
 }
 
 void ClipboardThread::post(std::function<void()> command) {
@@ -36,7 +32,7 @@ void ClipboardThread::post(std::function<void()> command) {
         const std::lock_guard guard(m_lock);
         m_commands.push_back(std::move(command));
     }
-    eventfd_write(m_wakeFd, 1);
+    m_bell.ring();
 }
 
 qint64 ClipboardThread::own(ClipboardServer::Content content) {
@@ -128,11 +124,10 @@ void ClipboardThread::wait(std::optional<Clock::time_point> limit) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(*limit - Clock::now());
         timeout = std::max(0, static_cast<int>(left.count()));
     }
-    pollfd files[] = {{m_wakeFd, POLLIN, 0},
+    pollfd files[] = {{m_bell.descriptor(), POLLIN, 0},
                       {m_connection ? xcb_get_file_descriptor(m_connection) : -1, POLLIN, 0}};
     poll(files, 2, timeout);
-    eventfd_t ignored = 0;
-    eventfd_read(m_wakeFd, &ignored);
+    m_bell.silence();
 }
 
 bool ClipboardThread::drainEvents() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/threads/Bell.h"
 #include "platform/linux/x11/clipboard/ClipboardReader.h"
 #include "platform/linux/x11/clipboard/ClipboardServer.h"
 
@@ -57,7 +58,7 @@ private:
     std::atomic<qint64> m_changeCount = 0;
     std::mutex m_lock;
     std::deque<std::function<void()>> m_commands;
-    const int m_wakeFd;
+    Bell m_bell;
 
     bool m_stopping = false;
     xcb_connection_t* m_connection = nullptr;

@@ -1,21 +1,11 @@
 #include "platform/linux/x11/keys/KeyMailbox.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 namespace murlo {
-
-KeyMailbox::KeyMailbox()
-    : m_descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
-
-KeyMailbox::~KeyMailbox() {
-    ::close(m_descriptor);
-}
 
 void KeyMailbox::enqueue(KeyNews news) {
     if (m_closed) return;
     m_news.push_back(std::move(news));
-    if (m_news.size() == 1) eventfd_write(m_descriptor, 1);
+    if (m_news.size() == 1) m_bell.ring();
 }
 
 void KeyMailbox::post(KeyNews news) {
@@ -35,8 +25,7 @@ std::optional<bool> KeyMailbox::ask(const KeyPress& press, std::chrono::millisec
 std::optional<KeyNews> KeyMailbox::next() {
     const std::lock_guard guard(m_lock);
     if (m_news.empty()) {
-        eventfd_t count = 0;
-        eventfd_read(m_descriptor, &count);
+        m_bell.silence();
         return std::nullopt;
     }
     KeyNews news = std::move(m_news.front());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/EventTap.h"
+#include "platform/linux/threads/Bell.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -25,10 +26,9 @@ struct KeyNews {
 /// side is readable while something is there.
 class KeyMailbox {
 public:
-    KeyMailbox();
+    KeyMailbox() = default;
     KeyMailbox(const KeyMailbox&) = delete;
     KeyMailbox& operator=(const KeyMailbox&) = delete;
-    ~KeyMailbox();
 
     /// Reader thread: never waits.
     void post(KeyNews news);
@@ -37,7 +37,7 @@ public:
     [[nodiscard]] std::optional<bool> ask(const KeyPress& press, std::chrono::milliseconds limit);
 
     /// Main thread.
-    [[nodiscard]] int descriptor() const { return m_descriptor; }
+    [[nodiscard]] int descriptor() const { return m_bell.descriptor(); }
     /// Main thread: the oldest news; nothing when all are taken.
     [[nodiscard]] std::optional<KeyNews> next();
     /// Main thread: answers a question; too late has no effect.
@@ -54,7 +54,7 @@ private:
     quint64 m_question = 0;       ///< number of the last question
     std::optional<bool> m_answer; ///< to the last question
     bool m_closed = false;
-    int m_descriptor;
+    Bell m_bell;
 };
 
 } // namespace murlo

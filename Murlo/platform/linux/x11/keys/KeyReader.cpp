@@ -4,15 +4,12 @@
 
 #include <algorithm>
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 namespace murlo {
 
 KeyReader::KeyReader(std::shared_ptr<SyntheticKeys> synthetic, std::shared_ptr<KeyMailbox> mailbox)
     : m_synthetic(std::move(synthetic))
     , m_mailbox(std::move(mailbox))
-    , m_wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
     , m_usable(InputDevices::prepare(m_connection))
     , m_watch(m_connection)
     , m_grab(m_connection, *m_synthetic) {
@@ -25,9 +22,8 @@ KeyReader::KeyReader(std::shared_ptr<SyntheticKeys> synthetic, std::shared_ptr<K
 
 KeyReader::~KeyReader() {
     m_stop = true;
-    wake();
+    m_bell.ring();
     if (m_thread.joinable()) m_thread.join();
-    close(m_wake);
 }
 
 void KeyReader::start() {
@@ -37,16 +33,12 @@ void KeyReader::start() {
 
 void KeyReader::setFiltering(bool filtering) {
     m_filteringWanted = filtering;
-    wake();
+    m_bell.ring();
 }
 
 void KeyReader::refresh() {
     m_refreshWanted = true;
-    wake();
-}
-
-void KeyReader::wake() const {
-    eventfd_write(m_wake, 1);
+    m_bell.ring();
 }
 
 void KeyReader::run() {
@@ -58,10 +50,9 @@ void KeyReader::run() {
         }
         xcb_flush(m_connection);
         pollfd sources[] = {{xcb_get_file_descriptor(m_connection), POLLIN, 0},
-                            {m_wake, POLLIN, 0}};
+                            {m_bell.descriptor(), POLLIN, 0}};
         poll(sources, 2, untilGivenBack());
-        eventfd_t count = 0;
-        eventfd_read(m_wake, &count);
+        m_bell.silence();
     }
     m_grab.end();
     if (m_stop) return;

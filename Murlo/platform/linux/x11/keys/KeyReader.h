@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/threads/Bell.h"
 #include "platform/linux/x11/keys/InputDevices.h"
 #include "platform/linux/x11/keys/KeyMailbox.h"
 #include "platform/linux/x11/keys/KeyboardGrab.h"
@@ -46,7 +47,6 @@ private:
         KeySet down;
     };
 
-    void wake() const;
     void run();
     void carryOutRequests();
     void handle(const xcb_generic_event_t& event);
@@ -66,7 +66,7 @@ private:
 
     std::shared_ptr<SyntheticKeys> m_synthetic;
     std::shared_ptr<KeyMailbox> m_mailbox;
-    int m_wake;
+    Bell m_bell;
     std::atomic<bool> m_stop = false;
     std::atomic<bool> m_running = false;
     std::atomic<bool> m_filteringWanted = false;

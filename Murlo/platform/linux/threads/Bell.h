@@ -1,0 +1,30 @@
+#pragma once
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace murlo {
+
+/// Wakes a thread that waits for descriptors: an eventfd. Any thread rings; the waiting one
+/// silences it.
+class Bell {
+public:
+    Bell()
+        : m_descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+    ~Bell() { ::close(m_descriptor); }
+    Bell(const Bell&) = delete;
+    Bell& operator=(const Bell&) = delete;
+
+    /// Readable from `ring` to `silence`.
+    [[nodiscard]] int descriptor() const { return m_descriptor; }
+    void ring() const { eventfd_write(m_descriptor, 1); }
+    void silence() const {
+        eventfd_t count = 0;
+        eventfd_read(m_descriptor, &count);
+    }
+
+private:
+    const int m_descriptor;
+};
+
+} // namespace murlo

@@ -1,0 +1,58 @@
+#include "platform/linux/freedesktop/XdgLoginItem.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace murlo;
+
+class LoginItemContractTest : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_config;
+    QString m_entry = m_config.filePath("autostart/murlo.desktop");
+
+    [[nodiscard]] QByteArray written() const {
+        QFile file(m_entry);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+private Q_SLOTS:
+    void itIsSwitchedOnAndOffAndReadAnew() {
+        XdgLoginItem item(m_config.path(), R"(/opt/a "b" $c\d`e 100%/murlo)");
+        QVERIFY(!item.isEnabled());
+        item.setEnabled(true);
+        QVERIFY(XdgLoginItem(m_config.path(), "/other").isEnabled());
+        // Escaped twice: as a string of the file, and inside the quotes of its Exec line.
+        QVERIFY(written().contains(R"(Exec="/opt/a \\"b\\" \\$c\\\\d\\`e 100%%/murlo")"));
+        item.setEnabled(true);
+        item.setEnabled(false);
+        QVERIFY(!item.isEnabled() && !QFile::exists(m_entry));
+        item.setEnabled(false);
+    }
+
+    void theDesktopsOwnSwitchCounts() {
+        XdgLoginItem item(m_config.path(), "/usr/bin/murlo");
+        for (const char* line : {"Hidden=true", "X-GNOME-Autostart-enabled=false"}) {
+            QFile file(m_entry);
+            QVERIFY(QDir().mkpath(m_config.filePath("autostart")));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("[Desktop Entry]\nExec=/usr/bin/murlo\n" + QByteArray(line) + "\n");
+            file.close();
+            QVERIFY(!item.isEnabled());
+            item.setEnabled(true);
+            QVERIFY(item.isEnabled());
+        }
+    }
+
+    void whatCannotBeWrittenLeavesThingsAsTheyWere() {
+        XdgLoginItem item("/proc/nowhere", "/usr/bin/murlo");
+        item.setEnabled(true);
+        QVERIFY(!item.isEnabled());
+    }
+};
+
+QTEST_GUILESS_MAIN(LoginItemContractTest)
+#include "LoginItemContractTest.moc"
