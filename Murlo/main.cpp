@@ -128,7 +128,7 @@ int main(int argc, char** argv) {
     QApplication::setApplicationDisplayName(QStringLiteral("Murlo"));
     QApplication::setApplicationVersion(QStringLiteral(MURLO_VERSION));
     QApplication::setQuitOnLastWindowClosed(false);
-    murlo::Words::speak(QLocale());
+    murlo::Words::speak(QLocale::system());
     forceLightAppearance();
     if (QApplication::arguments().contains(QStringLiteral("--probe"))) return probe();
     if (QApplication::arguments().contains(QStringLiteral("--enable-accessibility")))

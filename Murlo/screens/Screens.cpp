@@ -61,7 +61,7 @@ std::optional<int> renderScreens(const QString& folder) {
     works = works && add(QStringLiteral("right-to-left-"), wordyScreens());
     Words::speak(QLocale(QLocale::German));
     works = works && add(QStringLiteral("german-"), wordyScreens());
-    Words::speak(QLocale());
+    Words::speak(QLocale::system());
     return works ? std::optional(written) : std::nullopt;
 }
 

@@ -1,6 +1,7 @@
 #include "platform/linux/x11/windows/X11Interruptions.h"
 
 #include <QTest>
+#include <QWindow>
 
 #include <xcb/xtest.h>
 
@@ -13,16 +14,21 @@ class InterruptionsContractTest : public QObject {
     XcbConnection m_user;
     XcbAtoms m_atoms{m_user};
 
+    QWindow m_window; ///< under the pointer: a window manager takes clicks beside windows
+
+    void movePointer(const QPoint& inWindow) const {
+        const QPoint at = m_window.mapToGlobal(inWindow);
+        xcb_test_fake_input(m_user, XCB_MOTION_NOTIFY, 0, 0, m_user.root(),
+                            static_cast<qint16>(at.x()), static_cast<qint16>(at.y()), 0);
+    }
     void click(quint8 button) const {
         for (const quint8 event : {XCB_BUTTON_PRESS, XCB_BUTTON_RELEASE})
             xcb_test_fake_input(m_user, event, button, 0, m_user.root(), 0, 0, 0);
     }
     void carryOut(const QString& deed) {
-        if (deed == "left click") click(1);
-        if (deed == "right click") click(3);
-        if (deed == "wheel") click(5);
-        if (deed == "pointer")
-            xcb_test_fake_input(m_user, XCB_MOTION_NOTIFY, 0, 0, m_user.root(), 30, 30, 0);
+        movePointer({deed == "pointer" ? 60 : 30, 30});
+        if (deed.endsWith("click") || deed == "wheel")
+            click(deed == "wheel" ? 5 : deed == "left click" ? 1 : 3);
         const QString property = deed == "desktop" ? "_NET_CURRENT_DESKTOP" : "_MURLO_TEST";
         const quint32 value = 1;
         if (deed == "desktop" || deed == "property")
@@ -32,6 +38,12 @@ class InterruptionsContractTest : public QObject {
     }
 
 private Q_SLOTS:
+    void initTestCase() {
+        m_window.setGeometry(100, 100, 300, 200);
+        m_window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&m_window));
+    }
+
     void whatTheUserDoesElsewhereIsToldWhileSomebodyWatches_data() {
         QTest::addColumn<bool>("interrupts");
         QTest::newRow("left click") << true;

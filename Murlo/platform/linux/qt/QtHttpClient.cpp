@@ -13,7 +13,7 @@ namespace murlo {
 
 namespace {
 
-constexpr qint64 streamBuffer = 64 * 1024; // bytes that wait for whoever takes a stream
+constexpr qint64 streamBuffer = qint64{64} * 1024; // bytes that wait for whoever takes a stream
 
 bool isLoopback(const QString& host) {
     return host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 ||
