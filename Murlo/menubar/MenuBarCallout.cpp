@@ -22,8 +22,9 @@ constexpr double radius = 14;
 constexpr double lasts = 5; ///< seconds
 constexpr double lineHeight = 19;
 
-QString headline() {
-    return Words::shown(Word::livesHere);
+/// By where the item is.
+QString headline(bool above) {
+    return Words::shown(above ? Word::livesUpHere : Word::livesDownHere);
 }
 
 QString advice() {
@@ -69,9 +70,10 @@ CalloutPlacement calloutPlacement(const QSize& size, const QRect& item, const QR
 }
 
 QSize MenuBarCallout::size() {
+    const QFontMetricsF bold(headlineFont());
     const double wide =
-        std::max(QFontMetricsF(headlineFont()).horizontalAdvance(headline()),
-                 QFontMetricsF(Look::font(Look::caption)).horizontalAdvance(advice()));
+        std::max({bold.horizontalAdvance(headline(true)), bold.horizontalAdvance(headline(false)),
+                  QFontMetricsF(Look::font(Look::caption)).horizontalAdvance(advice())});
     return {static_cast<int>(std::ceil(wide + 2 * Look::padding)),
             static_cast<int>(2 * lineHeight + 2 * Look::padding - 8)};
 }
@@ -93,7 +95,7 @@ void MenuBarCallout::paint(QPainter& painter, const CalloutPlacement& placement)
     const double y = card.top() + Look::padding - 4;
     painter.setFont(headlineFont());
     painter.setPen(Look::panelText);
-    painter.drawText(QPointF(x, std::round(y + 14)), headline());
+    painter.drawText(QPointF(x, std::round(y + 14)), headline(placement.above));
     painter.setFont(Look::font(Look::caption));
     painter.setPen(Look::panelDim);
     painter.drawText(QPointF(x, std::round(y + lineHeight + 14)), advice());
@@ -112,7 +114,7 @@ void MenuBarCallout::showOnce(const QRect& item) {
     placement.tip -= all.topLeft();
     m_surface = m_surfaces.make({
         .title = QStringLiteral("Murlo"),
-        .accessibleName = headline(),
+        .accessibleName = headline(placement.above),
         .level = SurfaceLevel::card,
         .place = AtFrame{all},
         .paint = [placement](QPainter& painter) { paint(painter, placement); },

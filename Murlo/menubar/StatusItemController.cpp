@@ -78,7 +78,7 @@ void StatusItemController::apply(const DictationState& state) {
 QList<MenuEntry> StatusItemController::entries() const {
     MenuInput input;
     input.dictation = m_with.controller.state().state;
-    input.triggerLabel = label(m_with.settings.trigger());
+    input.trigger = m_with.settings.trigger();
     input.engine = m_with.settingsModel.engineState();
     input.history = m_with.history.recent();
     if (setupMenuTitle) input.setupTitle = setupMenuTitle();

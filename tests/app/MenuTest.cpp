@@ -35,7 +35,7 @@ class MenuTest : public QObject {
 private Q_SLOTS:
     void theMenuTellsWhatIsTrueNow() {
         MenuInput input;
-        input.triggerLabel = "Left ⇧";
+        input.trigger = TriggerKey::leftShift;
         input.engine = {EngineState::loading, {}};
         QCOMPARE(lines(menuEntries(input)),
                  (QStringList{"Start Dictation  (double-tap Left ⇧)", "-", "Engine: loading model…",
