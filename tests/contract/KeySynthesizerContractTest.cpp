@@ -48,7 +48,7 @@ struct Bench {
         }
         keys.endText();
     }
-    /// Whether the program gets this, shortcuts as "<Ctrl+v>", and nothing else.
+    /// Whether the program gets this, shortcuts as "<Ctrl+v>".
     [[nodiscard]] bool arrives(const QString& expected) {
         for (int turns = 0; window.text() != expected && turns < 1500; ++turns) turn();
         if (window.text() != expected) qWarning("arrived: %s", qPrintable(window.text()));
