@@ -14,6 +14,7 @@ class HistoryStoreTest : public QObject {
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<Paths> m_paths;
     VirtualScheduler m_scheduler;
+    std::unique_ptr<SerialQueue> m_disk = m_scheduler.makeSerialQueue("test.disk");
 
     [[nodiscard]] QString file() const { return m_paths->file("history.json"); }
     [[nodiscard]] QJsonArray written() {
@@ -31,7 +32,7 @@ private Q_SLOTS:
     }
 
     void anEntryIsTrimmedWrittenAndReadBack() {
-        HistoryStore store(*m_paths, m_scheduler);
+        HistoryStore store(*m_paths, m_scheduler, *m_disk);
         QSignalSpy changes(&store, &HistoryStore::entriesChanged);
         store.add("  hello \n");
         store.add(" \n ");
@@ -42,7 +43,7 @@ private Q_SLOTS:
         QCOMPARE(entry.value("date").toString(), "2026-03-14T15:09:26Z");
         const QString id = entry.value("id").toString();
         QCOMPARE(id, id.toUpper());
-        const HistoryStore again(*m_paths, m_scheduler);
+        const HistoryStore again(*m_paths, m_scheduler, *m_disk);
         QCOMPARE(again.entries().size(), 1);
         QCOMPARE(again.entries().first().id, store.entries().first().id);
         QCOMPARE(again.entries().first().date, store.entries().first().date);
@@ -57,7 +58,7 @@ private Q_SLOTS:
         history.write(R"([{"date":"2026-03-08T02:30:00Z",)"
                       R"("id":"0B4D3A1E-55AA-4C0F-8F0A-0123456789AB","text":"kept"}])");
         history.close();
-        const HistoryStore store(*m_paths, m_scheduler);
+        const HistoryStore store(*m_paths, m_scheduler, *m_disk);
         qputenv("TZ", before);
         tzset();
         QCOMPARE(store.entries().size(), 1);
@@ -65,14 +66,15 @@ private Q_SLOTS:
     }
 
     void theNewestFiveHundredStay() {
-        HistoryStore store(*m_paths, m_scheduler);
+        HistoryStore store(*m_paths, m_scheduler, *m_disk);
         for (int i = 0; i <= HistoryStore::capacity; ++i) store.add(QString::number(i));
         QCOMPARE(store.entries().size(), HistoryStore::capacity);
         QCOMPARE(store.entries().first().text, "500");
         QCOMPARE(store.entries().last().text, "1");
         QCOMPARE(written().size(), HistoryStore::capacity);
         QCOMPARE(store.recent().size(), HistoryStore::mostRecent);
-        QVERIFY(HistoryStore(*m_paths, m_scheduler).recent().isEmpty()); // of this run alone
+        QVERIFY(
+            HistoryStore(*m_paths, m_scheduler, *m_disk).recent().isEmpty()); // of this run alone
     }
 
     void aDamagedFileIsSetAsideAndTheNextEntryBeginsAnew_data() {
@@ -90,7 +92,7 @@ private Q_SLOTS:
         QVERIFY(before.open(QIODevice::WriteOnly));
         before.write(damaged);
         before.close();
-        HistoryStore store(*m_paths, m_scheduler);
+        HistoryStore store(*m_paths, m_scheduler, *m_disk);
         QVERIFY(store.entries().isEmpty());
         store.add("first");
         QCOMPARE(written().size(), 1);

@@ -62,7 +62,8 @@ struct Rig {
 
     QTemporaryDir folder;
     VirtualScheduler& scheduler;
-    Settings settings{Paths(folder.path()), scheduler};
+    std::unique_ptr<SerialQueue> disk = scheduler.makeSerialQueue("test.disk");
+    Settings settings{Paths(folder.path()), *disk};
     FakeEventTap tap;
     HotkeyMonitor monitor{tap, settings};
     qint64 now = 1000; ///< on the keyboard's clock

@@ -34,6 +34,7 @@ class SettingsTest : public QObject {
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<Paths> m_paths;
     VirtualScheduler m_scheduler;
+    std::unique_ptr<SerialQueue> m_disk = m_scheduler.makeSerialQueue("test.disk");
 
     [[nodiscard]] QString file() const { return m_paths->file("settings.json"); }
 
@@ -46,7 +47,7 @@ private Q_SLOTS:
 
     void whatIsStoredIsThereAfterARestartAndForItsOwnerAlone() {
         {
-            Settings settings(*m_paths, m_scheduler);
+            Settings settings(*m_paths, *m_disk);
             QCOMPARE(settings.number(SettingKey::maxRecordingSeconds), 300.0);
             QCOMPARE(settings.truth(SettingKey::playSounds), true);
             QVERIFY(!settings.holds(SettingKey::playSounds)); // a default is not stored
@@ -57,7 +58,7 @@ private Q_SLOTS:
             settings.set(SettingKey::signOutReason, QString("revokedElsewhere"));
             settings.remove(SettingKey::signOutReason);
         }
-        const Settings settings(*m_paths, m_scheduler);
+        const Settings settings(*m_paths, *m_disk);
         QCOMPARE(settings.trigger(), TriggerKey::rightOption);
         QCOMPARE(settings.number(SettingKey::maxRecordingSeconds), 12.5);
         QCOMPARE(settings.truth(SettingKey::playSounds), false);
@@ -73,7 +74,7 @@ private Q_SLOTS:
         put(file(), R"({"triggerKey": "banana", "insertMode": 7, "doubleTapWindow": "soon",
                         "fromTheFuture": [1, 2]})");
         {
-            Settings settings(*m_paths, m_scheduler);
+            Settings settings(*m_paths, *m_disk);
             QCOMPARE(settings.trigger(), TriggerKey::leftShift);
             QCOMPARE(settings.pickTargetTrigger(), TriggerKey::rightShift);
             QCOMPARE(settings.insertMode(), InsertMode::paste);
@@ -97,19 +98,19 @@ private Q_SLOTS:
         QFETCH(QByteArray, damaged);
         put(file(), damaged);
         {
-            Settings settings(*m_paths, m_scheduler);
+            Settings settings(*m_paths, *m_disk);
             QCOMPARE(settings.trigger(), TriggerKey::leftShift);
             settings.set(SettingKey::triggerKey, "fn");
         }
         const QStringList aside = QDir(m_paths->support()).entryList({"settings.json.damaged-*"});
         QCOMPARE(aside.size(), 1);
         QCOMPARE(get(m_paths->file(aside.first())), damaged);
-        QCOMPARE(Settings(*m_paths, m_scheduler).trigger(), TriggerKey::fn);
+        QCOMPARE(Settings(*m_paths, *m_disk).trigger(), TriggerKey::fn);
     }
 
     void aFolderThatCannotBeWrittenLeavesARunningStore() {
         const Paths nowhere("/proc/murlo-cannot-be-here");
-        Settings settings(nowhere, m_scheduler);
+        Settings settings(nowhere, *m_disk);
         settings.set(SettingKey::triggerKey, "fn");
         m_scheduler.runPending();
         QCOMPARE(settings.trigger(), TriggerKey::fn);
@@ -117,7 +118,7 @@ private Q_SLOTS:
 
     void theChosenModelCountsWhileItsFileExistsElseTheLargest() {
         QVERIFY(QDir().mkpath(m_paths->models()));
-        Settings settings(*m_paths, m_scheduler);
+        Settings settings(*m_paths, *m_disk);
         QCOMPARE(settings.modelPath(), std::nullopt);
         const QString b = m_paths->models() + "/b.bin";
         const QString a = m_paths->models() + "/a.bin";
@@ -158,7 +159,7 @@ private Q_SLOTS:
     void anAssignmentStoresThenCallsThenPushes() {
         QFETCH(QByteArray, key);
         QFETCH(Assignment, assign);
-        Settings settings(*m_paths, m_scheduler);
+        Settings settings(*m_paths, *m_disk);
         FakeLoginItem login;
         SettingsModel model(settings, login);
         QStringList heard;
@@ -182,7 +183,7 @@ private Q_SLOTS:
     }
 
     void whatChangedOutsideIsTakenUpWithoutAnEffect() {
-        Settings settings(*m_paths, m_scheduler);
+        Settings settings(*m_paths, *m_disk);
         FakeLoginItem login;
         login.enabled = true;
         SettingsModel model(settings, login);

@@ -23,8 +23,9 @@ QString word(const DictationState& state) {
 
 DictationRig::DictationRig()
     : paths(folder.filePath(QStringLiteral("support")))
-    , settings(paths, scheduler)
-    , history(paths, scheduler)
+    , disk(scheduler.makeSerialQueue(QStringLiteral("test.disk")))
+    , settings(paths, *disk)
+    , history(paths, scheduler, *disk)
     , overlay(scheduler)
     , sounds(soundPlayer)
     , recorder(scheduler, audio, microphone,
@@ -36,7 +37,7 @@ DictationRig::DictationRig()
     , targets(accessibility)
     , inserter({scheduler, accessibility, applications, pasteboard, keys, settings})
     , delivery(scheduler, settings, targets, inserter, history, usage, applications)
-    , keptRecording(paths, scheduler)
+    , keptRecording(paths, *disk)
     , enhancer(applications, scheduler)
     , controller({scheduler, settings, account, recorder, overlay, server, http, targets, delivery,
                   keptRecording, enhancer, errors, microphone, systemEvents, sounds}) {

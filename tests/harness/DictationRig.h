@@ -74,6 +74,7 @@ public:
     QString modelPath;            ///< of the speech model; exists at the start
 
     Paths paths;
+    std::unique_ptr<SerialQueue> disk;
     Settings settings;
     AccountManager account{settings};
     HistoryStore history;

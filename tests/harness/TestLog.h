@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Scheduler.h"
 #include "support/Log.h"
 #include "support/Paths.h"
 
@@ -12,7 +13,10 @@ namespace murlo {
 /// The process's log, kept in a temporary file while this lives.
 class TestLog {
 public:
-    explicit TestLog(Scheduler& scheduler) { Log::open(Paths(m_folder.path()), scheduler); }
+    explicit TestLog(Scheduler& scheduler)
+        : m_disk(scheduler.makeSerialQueue(QStringLiteral("test.log"))) {
+        Log::open(Paths(m_folder.path()), *m_disk);
+    }
     TestLog(const TestLog&) = delete;
     TestLog& operator=(const TestLog&) = delete;
     ~TestLog() { Log::close(); }
@@ -37,6 +41,7 @@ public:
 
 private:
     QTemporaryDir m_folder;
+    std::unique_ptr<SerialQueue> m_disk;
 };
 
 } // namespace murlo
