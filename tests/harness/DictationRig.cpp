@@ -22,9 +22,7 @@ QString word(const DictationState& state) {
 } // namespace
 
 DictationRig::DictationRig()
-    : paths(folder.filePath(QStringLiteral("support")))
-    , disk(scheduler.makeSerialQueue(QStringLiteral("test.disk")))
-    , settings(paths, *disk)
+    : settings(paths, *disk)
     , history(paths, scheduler, *disk)
     , overlay(scheduler)
     , sounds(soundPlayer)
@@ -62,8 +60,6 @@ QString DictationRig::card() {
     const DictationState& state = overlay.model().state();
     return state.text + Words::english(state.message);
 }
-
-DictationRig::~DictationRig() = default;
 
 void DictationRig::speak(double seconds) {
     constexpr double piece = 0.02;

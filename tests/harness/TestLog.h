@@ -21,20 +21,15 @@ public:
     TestLog& operator=(const TestLog&) = delete;
     ~TestLog() { Log::close(); }
 
-    /// The messages so far, without their times. With a virtual scheduler, those whose writing ran.
-    [[nodiscard]] QStringList lines() const {
-        QFile file(m_folder.filePath(QStringLiteral("brisvane.log")));
-        if (!file.open(QIODevice::ReadOnly)) return {};
-        QStringList result = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
-        result.removeLast();
-        for (QString& line : result) line.remove(0, line.indexOf(QLatin1Char(' ')) + 1);
-        return result;
-    }
-    /// Those messages that begin with `area`.
-    [[nodiscard]] QStringList lines(const QString& area) const {
+    /// The messages so far that begin so, without their times. With a virtual scheduler, those
+    /// whose writing ran.
+    [[nodiscard]] QStringList lines(const QString& beginning = {}) const {
         QStringList result;
-        for (const QString& line : lines()) {
-            if (line.startsWith(area)) result << line;
+        QFile file(m_folder.filePath(QStringLiteral("brisvane.log")));
+        if (!file.open(QIODevice::ReadOnly)) return result;
+        for (QByteArray line = file.readLine(); line.endsWith('\n'); line = file.readLine()) {
+            const QString message = QString::fromUtf8(line.chopped(1)).section(QLatin1Char(' '), 1);
+            if (message.startsWith(beginning)) result << message;
         }
         return result;
     }
