@@ -1,5 +1,6 @@
 #include "support/JsonFile.h"
 #include "dictation/recording/KeptRecording.h"
+#include "platform/Port.h"
 #include "tests/harness/SupportFolder.h"
 #include "tests/harness/TestLog.h"
 
@@ -17,7 +18,7 @@ namespace {
 
 /// While it lives no file grows beyond so many bytes: a disk that gets full in the midst of a
 /// write.
-class FullDisk {
+class FullDisk : NonCopyable {
 public:
     explicit FullDisk(rlim_t bytes) {
         std::signal(SIGXFSZ, SIG_IGN);
@@ -25,8 +26,6 @@ public:
         limit(bytes);
     }
     ~FullDisk() { limit(m_before.rlim_cur); }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
 
 private:
     void limit(rlim_t bytes) const {

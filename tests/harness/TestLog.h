@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Port.h"
 #include "platform/Scheduler.h"
 #include "support/Log.h"
 #include "support/Paths.h"
@@ -11,14 +12,12 @@
 namespace murlo {
 
 /// The process's log, kept in a temporary file while this lives.
-class TestLog {
+class TestLog : NonCopyable {
 public:
     explicit TestLog(Scheduler& scheduler)
         : m_disk(scheduler.makeSerialQueue(QStringLiteral("test.log"))) {
         Log::open(Paths(m_folder.path()), *m_disk);
     }
-    TestLog(const TestLog&) = delete;
-    TestLog& operator=(const TestLog&) = delete;
     ~TestLog() { Log::close(); }
 
     /// The messages so far that begin so, without their times. With a virtual scheduler, those

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Port.h"
 #include "platform/Scheduler.h"
 #include "support/Paths.h"
 
@@ -11,7 +12,7 @@ namespace murlo {
 /// is not lost with the error: "untranscribed.wav" in the support folder is the newest,
 /// "untranscribed-5.wav" the oldest; readable by their owner alone. Main thread; the file is
 /// written on the disk queue, and the end waits for it.
-class KeptRecording {
+class KeptRecording : NonCopyable {
 public:
     KeptRecording(const Paths& paths, SerialQueue& disk)
         : m_paths(paths)
@@ -19,8 +20,6 @@ public:
     ~KeptRecording() {
         m_disk.sync([] {});
     }
-    KeptRecording(const KeptRecording&) = delete;
-    KeptRecording& operator=(const KeptRecording&) = delete;
 
     /// Saves a WAV file's bytes. The log says where they are, or why they could not be saved.
     void keep(const QByteArray& wav);
