@@ -1,10 +1,10 @@
 #include "Murlo/platform/linux/pulse/PulseAudioInput.h"
 #include "dictation/recording/AudioRecorder.h"
+#include "platform/linux/qt/QtScheduler.h"
 #include "tests/fakes/FakeAudioInput.h"
 #include "tests/fakes/FakeMicrophoneAuthorization.h"
 #include "tests/harness/Signal.h"
 #include "tests/harness/SoundServer.h"
-#include "tests/harness/ThreadScheduler.h"
 
 #include <QtEndian>
 #include <QtTest>
@@ -15,18 +15,8 @@
 using namespace murlo;
 
 namespace {
-
-/// Runs the main thread's turns until the condition holds.
-bool comesTrue(ThreadScheduler& scheduler, const std::function<bool()>& condition) {
-    return QTest::qWaitFor(
-        [&] {
-            scheduler.runPending();
-            return condition();
-        },
-        10000);
+constexpr int patience = 10'000; // milliseconds
 }
-
-} // namespace
 
 /// The recorder on real threads: for locks held across calls that wait, and for the sanitizers.
 class AudioRecorderThreadsTest : public QObject {
@@ -34,7 +24,7 @@ class AudioRecorderThreadsTest : public QObject {
 
 private Q_SLOTS:
     void startsAndStopsMayMeetAudioAndChangesAtAnyMoment() {
-        ThreadScheduler scheduler;
+        QtScheduler scheduler;
         FakeAudioInput input(scheduler);
         FakeMicrophoneAuthorization microphone(scheduler);
         AudioRecorder recorder(scheduler, input, microphone, [](const QString&, const QString&) {});
@@ -50,8 +40,7 @@ private Q_SLOTS:
                 ++completed;
                 if (result && *result == AudioRecorder::Started::recording) ++recorded;
             });
-            if (round % 4 == 0)
-                QVERIFY(comesTrue(scheduler, [&] { return completed == round + 1; }));
+            if (round % 4 == 0) QTRY_VERIFY_WITH_TIMEOUT(completed == round + 1, patience);
             if (round % 5 == 0) input.renegotiate();
             if (round % 8 == 0) input.unplug();
             input.plug({48000, 1});
@@ -63,9 +52,9 @@ private Q_SLOTS:
             }
             QCOMPARE(recorder.sampleCount(), std::size_t{0});
         }
-        QVERIFY(comesTrue(scheduler, [&] { return completed == 100; }));
+        QTRY_VERIFY_WITH_TIMEOUT(completed == 100, patience);
         QVERIFY(recorded >= 25);
-        QVERIFY(comesTrue(scheduler, [&] { return input.flowingEngines() == 0; }));
+        QTRY_VERIFY_WITH_TIMEOUT(input.flowingEngines() == 0, patience);
         talking = false;
         speaker.join();
     }
@@ -75,7 +64,7 @@ private Q_SLOTS:
         QVERIFY(server.start());
         QVERIFY(server.plug("built-in", 44100, 2));
         QVERIFY(server.plug("headset", 48000, 1));
-        ThreadScheduler scheduler;
+        QtScheduler scheduler;
         PulseAudioInput input(scheduler, std::make_shared<PulseConnection>());
         FakeMicrophoneAuthorization microphone(scheduler);
         AudioRecorder recorder(scheduler, input, microphone, [](const QString&, const QString&) {});
@@ -84,16 +73,16 @@ private Q_SLOTS:
         bool started = false;
         recorder.start(
             [&](const AudioRecorder::StartResult& result) { started = result.has_value(); });
-        QVERIFY(comesTrue(scheduler, [&] { return started; }));
+        QTRY_VERIFY_WITH_TIMEOUT(started, patience);
         QVERIFY(server.speakInto("headset", sine(997, 48000, 1), 48000, 1));
         QVERIFY(server.finishSpeaking());
 
         server.unplug("headset");
         const std::size_t before = recorder.sampleCount();
-        QVERIFY(comesTrue(scheduler, [&] { return recorder.sampleCount() > before + 16000; }));
+        QTRY_VERIFY_WITH_TIMEOUT(recorder.sampleCount() > before + 16000, patience);
         QCOMPARE(lost, 0);
         server.unplug("built-in");
-        QVERIFY(comesTrue(scheduler, [&] { return lost == 1; }));
+        QTRY_VERIFY_WITH_TIMEOUT(lost == 1, patience);
         QVERIFY(recorder.isRecording());
         const auto clip = recorder.stop();
         QVERIFY(clip.has_value());
