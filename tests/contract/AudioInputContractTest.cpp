@@ -1,4 +1,5 @@
 #include "Murlo/platform/linux/pulse/PulseAudioInput.h"
+#include "Murlo/platform/linux/pulse/PulseSourceCheck.h"
 #include "platform/linux/qt/QtScheduler.h"
 #include "tests/contract/Worlds.h"
 #include "tests/fakes/FakeAudioInput.h"
@@ -197,6 +198,21 @@ private Q_SLOTS:
         QTRY_VERIFY(!m_listener->engine->isRunning());
         QTRY_COMPARE(m_world->server.pactl("get-default-source"), "auto_null.monitor");
         QCOMPARE(m_world->input().makeEngine()->inputFormat(), none);
+    }
+
+    void monitorIsAMicrophoneOnlyWhereItStandsForOne() {
+        const PulseSource card{1, "card", false, true};
+        const PulseSource monitor{2, "card.monitor", true, true};
+        const PulseSource virtualMonitor{3, "null.monitor", true, false};
+        const PulseSource madeUp{4, "auto_null.monitor", true, false};
+        QVERIFY(isMicrophone({card, monitor}, 1, "card.monitor"));
+        QVERIFY(!isMicrophone({card, monitor}, 2, "card"));
+        QVERIFY(isMicrophone({card, monitor}, 2, "card.monitor")); // chosen: it need not be
+        QVERIFY(!isMicrophone({monitor}, 2, "card.monitor"));      // nothing else is there
+        QVERIFY(isMicrophone({virtualMonitor}, 3, "null.monitor"));
+        QVERIFY(!isMicrophone({card, virtualMonitor}, 3, "card"));
+        QVERIFY(!isMicrophone({madeUp}, 4, "auto_null.monitor"));
+        QVERIFY(!isMicrophone({card}, 5, "card")); // it is gone
     }
 
     void suspendedDeviceIsToldAndStartsWhenItIsBack() {

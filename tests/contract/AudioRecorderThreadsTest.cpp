@@ -10,7 +10,6 @@
 #include <QtEndian>
 #include <QtTest>
 
-#include <atomic>
 #include <thread>
 
 using namespace murlo;
@@ -41,10 +40,9 @@ private Q_SLOTS:
         FakeAudioInput input(scheduler);
         FakeMicrophoneAuthorization microphone(scheduler);
         AudioRecorder recorder(scheduler, input, microphone, [](const QString&, const QString&) {});
-        std::atomic<bool> talking = true;
-        std::thread speaker([&] {
+        const std::jthread speaker([&](const std::stop_token& ended) {
             const auto said = sine(440, 48000, 0.01);
-            while (talking) input.speak(said, 240);
+            while (!ended.stop_requested()) input.speak(said, 240);
         });
         int completed = 0;
         int recorded = 0;
@@ -69,8 +67,6 @@ private Q_SLOTS:
         QVERIFY(comesTrue(scheduler, [&] { return completed == 100; }));
         QVERIFY(recorded >= 25);
         QVERIFY(comesTrue(scheduler, [&] { return input.flowingEngines() == 0; }));
-        talking = false;
-        speaker.join();
     }
 
     void recordingOutlivesItsMicrophone() {
