@@ -74,8 +74,7 @@ public:
         on.diagnostics = std::make_unique<FakeDiagnostics>();
         QDir(folder.path()).mkpath("models");
         QVERIFY(QFile(folder.filePath("models/a.bin")).open(QIODevice::WriteOnly));
-        root =
-            std::make_unique<CompositionRoot>(on, Paths(folder.path()), WhisperServer::usualPort);
+        root = std::make_unique<CompositionRoot>(on, Paths(folder.path()), 8756);
         if (signedIn) root->settings.set(SettingKey::accountEmail, QString("me@example.com"));
         root->settings.set(SettingKey::holdThreshold, 0.35);
         app = std::make_unique<AppDelegate>(*root, [this] { ++ends; });

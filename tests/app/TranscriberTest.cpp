@@ -1,7 +1,6 @@
 #include "dictation/engine/Transcriber.h"
 
 #include "MurloKit/WavWriter.h"
-#include "dictation/recording/AudioConverter.h"
 #include "look/Words.h"
 #include "tests/fakes/FakeHttpClient.h"
 #include "tests/harness/ValidatingServer.h"
@@ -19,7 +18,7 @@ const QUrl endpoint("http://127.0.0.1:8756/inference");
 
 QByteArray clip() {
     const std::array<float, 4> samples{0, 0.25F, -0.25F, 1};
-    return WavWriter::data(samples, AudioConverter::targetSampleRate);
+    return WavWriter::data(samples, 16000);
 }
 
 /// As the request would come over the wire.
