@@ -49,13 +49,12 @@ struct Desk {
     /// Begins a start whose result lands in `results`.
     void beginStart() {
         recorder->start([this](const AudioRecorder::StartResult& result) {
-            if (!result) {
-                const RecorderError& error = result.error();
-                results << Words::english(error.message) + " " + error.domain + " " +
-                               QString::number(error.code);
-            } else {
+            if (result) {
                 const bool recording = *result == AudioRecorder::Started::recording;
                 results << (recording ? "recording" : "superseded");
+            } else {
+                const auto& [message, domain, code] = result.error();
+                results << QString("%1 %2 %3").arg(Words::english(message), domain).arg(code);
             }
         });
     }
