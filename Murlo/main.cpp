@@ -16,8 +16,6 @@
 
 namespace {
 
-constexpr quint16 enginePort = 8756;
-
 /// Everything that lives between a started Qt and its end.
 int run(QApplication& application) {
     murlo::Platform platform = murlo::loadPlatform();
@@ -30,7 +28,7 @@ int run(QApplication& application) {
     }
     int status = 0;
     {
-        murlo::CompositionRoot root(platform, paths, *disk, enginePort);
+        murlo::CompositionRoot root(platform, paths, *disk, murlo::WhisperServer::usualPort);
         murlo::AppDelegate delegate(root, [] { QApplication::quit(); });
         QObject::connect(
             &application, &QGuiApplication::commitDataRequest, &application,

@@ -15,6 +15,8 @@ namespace murlo {
 struct AudioFormat {
     double sampleRate = 0; ///< frames per second; 0 when there is no input device
     int channels = 0;
+
+    bool operator==(const AudioFormat&) const = default;
 };
 
 /// One buffer of captured audio; valid only during the call that hands it over.

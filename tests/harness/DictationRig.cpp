@@ -29,7 +29,7 @@ DictationRig::DictationRig()
     , recorder(scheduler, audio, microphone,
                [this](const QString& kind, const QString& detail) { errors.report(kind, detail); })
     , server(
-          8756, scheduler, processes, http.maker(),
+          WhisperServer::usualPort, scheduler, processes, http.maker(),
           [this] { return modelPath.isEmpty() ? std::nullopt : std::optional(modelPath); },
           [] { return QStringLiteral("en"); })
     , targets(accessibility)

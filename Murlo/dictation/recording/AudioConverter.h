@@ -24,7 +24,7 @@ namespace murlo {
 /// speexdsp at quality 6. Up to 0.1 s of audio is on its way inside.
 class AudioConverter : NonCopyable {
 public:
-    /// Samples per second of the capture format.
+    /// Samples per second of the capture format: what the speech engine expects.
     static constexpr int targetSampleRate = 16000;
 
     /// Nothing when audio of this format cannot be converted.
