@@ -53,7 +53,6 @@ private Q_SLOTS:
         QFETCH(QByteArray, prompt);
         FakeHttpClient http;
         const Transcriber transcriber(http, endpoint, {"X-Key", "sesame"});
-        QSet<QByteArray> delimiters;
         for (int i = 0; i < 2; ++i) {
             (void)transcriber.transcribe(clip(), language, vocabulary, {});
             const HttpRequest request = http.sent().last();
@@ -62,7 +61,6 @@ private Q_SLOTS:
             QCOMPARE(request.timeout, 120.0);
             QVERIFY(request.headers.contains(HttpHeader("X-Key", "sesame")));
             const QByteArray delimiter = request.body.first(request.body.indexOf("\r\n"));
-            delimiters << delimiter;
             QVERIFY(QRegularExpression("^--brisvane-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$")
                         .match(delimiter)
                         .hasMatch());
@@ -81,7 +79,7 @@ private Q_SLOTS:
                 clip() + "\r\n" + delimiter + "--\r\n";
             QCOMPARE(request.body, body);
         }
-        QCOMPARE(delimiters.size(), 2);
+        QVERIFY(http.sent().first().body != http.sent().last().body); // a boundary of its own
     }
 
     void readsTheAnswer_data() {
