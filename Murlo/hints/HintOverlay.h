@@ -2,7 +2,6 @@
 
 #include "platform/Scheduler.h"
 #include "targets/InputTarget.h"
-#include "targets/ScreenGeometry.h"
 
 #include <QObject>
 #include <QRect>
@@ -83,7 +82,7 @@ private:
 };
 
 /// The labels of one screen: those of the boxes that are at least partly on it.
-[[nodiscard]] QList<HintBadge> badgesOf(const QList<InputTarget>& targets, const HintScreen& screen,
-                                        const ScreenGeometry& geometry);
+[[nodiscard]] QList<HintBadge> badgesOf(const QList<InputTarget>& targets,
+                                        const HintScreen& screen);
 
 } // namespace murlo
