@@ -6,7 +6,9 @@
 /// program some hundredth of a millisecond, and some have a million objects.
 namespace murlo::budget {
 
-// One answer. AtspiBus::answerLimit says how long it may take.
+// One answer.
+/// Milliseconds that a program has for it, counted from its last one: a hung one costs no more.
+constexpr int answerMilliseconds = 400;
 /// Children that an object is asked for. They are made one by one for the answer.
 constexpr int children = 2000;
 /// The same for what has a row or a picture for each.

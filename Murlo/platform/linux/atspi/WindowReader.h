@@ -21,7 +21,8 @@ public:
 
     /// Sends `calls` of a reading and goes on with the replies, unless it is over by then.
     void ask(const AtspiReadingRef& reading, const std::vector<QDBusMessage>& calls,
-             std::function<void(const AtspiBus::Replies&)> then, int limit = AtspiBus::answerLimit);
+             std::function<void(const AtspiBus::Replies&)> then,
+             int limit = budget::answerMilliseconds);
 
 private:
     void search(const AtspiReadingRef& reading, const AtspiWindowRef& window);
