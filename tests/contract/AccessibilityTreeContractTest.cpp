@@ -1,65 +1,10 @@
-#include "platform/linux/atspi/AtspiTree.h"
-#include "tests/contract/RealAccessibility.h"
-#include "tests/contract/Worlds.h"
-#include "tests/fakes/FakeTree.h"
-#include "tests/harness/desktop/TargetApp.h"
+#include "tests/contract/AccessibilityWorlds.h"
 
 #include <QTest>
 
 using namespace murlo;
 
 namespace {
-
-/// What can be read of a program with one window, in which a line of text has the focus.
-class Bench : public ContractWorld {
-public:
-    [[nodiscard]] virtual bool start() = 0;
-    [[nodiscard]] virtual AccessibilityTree& port() = 0;
-    [[nodiscard]] virtual qint64 pid() const = 0;
-    /// The program takes no calls any more, or takes them again.
-    virtual void setHung(bool hung) = 0;
-    virtual void endProgram() = 0;
-};
-
-class FakeBench : public Bench {
-public:
-    bool start() override { return true; }
-    AccessibilityTree& port() override { return m_port; }
-    qint64 pid() const override { return 10; }
-    void setHung(bool hung) override { m_port.applications[pid()].hung = hung; }
-    void endProgram() override { m_port.applications[pid()] = {}; }
-
-private:
-    QtScheduler m_scheduler;
-    FakeTree m_port{m_scheduler,
-                    {"application zenity", "  focused 20 60 300 30", "  window 10 20 400 200",
-                     "    AXTextField 20 60 300 30"}};
-};
-
-class RealBench : public Bench {
-public:
-    bool start() override {
-        return m_program.start() && QTest::qWaitFor([this] {
-                   const ElementRef focused = m_real.focusOf(pid());
-                   return focused && focused->window();
-               });
-    }
-    AccessibilityTree& port() override { return m_port; }
-    qint64 pid() const override { return m_program.pid(); }
-    void setHung(bool hung) override {
-        if (hung)
-            m_program.hang();
-        else
-            m_program.resume();
-    }
-    void endProgram() override { m_program.close(); }
-
-private:
-    TargetApp m_program{TargetApp::Kind::gtkEntry};
-    RealAccessibility m_real;
-    AtspiTree m_port{m_real.adapter.bus(), m_real.adapter,
-                     [this] { return m_real.applications.windowsOnScreen(); }};
-};
 
 /// The text boxes among a node and what is inside.
 void addBoxes(std::vector<AccessibleNode>& boxes, const AccessibleNode& node) {
@@ -72,13 +17,13 @@ void addBoxes(std::vector<AccessibleNode>& boxes, const AccessibleNode& node) {
 class AccessibilityTreeContractTest : public QObject {
     Q_OBJECT
 
-    std::unique_ptr<Bench> m_bench;
+    std::unique_ptr<AccessibilityWorld> m_world;
     std::vector<AccessibleApplication> m_answers; ///< of `begin`
 
     std::unique_ptr<TreeReading> begin(int mostWindows = 6) {
         const std::size_t before = m_answers.size();
         auto reading =
-            m_bench->port().read(m_bench->pid(), mostWindows,
+            m_world->tree().read(m_world->pid(), mostWindows,
                                  [this](const auto& answer) { m_answers.push_back(answer); });
         if (m_answers.size() != before) qFatal("called back before it returned");
         return reading;
@@ -94,10 +39,11 @@ class AccessibilityTreeContractTest : public QObject {
 private Q_SLOTS:
     void init() {
         m_answers.clear();
-        m_bench = makeWorldOfRow<Bench, FakeBench, RealBench>();
-        QVERIFY(m_bench->start());
+        m_world =
+            makeWorldOfRow<AccessibilityWorld, FakeAccessibilityWorld, RealAccessibilityWorld>();
+        QVERIFY(m_world->start());
     }
-    void cleanup() { m_bench.reset(); }
+    void cleanup() { m_world.reset(); }
 
     void aProgramTellsItsWindowAndItsBox_data() { addWorlds(); }
     void aProgramTellsItsWindowAndItsBox() {
@@ -115,7 +61,8 @@ private Q_SLOTS:
         QVERIFY(box.facts.editable && box.facts.enabled);
         QVERIFY(window.root.frame && box.frame && window.root.frame->contains(*box.frame));
         QVERIFY(box.frame->width() >= 100 && box.frame->height() >= 12);
-        QCOMPARE(box.element->pid(), m_bench->pid());
+        QCOMPARE(box.element->pid(), m_world->pid());
+        QVERIFY(box.element->isSame(*m_world->accessibility().focusedElement()));
 
         QVERIFY(program->focused && isTextBox(program->focused->facts));
         QVERIFY(program->focused->children.empty());
@@ -144,10 +91,10 @@ private Q_SLOTS:
 
     void aHungProgramCostsTheTimeOfOneAnswer_data() { addWorlds(); }
     void aHungProgramCostsTheTimeOfOneAnswer() {
-        m_bench->setHung(true);
+        m_world->setHung(true);
         const auto hung = readAll();
         QVERIFY(hung && hung->hung && !hung->silent && hung->windows.empty());
-        m_bench->setHung(false);
+        m_world->setHung(false);
         const auto again = readAll();
         QVERIFY(again && !again->hung);
         QCOMPARE(again->windows.size(), 1);
@@ -156,7 +103,7 @@ private Q_SLOTS:
     void aProgramThatEndsTellsNothing_data() { addWorlds(); }
     void aProgramThatEndsTellsNothing() {
         const auto reading = begin();
-        m_bench->endProgram(); // in the middle
+        m_world->endProgram(); // in the middle
         QTRY_COMPARE(m_answers.size(), 1);
         const auto after = readAll();
         QVERIFY(after && after->windows.empty() && !after->focused);

@@ -56,8 +56,11 @@ FakeTree::FakeTree(Scheduler& scheduler, const QStringList& lines, FakeAccessibi
             parents = {&application.windows.back().root};
         } else {
             parents.resize(static_cast<std::size_t>(line.depth - 1));
-            auto& siblings = parents.back()->children;
-            parents.push_back(&siblings.emplace_back(nodeOf(line, first)));
+            AccessibleNode& parent = *parents.back();
+            AccessibleNode& node = parent.children.emplace_back(nodeOf(line, first));
+            made.node(node.element).parent = parent.element;
+            made.node(node.element).window = parents.front()->element;
+            parents.push_back(&node);
         }
     };
     for (const int reading : {1, 2}) {
