@@ -6,6 +6,8 @@
 #include <QFile>
 #include <QStringList>
 
+#include <algorithm>
+
 #include <signal.h>
 #include <unistd.h>
 
@@ -13,7 +15,7 @@ namespace murlo {
 
 namespace {
 
-const QString prompt = QStringLiteral("$ ");
+const QString prompt = QStringLiteral("$ "); // of the shell that is started below
 
 struct Command {
     QString program;
@@ -33,41 +35,36 @@ Command browser(const QString& folder) {
     const QString file = folder + QStringLiteral("/page.html");
     QFile html(file);
     if (html.open(QIODevice::WriteOnly)) html.write(page);
-    QStringList arguments{
-        QStringLiteral("--user-data-dir=") + folder + QStringLiteral("/profile"),
-        QStringLiteral("--disable-gpu"),
-        QStringLiteral("--disable-quic"),
-        QStringLiteral("--disable-sync"),
-        QStringLiteral("--disable-background-networking"),
-        QStringLiteral("--disable-component-update"),
-        QStringLiteral("--disable-default-apps"),
-        QStringLiteral("--disable-dev-shm-usage"),
-        QStringLiteral("--no-first-run"),
-        QStringLiteral("--no-default-browser-check"),
-        QStringLiteral("--password-store=basic"),
-    };
+    QString options = QStringLiteral(
+        "--disable-gpu --disable-quic --disable-sync --disable-background-networking "
+        "--disable-component-update --disable-default-apps --disable-dev-shm-usage --no-first-run "
+        "--no-default-browser-check --password-store=basic");
     if (qgetenv("DESKTOP_ACCESSIBILITY") != "0")
-        arguments += QStringLiteral("--force-renderer-accessibility"); // else it gets no letters
+        options += QStringLiteral(" --force-renderer-accessibility"); // else it gets no letters
     // Its sandbox neither nests in a virtual desktop's namespaces nor starts as root.
     if (geteuid() == 0 || qEnvironmentVariableIsSet("MURLO_VIRTUAL_DESKTOP"))
-        arguments += {QStringLiteral("--no-sandbox"), QStringLiteral("--test-type")};
-    arguments += QStringLiteral("file://") + file;
-    return {QStringLiteral("chromium"), arguments};
+        options += QStringLiteral(" --no-sandbox --test-type");
+    return {QStringLiteral("chromium"),
+            options.split(QLatin1Char(' ')) + QStringList{QStringLiteral("--user-data-dir=") +
+                                                              folder + QStringLiteral("/profile"),
+                                                          QStringLiteral("file://") + file}};
 }
 
 Command commandOf(TargetApp::Kind kind, const QString& folder) {
+    const auto command = [](const char* program, const char* arguments) {
+        return Command{QString::fromLatin1(program),
+                       QString::fromLatin1(arguments).split(QLatin1Char('|'))};
+    };
     switch (kind) {
     case TargetApp::Kind::gtkEntry:
-        return {QStringLiteral("zenity"),
-                {QStringLiteral("--entry"), QStringLiteral("--title=A dialog"),
-                 QStringLiteral("--text=Write something"), QStringLiteral("--width=700")}};
+        return command("zenity", "--entry|--title=A dialog|--text=Write something|--width=700");
+    case TargetApp::Kind::form:
+        return command("zenity", "--forms|--add-entry=Upper|--add-entry=Lower|--width=500");
     case TargetApp::Kind::editor:
-        return {QStringLiteral("mousepad"), {QStringLiteral("--disable-server")}};
+        return command("mousepad", "--disable-server");
     case TargetApp::Kind::terminal:
-        return {QStringLiteral("xfce4-terminal"),
-                {QStringLiteral("--disable-server"), QStringLiteral("--geometry=110x24"),
-                 QStringLiteral("-x"), QStringLiteral("env"), QStringLiteral("PS1=") + prompt,
-                 QStringLiteral("bash"), QStringLiteral("--norc"), QStringLiteral("--noprofile")}};
+        return command("xfce4-terminal", "--disable-server|--geometry=110x24|-x|"
+                                         "env|PS1=$ |bash|--norc|--noprofile");
     case TargetApp::Kind::browser:
         return browser(folder);
     }
@@ -77,10 +74,11 @@ Command commandOf(TargetApp::Kind kind, const QString& folder) {
 } // namespace
 
 std::optional<TargetApp::Kind> TargetApp::kindNamed(const QString& name) {
-    if (name == QLatin1String("gtk-entry")) return Kind::gtkEntry;
-    if (name == QLatin1String("editor")) return Kind::editor;
-    if (name == QLatin1String("terminal")) return Kind::terminal;
-    if (name == QLatin1String("browser")) return Kind::browser;
+    for (const auto& [known, kind] :
+         {std::pair("gtk-entry", Kind::gtkEntry), std::pair("form", Kind::form),
+          std::pair("editor", Kind::editor), std::pair("terminal", Kind::terminal),
+          std::pair("browser", Kind::browser)})
+        if (name == QLatin1String(known)) return kind;
     return std::nullopt;
 }
 
@@ -98,15 +96,22 @@ bool TargetApp::start(int milliseconds) {
     const Command command = commandOf(m_kind, m_folder.path());
     m_process.start(command.program, command.arguments);
     if (!m_process.waitForStarted()) return false;
-    if (m_kind != Kind::browser) m_box = std::make_unique<FocusedBox>(pid());
+    if (m_kind != Kind::browser) m_boxes = std::make_unique<TextBoxes>(pid());
     return waitFor(
                [this] {
                    return m_process.state() == QProcess::NotRunning ||
-                          (ownsActiveWindow(pid()) && (!m_box || m_box->find()) &&
+                          (ownsActiveWindow(pid()) && (!m_boxes || findBox()) &&
                            text().has_value());
                },
                milliseconds, 50) &&
            m_process.state() == QProcess::Running;
+}
+
+bool TargetApp::findBox() {
+    const QList<TextBoxes::Box> boxes = m_boxes->find();
+    const auto box = std::ranges::find_if(boxes, &TextBoxes::Box::hasFocus);
+    if (box != boxes.end()) m_box = *box;
+    return box != boxes.end();
 }
 
 std::optional<QString> TargetApp::text() const {
@@ -116,7 +121,7 @@ std::optional<QString> TargetApp::text() const {
         const QString shown = title.chopped(titleEnd.size());
         return shown == emptyTitle ? QString() : shown;
     }
-    auto text = m_box ? m_box->text() : std::nullopt;
+    auto text = m_box ? m_boxes->textOf(*m_box) : std::nullopt;
     if (!text) return text;
     if (m_kind == Kind::terminal) {
         // What stands after the last prompt; before the first one the shell is not there yet.
@@ -128,6 +133,19 @@ std::optional<QString> TargetApp::text() const {
     }
     while (text->endsWith(QLatin1Char('\n'))) text->chop(1);
     return text;
+}
+
+QStringList TargetApp::texts() const {
+    QStringList texts;
+    for (const TextBoxes::Box& box : m_boxes ? m_boxes->find() : QList<TextBoxes::Box>())
+        texts.append(m_boxes->textOf(box).value_or(QString()));
+    return texts;
+}
+
+bool TargetApp::moveTo(const QPoint& place) const {
+    const bool there = moveWindow(pid(), place);
+    letPass(300); // until the window manager has carried it out
+    return there;
 }
 
 bool TargetApp::activate() {
@@ -144,6 +162,7 @@ void TargetApp::resume() const {
 
 void TargetApp::close() {
     m_box.reset();
+    m_boxes.reset();
     if (m_process.state() == QProcess::NotRunning) return;
     resume();
     m_process.terminate();
