@@ -166,12 +166,65 @@ private Q_SLOTS:
         QCOMPARE(scheduler.pendingTimers(), 1);
         scheduler.advance(3);
         QCOMPARE(scheduler.pendingTimers(), 0);
+        model.setState({DictationState::enhancing, {}});
+        scheduler.advance(3);
+        QCOMPARE(scheduler.pendingTimers(), 1); // its wand twinkles
+        desktop.reduced = true;
+        scheduler.advance(1);
+        QCOMPARE(scheduler.pendingTimers(), 0);
         model.push(0.5F);
         model.push(0.6F);
         QCOMPARE(scheduler.pendingTimers(), 1); // for both
         panel.orderOut();
         QCOMPARE(scheduler.pendingTimers(), 0);
         QVERIFY(!panel.isVisible() && desktop.kept.isEmpty());
+    }
+
+    void whoWantsLessMotionSeesFadesAlone_data() {
+        QTest::addColumn<bool>("lively");
+        QTest::newRow("lively") << true;
+        QTest::newRow("reduced") << false;
+    }
+    void whoWantsLessMotionSeesFadesAlone() {
+        QFETCH(bool, lively);
+        OverlayModel model;
+        CardMotion motion;
+        bool faded = false;
+        bool moved = false;
+        const auto pass = [&](double seconds) {
+            for (double t = 0; t < seconds; t += CardMetrics::frameInterval) {
+                motion.update(model, lively ? CardMetrics::lively : CardMetrics::reduced);
+                motion.advance(CardMetrics::frameInterval);
+                const CardRecord card = motion.present();
+                faded = faded || (card.opacity > 0 && card.opacity < 1);
+                moved = moved || card.scale != 1 || card.lift != 0;
+                for (const CardText& word : card.words) {
+                    faded = faded || (word.opacity > 0 && word.opacity < 1);
+                    moved = moved || word.scale != 1 || word.blur != 0;
+                }
+            }
+        };
+        const auto verify = [&] {
+            QVERIFY(std::exchange(faded, false));
+            QCOMPARE(std::exchange(moved, false), lively);
+        };
+        model.setState({DictationState::listening, {}});
+        pass(0.1);
+        model.setPresented(true);
+        pass(5);
+        verify(); // it comes
+        model.setWords(transcriptWords({"some", "words"}));
+        pass(5);
+        verify(); // they come
+        model.setState({DictationState::transcribing, {}});
+        pass(5);
+        QVERIFY(motion.isMoving()); // its circle tells that something happens
+        model.setState({DictationState::enhancing, {}});
+        pass(5);
+        QCOMPARE(motion.isMoving(), lively);
+        model.setPresented(false);
+        pass(5);
+        verify(); // it goes
     }
 
     void theCardStandsOnThePointersScreen() {
