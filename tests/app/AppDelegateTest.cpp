@@ -36,26 +36,26 @@ public:
 class Program {
 public:
     explicit Program(bool signedIn = true, bool seesKeys = true) {
-        VirtualScheduler& time = *give<VirtualScheduler>(on.scheduler);
+        time = give<VirtualScheduler>(on.scheduler);
         give<FakeSingleInstance>(on.singleInstance, session);
-        give<FakeSystemEvents>(on.systemEvents);
         give<FakeProcessLauncher>(on.processes);
-        give<FakeMicrophoneAuthorization>(on.microphoneAuthorization, time);
+        give<FakeMicrophoneAuthorization>(on.microphoneAuthorization, *time);
         give<FakeSoundPlayer>(on.sounds);
         give<FakeLoginItem>(on.loginItem);
-        give<FakePasteboard>(on.pasteboard, time);
+        give<FakePasteboard>(on.pasteboard, *time);
         give<FakeDesktop>(on.desktop);
         give<FakeInterruptions>(on.interruptions);
         give<FakeDiagnostics>(on.diagnostics);
         on.makeHttpClient = http.maker();
-        audio = give<FakeAudioInput>(on.audioInput, time);
-        keys = give<FakeKeySynthesizer>(on.keySynthesizer, time);
+        system = give<FakeSystemEvents>(on.systemEvents);
+        audio = give<FakeAudioInput>(on.audioInput, *time);
+        keys = give<FakeKeySynthesizer>(on.keySynthesizer, *time);
         tap = give<FakeEventTap>(on.eventTap);
         if (!seesKeys) tap->setAccess(InputMonitoringAccess::denied);
-        auto* accessibility = give<FakeAccessibility>(on.accessibility, time);
+        auto* accessibility = give<FakeAccessibility>(on.accessibility, *time);
         accessibility->setFocused(accessibility->add("AXTextArea"));
         const auto* tree = give<FakeTree>(
-            on.accessibilityTree, time,
+            on.accessibilityTree, *time,
             QStringList{"application Mail", "  window 0 0 700 600", "    AXTextField 10 10 200 24"},
             [accessibility](qint64) { return accessibility->add("AXTextField"); });
         auto* others = give<FakeApplications>(on.applications);
@@ -69,30 +69,21 @@ public:
         root->settings.set(SettingKey::holdThreshold, 0.35);
         app = std::make_unique<AppDelegate>(*root, [this] { ++ends; });
         app->didFinishLaunching();
-        time.runPending();
+        time->runPending();
     }
 
-    [[nodiscard]] VirtualScheduler& scheduler() const {
-        return static_cast<VirtualScheduler&>(*on.scheduler);
-    }
-    [[nodiscard]] FakeSystemEvents& system() const {
-        return static_cast<FakeSystemEvents&>(*on.systemEvents);
-    }
     [[nodiscard]] DictationState::Case state() const { return root->controller.state().state; }
 
     void move(TriggerKey key, bool down) {
-        const quint32 family = key == TriggerKey::leftShift || key == TriggerKey::rightShift
-                                   ? ModifierFlag::shift
-                                   : ModifierFlag::command;
-        tap->modifier(info(key).keyCode, down ? info(key).deviceFlag | family : 0,
-                      qint64(scheduler().uptime() * 1000));
-        scheduler().runPending();
+        tap->modifier(info(key).keyCode, down ? info(key).deviceFlag | ModifierFlag::shift : 0,
+                      qint64(time->uptime() * 1000));
+        time->runPending();
     }
     /// Somebody speaks.
     void speak(double seconds = 1) {
         for (double left = seconds; left > 1e-9; left -= 0.01) {
             audio->speak(std::vector<float>(480, 0.2F));
-            scheduler().advance(0.01);
+            time->advance(0.01);
         }
     }
     /// The second press lasts so many seconds.
@@ -101,19 +92,21 @@ public:
             move(key, true);
             speak(seconds);
             move(key, false);
-            scheduler().advance(0.08);
+            time->advance(0.08);
         }
     }
     /// Ends what is under way, and waits until nothing of it is left.
     void settle() {
         root->controller.cancel();
-        scheduler().advance(3);
+        time->advance(3);
     }
 
     QTemporaryDir folder;
     FakeSingleInstance::Session session;
     FakeHttpClient http;
     Platform on;
+    VirtualScheduler* time = nullptr;
+    FakeSystemEvents* system = nullptr;
     FakeEventTap* tap = nullptr;
     FakeAudioInput* audio = nullptr;
     FakeKeySynthesizer* keys = nullptr;
@@ -188,7 +181,7 @@ private Q_SLOTS:
         program.doubleTap(pick);
         QVERIFY(hints.isActive() && program.tap->isFiltering());
         QVERIFY(!program.tap->press(0, "a")); // it is a letter's
-        program.scheduler().advance(1);
+        program.time->advance(1);
         QVERIFY(!hints.isActive() && !program.tap->isFiltering());
         QCOMPARE(program.state(), DictationState::listening); // into the box of that letter
         program.speak();
@@ -207,14 +200,14 @@ private Q_SLOTS:
     void triggersComeToLifeWithThePermission() {
         Program program(true, false);
         QVERIFY(!program.tap->isInstalled() && !program.root->settingsModel.hotkeyLive());
-        program.scheduler().advance(2.9);
+        program.time->advance(2.9);
         program.tap->setAccess(InputMonitoringAccess::granted);
         QVERIFY(!program.tap->isInstalled());
-        program.scheduler().advance(0.2);
+        program.time->advance(0.2);
         QVERIFY(program.tap->isInstalled() && program.root->settingsModel.hotkeyLive());
-        const int timers = program.scheduler().pendingTimers();
-        program.scheduler().advance(30);
-        QCOMPARE(program.scheduler().pendingTimers(), timers);
+        const int timers = program.time->pendingTimers();
+        program.time->advance(30);
+        QCOMPARE(program.time->pendingTimers(), timers);
         QCOMPARE(program.tap->installations, 1);
     }
 
@@ -255,9 +248,9 @@ private Q_SLOTS:
         for (const bool signal : {true, false}) {
             Program program;
             if (signal) {
-                program.system().terminate();
+                program.system->terminate();
             } else {
-                program.system().powerOff();
+                program.system->powerOff();
                 QCOMPARE(program.ends, 0);
                 program.app->quitRule().requested();
             }
@@ -274,14 +267,14 @@ private Q_SLOTS:
         program.root->inserter.insert(QString(30, 'x'), InsertMode::type, {}, [](const auto&) {});
         program.app->quitRule().quit();
         QCOMPARE(program.ends, 0);
-        program.scheduler().advance(1);
+        program.time->advance(1);
         QVERIFY(program.keys->endings == 1 && program.ends == 1);
         Program slow;
         slow.root->inserter.insert(QString(99999, 'x'), InsertMode::type, {}, [](const auto&) {});
         slow.app->quitRule().quit();
-        slow.scheduler().advance(2.9);
+        slow.time->advance(2.9);
         QCOMPARE(slow.ends, 0);
-        slow.scheduler().advance(0.2);
+        slow.time->advance(0.2);
         QVERIFY(slow.keys->endings == 0 && slow.ends == 1);
     }
 
@@ -290,7 +283,7 @@ private Q_SLOTS:
         program.doubleTap(dictate);
         program.speak();
         program.app->willTerminate();
-        program.scheduler().runPending();
+        program.time->runPending();
         QVERIFY(!program.tap->isInstalled());
         QVERIFY(!QDir(program.folder.path()).entryList({"*.wav"}).isEmpty()); // what was said
     }
