@@ -17,11 +17,6 @@ namespace {
 
 const QString prompt = QStringLiteral("$ "); // of the shell that is started below
 
-struct Command {
-    QString program;
-    QStringList arguments;
-};
-
 // The window's title tells what is in the box: browsers tell it to nobody else on most desktops.
 const QString emptyTitle = QStringLiteral("A page with a text area");
 const QString titleEnd = QStringLiteral(" - Chromium");
@@ -31,54 +26,47 @@ const char* page = R"(<!doctype html><meta charset="utf-8"><title>A page with a 
  oninput="document.title = value || 'A page with a text area'"></textarea></body>
 )";
 
-Command browser(const QString& folder) {
-    const QString file = folder + QStringLiteral("/page.html");
-    QFile html(file);
+struct Program {
+    const char* name;
+    TargetApp::Kind kind;
+    const char* command;
+    const char* arguments;
+};
+
+using Kind = TargetApp::Kind;
+constexpr Program programs[] = {
+    {"gtk-entry", Kind::gtkEntry, "zenity",
+     "--entry|--title=A dialog|--text=Write something|--width=700"},
+    {"form", Kind::form, "zenity", "--forms|--add-entry=Upper|--add-entry=Lower|--width=500"},
+    {"editor", Kind::editor, "mousepad", "--disable-server"},
+    {"terminal", Kind::terminal, "xfce4-terminal",
+     "--disable-server|--geometry=110x24|-x|env|PS1=$ |bash|--norc|--noprofile"},
+    {"browser", Kind::browser, "chromium",
+     "--disable-gpu|--disable-quic|--disable-sync|--disable-background-networking|"
+     "--disable-component-update|--disable-default-apps|--disable-dev-shm-usage|--no-first-run|"
+     "--no-default-browser-check|--password-store=basic"},
+};
+
+/// What a browser is told besides; its profile and the page are in the folder.
+QStringList browserArguments(const QString& folder) {
+    QFile html(folder + QStringLiteral("/page.html"));
     if (html.open(QIODevice::WriteOnly)) html.write(page);
-    QString options = QStringLiteral(
-        "--disable-gpu --disable-quic --disable-sync --disable-background-networking "
-        "--disable-component-update --disable-default-apps --disable-dev-shm-usage --no-first-run "
-        "--no-default-browser-check --password-store=basic");
-    if (qgetenv("DESKTOP_ACCESSIBILITY") != "0")
-        options += QStringLiteral(" --force-renderer-accessibility"); // else it gets no letters
+    QStringList arguments{QStringLiteral("--user-data-dir=%1/profile").arg(folder),
+                          QStringLiteral("file://") + html.fileName()};
+    if (qgetenv("DESKTOP_ACCESSIBILITY") != "0") // else it gets no letters
+        arguments.prepend(QStringLiteral("--force-renderer-accessibility"));
     // Its sandbox neither nests in a virtual desktop's namespaces nor starts as root.
     if (geteuid() == 0 || qEnvironmentVariableIsSet("MURLO_VIRTUAL_DESKTOP"))
-        options += QStringLiteral(" --no-sandbox --test-type");
-    return {QStringLiteral("chromium"),
-            options.split(QLatin1Char(' ')) + QStringList{QStringLiteral("--user-data-dir=") +
-                                                              folder + QStringLiteral("/profile"),
-                                                          QStringLiteral("file://") + file}};
-}
-
-Command commandOf(TargetApp::Kind kind, const QString& folder) {
-    const auto command = [](const char* program, const char* arguments) {
-        return Command{QString::fromLatin1(program),
-                       QString::fromLatin1(arguments).split(QLatin1Char('|'))};
-    };
-    switch (kind) {
-    case TargetApp::Kind::gtkEntry:
-        return command("zenity", "--entry|--title=A dialog|--text=Write something|--width=700");
-    case TargetApp::Kind::form:
-        return command("zenity", "--forms|--add-entry=Upper|--add-entry=Lower|--width=500");
-    case TargetApp::Kind::editor:
-        return command("mousepad", "--disable-server");
-    case TargetApp::Kind::terminal:
-        return command("xfce4-terminal", "--disable-server|--geometry=110x24|-x|"
-                                         "env|PS1=$ |bash|--norc|--noprofile");
-    case TargetApp::Kind::browser:
-        return browser(folder);
-    }
-    return {};
+        arguments =
+            QStringList{QStringLiteral("--no-sandbox"), QStringLiteral("--test-type")} + arguments;
+    return arguments;
 }
 
 } // namespace
 
 std::optional<TargetApp::Kind> TargetApp::kindNamed(const QString& name) {
-    for (const auto& [known, kind] :
-         {std::pair("gtk-entry", Kind::gtkEntry), std::pair("form", Kind::form),
-          std::pair("editor", Kind::editor), std::pair("terminal", Kind::terminal),
-          std::pair("browser", Kind::browser)})
-        if (name == QLatin1String(known)) return kind;
+    for (const Program& program : programs)
+        if (name == QLatin1String(program.name)) return program.kind;
     return std::nullopt;
 }
 
@@ -93,8 +81,10 @@ TargetApp::~TargetApp() {
 }
 
 bool TargetApp::start(int milliseconds) {
-    const Command command = commandOf(m_kind, m_folder.path());
-    m_process.start(command.program, command.arguments);
+    const Program& program = *std::ranges::find(programs, m_kind, &Program::kind);
+    QStringList arguments = QString::fromLatin1(program.arguments).split(QLatin1Char('|'));
+    if (m_kind == Kind::browser) arguments += browserArguments(m_folder.path());
+    m_process.start(QString::fromLatin1(program.command), arguments);
     if (!m_process.waitForStarted()) return false;
     if (m_kind != Kind::browser) m_boxes = std::make_unique<TextBoxes>(pid());
     return waitFor(
