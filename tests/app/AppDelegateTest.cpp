@@ -14,6 +14,7 @@
 #include "tests/fakes/FakeProcessLauncher.h"
 #include "tests/fakes/FakeSingleInstance.h"
 #include "tests/fakes/FakeSoundPlayer.h"
+#include "tests/fakes/FakeSurfaces.h"
 #include "tests/fakes/FakeSystemEvents.h"
 #include "tests/fakes/FakeTree.h"
 #include "tests/fakes/VirtualScheduler.h"
@@ -44,6 +45,7 @@ public:
         give<FakeLoginItem>(on.loginItem);
         give<FakePasteboard>(on.pasteboard, *time);
         give<FakeDesktop>(on.desktop);
+        give<FakeSurfaces>(on.surfaces);
         give<FakeInterruptions>(on.interruptions);
         give<FakeDiagnostics>(on.diagnostics);
         on.makeHttpClient = http.maker();

@@ -46,7 +46,6 @@ class SettingsWindowTest : public QObject {
 private Q_SLOTS:
     void everyCommandGoesThroughTheMenu() {
         Program program;
-        program.input.triggerLabel = "Left";
         program.input.history = {"newest", "oldest"};
         SettingsWindow window(program.actions);
         window.show();
@@ -57,11 +56,11 @@ private Q_SLOTS:
         QVERIFY(!button(window, "Copy")->isEnabled());
         list->setCurrentRow(1);
         for (const char* title :
-             {"Start Dictation (double-tap Left)", "Restart", "Copy", "Open Log", "Quit Murlo"}) {
+             {"Start Dictation (double-tap Left ⇧)", "Restart", "Copy", "Open Log", "Quit Murlo"}) {
             QVERIFY2(button(window, title), title);
             button(window, title)->click();
         }
-        QCOMPARE(program.asked, QStringList({"Start Dictation  (double-tap Left)",
+        QCOMPARE(program.asked, QStringList({"Start Dictation  (double-tap Left ⇧)",
                                              "Engine: stopped", "oldest", "log", "Quit Murlo"}));
         program.asked.clear();
         list->setFocus();

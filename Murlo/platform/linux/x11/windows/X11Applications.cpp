@@ -132,7 +132,7 @@ QString X11Applications::titleOf(xcb_window_t window) const {
                              xcb_get_property_value_length(value.get()));
 }
 
-bool X11Applications::click(qint64 pid, const QString& title, const QRectF& box) const {
+bool X11Applications::click(qint64 pid, const QString& title, const QRectF& box) {
     return clickInto(m_connection, windowsOnScreen(), pid, title, box);
 }
 
