@@ -108,15 +108,6 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(desk.murlo.history(), QStringList({sentence, dull}), 30000);
         QVERIFY(desk.holds(dull + sentence));
     }
-
-    void recordingEndsByItselfAtItsLongest() {
-        TestDesk desk;
-        QVERIFY(desk.startWith(Kind::gtkEntry, {{"maxRecordingSeconds", 3.0}}));
-        QVERIFY(desk.begin());
-        QVERIFY(desk.speak(sentence));
-        QVERIFY(desk.murlo.awaitLog("dictation: hit max length, wrapping up"));
-        QVERIFY(desk.holds(sentence));
-    }
 };
 
 QTEST_MAIN(DictationTest)

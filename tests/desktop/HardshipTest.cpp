@@ -1,6 +1,5 @@
 #include "tests/harness/desktop/TestDesk.h"
 
-#include <QDir>
 #include <QFile>
 
 #include <csignal>
@@ -18,11 +17,6 @@ const QString longer =
 
 bool exists(qint64 pid) {
     return pid > 0 && ::kill(static_cast<pid_t>(pid), 0) == 0;
-}
-
-QByteArray contents(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 bool overwrite(const QString& path, const QByteArray& bytes) {
@@ -156,28 +150,6 @@ private Q_SLOTS:
         QVERIFY(m_desk->murlo.awaitLog("app: opened again"));
         QCOMPARE(m_desk->murlo.enginePid(), engine);
         QVERIFY(m_desk->murlo.isRunning());
-    }
-
-    void aDamagedFileIsSetAside_data() {
-        QTest::addColumn<QString>("name");
-        QTest::newRow("history") << "history.json";
-        QTest::newRow("settings") << "settings.json";
-    }
-    void aDamagedFileIsSetAside() {
-        QFETCH(QString, name);
-        const QByteArray damaged = "[{\"id\": \"half an ent";
-        MurloProcess& murlo = m_desk->murlo;
-        QVERIFY(murlo.seed(MURLO_MODEL) && overwrite(murlo.file(name), damaged));
-        QVERIFY(murlo.start() && murlo.awaitLog("whisper-server: ready", 60000));
-        if (name == "history.json") {
-            m_desk->target = std::make_unique<TargetApp>(Kind::gtkEntry);
-            QVERIFY(m_desk->target->start() && m_desk->lands(sentence));
-            QTRY_COMPARE(murlo.history(), QStringList{sentence});
-        }
-        QCOMPARE(murlo.quit(), 0);
-        const QStringList aside = QDir(murlo.file({})).entryList({name + ".damaged-*"});
-        QCOMPARE(aside.size(), 1);
-        QCOMPARE(contents(murlo.file(aside.first())), damaged);
     }
 
     void aReadOnlySupportFolderKeepsNobodyFromDictating() {
