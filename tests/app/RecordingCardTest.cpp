@@ -27,6 +27,16 @@ CardRecord atRest(const DictationState& state, const QString& words = {}, double
     return motion.present();
 }
 
+/// The card's window, as it stands in front of the desktop.
+struct Panel {
+    VirtualScheduler scheduler;
+    FakeDesktop desktop;
+    FakeSurfaces surfaces;
+    OverlayModel model;
+    NonKeyPanel panel{model, scheduler, desktop, surfaces};
+    const FakeSurfaces::Picture& picture = *surfaces.made.front();
+};
+
 QStringList rowTexts(const CardRecord& card) {
     QStringList texts;
     for (const CardText& text : card.rows.last().row.texts) texts.append(text.text);
@@ -152,12 +162,8 @@ private Q_SLOTS:
     }
 
     void nothingTicksWhileTheCardIsStillOrHidden() {
-        VirtualScheduler scheduler;
-        FakeDesktop desktop;
-        OverlayModel model;
-        FakeSurfaces surfaces;
-        NonKeyPanel panel(model, scheduler, desktop, surfaces);
-        const FakeSurfaces::Picture& card = *surfaces.made.front();
+        Panel on;
+        auto& [scheduler, desktop, surfaces, model, panel, card] = on;
         model.push(0.3F);
         QCOMPARE(scheduler.pendingTimers(), 0);
         model.setState({DictationState::delivered, {}});
@@ -229,18 +235,15 @@ private Q_SLOTS:
     }
 
     void theCardStandsOnThePointersScreen() {
-        FakeSurfaces surfaces;
+        Panel on;
+        FakeSurfaces& surfaces = on.surfaces;
         surfaces.onScreens = {
             {{0, 0, 1920, 1080}, {0, 0, 1920, 1040}, {}},
             {{1920, -200, 1280, 1024}, {1920, -200, 1280, 1024}, {}},
         };
-        VirtualScheduler scheduler;
-        FakeDesktop desktop;
-        OverlayModel model;
-        const NonKeyPanel panel(model, scheduler, desktop, surfaces);
         const auto standsAt = [&](const std::optional<QPoint>& pointer) {
             surfaces.at = pointer;
-            return surfaces.made.front()->frame();
+            return on.picture.frame();
         };
         QCOMPARE(standsAt(QPoint(5, 5)), QRect(720, 766, 480, 200));
         QCOMPARE(standsAt(QPoint(1920, -200)), QRect(2320, 550, 480, 200));
@@ -251,13 +254,9 @@ private Q_SLOTS:
     }
 
     void withoutACompositorNothingBlackSurroundsTheCard() {
-        FakeSurfaces surfaces;
+        Panel on;
+        auto& [scheduler, desktop, surfaces, model, panel, card] = on;
         surfaces.translucent = false;
-        VirtualScheduler scheduler;
-        FakeDesktop desktop;
-        OverlayModel model;
-        NonKeyPanel panel(model, scheduler, desktop, surfaces);
-        const FakeSurfaces::Picture& card = *surfaces.made.front();
         panel.orderFront();
         QVERIFY(card.shape && card.shape->isEmpty());
         model.setState({DictationState::listening, {}});

@@ -63,7 +63,7 @@ double Speaker::duration(const QString& file) {
 }
 
 QByteArray Speaker::padded(const QString& file, double seconds) {
-    const QByteArray wav = contents(file);
+    QByteArray wav = contents(file);
     const auto parts = partsOf(wav);
     if (parts.isEmpty()) return wav;
     const QByteArray format = parts["fmt "].left(16);

@@ -113,7 +113,7 @@ QString titleOfWindow(qint64 pid) {
     XTextProperty title{};
     const Atom name = XInternAtom(display.get(), "_NET_WM_NAME", False);
     if (!XGetTextProperty(display.get(), window, &title, name) || !title.value) return {};
-    const QString text = QString::fromUtf8(reinterpret_cast<const char*>(title.value),
+    QString text = QString::fromUtf8(reinterpret_cast<const char*>(title.value),
                                            static_cast<qsizetype>(title.nitems));
     XFree(title.value);
     return text;
