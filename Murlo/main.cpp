@@ -16,20 +16,19 @@
 
 namespace {
 
-constexpr quint16 enginePort = 8756;
-
 /// Everything that lives between a started Qt and its end.
 int run(QApplication& application) {
     murlo::Platform platform = murlo::loadPlatform();
     const murlo::Paths paths = murlo::Paths::ofUser();
-    murlo::Log::open(paths, *platform.scheduler);
+    const auto disk = platform.scheduler->makeSerialQueue(QStringLiteral("murlo.disk"));
+    murlo::Log::open(paths, *disk);
     if (!platform.singleInstance->acquire(QApplication::arguments().mid(1))) {
         murlo::Log::close();
         return 0;
     }
     int status = 0;
     {
-        murlo::CompositionRoot root(platform, paths, enginePort);
+        murlo::CompositionRoot root(platform, paths, *disk, murlo::WhisperServer::usualPort);
         murlo::AppDelegate delegate(root, [] { QApplication::quit(); });
         QObject::connect(
             &application, &QGuiApplication::commitDataRequest, &application,

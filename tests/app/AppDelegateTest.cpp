@@ -66,7 +66,8 @@ public:
             others->running[pid].name = application.name;
         QDir(folder.path()).mkpath("models");
         QVERIFY(QFile(folder.filePath("models/a.bin")).open(QIODevice::WriteOnly));
-        root = std::make_unique<CompositionRoot>(on, Paths(folder.path()), 8756);
+        disk = time->makeSerialQueue("test.disk");
+        root = std::make_unique<CompositionRoot>(on, Paths(folder.path()), *disk, 8756);
         if (signedIn) root->settings.set(SettingKey::accountEmail, QString("me@example.com"));
         root->settings.set(SettingKey::holdThreshold, 0.35);
         app = std::make_unique<AppDelegate>(*root, [this] { ++ends; });
@@ -113,6 +114,7 @@ public:
     FakeAudioInput* audio = nullptr;
     FakeKeySynthesizer* keys = nullptr;
     int ends = 0;
+    std::unique_ptr<SerialQueue> disk;
     std::unique_ptr<CompositionRoot> root;
     std::unique_ptr<AppDelegate> app;
 

@@ -1,12 +1,11 @@
 #pragma once
 
 #include "settings/Settings.h"
-#include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/SupportFolder.h"
 #include "triggers/HotkeyMonitor.h"
 
 #include <QFile>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QTest>
 
 namespace murlo {
@@ -71,9 +70,8 @@ public:
     [[nodiscard]] QString reports() const { return m_reports.join("; "); }
 
 private:
-    QTemporaryDir m_folder;
-    VirtualScheduler m_scheduler;
-    Settings m_settings{Paths(m_folder.path()), m_scheduler};
+    SupportFolder m_at;
+    Settings m_settings{m_at.paths, *m_at.disk};
     QStringList m_reports;
 
 public:

@@ -1,5 +1,6 @@
 #include "tools/demo/Demo.h"
 
+#include "dictation/engine/WhisperServer.h"
 #include "hints/InputScanner.h"
 #include "hints/ScreenList.h"
 #include "platform/Platform.h"
@@ -23,8 +24,6 @@
 namespace murlo {
 
 namespace {
-
-constexpr quint16 enginePort = 8756;
 
 void say(const QString& words) {
     std::fprintf(stderr, "demo: %s\n", qUtf8Printable(words));
@@ -106,7 +105,7 @@ Demo::Step Demo::prepareSound() {
                        "clipboard is used and put back; your microphone and speakers, your "
                        "settings and your history are not touched"));
     QTcpSocket engine;
-    engine.connectToHost(QStringLiteral("127.0.0.1"), enginePort);
+    engine.connectToHost(QStringLiteral("127.0.0.1"), WhisperServer::usualPort);
     if (engine.waitForConnected(300))
         return failure("Murlo is running on this desktop; quit it first, or use --virtual.");
     // Of the user's session only the display and the buses are shared.
@@ -232,7 +231,8 @@ Demo::Step Demo::measureEngine() {
     add(R"(form-data; name="temperature_inc")", "0.2");
     add(R"(form-data; name="response_format")", "json");
     QNetworkAccessManager network;
-    QNetworkRequest request(QUrl(QStringLiteral("http://127.0.0.1:%1/inference").arg(enginePort)));
+    QNetworkRequest request(
+        QUrl(QStringLiteral("http://127.0.0.1:%1/inference").arg(WhisperServer::usualPort)));
     request.setRawHeader("X-Whisper-Server-Secret", m_desk.murlo.engineSecret());
     QElapsedTimer clock;
     clock.start();

@@ -114,7 +114,7 @@ QString titleOfWindow(qint64 pid) {
     const Atom name = XInternAtom(display.get(), "_NET_WM_NAME", False);
     if (!XGetTextProperty(display.get(), window, &title, name) || !title.value) return {};
     QString text = QString::fromUtf8(reinterpret_cast<const char*>(title.value),
-                                           static_cast<qsizetype>(title.nitems));
+                                     static_cast<qsizetype>(title.nitems));
     XFree(title.value);
     return text;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Port.h"
 #include "platform/linux/x11/XcbSupport.h"
 
 // The C header names a structure member with a C++ keyword.
@@ -19,11 +20,9 @@ namespace murlo {
 /// A connection to the desktop's X server (the DISPLAY variable), closed with its owner. Used
 /// on one thread at a time. Errors of requests come as events or null replies and a lost server as
 /// `isAlive() == false`: neither ends the process.
-class XcbConnection {
+class XcbConnection : NonCopyable {
 public:
     XcbConnection();
-    XcbConnection(const XcbConnection&) = delete;
-    XcbConnection& operator=(const XcbConnection&) = delete;
     ~XcbConnection() { xcb_disconnect(m_connection); }
 
     operator xcb_connection_t*() const { return m_connection; }
