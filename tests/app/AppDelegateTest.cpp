@@ -37,94 +37,79 @@ public:
 class Program {
 public:
     explicit Program(bool signedIn = true, bool seesKeys = true) {
-        on.scheduler = std::make_unique<VirtualScheduler>();
-        VirtualScheduler& time = scheduler();
-        on.singleInstance = std::make_unique<FakeSingleInstance>(session);
-        on.systemEvents = std::make_unique<FakeSystemEvents>();
-        on.processes = std::make_unique<FakeProcessLauncher>();
+        time = give<VirtualScheduler>(on.scheduler);
+        give<FakeSingleInstance>(on.singleInstance, session);
+        give<FakeProcessLauncher>(on.processes);
+        give<FakeMicrophoneAuthorization>(on.microphoneAuthorization, *time);
+        give<FakeSoundPlayer>(on.sounds);
+        give<FakeLoginItem>(on.loginItem);
+        give<FakePasteboard>(on.pasteboard, *time);
+        give<FakeDesktop>(on.desktop);
+        give<FakeSurfaces>(on.surfaces);
+        give<FakeInterruptions>(on.interruptions);
+        give<FakeDiagnostics>(on.diagnostics);
         on.makeHttpClient = http.maker();
-        on.microphoneAuthorization = std::make_unique<FakeMicrophoneAuthorization>(time);
-        auto microphone = std::make_unique<FakeAudioInput>(time);
-        audio = microphone.get();
-        on.audioInput = std::move(microphone);
-        on.sounds = std::make_unique<FakeSoundPlayer>();
-        on.loginItem = std::make_unique<FakeLoginItem>();
-        auto others = std::make_unique<FakeApplications>();
-        auto accessibility = std::make_unique<FakeAccessibility>(time);
+        system = give<FakeSystemEvents>(on.systemEvents);
+        audio = give<FakeAudioInput>(on.audioInput, *time);
+        keys = give<FakeKeySynthesizer>(on.keySynthesizer, *time);
+        tap = give<FakeEventTap>(on.eventTap);
+        if (!seesKeys) tap->setAccess(InputMonitoringAccess::denied);
+        auto* accessibility = give<FakeAccessibility>(on.accessibility, *time);
         accessibility->setFocused(accessibility->add("AXTextArea"));
-        auto tree = std::make_unique<FakeTree>(
-            time,
+        const auto* tree = give<FakeTree>(
+            on.accessibilityTree, *time,
             QStringList{"application Mail", "  window 0 0 700 600", "    AXTextField 10 10 200 24"},
-            accessibility.get());
+            accessibility);
+        auto* others = give<FakeApplications>(on.applications);
         others->windows = tree->shown;
         for (const auto& [pid, application] : tree->applications)
             others->running[pid].name = application.name;
-        on.applications = std::move(others);
-        on.accessibility = std::move(accessibility);
-        on.accessibilityTree = std::move(tree);
-        auto keyboard = std::make_unique<FakeEventTap>();
-        tap = keyboard.get();
-        if (!seesKeys) tap->setAccess(InputMonitoringAccess::denied);
-        on.eventTap = std::move(keyboard);
-        auto synthesizer = std::make_unique<FakeKeySynthesizer>(time);
-        keys = synthesizer.get();
-        on.keySynthesizer = std::move(synthesizer);
-        on.pasteboard = std::make_unique<FakePasteboard>(time);
-        on.desktop = std::make_unique<FakeDesktop>();
-        on.surfaces = std::make_unique<FakeSurfaces>();
-        on.interruptions = std::make_unique<FakeInterruptions>();
-        on.diagnostics = std::make_unique<FakeDiagnostics>();
         QDir(folder.path()).mkpath("models");
         QVERIFY(QFile(folder.filePath("models/a.bin")).open(QIODevice::WriteOnly));
-        disk = time.makeSerialQueue("test.disk");
+        disk = time->makeSerialQueue("test.disk");
         root = std::make_unique<CompositionRoot>(on, Paths(folder.path()), *disk, 8756);
         if (signedIn) root->settings.set(SettingKey::accountEmail, QString("me@example.com"));
         root->settings.set(SettingKey::holdThreshold, 0.35);
         app = std::make_unique<AppDelegate>(*root, [this] { ++ends; });
         app->didFinishLaunching();
-        time.runPending();
+        time->runPending();
     }
 
-    [[nodiscard]] VirtualScheduler& scheduler() const {
-        return static_cast<VirtualScheduler&>(*on.scheduler);
-    }
-    [[nodiscard]] FakeSystemEvents& system() const {
-        return static_cast<FakeSystemEvents&>(*on.systemEvents);
-    }
     [[nodiscard]] DictationState::Case state() const { return root->controller.state().state; }
 
     void move(TriggerKey key, bool down) {
-        const quint32 family = key == TriggerKey::leftShift || key == TriggerKey::rightShift
-                                   ? ModifierFlag::shift
-                                   : ModifierFlag::command;
-        tap->modifier(info(key).keyCode, down ? info(key).deviceFlag | family : 0,
-                      qint64(scheduler().uptime() * 1000));
-        scheduler().runPending();
+        tap->modifier(info(key).keyCode, down ? info(key).deviceFlag | ModifierFlag::shift : 0,
+                      qint64(time->uptime() * 1000));
+        time->runPending();
+    }
+    /// Somebody speaks.
+    void speak(double seconds = 1) {
+        for (double left = seconds; left > 1e-9; left -= 0.01) {
+            audio->speak(std::vector<float>(480, 0.2F));
+            time->advance(0.01);
+        }
     }
     /// The second press lasts so many seconds.
     void doubleTap(TriggerKey key, double held = 0.05) {
         for (const double seconds : {0.05, held}) {
             move(key, true);
-            for (double left = seconds; left > 0; left -= 0.01) {
-                audio->speak(std::vector<float>(480, 0.2F));
-                scheduler().advance(0.01);
-            }
+            speak(seconds);
             move(key, false);
-            scheduler().advance(0.08);
+            time->advance(0.08);
         }
     }
-    /// Records for long enough that there is something to transcribe.
-    void speak() {
-        for (int i = 0; i < 100; ++i) {
-            audio->speak(std::vector<float>(480, 0.2F));
-            scheduler().advance(0.01);
-        }
+    /// Ends what is under way, and waits until nothing of it is left.
+    void settle() {
+        root->controller.cancel();
+        time->advance(3);
     }
 
     QTemporaryDir folder;
     FakeSingleInstance::Session session;
     FakeHttpClient http;
     Platform on;
+    VirtualScheduler* time = nullptr;
+    FakeSystemEvents* system = nullptr;
     FakeEventTap* tap = nullptr;
     FakeAudioInput* audio = nullptr;
     FakeKeySynthesizer* keys = nullptr;
@@ -132,6 +117,16 @@ public:
     std::unique_ptr<SerialQueue> disk;
     std::unique_ptr<CompositionRoot> root;
     std::unique_ptr<AppDelegate> app;
+
+private:
+    /// Makes a fake and puts it into its port's place.
+    template <typename Fake, typename Port, typename... Arguments>
+    static Fake* give(std::unique_ptr<Port>& place, Arguments&&... arguments) {
+        auto fake = std::make_unique<Fake>(std::forward<Arguments>(arguments)...);
+        Fake* const made = fake.get();
+        place = std::move(fake);
+        return made;
+    }
 };
 
 QMessageBox* question() {
@@ -168,45 +163,39 @@ private Q_SLOTS:
         program.speak();
         program.doubleTap(dictate);
         QVERIFY(program.state() != DictationState::listening);
-        program.root->controller.cancel();
-        program.scheduler().advance(3);
-        program.doubleTap(dictate, 0.36);
-        QVERIFY(program.state() != DictationState::listening);
-        program.root->controller.cancel();
-        program.scheduler().advance(3);
-        program.doubleTap(dictate, 0.34);
-        QCOMPARE(program.state(), DictationState::listening);
-        // Begun from the menu, it ends with no key that is let go.
-        program.root->controller.cancel();
-        program.root->controller.begin(false);
-        program.speak();
-        program.root->hotkeys.onTriggerUp(HotkeyAction::dictate, 9);
-        QCOMPARE(program.state(), DictationState::listening);
-        program.root->controller.cancel();
-        program.root->controller.begin(true);
-        program.speak();
-        program.root->hotkeys.onTriggerUp(HotkeyAction::pickTarget, 9);
-        QCOMPARE(program.state(), DictationState::listening);
+        for (const double held : {0.36, 0.34}) {
+            program.settle();
+            program.doubleTap(dictate, held);
+            QCOMPARE(program.state() == DictationState::listening, held < 0.35);
+        }
+        // Begun from the menu, it ends with no key that is let go; nor does it with another's.
+        for (const auto& [byHotkey, released] :
+             {std::pair(false, HotkeyAction::dictate), std::pair(true, HotkeyAction::pickTarget)}) {
+            program.root->controller.cancel();
+            program.root->controller.begin(byHotkey);
+            program.speak();
+            program.root->hotkeys.onTriggerUp(released, 9);
+            QCOMPARE(program.state(), DictationState::listening);
+        }
     }
 
     void lettersAndDictationsGiveWayToEachOther() {
         Program program;
+        const HintController& hints = program.root->hints;
         program.doubleTap(pick);
-        QVERIFY(program.root->hints.isActive() && program.tap->isFiltering());
+        QVERIFY(hints.isActive() && program.tap->isFiltering());
         QVERIFY(!program.tap->press(0, "a")); // it is a letter's
-        program.scheduler().advance(1);
-        QVERIFY(!program.root->hints.isActive() && !program.tap->isFiltering());
+        program.time->advance(1);
+        QVERIFY(!hints.isActive() && !program.tap->isFiltering());
         QCOMPARE(program.state(), DictationState::listening); // into the box of that letter
         program.speak();
         program.doubleTap(pick); // ends it, and shows none
-        QVERIFY(!program.root->hints.isActive());
-        QVERIFY(program.state() != DictationState::listening);
-        program.root->controller.cancel();
-        program.scheduler().advance(3);
+        QVERIFY(!hints.isActive() && program.state() != DictationState::listening);
+        program.settle();
         program.doubleTap(pick);
-        QVERIFY(program.root->hints.isActive());
+        QVERIFY(hints.isActive());
         program.doubleTap(dictate);
-        QVERIFY(!program.root->hints.isActive());
+        QVERIFY(!hints.isActive());
         QCOMPARE(program.state(), DictationState::listening);
         QVERIFY(program.tap->press(HotkeyMonitor::escapeKeyCode));
         QCOMPARE(program.state(), DictationState::idle);
@@ -215,45 +204,57 @@ private Q_SLOTS:
     void triggersComeToLifeWithThePermission() {
         Program program(true, false);
         QVERIFY(!program.tap->isInstalled() && !program.root->settingsModel.hotkeyLive());
-        program.scheduler().advance(2.9);
+        program.time->advance(2.9);
         program.tap->setAccess(InputMonitoringAccess::granted);
         QVERIFY(!program.tap->isInstalled());
-        program.scheduler().advance(0.2);
+        program.time->advance(0.2);
         QVERIFY(program.tap->isInstalled() && program.root->settingsModel.hotkeyLive());
-        const int timers = program.scheduler().pendingTimers();
-        program.scheduler().advance(30);
-        QCOMPARE(program.scheduler().pendingTimers(), timers);
+        const int timers = program.time->pendingTimers();
+        program.time->advance(30);
+        QCOMPARE(program.time->pendingTimers(), timers);
         QCOMPARE(program.tap->installations, 1);
     }
 
+    void whoQuitsIsAskedOnce_data() {
+        QTest::addColumn<bool>("quits");
+        QTest::newRow("Quit") << true;
+        QTest::newRow("Cancel") << false;
+        QTest::newRow("its title bar or Alt+F4") << false;
+    }
     void whoQuitsIsAskedOnce() {
+        QFETCH(bool, quits);
         Program program;
         program.app->quitRule().requested();
         QVERIFY(question());
-        question()->reject();
-        QCOMPARE(program.ends, 0);
-        program.app->quitRule().requested();
+        QAbstractButton* chosen = nullptr;
         for (QAbstractButton* button : question()->buttons())
-            if (question()->buttonRole(button) == QMessageBox::AcceptRole) {
-                button->click();
-                break;
-            }
-        QCOMPARE(program.ends, 1);
-        QVERIFY(program.root->settings.truth(SettingKey::hasQuitOnce));
-        Program later;
-        later.root->settings.set(SettingKey::hasQuitOnce, true);
-        later.app->quitRule().requested();
+            if (button->text() == QTest::currentDataTag()) chosen = button;
+        if (chosen)
+            chosen->click();
+        else
+            question()->close();
         QVERIFY(!question());
-        QCOMPARE(later.ends, 1);
+        QCOMPARE(program.ends, int(quits));
+        QCOMPARE(program.root->settings.truth(SettingKey::hasQuitOnce), quits);
+        program.app->quitRule().requested();
+        QCOMPARE(question() != nullptr, !quits);
+    }
+
+    void whoHasQuitOnceIsAskedNoMore() {
+        Program program;
+        program.root->settings.set(SettingKey::hasQuitOnce, true);
+        program.app->quitRule().requested();
+        QVERIFY(!question());
+        QCOMPARE(program.ends, 1);
     }
 
     void theSystemIsNotAsked() {
         for (const bool signal : {true, false}) {
             Program program;
             if (signal) {
-                program.system().terminate();
+                program.system->terminate();
             } else {
-                program.system().powerOff();
+                program.system->powerOff();
                 QCOMPARE(program.ends, 0);
                 program.app->quitRule().requested();
             }
@@ -270,14 +271,14 @@ private Q_SLOTS:
         program.root->inserter.insert(QString(30, 'x'), InsertMode::type, {}, [](const auto&) {});
         program.app->quitRule().quit();
         QCOMPARE(program.ends, 0);
-        program.scheduler().advance(1);
+        program.time->advance(1);
         QVERIFY(program.keys->endings == 1 && program.ends == 1);
         Program slow;
         slow.root->inserter.insert(QString(99999, 'x'), InsertMode::type, {}, [](const auto&) {});
         slow.app->quitRule().quit();
-        slow.scheduler().advance(2.9);
+        slow.time->advance(2.9);
         QCOMPARE(slow.ends, 0);
-        slow.scheduler().advance(0.2);
+        slow.time->advance(0.2);
         QVERIFY(slow.keys->endings == 0 && slow.ends == 1);
     }
 
@@ -286,7 +287,7 @@ private Q_SLOTS:
         program.doubleTap(dictate);
         program.speak();
         program.app->willTerminate();
-        program.scheduler().runPending();
+        program.time->runPending();
         QVERIFY(!program.tap->isInstalled());
         QVERIFY(!QDir(program.folder.path()).entryList({"*.wav"}).isEmpty()); // what was said
     }

@@ -1,3 +1,4 @@
+#include "look/BrandMark.h"
 #include "menubar/MenuBarCallout.h"
 #include "menubar/StatusItemController.h"
 #include "platform/Desktop.h"
@@ -6,11 +7,8 @@
 #include "tests/fakes/FakeLoginItem.h"
 #include "tests/fakes/FakeSurfaces.h"
 #include "tests/harness/DictationRig.h"
-#include "windows/QuitQuestion.h"
 
-#include <QAbstractButton>
-#include <QApplication>
-#include <QMessageBox>
+#include <QPainter>
 #include <QTest>
 
 using namespace murlo;
@@ -90,35 +88,20 @@ private Q_SLOTS:
         QCOMPARE(rig.pasteboard.text(), "first line\nsecond");
     }
 
-    void whateverClosesTheQuitQuestionAnswersIt_data() {
-        QTest::addColumn<QString>("how");
-        QTest::addColumn<bool>("quits");
-        QTest::newRow("Quit") << "Quit" << true;
-        QTest::newRow("Cancel") << "Cancel" << false;
-        QTest::newRow("its title bar or Alt+F4") << "close" << false;
-    }
-    void whateverClosesTheQuitQuestionAnswersIt() {
-        QFETCH(QString, how);
-        QuitQuestion question;
-        int quits = 0;
-        const auto ask = [&] { question.ask([&] { ++quits; }); };
-        const auto box = [] {
-            for (QWidget* window : QApplication::topLevelWidgets()) {
-                auto* const shown = qobject_cast<QMessageBox*>(window);
-                if (shown && shown->isVisible()) return shown;
+    void theItemIsReadableOnAnyPanel() {
+        for (const QColor& panel : {QColor(32, 32, 36), QColor(238, 238, 240)}) {
+            for (const int side : {16, 22, 24}) {
+                QImage seen(side, side, QImage::Format_RGB32);
+                seen.fill(panel);
+                QPainter painter(&seen);
+                brandIcon({}).paint(&painter, seen.rect());
+                int contrasting = 0;
+                for (int i = 0; i < side * side; ++i)
+                    contrasting +=
+                        qAbs(qGray(seen.pixel(i % side, i / side)) - qGray(panel.rgb())) > 90;
+                QVERIFY2(contrasting > 20, qPrintable(panel.name()));
             }
-            return static_cast<QMessageBox*>(nullptr);
-        };
-        ask();
-        QVERIFY(box());
-        if (how == "close") box()->close();
-        for (QAbstractButton* button :
-             how == "close" ? QList<QAbstractButton*>() : box()->buttons())
-            if (button->text() == how) button->click();
-        QCOMPARE(quits, how == "Quit" ? 1 : 0);
-        QVERIFY(!box());
-        ask(); // and the next one is asked anew
-        QVERIFY(box());
+        }
     }
 
     void theCalloutPointsAtTheItemAndStaysOnTheScreen_data() {
@@ -126,14 +109,14 @@ private Q_SLOTS:
         QTest::addColumn<QRect>("visible");
         QTest::addColumn<QRect>("frame");
         const QRect belowPanel(0, 30, 1000, 770);
-        QTest::newRow("below a panel at the top")
-            << QRect(500, 3, 24, 24) << belowPanel << QRect(411, 41, 200, 60);
-        QTest::newRow("at the right edge")
-            << QRect(970, 3, 24, 24) << belowPanel << QRect(791, 41, 200, 60);
-        QTest::newRow("above a panel at the bottom")
-            << QRect(500, 773, 24, 24) << QRect(0, 0, 1000, 770) << QRect(411, 698, 200, 60);
-        QTest::newRow("nobody tells where it is")
-            << QRect() << belowPanel << QRect(791, 44, 200, 60);
+        const auto row = [](const char* name, const QRect& item, const QRect& visible,
+                            const QPoint& at) {
+            QTest::newRow(name) << item << visible << QRect(at, QSize(200, 60));
+        };
+        row("below a panel at the top", {500, 3, 24, 24}, belowPanel, {411, 41});
+        row("at the right edge", {970, 3, 24, 24}, belowPanel, {791, 41});
+        row("above a panel at the bottom", {500, 773, 24, 24}, {0, 0, 1000, 770}, {411, 698});
+        row("nobody tells where it is", {}, belowPanel, {791, 44});
     }
     void theCalloutPointsAtTheItemAndStaysOnTheScreen() {
         QFETCH(QRect, item);

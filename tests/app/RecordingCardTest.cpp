@@ -27,6 +27,16 @@ CardRecord atRest(const DictationState& state, const QString& words = {}, double
     return motion.present();
 }
 
+/// The card's window, as it stands in front of the desktop.
+struct Panel {
+    VirtualScheduler scheduler;
+    FakeDesktop desktop;
+    FakeSurfaces surfaces;
+    OverlayModel model;
+    NonKeyPanel panel{model, scheduler, desktop, surfaces};
+    const FakeSurfaces::Picture& picture = *surfaces.made.front();
+};
+
 QStringList rowTexts(const CardRecord& card) {
     QStringList texts;
     for (const CardText& text : card.rows.last().row.texts) texts.append(text.text);
@@ -152,12 +162,8 @@ private Q_SLOTS:
     }
 
     void nothingTicksWhileTheCardIsStillOrHidden() {
-        VirtualScheduler scheduler;
-        FakeDesktop desktop;
-        OverlayModel model;
-        FakeSurfaces surfaces;
-        NonKeyPanel panel(model, scheduler, desktop, surfaces);
-        const FakeSurfaces::Picture& card = *surfaces.made.front();
+        Panel on;
+        auto& [scheduler, desktop, surfaces, model, panel, card] = on;
         model.push(0.3F);
         QCOMPARE(scheduler.pendingTimers(), 0);
         model.setState({DictationState::delivered, {}});
@@ -167,6 +173,12 @@ private Q_SLOTS:
         QCOMPARE(scheduler.pendingTimers(), 1);
         scheduler.advance(3);
         QCOMPARE(scheduler.pendingTimers(), 0);
+        model.setState({DictationState::enhancing, {}});
+        scheduler.advance(3);
+        QCOMPARE(scheduler.pendingTimers(), 1); // its wand twinkles
+        desktop.reduced = true;
+        scheduler.advance(1);
+        QCOMPARE(scheduler.pendingTimers(), 0);
         model.push(0.5F);
         model.push(0.6F);
         QCOMPARE(scheduler.pendingTimers(), 1); // for both
@@ -175,19 +187,63 @@ private Q_SLOTS:
         QVERIFY(!card.shown);
     }
 
+    void whoWantsLessMotionSeesFadesAlone_data() {
+        QTest::addColumn<bool>("lively");
+        QTest::newRow("lively") << true;
+        QTest::newRow("reduced") << false;
+    }
+    void whoWantsLessMotionSeesFadesAlone() {
+        QFETCH(bool, lively);
+        OverlayModel model;
+        CardMotion motion;
+        bool faded = false;
+        bool moved = false;
+        const auto pass = [&](double seconds) {
+            for (double t = 0; t < seconds; t += CardMetrics::frameInterval) {
+                motion.update(model, lively ? CardMetrics::lively : CardMetrics::reduced);
+                motion.advance(CardMetrics::frameInterval);
+                const CardRecord card = motion.present();
+                faded = faded || (card.opacity > 0 && card.opacity < 1);
+                moved = moved || card.scale != 1 || card.lift != 0;
+                for (const CardText& word : card.words) {
+                    faded = faded || (word.opacity > 0 && word.opacity < 1);
+                    moved = moved || word.scale != 1 || word.blur != 0;
+                }
+            }
+        };
+        const auto verify = [&] {
+            QVERIFY(std::exchange(faded, false));
+            QCOMPARE(std::exchange(moved, false), lively);
+        };
+        model.setState({DictationState::listening, {}});
+        pass(0.1);
+        model.setPresented(true);
+        pass(5);
+        verify(); // it comes
+        model.setWords(transcriptWords({"some", "words"}));
+        pass(5);
+        verify(); // they come
+        model.setState({DictationState::transcribing, {}});
+        pass(5);
+        QVERIFY(motion.isMoving()); // its circle tells that something happens
+        model.setState({DictationState::enhancing, {}});
+        pass(5);
+        QCOMPARE(motion.isMoving(), lively);
+        model.setPresented(false);
+        pass(5);
+        verify(); // it goes
+    }
+
     void theCardStandsOnThePointersScreen() {
-        FakeSurfaces surfaces;
+        Panel on;
+        FakeSurfaces& surfaces = on.surfaces;
         surfaces.onScreens = {
             {{0, 0, 1920, 1080}, {0, 0, 1920, 1040}, {}},
             {{1920, -200, 1280, 1024}, {1920, -200, 1280, 1024}, {}},
         };
-        VirtualScheduler scheduler;
-        FakeDesktop desktop;
-        OverlayModel model;
-        const NonKeyPanel panel(model, scheduler, desktop, surfaces);
         const auto standsAt = [&](const std::optional<QPoint>& pointer) {
             surfaces.at = pointer;
-            return surfaces.made.front()->frame();
+            return on.picture.frame();
         };
         QCOMPARE(standsAt(QPoint(5, 5)), QRect(720, 766, 480, 200));
         QCOMPARE(standsAt(QPoint(1920, -200)), QRect(2320, 550, 480, 200));
@@ -198,13 +254,9 @@ private Q_SLOTS:
     }
 
     void withoutACompositorNothingBlackSurroundsTheCard() {
-        FakeSurfaces surfaces;
+        Panel on;
+        auto& [scheduler, desktop, surfaces, model, panel, card] = on;
         surfaces.translucent = false;
-        VirtualScheduler scheduler;
-        FakeDesktop desktop;
-        OverlayModel model;
-        NonKeyPanel panel(model, scheduler, desktop, surfaces);
-        const FakeSurfaces::Picture& card = *surfaces.made.front();
         panel.orderFront();
         QVERIFY(card.shape && card.shape->isEmpty());
         model.setState({DictationState::listening, {}});

@@ -1,12 +1,8 @@
 #include "platform/linux/x11/XcbConnection.h"
-#include "tests/harness/desktop/Desk.h"
-#include "tests/harness/desktop/Waiting.h"
+#include "tests/harness/desktop/TestDesk.h"
+#include "tests/harness/desktop/Windows.h"
 
-#include <QMouseEvent>
-#include <QTest>
 #include <QWidget>
-
-#include <xcb/xtest.h>
 
 using namespace murlo;
 
@@ -38,47 +34,34 @@ class CardTest : public QObject {
     Q_OBJECT
 
     XcbConnection m_x;
-    std::unique_ptr<Desk> m_desk;
+    std::unique_ptr<TestDesk> m_desk;
 
-    /// The windows on the screen, the lowest first.
-    QList<xcb_window_t> windowsOnScreen() const {
-        QList<xcb_window_t> mapped;
+    /// Of each window that is seen, the lowest first: whether it is the card.
+    QList<bool> cards() const {
+        QList<bool> found;
         const auto tree = m_x.reply(xcb_query_tree_reply, xcb_query_tree(m_x, m_x.root()));
         for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
             const xcb_window_t window = xcb_query_tree_children(tree.get())[i];
             const auto facts =
                 m_x.reply(xcb_get_window_attributes_reply, xcb_get_window_attributes(m_x, window));
-            if (facts && facts->map_state == XCB_MAP_STATE_VIEWABLE &&
+            const auto place = m_x.reply(xcb_get_geometry_reply, xcb_get_geometry(m_x, window));
+            if (facts && place && facts->map_state == XCB_MAP_STATE_VIEWABLE &&
                 facts->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT)
-                mapped.append(window);
+                found.append(facts->override_redirect && place->width == 480 &&
+                             place->height == 200);
         }
-        return mapped;
+        return found;
     }
+    bool cardIsUp() const { return cards().contains(true); }
 
-    bool isCard(xcb_window_t window) const {
-        const auto facts =
-            m_x.reply(xcb_get_window_attributes_reply, xcb_get_window_attributes(m_x, window));
-        const auto place = m_x.reply(xcb_get_geometry_reply, xcb_get_geometry(m_x, window));
-        return facts && facts->override_redirect && place && place->width == 480 &&
-               place->height == 200;
-    }
-
-    bool cardIsUp() const {
-        return std::ranges::any_of(windowsOnScreen(), [this](auto w) { return isCard(w); });
-    }
-
-    void clickOnTheCard() const {
-        for (const auto& [type, detail, x, y] :
-             {std::tuple(XCB_MOTION_NOTIFY, 0, 640, 790), std::tuple(XCB_BUTTON_PRESS, 1, 0, 0),
-              std::tuple(XCB_BUTTON_RELEASE, 1, 0, 0)})
-            xcb_test_fake_input(m_x, static_cast<uint8_t>(type), static_cast<uint8_t>(detail), 0,
-                                m_x.root(), static_cast<int16_t>(x), static_cast<int16_t>(y), 0);
-        m_x.sync();
+    void cancel() {
+        m_desk->keyboard.tap("ESC");
+        QVERIFY(m_desk->murlo.awaitLog("dictation: cancelled"));
     }
 
 private Q_SLOTS:
     void init() {
-        m_desk = std::make_unique<Desk>(MURLO_PROGRAM, MURLO_MODEL);
+        m_desk = std::make_unique<TestDesk>();
         QVERIFY(m_desk->startMurlo());
     }
     void cleanup() { m_desk.reset(); }
@@ -88,39 +71,33 @@ private Q_SLOTS:
         QTRY_VERIFY(target.hasFocus());
         target.focusLosses = 0;
         QVERIFY(m_desk->begin());
-        QTRY_VERIFY(isCard(windowsOnScreen().last()));
-        clickOnTheCard();
+        QTRY_VERIFY(cards().last());
+        clickAt({640, 790});
         QTRY_COMPARE(target.presses, 1);
-        m_desk->keyboard.tap("ESC");
-        QVERIFY(m_desk->murlo.awaitLog("dictation: cancelled"));
+        cancel();
         QTRY_VERIFY(!cardIsUp());
         QCOMPARE(target.focusLosses, 0);
 
         // A full-screen window that comes later does not cover it either.
         QVERIFY(m_desk->begin());
         QTRY_VERIFY(cardIsUp());
-        const auto before = windowsOnScreen().size();
+        const auto before = cards().size();
         const FullScreen later;
-        QTRY_VERIFY(windowsOnScreen().size() > before);
-        QTRY_VERIFY(isCard(windowsOnScreen().last()));
+        QTRY_VERIFY(cards().size() > before && cards().last());
     }
 
     void aFailureGoesByItselfUnlessANewSessionBegins() {
-        const QString soundServer = QStringLiteral(MURLO_SOUND_SERVER);
-        QCOMPARE(QProcess::execute(soundServer, {"stop"}), 0);
+        QVERIFY(TestDesk::soundServer("stop"));
         m_desk->doubleTap();
         QVERIFY(m_desk->murlo.awaitLog("No microphone found"));
         m_desk->expectTrouble("transcribe_failed: AudioRecorder.RecorderError 0");
         QTRY_VERIFY(cardIsUp());
         QVERIFY(waitFor([this] { return !cardIsUp(); }));
 
-        m_desk->murlo.forgetLog();
-        QVERIFY(QProcess::startDetached(soundServer, {"start"}));
-        QVERIFY(waitFor([] { return QProcess::execute("pactl", {"info"}) == 0; }));
+        QVERIFY(TestDesk::soundServer("start"));
         QVERIFY(m_desk->begin());
         QTRY_VERIFY(cardIsUp());
-        m_desk->keyboard.tap("ESC");
-        QVERIFY(m_desk->murlo.awaitLog("dictation: cancelled"));
+        cancel();
         // Within the time that the card takes to leave.
         QVERIFY(m_desk->begin());
         QVERIFY(!waitFor([this] { return !cardIsUp(); }, 2000));

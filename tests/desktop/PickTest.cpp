@@ -1,131 +1,88 @@
-#include "platform/linux/x11/XcbConnection.h"
-#include "tests/harness/desktop/Desk.h"
-#include "tests/harness/desktop/Letters.h"
-#include "tests/harness/desktop/TargetApp.h"
-#include "tests/harness/desktop/Waiting.h"
-
-#include <QTest>
+#include "tests/harness/desktop/TestDesk.h"
+#include "tests/harness/desktop/Windows.h"
 
 #include <signal.h>
-#include <xcb/xtest.h>
 
 using namespace murlo;
 
-namespace {
-
-const QString sentence = QStringLiteral("Where is the image?");
-
-/// A person's hand on the mouse, in an empty corner.
-void click() {
-    const XcbConnection x;
-    for (const auto& [type, detail] :
-         {std::pair(XCB_MOTION_NOTIFY, 0), std::pair(XCB_BUTTON_PRESS, 1),
-          std::pair(XCB_BUTTON_RELEASE, 1)})
-        xcb_test_fake_input(x, static_cast<uint8_t>(type), static_cast<uint8_t>(detail), 0,
-                            x.root(), 2, 2, 0);
-    x.sync();
-}
-
-/// As a pager asks for it.
-void switchDesktop(quint32 number) {
-    const XcbConnection x;
-    XcbAtoms atoms(x);
-    xcb_client_message_event_t message{};
-    message.response_type = XCB_CLIENT_MESSAGE;
-    message.format = 32;
-    message.window = x.root();
-    message.type = atoms.atom(QStringLiteral("_NET_CURRENT_DESKTOP"));
-    message.data.data32[0] = number;
-    xcb_send_event(x, 0, x.root(),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                   reinterpret_cast<const char*>(&message));
-    x.sync();
-}
-
-} // namespace
-
-/// A letter on every text box, among other people's programs.
+/// A letter on every text box, among other people's programs: A, S, D and so on by rows from the
+/// top, each from the left. The test knows where the boxes are and asks no scan for their letters.
 class PickTest : public QObject {
     Q_OBJECT
 
-    std::unique_ptr<Desk> m_desk;
-    std::unique_ptr<TargetApp> m_behind;
-    std::unique_ptr<TargetApp> m_front;
-
-    void type(const QString& letters) {
-        for (const QChar letter : letters) m_desk->keyboard.tap(keyOf(letter));
-    }
+    using Kind = TargetApp::Kind;
+    std::unique_ptr<TestDesk> m_desk;
 
 private Q_SLOTS:
-    void init() {
-        m_desk = std::make_unique<Desk>(MURLO_PROGRAM, MURLO_MODEL);
-        QVERIFY(m_desk->startMurlo());
-        m_behind = std::make_unique<TargetApp>(TargetApp::Kind::editor);
-        QVERIFY(m_behind->start());
-        m_front = std::make_unique<TargetApp>(TargetApp::Kind::gtkEntry);
-        QVERIFY(m_front->start());
-    }
-    void cleanup() {
-        m_front.reset();
-        m_behind.reset();
-        m_desk.reset();
-    }
+    void init() { m_desk = std::make_unique<TestDesk>(); }
+    void cleanup() { m_desk.reset(); }
 
     void wordsGoIntoThePickedBoxAndNowhereElse() {
-        const QString label = letterOnBoxOf(m_behind->pid());
-        QVERIFY(m_desk->showLetters());
-        type(QStringLiteral("ZM")); // on no box
-        type(label);
-        QVERIFY(m_desk->murlo.awaitLog("dictation: listening"));
-        QVERIFY(m_desk->speak(sentence));
-        m_desk->doubleTap();
-        QVERIFY(m_desk->delivered());
-        QVERIFY(Desk::holds(*m_behind, sentence));
-        QCOMPARE(m_front->text(), QString());
-        QVERIFY(!m_desk->keyboard.isDown("RTSH"));
+        const QString first = "The scene is dull.";
+        const QString second = "Where is the image?";
+        TargetApp left(Kind::form);
+        TargetApp right(Kind::form);
+        QVERIFY(m_desk->startMurlo());
+        QVERIFY(left.start() && left.moveTo({0, 0}));
+        QVERIFY(right.start() && right.moveTo({640, 0}));
+        for (const auto& [letter, words] : {std::pair("D", first), std::pair("S", second)}) {
+            QVERIFY(m_desk->showLetters());
+            QVERIFY(m_desk->murlo.awaitLog("scan: 4 boxes in "));
+            m_desk->type("ZM"); // on no box
+            m_desk->type(letter);
+            QVERIFY(m_desk->murlo.awaitLog("dictation: listening"));
+            QVERIFY(m_desk->speak(words));
+            m_desk->end();
+            QVERIFY(m_desk->delivered());
+        }
+        QTRY_COMPARE(left.texts(), QStringList({"", first}));
+        QTRY_COMPARE(right.texts(), QStringList({second, ""}));
+        QVERIFY(!m_desk->keyboard.isDown(Desk::pickKey));
     }
 
     void whateverEndsItGivesTheKeysBack_data() {
-        QTest::addColumn<QString>("how");
-        for (const char* how :
-             {"Escape", "the trigger again", "a click", "another desktop", "a crash"})
-            QTest::newRow(how) << how;
-    }
-    void whateverEndsItGivesTheKeysBack() {
-        QFETCH(QString, how);
-        QVERIFY(m_desk->showLetters());
-        type(QStringLiteral("M")); // Murlo's
-        letPass(100);
-        if (how == QLatin1String("Escape")) m_desk->keyboard.tap("ESC");
-        if (how == QLatin1String("the trigger again")) m_desk->doubleTap(false, "RTSH");
-        if (how == QLatin1String("a click")) click();
-        if (how == QLatin1String("another desktop")) {
+        QTest::addColumn<std::function<void(TestDesk&)>>("end");
+        const auto row = [](const char* name, const std::function<void(TestDesk&)>& end) {
+            QTest::newRow(name) << end;
+        };
+        row("Escape", [](TestDesk& desk) { desk.keyboard.tap("ESC"); });
+        row("the trigger again", [](TestDesk& desk) { desk.doubleTap(false, Desk::pickKey); });
+        row("a click", [](TestDesk&) { clickAt({2, 2}); });
+        row("another desktop", [](TestDesk&) {
             switchDesktop(1);
             letPass(100);
             switchDesktop(0);
-        }
-        if (how == QLatin1String("a crash"))
-            ::kill(static_cast<pid_t>(m_desk->murlo.pid()), SIGKILL);
+        });
+        row("a crash", [](TestDesk& desk) { ::kill(pid_t(desk.murlo.pid()), SIGKILL); });
+    }
+    void whateverEndsItGivesTheKeysBack() {
+        QFETCH(std::function<void(TestDesk&)>, end);
+        QVERIFY(m_desk->startWith(Kind::gtkEntry));
+        QVERIFY(m_desk->showLetters());
+        m_desk->type("M"); // Murlo's
+        letPass(100);
+        end(*m_desk);
         letPass(200);
-        QVERIFY(m_front->activate());
-        type(QStringLiteral("K")); // the dialog's
-        QVERIFY(Desk::holds(*m_front, QStringLiteral("k")));
-        QCOMPARE(m_behind->text(), QString());
+        QVERIFY(m_desk->target->activate());
+        m_desk->type("K"); // the dialog's
+        QVERIFY(m_desk->holds("k"));
     }
 
     void aBoxThatIsGone() {
-        const QString label = letterOnBoxOf(m_front->pid());
+        QVERIFY(m_desk->startWith(Kind::gtkEntry));
         QVERIFY(m_desk->showLetters());
-        m_front->close();
-        type(label);
+        m_desk->target->close();
+        m_desk->type("A");
         QVERIFY(m_desk->murlo.awaitLog("hint: target vanished before pick"));
     }
 
     void aHungProgramHidesNobodyElsesBoxes() {
-        m_behind->hang();
+        TargetApp behind(Kind::editor);
+        QVERIFY(behind.start());
+        QVERIFY(m_desk->startWith(Kind::gtkEntry));
+        behind.hang();
         QVERIFY(m_desk->showLetters());
         QVERIFY(m_desk->murlo.awaitLog("scan: 1 boxes in "));
-        m_behind->resume();
     }
 };
 

@@ -1,23 +1,23 @@
+#include "look/Look.h"
 #include "menubar/StatusItemController.h"
 #include "platform/linux/x11/surfaces/X11Surfaces.h"
 #include "platform/linux/x11/windows/X11Desktop.h"
 #include "settings/SettingsModel.h"
 #include "tests/fakes/FakeLoginItem.h"
 #include "tests/harness/DictationRig.h"
+#include "tests/harness/desktop/Windows.h"
 
 #include <QApplication>
 #include <QDBusArgument>
 #include <QDBusConnection>
-#include <QDBusInterface>
 #include <QDBusMessage>
 #include <QDBusPendingReply>
 #include <QProcess>
 #include <QTest>
 #include <QThread>
+#include <QtEndian>
 
 #include <mutex>
-
-#include <xcb/xtest.h>
 
 using namespace murlo;
 
@@ -72,17 +72,15 @@ public:
     [[nodiscard]] QStringList openMenu() {
         call("AboutToShow", {0});
         const QDBusMessage layout = call("GetLayout", {0, 1, QStringList("label")});
-        QStringList titles;
-        m_ids.clear();
         const auto root = layout.arguments().value(1).value<QDBusArgument>();
-        root.beginStructure();
         int id = 0;
         QVariantMap properties;
-        root >> id >> properties;
-        root.beginArray();
-        while (!root.atEnd()) {
-            QDBusVariant child;
-            root >> child;
+        QList<QDBusVariant> entries;
+        root.beginStructure();
+        root >> id >> properties >> entries;
+        QStringList titles;
+        m_ids.clear();
+        for (const QDBusVariant& child : entries) {
             const auto entry = child.variant().value<QDBusArgument>();
             entry.beginStructure();
             entry >> id >> properties;
@@ -91,14 +89,34 @@ public:
         }
         return titles;
     }
+    /// The colour of most of the item's picture.
+    [[nodiscard]] QColor tint() {
+        const QDBusMessage answer = call("Get", {"org.kde.StatusNotifierItem", "IconPixmap"},
+                                         "/StatusNotifierItem", "org.freedesktop.DBus.Properties");
+        const auto sizes =
+            answer.arguments().value(0).value<QDBusVariant>().variant().value<QDBusArgument>();
+        int side = 0;
+        QByteArray bytes; // alpha, red, green, blue
+        sizes.beginArray();
+        sizes.beginStructure();
+        sizes >> side >> side >> bytes;
+        QMap<QRgb, int> solid;
+        for (qsizetype i = 0; i < bytes.size(); i += 4) {
+            const auto pixel = qFromBigEndian<QRgb>(bytes.constData() + i);
+            if (qAlpha(pixel) == 255) ++solid[pixel];
+        }
+        return solid.isEmpty() ? QColor() : solid.key(*std::ranges::max_element(solid));
+    }
     void choose(qsizetype row) {
         call("Event", {m_ids[row], "clicked", QVariant::fromValue(QDBusVariant(0)), 0U});
     }
 
 private:
-    QDBusMessage call(const QString& method, const QVariantList& arguments) {
-        QDBusMessage message = QDBusMessage::createMethodCall(items().last(), "/MenuBar",
-                                                              "com.canonical.dbusmenu", method);
+    QDBusMessage call(const QString& method, const QVariantList& arguments,
+                      const QString& path = "/MenuBar",
+                      const QString& interface = "com.canonical.dbusmenu") {
+        QDBusMessage message =
+            QDBusMessage::createMethodCall(items().last(), path, interface, method);
         message.setArguments(arguments);
         QDBusPendingCall pending = m_bus.asyncCall(message);
         // The item lives in this process: it answers while the loop runs.
@@ -125,18 +143,6 @@ private:
     QProcess m_process;
 };
 
-void click(const QPoint& place) {
-    const XcbConnection server;
-    const auto event = [&](uint8_t type, uint8_t detail) {
-        xcb_test_fake_input(server, type, detail, 0, server.root(), static_cast<int16_t>(place.x()),
-                            static_cast<int16_t>(place.y()), 0);
-    };
-    event(XCB_MOTION_NOTIFY, 0);
-    event(XCB_BUTTON_PRESS, 1);
-    event(XCB_BUTTON_RELEASE, 1);
-    server.sync();
-}
-
 } // namespace
 
 /// The item in real trays. Qt serves one kind of tray per process, so each kind has a process: the
@@ -145,7 +151,7 @@ class TrayTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void aTrayOnTheBusThatComesLateOrIsRestartedGetsTheItem() {
+    void aTrayOnTheBusThatComesLateOrIsRestartedGetsTheItemAndItsTint() {
         if (m_old) return;
         m_item->show();
         {
@@ -159,6 +165,13 @@ private Q_SLOTS:
             QTRY_COMPARE(toggled, 1); // Qt triggers it on a later turn
             m_model.setEngineState({EngineState::ready, {}});
             QCOMPARE(tray.openMenu().value(2), "Engine: ready");
+            for (const auto& [state, color] :
+                 {std::pair(DictationState::listening, Look::red),
+                  std::pair(DictationState::failed, Look::orange),
+                  std::pair(DictationState::idle, QColor(Qt::white))}) {
+                m_item->apply({state, {}});
+                QCOMPARE(tray.tint(), color);
+            }
         }
         TrayHost restarted;
         QTRY_COMPARE(restarted.items().size(), 1);
@@ -182,7 +195,7 @@ private Q_SLOTS:
         const OldTray restarted;
         QTRY_VERIFY_WITH_TIMEOUT(!m_item->geometry().isEmpty(), 15000);
         QTRY_VERIFY_WITH_TIMEOUT(
-            (click(m_item->geometry().center()), QApplication::activePopupWidget()), 15000);
+            (clickAt(m_item->geometry().center()), QApplication::activePopupWidget()), 15000);
         const auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
         QCOMPARE(menu->actions().first()->text(), "Start Dictation  (double-tap Left ⇧)");
         QApplication::activePopupWidget()->close();

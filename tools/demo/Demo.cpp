@@ -1,8 +1,9 @@
 #include "tools/demo/Demo.h"
 
 #include "dictation/engine/WhisperServer.h"
-#include "tests/harness/desktop/Letters.h"
-#include "tests/harness/desktop/Screenshot.h"
+#include "hints/InputScanner.h"
+#include "hints/ScreenList.h"
+#include "platform/Platform.h"
 #include "tests/harness/desktop/Waiting.h"
 #include "tests/harness/desktop/Windows.h"
 
@@ -14,6 +15,8 @@
 #include <QHttpMultiPart>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QPixmap>
+#include <QScreen>
 #include <QTcpSocket>
 
 #include <cstdio>
@@ -21,14 +24,6 @@
 namespace murlo {
 
 namespace {
-
-// A person's double tap: each press and the gap between them, in milliseconds.
-constexpr int pressed = 60;
-constexpr int gap = 90;
-// A breath between the sound of readiness and the first word, and after the last one.
-constexpr int breath = 250;
-// Until a window manager has carried out a wish.
-constexpr int settled = 300;
 
 void say(const QString& words) {
     std::fprintf(stderr, "demo: %s\n", qUtf8Printable(words));
@@ -49,13 +44,35 @@ auto failure(const char* words) {
     return tl::unexpected(QString::fromUtf8(words));
 }
 
+/// The label that a scan of this desktop gives to the largest box of a process or of one that it
+/// started; empty when it finds none.
+QString letterOnBoxOf(qint64 pid) {
+    const Platform platform = loadPlatform();
+    InputScanner scanner(*platform.accessibilityTree, *platform.applications, *platform.scheduler,
+                         currentScreens, QCoreApplication::applicationPid());
+    if (!waitFor([&] { return platform.accessibility->isTrusted(); })) return {};
+    std::optional<QList<InputTarget>> found;
+    scanner.scan([&found](const QList<InputTarget>& targets) { found = targets; });
+    (void)waitFor([&found] { return found.has_value(); });
+    QString label;
+    double largest = 0;
+    for (const InputTarget& target : found.value_or(QList<InputTarget>())) {
+        const double area = target.frame.width() * target.frame.height();
+        if (area <= largest || !descendsFrom(target.pid, pid)) continue;
+        largest = area;
+        label = target.hint;
+    }
+    return label;
+}
+
 } // namespace
 
-Demo::Demo(DemoOptions options)
-    : m_options(std::move(options)) {}
+Demo::Demo(const DemoOptions& options)
+    : m_options(options)
+    , m_desk(options.murlo, options.model) {}
 
 Demo::~Demo() {
-    m_murlo.reset();
+    m_desk.murlo.quit();
     m_soundServer.terminate();
     if (!m_soundServer.waitForFinished(2000)) m_soundServer.kill();
 }
@@ -109,46 +126,29 @@ Demo::Step Demo::prepareSound() {
 }
 
 Demo::Step Demo::startPrograms() {
-    const QString home = m_folder.filePath(QStringLiteral("home"));
-    QDir().mkpath(home);
-    m_murlo = std::make_unique<MurloProcess>(m_options.murlo, home);
     if (!onVirtualDesktop()) {
-        m_murlo->setEnvironment(QStringLiteral("XDG_RUNTIME_DIR"),
-                                m_folder.filePath(QStringLiteral("runtime")));
+        m_desk.murlo.setEnvironment(QStringLiteral("XDG_RUNTIME_DIR"),
+                                    m_folder.filePath(QStringLiteral("runtime")));
+        m_desk.murlo.setEnvironment(QStringLiteral("PULSE_SERVER"),
+                                    qEnvironmentVariable("PULSE_SERVER"));
     }
-    const QJsonObject settings{{QStringLiteral("insertMode"), m_options.mode}};
-    if (!m_murlo->seed(m_options.model, settings))
-        return failure("Murlo's home could not be filled.");
     say(QStringLiteral(
             "starting Murlo in a home of its own, with the model %1 and the local account "
             "demo@example.com")
             .arg(QFileInfo(m_options.model).fileName()));
-    if (!m_murlo->start()) return failure("Murlo could not be started.");
+    if (!m_desk.startMurlo({{QStringLiteral("insertMode"), m_options.mode}}))
+        return failure("Murlo did not get ready; its log is above.");
     say(QStringLiteral("opening %1").arg(m_options.appName));
     m_app = std::make_unique<TargetApp>(m_options.app);
     if (!m_app->start()) return failure("The other program did not show its text box.");
-    if (!m_murlo->awaitReady()) return failure("Murlo did not get ready; its log is above.");
-    if (!m_app->activate()) return failure("The other program could not be brought to the front.");
     if (m_options.pick) {
         m_other = std::make_unique<TargetApp>(TargetApp::Kind::gtkEntry);
         // In front, but not over the box that is to be picked.
-        if (!m_other->start() || !moveToCorner(m_other->pid()))
+        if (!m_other->start() || !m_other->moveTo({0, 0}))
             return failure("The window in front did not show its text box.");
-        letPass(settled);
     }
     picture("1-ready");
     return {};
-}
-
-void Demo::press(const QByteArray& key, bool down) {
-    // A display without a virtual keyboard gets the keys as from an on-screen one.
-    if (!m_keyboard.isThere()) {
-        m_keyboard.pressFromProgram(key, down);
-    } else if (down) {
-        m_keyboard.press(key);
-    } else {
-        m_keyboard.release(key);
-    }
 }
 
 Demo::Step Demo::pickBox() {
@@ -156,67 +156,35 @@ Demo::Step Demo::pickBox() {
     if (letters.isEmpty()) letters = letterOnBoxOf(m_app->pid());
     if (letters.isEmpty()) return failure("No letter would be on the program's box.");
     say(QStringLiteral("double-tapping Right Shift, then pressing %1").arg(letters));
-    for (int tap = 0; tap < 2; ++tap) {
-        press("RTSH", true);
-        letPass(pressed);
-        press("RTSH", false);
-        letPass(gap);
-    }
-    if (!m_murlo->awaitLog(QStringLiteral("scan: "))) return failure("Murlo did not scan.");
+    if (!m_desk.showLetters()) return failure("Murlo did not scan.");
     letPass(600);
     picture("2-letters");
     m_triggered = MurloProcess::now();
-    for (const QChar letter : letters) {
-        press(keyOf(letter), true);
-        letPass(pressed);
-        press(keyOf(letter), false);
-        letPass(gap);
-    }
+    m_desk.type(letters);
     return {};
 }
 
 Demo::Step Demo::dictate() {
-    m_murlo->forgetLog();
-    const auto tapTwice = [this] {
-        trigger(true);
-        letPass(pressed);
-        trigger(false);
-        letPass(gap);
-        const int second = MurloProcess::now();
-        trigger(true);
-        return second;
-    };
     if (m_options.pick) {
         if (Step picked = pickBox(); !picked) return picked;
-    } else {
-        m_triggered = tapTwice();
     }
-    if (!m_options.hold && !m_options.pick) {
-        letPass(pressed);
-        trigger(false);
-    }
-    const bool listening = m_murlo->awaitLog(QStringLiteral("dictation: listening"));
-    m_listening = m_murlo->loggedAt(QStringLiteral("dictation: listening"));
-    if (!listening || !m_listening) {
-        trigger(false);
+    const QString words = QStringLiteral("dictation: listening");
+    if (m_options.pick ? m_desk.murlo.awaitLog(words) : m_desk.begin(m_options.hold))
+        m_listening = m_desk.murlo.loggedAt(words);
+    if (!m_options.pick) m_triggered = m_desk.tappedAt();
+    if (!m_listening) {
+        m_desk.press(Desk::dictateKey, false);
         return failure("Murlo did not begin to listen; its log is above.");
     }
-    letPass(breath);
     const double seconds = Speaker::duration(m_recording);
     say(QStringLiteral("speaking for %1 s").arg(seconds, 0, 'f', 1));
-    const bool playing = m_speaker.play(m_recording);
+    const bool playing = m_desk.startPlaying(m_recording);
     letPass(static_cast<int>(850 * seconds)); // most of it is said, and its words are seen
     picture("2-listening");
-    const bool played = playing && m_speaker.finish();
-    letPass(breath);
-    if (m_options.hold) {
-        m_released = MurloProcess::now();
-        trigger(false);
-    } else {
-        m_released = tapTwice();
-        letPass(pressed);
-        trigger(false);
-    }
+    const bool played = playing && m_desk.finishPlaying();
+    m_released = MurloProcess::now();
+    m_desk.end(m_options.hold);
+    if (!m_options.hold) m_released = m_desk.tappedAt();
     m_recorded = (m_released - *m_listening) / 1000.0;
     if (!played) return failure("The speech could not be played.");
     return {};
@@ -235,7 +203,7 @@ Demo::Step Demo::awaitText() {
         const QString now = landedNow();
         if (now != last) m_textSeen = MurloProcess::now();
         last = now;
-        return !now.isEmpty() && m_murlo->loggedAt(QStringLiteral(" chars in ")) &&
+        return !now.isEmpty() && m_desk.murlo.loggedAt(QStringLiteral(" chars in ")) &&
                MurloProcess::now() - m_textSeen > 300;
     };
     const bool landed = waitFor(somethingLanded, 60000, 3);
@@ -244,8 +212,8 @@ Demo::Step Demo::awaitText() {
     if (m_other && !m_other->text().value_or(QString()).isEmpty())
         return failure("Words landed in the window in front as well.");
     // The history is written in the background.
-    (void)waitFor([this] { return !m_murlo->history().isEmpty(); }, landed ? 3000 : 0);
-    m_history = m_murlo->history();
+    (void)waitFor([this] { return !m_desk.murlo.history().isEmpty(); }, landed ? 3000 : 0);
+    m_history = m_desk.murlo.history();
     return {};
 }
 
@@ -265,7 +233,7 @@ Demo::Step Demo::measureEngine() {
     QNetworkAccessManager network;
     QNetworkRequest request(
         QUrl(QStringLiteral("http://127.0.0.1:%1/inference").arg(WhisperServer::usualPort)));
-    request.setRawHeader("X-Whisper-Server-Secret", m_murlo->engineSecret());
+    request.setRawHeader("X-Whisper-Server-Secret", m_desk.murlo.engineSecret());
     QElapsedTimer clock;
     clock.start();
     const std::unique_ptr<QNetworkReply> reply(network.post(request, &form));
@@ -299,8 +267,9 @@ void Demo::picture(const char* name) const {
     if (m_options.screenshots.isEmpty()) return;
     const QString file =
         QStringLiteral("%1/%2.png").arg(m_options.screenshots, QLatin1String(name));
-    say(saveScreenshot(file) ? QStringLiteral("picture: ") + file
-                             : QStringLiteral("no picture could be saved as ") + file);
+    say(QGuiApplication::primaryScreen()->grabWindow(0).save(file, "PNG")
+            ? QStringLiteral("picture: ") + file
+            : QStringLiteral("no picture could be saved as ") + file);
 }
 
 } // namespace murlo

@@ -1,8 +1,6 @@
 #pragma once
 
-#include "tests/harness/desktop/MurloProcess.h"
-#include "tests/harness/desktop/PhysicalKeyboard.h"
-#include "tests/harness/desktop/Speaker.h"
+#include "tests/harness/desktop/Desk.h"
 #include "tools/demo/DemoOptions.h"
 
 #include <QTemporaryDir>
@@ -16,7 +14,7 @@ namespace murlo {
 /// and how long it took. Main thread.
 class Demo {
 public:
-    explicit Demo(DemoOptions options);
+    explicit Demo(const DemoOptions& options);
     ~Demo();
 
     /// Does it and prints its four lines; the error is one sentence for the user.
@@ -34,8 +32,6 @@ private:
     [[nodiscard]] Step measureEngine();
     [[nodiscard]] Step report() const;
 
-    void press(const QByteArray& key, bool down);
-    void trigger(bool down) { press("LFSH", down); }
     void picture(const char* name) const;
     [[nodiscard]] QString landedNow() const;
 
@@ -43,11 +39,9 @@ private:
     QTemporaryDir m_folder;
     QString m_recording;
     QProcess m_soundServer;
-    std::unique_ptr<MurloProcess> m_murlo;
+    Desk m_desk;
     std::unique_ptr<TargetApp> m_app;
     std::unique_ptr<TargetApp> m_other; ///< has the focus when a box is to be picked
-    PhysicalKeyboard m_keyboard;
-    Speaker m_speaker;
     QString m_landed;
     QStringList m_history;
     int m_triggered = 0; ///< milliseconds of the day, as all of these

@@ -51,11 +51,11 @@ tl::expected<QString, QString> existing(const QString& option, const QString& pa
     return file.absoluteFilePath();
 }
 
-tl::expected<void, QString> oneOf(const QString& option, const QString& value,
-                                  const QStringList& values) {
-    if (values.contains(value)) return {};
+tl::expected<void, QString> oneOf(const char* option, const QString& value, const char* values) {
+    const QStringList all = QString::fromLatin1(values).split(QLatin1Char(' '));
+    if (all.contains(value)) return {};
     return tl::unexpected(QStringLiteral("--%1 is one of %2, not \"%3\".")
-                              .arg(option, values.join(QStringLiteral(", ")), value));
+                              .arg(QLatin1String(option), all.join(QStringLiteral(", ")), value));
 }
 
 } // namespace
@@ -73,16 +73,11 @@ tl::expected<DemoOptions, QString> parseDemoOptions(const QStringList& arguments
     DemoOptions options;
     options.appName = value("app");
     options.mode = value("mode");
-    for (const auto& check :
-         {oneOf(QStringLiteral("app"), options.appName,
-                {QStringLiteral("gtk-entry"), QStringLiteral("editor"), QStringLiteral("terminal"),
-                 QStringLiteral("browser")}),
-          oneOf(QStringLiteral("mode"), options.mode,
-                {QStringLiteral("paste"), QStringLiteral("type"), QStringLiteral("clipboardOnly")}),
-          oneOf(QStringLiteral("trigger"), value("trigger"),
-                {QStringLiteral("toggle"), QStringLiteral("hold"), QStringLiteral("pick")})}) {
-        if (!check) return tl::unexpected(check.error());
-    }
+    for (const auto& [name, values] :
+         {std::pair("app", "gtk-entry editor terminal browser"),
+          std::pair("mode", "paste type clipboardOnly"), std::pair("trigger", "toggle hold pick")})
+        if (auto check = oneOf(name, value(name), values); !check)
+            return tl::unexpected(check.error());
     options.app = *TargetApp::kindNamed(options.appName);
     options.hold = value("trigger") == QLatin1String("hold");
     options.pick = value("trigger") == QLatin1String("pick");

@@ -1,13 +1,6 @@
-#include "tests/harness/desktop/Desk.h"
-#include "tests/harness/desktop/TargetApp.h"
-
-#include <QTest>
+#include "tests/harness/desktop/TestDesk.h"
 
 using namespace murlo;
-
-namespace {
-const QString sentence = "Where is the image?";
-}
 
 /// What a new user has: no assistive technology, and so no accessibility.
 class StockDesktopTest : public QObject {
@@ -15,42 +8,31 @@ class StockDesktopTest : public QObject {
 
 private Q_SLOTS:
     void wordsLandWithoutAccessibility_data() {
-        QTest::addColumn<QString>("app");
         QTest::addColumn<QString>("mode");
-        QTest::newRow("GTK, pasted") << "gtk-entry"
-                                     << "paste";
-        QTest::newRow("GTK, typed") << "editor"
-                                    << "type";
-        QTest::newRow("terminal") << "terminal"
-                                  << "paste";
-        QTest::newRow("browser, pasted") << "browser"
-                                         << "paste";
-        QTest::newRow("browser, typed") << "browser"
-                                        << "type";
+        for (const auto& [app, mode] :
+             {std::pair("gtk-entry", "paste"), std::pair("editor", "type"),
+              std::pair("terminal", "paste"), std::pair("browser", "paste"),
+              std::pair("browser", "type")})
+            QTest::addRow("%s %s", app, mode) << mode;
     }
     void wordsLandWithoutAccessibility() {
-        QFETCH(QString, app);
         QFETCH(QString, mode);
-        Desk desk(MURLO_PROGRAM, MURLO_MODEL);
-        QVERIFY(desk.startMurlo({{"insertMode", mode}}));
-        TargetApp target(*TargetApp::kindNamed(app));
-        QVERIFY(target.start());
-        QVERIFY(desk.dictate(sentence));
-        QVERIFY(desk.delivered());
-        QVERIFY(Desk::holds(target, sentence));
+        const QString app = QString(QTest::currentDataTag()).section(' ', 0, 0);
+        TestDesk desk;
+        QVERIFY(desk.startWith(*TargetApp::kindNamed(app), {{"insertMode", mode}}));
+        QVERIFY(desk.lands("Where is the image?"));
     }
 
     // The last one: from here on this desktop has accessibility.
     void lettersComeOnceTheUserSwitchesItOn() {
-        Desk desk(MURLO_PROGRAM, MURLO_MODEL);
+        TestDesk desk;
         QVERIFY(desk.startMurlo());
         desk.murlo.forgetLog();
-        desk.doubleTap(false, "RTSH");
+        desk.doubleTap(false, Desk::pickKey);
         QVERIFY(desk.murlo.awaitLog("hint: accessibility is off"));
         QCOMPARE(QProcess::execute(MURLO_PROGRAM, {"--enable-accessibility"}), 0);
-        TargetApp target(TargetApp::Kind::editor);
-        QVERIFY(target.start());
-        QVERIFY(desk.showLetters());
+        desk.target = std::make_unique<TargetApp>(TargetApp::Kind::editor);
+        QVERIFY(desk.target->start() && desk.showLetters());
         QVERIFY(desk.murlo.awaitLog("scan: 1 boxes in "));
     }
 };

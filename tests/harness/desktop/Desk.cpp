@@ -2,52 +2,69 @@
 
 #include "tests/harness/desktop/Waiting.h"
 
-#include <QTest>
-
-#include <algorithm>
-
 namespace murlo {
 
 namespace {
-// A person's double tap: each press and the gap between them, in milliseconds.
+
+// Of a person's taps: how long a key is down, and the gap to the next, in milliseconds.
 constexpr int pressed = 60;
 constexpr int gap = 90;
 // Between the sound of readiness and the first word, and after the last one.
 constexpr int breath = 250;
+
+/// Where a letter is on a keyboard, as XKB names the place ("AC01" for A).
+QByteArray keyOf(QChar letter) {
+    for (const auto& [row, letters] : {std::pair("AD", "QWERTYUIOP"), std::pair("AC", "ASDFGHJKL"),
+                                       std::pair("AB", "ZXCVBNM")}) {
+        const qsizetype at = QString::fromLatin1(letters).indexOf(letter);
+        if (at >= 0) return row + QByteArray::number(at + 1).rightJustified(2, '0');
+    }
+    return {};
+}
+
 } // namespace
 
 Desk::Desk(const QString& program, QString model)
     : murlo(program, home.path())
     , m_model(std::move(model)) {}
 
-Desk::~Desk() {
-    murlo.quit();
-    for (const QString& line : murlo.troubles()) {
-        const bool expected = std::ranges::any_of(
-            m_expected, [&](const QString& words) { return line.contains(words); });
-        if (!expected)
-            QTest::qFail(qPrintable(QStringLiteral("in Murlo's log: ") + line), __FILE__, __LINE__);
-    }
-}
-
 bool Desk::startMurlo(const QJsonObject& settings) {
     return murlo.seed(m_model, settings) && murlo.start() && murlo.awaitReady();
 }
 
+void Desk::press(const QByteArray& key, bool down) {
+    if (!keyboard.isThere())
+        keyboard.pressFromProgram(key, down);
+    else if (down)
+        keyboard.press(key);
+    else
+        keyboard.release(key);
+}
+
+void Desk::type(const QString& letters) {
+    for (const QChar letter : letters) {
+        press(keyOf(letter));
+        letPass(pressed);
+        press(keyOf(letter), false);
+        letPass(gap);
+    }
+}
+
 void Desk::doubleTap(bool hold, const QByteArray& key) {
-    keyboard.press(key);
+    press(key);
     letPass(pressed);
-    keyboard.release(key);
+    press(key, false);
     letPass(gap);
-    keyboard.press(key);
+    m_tappedAt = MurloProcess::now();
+    press(key);
     if (hold) return;
     letPass(pressed);
-    keyboard.release(key);
+    press(key, false);
 }
 
 bool Desk::showLetters() {
     murlo.forgetLog();
-    doubleTap(false, "RTSH");
+    doubleTap(false, pickKey);
     return murlo.awaitLog(QStringLiteral("scan: "));
 }
 
@@ -57,35 +74,37 @@ bool Desk::begin(bool hold) {
     return murlo.awaitLog(QStringLiteral("dictation: listening"));
 }
 
-bool Desk::startSpeaking(const QString& text) {
-    const QString file = home.filePath(QStringLiteral("speech.wav"));
-    return Speaker::synthesize(text, file).has_value() && speaker.play(file);
+void Desk::end(bool hold) {
+    if (hold)
+        press(dictateKey, false);
+    else
+        doubleTap();
 }
 
 bool Desk::speak(const QString& text) {
+    const QString file = home.filePath(QStringLiteral("speech.wav"));
+    return Speaker::synthesize(text, file) && startPlaying(file) && finishPlaying();
+}
+
+bool Desk::startPlaying(const QString& file) {
     letPass(breath);
-    const bool spoken = startSpeaking(text) && speaker.finish();
+    return speaker.play(file);
+}
+
+bool Desk::finishPlaying() {
+    const bool played = speaker.finish();
     letPass(breath);
-    return spoken;
+    return played;
 }
 
 bool Desk::dictate(const QString& text, bool hold) {
     const bool done = begin(hold) && speak(text);
-    if (hold)
-        letGo();
-    else
-        doubleTap();
+    end(hold);
     return done;
 }
 
 bool Desk::delivered(int milliseconds) const {
     return murlo.awaitLog(QStringLiteral(" chars in "), milliseconds);
-}
-
-bool Desk::holds(const TargetApp& app, const QString& text) {
-    const bool held = waitFor([&] { return app.text() == text; }, 10000, 20);
-    if (!held) qWarning("the box holds: %s", qUtf8Printable(app.text().value_or(QString())));
-    return held;
 }
 
 } // namespace murlo

@@ -54,28 +54,21 @@ bool MurloProcess::start() {
 }
 
 bool MurloProcess::awaitReady(int milliseconds) {
-    return waitFor(
-               [this] {
-                   const QStringList lines = log();
-                   return !isRunning() ||
-                          (find(lines, QStringLiteral("hotkey: dictate=")) >= 0 &&
-                           find(lines, QStringLiteral("whisper-server: ready")) >= 0);
-               },
-               milliseconds, 20) &&
-           isRunning();
+    const auto isReady = [this] {
+        return lineWith(QStringLiteral("hotkey: dictate=")) &&
+               lineWith(QStringLiteral("whisper-server: ready"));
+    };
+    return waitFor([&] { return !isRunning() || isReady(); }, milliseconds, 20) && isRunning();
 }
 
 std::optional<int> MurloProcess::quit(int milliseconds) {
-    if (m_process.state() == QProcess::NotRunning) {
-        return m_process.exitStatus() == QProcess::NormalExit ? std::optional(m_process.exitCode())
-                                                              : std::nullopt;
+    if (isRunning()) {
+        m_process.terminate();
+        if (!m_process.waitForFinished(milliseconds)) m_process.kill();
+        m_process.waitForFinished();
     }
-    m_process.terminate();
-    if (m_process.waitForFinished(milliseconds) && m_process.exitStatus() == QProcess::NormalExit)
-        return m_process.exitCode();
-    m_process.kill();
-    m_process.waitForFinished();
-    return std::nullopt;
+    return m_process.exitStatus() == QProcess::NormalExit ? std::optional(m_process.exitCode())
+                                                          : std::nullopt;
 }
 
 qint64 MurloProcess::enginePid() const {
@@ -103,10 +96,6 @@ QByteArray MurloProcess::engineSecret() const {
     return {};
 }
 
-QStringList MurloProcess::log() const {
-    return linesFrom(m_logStart);
-}
-
 QStringList MurloProcess::troubles() const {
     static const QRegularExpression signs(QStringLiteral(
         "\\] qt: |could not|cannot|can't|failed|error|no answer|went away|is gone|is lost|lacks "
@@ -127,21 +116,20 @@ void MurloProcess::forgetLog() {
     m_logStart = QFileInfo(file(QStringLiteral("brisvane.log"))).size();
 }
 
-qsizetype MurloProcess::find(const QStringList& lines, const QString& words) const {
-    for (qsizetype i = 0; i < lines.size(); ++i)
-        if (lines.at(i).contains(words)) return i;
-    return -1;
+std::optional<QString> MurloProcess::lineWith(const QString& words) const {
+    for (const QString& line : linesFrom(m_logStart))
+        if (line.contains(words)) return line;
+    return std::nullopt;
 }
 
 bool MurloProcess::awaitLog(const QString& words, int milliseconds) const {
-    return waitFor([&] { return find(log(), words) >= 0; }, milliseconds, 5);
+    return waitFor([&] { return lineWith(words).has_value(); }, milliseconds, 5);
 }
 
 std::optional<int> MurloProcess::loggedAt(const QString& words) const {
-    const QStringList lines = log();
-    const qsizetype at = find(lines, words);
-    if (at < 0) return std::nullopt;
-    const QTime stamp = QTime::fromString(lines.at(at).mid(1, 12), QStringLiteral("HH:mm:ss.zzz"));
+    const auto line = lineWith(words);
+    if (!line) return std::nullopt;
+    const QTime stamp = QTime::fromString(line->mid(1, 12), QStringLiteral("HH:mm:ss.zzz"));
     return stamp.isValid() ? std::optional(stamp.msecsSinceStartOfDay()) : std::nullopt;
 }
 

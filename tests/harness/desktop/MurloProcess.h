@@ -42,8 +42,7 @@ public:
     /// The secret that its engine demands, as its environment has it; empty without one.
     [[nodiscard]] QByteArray engineSecret() const;
 
-    /// The log's lines written after the last `forgetLog`.
-    [[nodiscard]] QStringList log() const;
+    /// What the log says up to here is of no interest any more.
     void forgetLog();
     /// The lines since the start that tell of something amiss.
     [[nodiscard]] QStringList troubles() const;
@@ -62,13 +61,14 @@ public:
 
 private:
     [[nodiscard]] QStringList linesFrom(qint64 position) const;
-    [[nodiscard]] qsizetype find(const QStringList& lines, const QString& words) const;
+    /// The first line with these words after the last `forgetLog`.
+    [[nodiscard]] std::optional<QString> lineWith(const QString& words) const;
 
     QString m_program;
     QString m_home;
     QProcess m_process;
-    qint64 m_started = 0; ///< where its log begins
-    qint64 m_logStart = 0;
+    qint64 m_started = 0;  ///< where its log begins
+    qint64 m_logStart = 0; ///< where it is of interest
 };
 
 } // namespace murlo

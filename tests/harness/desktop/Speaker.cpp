@@ -3,49 +3,37 @@
 #include "tests/harness/desktop/Waiting.h"
 
 #include <QFile>
+#include <QMap>
 #include <QtEndian>
-
-#include <algorithm>
 
 namespace murlo {
 
 namespace {
 
-/// Where the samples of a PCM WAV file lie, and how many bytes of them make a second.
-struct Samples {
-    qsizetype sizeField = 0; ///< offset of the data chunk's length
-    qsizetype begin = 0;
-    qsizetype length = 0;
-    quint32 bytesPerSecond = 0;
-    quint16 bytesPerFrame = 1;
-};
+using Parts = QMap<QByteArray, QByteArray>;
 
-quint32 word(const QByteArray& bytes, qsizetype at) {
-    return at + 4 <= bytes.size() ? qFromLittleEndian<quint32>(bytes.constData() + at) : 0;
+quint32 bytesPerSecond(const Parts& wav) {
+    return qFromLittleEndian<quint32>(wav["fmt "].constData() + 8);
 }
 
-std::optional<Samples> samplesOf(const QByteArray& wav) {
-    if (!wav.startsWith("RIFF") || wav.mid(8, 4) != "WAVE") return std::nullopt;
-    Samples samples;
-    for (qsizetype at = 12; at + 8 <= wav.size();) {
-        const QByteArray kind = wav.mid(at, 4);
-        const qsizetype length = word(wav, at + 4);
-        if (kind == "fmt ") {
-            if ((word(wav, at + 8) & 0xffff) != 1) return std::nullopt;
-            samples.bytesPerSecond = word(wav, at + 16);
-            samples.bytesPerFrame = static_cast<quint16>(word(wav, at + 20) & 0xffff);
-        } else if (kind == "data") {
-            samples.sizeField = at + 4;
-            samples.begin = at + 8;
-            // A stream's writer may not have known the length.
-            samples.length = std::min(length, wav.size() - samples.begin);
-            break;
-        }
+quint16 bytesPerFrame(const Parts& wav) {
+    return qFromLittleEndian<quint16>(wav["fmt "].constData() + 12);
+}
+
+/// The parts of a PCM WAV file by their names, "data" at most as long as the file has it: a
+/// stream's writer may not have known the length. Empty when it is none.
+Parts partsOf(const QByteArray& wav) {
+    Parts parts;
+    if (!wav.startsWith("RIFF") || wav.mid(8, 4) != "WAVE") return {};
+    for (qsizetype at = 12; at + 8 <= wav.size() && !parts.contains("data");) {
+        const auto length = qFromLittleEndian<quint32>(wav.constData() + at + 4);
+        parts.insert(wav.mid(at, 4), wav.mid(at + 8, length));
         at += 8 + length + (length & 1);
     }
-    if (samples.begin == 0 || samples.bytesPerSecond == 0 || samples.bytesPerFrame == 0)
-        return std::nullopt;
-    return samples;
+    const QByteArray format = parts.value("fmt ");
+    const bool isPcm = format.size() >= 16 && format.startsWith(QByteArray("\1\0", 2)) &&
+                       bytesPerSecond(parts) > 0 && bytesPerFrame(parts) > 0;
+    return isPcm ? parts : Parts();
 }
 
 QByteArray contents(const QString& file) {
@@ -70,24 +58,25 @@ tl::expected<void, QString> Speaker::synthesize(const QString& text, const QStri
 }
 
 double Speaker::duration(const QString& file) {
-    const auto samples = samplesOf(contents(file));
-    return samples ? static_cast<double>(samples->length) / samples->bytesPerSecond : 0;
+    const auto parts = partsOf(contents(file));
+    return parts.isEmpty() ? 0 : double(parts["data"].size()) / bytesPerSecond(parts);
 }
 
 QByteArray Speaker::padded(const QString& file, double seconds) {
     QByteArray wav = contents(file);
-    const auto samples = samplesOf(wav);
-    if (!samples) return wav;
-    wav.truncate(samples->begin + samples->length);
-    const auto frames = static_cast<qsizetype>(seconds * samples->bytesPerSecond) /
-                        samples->bytesPerFrame * samples->bytesPerFrame;
-    if (frames > samples->length) wav.append(frames - samples->length, '\0');
-    const auto patch = [&wav](qsizetype at, qsizetype value) {
-        qToLittleEndian(static_cast<quint32>(value), wav.data() + at);
+    const auto parts = partsOf(wav);
+    if (parts.isEmpty()) return wav;
+    const QByteArray format = parts["fmt "].left(16);
+    QByteArray data = parts["data"];
+    const auto frame = bytesPerFrame(parts);
+    const auto wanted = static_cast<qsizetype>(seconds * bytesPerSecond(parts)) / frame * frame;
+    if (wanted > data.size()) data.append(wanted - data.size(), '\0');
+    const auto length = [](qsizetype bytes) {
+        const auto number = qToLittleEndian(static_cast<quint32>(bytes));
+        return QByteArray(reinterpret_cast<const char*>(&number), sizeof number);
     };
-    patch(samples->sizeField, wav.size() - samples->begin);
-    patch(4, wav.size() - 8);
-    return wav;
+    return "RIFF" + length(data.size() + 36) + "WAVEfmt " + length(16) + format + "data" +
+           length(data.size()) + data;
 }
 
 bool Speaker::play(const QString& file) {

@@ -6,6 +6,8 @@
 #include <QFile>
 #include <QStringList>
 
+#include <algorithm>
+
 #include <signal.h>
 #include <unistd.h>
 
@@ -13,12 +15,7 @@ namespace murlo {
 
 namespace {
 
-const QString prompt = QStringLiteral("$ ");
-
-struct Command {
-    QString program;
-    QStringList arguments;
-};
+const QString prompt = QStringLiteral("$ "); // of the shell that is started below
 
 // The window's title tells what is in the box: browsers tell it to nobody else on most desktops.
 const QString emptyTitle = QStringLiteral("A page with a text area");
@@ -29,58 +26,47 @@ const char* page = R"(<!doctype html><meta charset="utf-8"><title>A page with a 
  oninput="document.title = value || 'A page with a text area'"></textarea></body>
 )";
 
-Command browser(const QString& folder) {
-    const QString file = folder + QStringLiteral("/page.html");
-    QFile html(file);
+struct Program {
+    const char* name;
+    TargetApp::Kind kind;
+    const char* command;
+    const char* arguments;
+};
+
+using Kind = TargetApp::Kind;
+constexpr Program programs[] = {
+    {"gtk-entry", Kind::gtkEntry, "zenity",
+     "--entry|--title=A dialog|--text=Write something|--width=700"},
+    {"form", Kind::form, "zenity", "--forms|--add-entry=Upper|--add-entry=Lower|--width=500"},
+    {"editor", Kind::editor, "mousepad", "--disable-server"},
+    {"terminal", Kind::terminal, "xfce4-terminal",
+     "--disable-server|--geometry=110x24|-x|env|PS1=$ |bash|--norc|--noprofile"},
+    {"browser", Kind::browser, "chromium",
+     "--disable-gpu|--disable-quic|--disable-sync|--disable-background-networking|"
+     "--disable-component-update|--disable-default-apps|--disable-dev-shm-usage|--no-first-run|"
+     "--no-default-browser-check|--password-store=basic"},
+};
+
+/// What a browser is told besides; its profile and the page are in the folder.
+QStringList browserArguments(const QString& folder) {
+    QFile html(folder + QStringLiteral("/page.html"));
     if (html.open(QIODevice::WriteOnly)) html.write(page);
-    QStringList arguments{
-        QStringLiteral("--user-data-dir=") + folder + QStringLiteral("/profile"),
-        QStringLiteral("--disable-gpu"),
-        QStringLiteral("--disable-quic"),
-        QStringLiteral("--disable-sync"),
-        QStringLiteral("--disable-background-networking"),
-        QStringLiteral("--disable-component-update"),
-        QStringLiteral("--disable-default-apps"),
-        QStringLiteral("--disable-dev-shm-usage"),
-        QStringLiteral("--no-first-run"),
-        QStringLiteral("--no-default-browser-check"),
-        QStringLiteral("--password-store=basic"),
-    };
-    if (qgetenv("DESKTOP_ACCESSIBILITY") != "0")
-        arguments += QStringLiteral("--force-renderer-accessibility"); // else it gets no letters
+    QStringList arguments{QStringLiteral("--user-data-dir=%1/profile").arg(folder),
+                          QStringLiteral("file://") + html.fileName()};
+    if (qgetenv("DESKTOP_ACCESSIBILITY") != "0") // else it gets no letters
+        arguments.prepend(QStringLiteral("--force-renderer-accessibility"));
     // Its sandbox neither nests in a virtual desktop's namespaces nor starts as root.
     if (geteuid() == 0 || qEnvironmentVariableIsSet("MURLO_VIRTUAL_DESKTOP"))
-        arguments += {QStringLiteral("--no-sandbox"), QStringLiteral("--test-type")};
-    arguments += QStringLiteral("file://") + file;
-    return {QStringLiteral("chromium"), arguments};
-}
-
-Command commandOf(TargetApp::Kind kind, const QString& folder) {
-    switch (kind) {
-    case TargetApp::Kind::gtkEntry:
-        return {QStringLiteral("zenity"),
-                {QStringLiteral("--entry"), QStringLiteral("--title=A dialog"),
-                 QStringLiteral("--text=Write something"), QStringLiteral("--width=700")}};
-    case TargetApp::Kind::editor:
-        return {QStringLiteral("mousepad"), {QStringLiteral("--disable-server")}};
-    case TargetApp::Kind::terminal:
-        return {QStringLiteral("xfce4-terminal"),
-                {QStringLiteral("--disable-server"), QStringLiteral("--geometry=110x24"),
-                 QStringLiteral("-x"), QStringLiteral("env"), QStringLiteral("PS1=") + prompt,
-                 QStringLiteral("bash"), QStringLiteral("--norc"), QStringLiteral("--noprofile")}};
-    case TargetApp::Kind::browser:
-        return browser(folder);
-    }
-    return {};
+        arguments =
+            QStringList{QStringLiteral("--no-sandbox"), QStringLiteral("--test-type")} + arguments;
+    return arguments;
 }
 
 } // namespace
 
 std::optional<TargetApp::Kind> TargetApp::kindNamed(const QString& name) {
-    if (name == QLatin1String("gtk-entry")) return Kind::gtkEntry;
-    if (name == QLatin1String("editor")) return Kind::editor;
-    if (name == QLatin1String("terminal")) return Kind::terminal;
-    if (name == QLatin1String("browser")) return Kind::browser;
+    for (const Program& program : programs)
+        if (name == QLatin1String(program.name)) return program.kind;
     return std::nullopt;
 }
 
@@ -95,18 +81,27 @@ TargetApp::~TargetApp() {
 }
 
 bool TargetApp::start(int milliseconds) {
-    const Command command = commandOf(m_kind, m_folder.path());
-    m_process.start(command.program, command.arguments);
+    const Program& program = *std::ranges::find(programs, m_kind, &Program::kind);
+    QStringList arguments = QString::fromLatin1(program.arguments).split(QLatin1Char('|'));
+    if (m_kind == Kind::browser) arguments += browserArguments(m_folder.path());
+    m_process.start(QString::fromLatin1(program.command), arguments);
     if (!m_process.waitForStarted()) return false;
-    if (m_kind != Kind::browser) m_box = std::make_unique<FocusedBox>(pid());
+    if (m_kind != Kind::browser) m_boxes = std::make_unique<TextBoxes>(pid());
     return waitFor(
                [this] {
                    return m_process.state() == QProcess::NotRunning ||
-                          (ownsActiveWindow(pid()) && (!m_box || m_box->find()) &&
+                          (ownsActiveWindow(pid()) && (!m_boxes || findBox()) &&
                            text().has_value());
                },
                milliseconds, 50) &&
            m_process.state() == QProcess::Running;
+}
+
+bool TargetApp::findBox() {
+    const QList<TextBoxes::Box> boxes = m_boxes->find();
+    const auto box = std::ranges::find_if(boxes, &TextBoxes::Box::hasFocus);
+    if (box != boxes.end()) m_box = *box;
+    return box != boxes.end();
 }
 
 std::optional<QString> TargetApp::text() const {
@@ -116,7 +111,7 @@ std::optional<QString> TargetApp::text() const {
         const QString shown = title.chopped(titleEnd.size());
         return shown == emptyTitle ? QString() : shown;
     }
-    auto text = m_box ? m_box->text() : std::nullopt;
+    auto text = m_box ? m_boxes->textOf(*m_box) : std::nullopt;
     if (!text) return text;
     if (m_kind == Kind::terminal) {
         // What stands after the last prompt; before the first one the shell is not there yet.
@@ -128,6 +123,19 @@ std::optional<QString> TargetApp::text() const {
     }
     while (text->endsWith(QLatin1Char('\n'))) text->chop(1);
     return text;
+}
+
+QStringList TargetApp::texts() const {
+    QStringList texts;
+    for (const TextBoxes::Box& box : m_boxes ? m_boxes->find() : QList<TextBoxes::Box>())
+        texts.append(m_boxes->textOf(box).value_or(QString()));
+    return texts;
+}
+
+bool TargetApp::moveTo(const QPoint& place) const {
+    const bool there = moveWindow(pid(), place);
+    letPass(300); // until the window manager has carried it out
+    return there;
 }
 
 bool TargetApp::activate() {
@@ -144,6 +152,7 @@ void TargetApp::resume() const {
 
 void TargetApp::close() {
     m_box.reset();
+    m_boxes.reset();
     if (m_process.state() == QProcess::NotRunning) return;
     resume();
     m_process.terminate();

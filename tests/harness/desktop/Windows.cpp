@@ -8,6 +8,7 @@
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <X11/extensions/XTest.h>
 
 namespace murlo {
 
@@ -53,6 +54,19 @@ Connection connect() {
     return {XOpenDisplay(nullptr), XCloseDisplay};
 }
 
+/// Asks the window manager for something that concerns a window or all of them.
+void ask(Display* display, Window window, const char* request, long value) {
+    XEvent message{};
+    message.xclient.type = ClientMessage;
+    message.xclient.window = window;
+    message.xclient.message_type = XInternAtom(display, request, False);
+    message.xclient.format = 32;
+    message.xclient.data.l[0] = value;
+    XSendEvent(display, DefaultRootWindow(display), False,
+               SubstructureRedirectMask | SubstructureNotifyMask, &message);
+    XSync(display, False);
+}
+
 } // namespace
 
 bool descendsFrom(qint64 pid, qint64 ancestor) {
@@ -78,24 +92,16 @@ bool bringToFront(qint64 pid) {
     const Connection display = connect();
     const Window window = windowOf(display.get(), pid);
     if (window == None) return false;
-    XEvent request{};
-    request.xclient.type = ClientMessage;
-    request.xclient.window = window;
-    request.xclient.message_type = XInternAtom(display.get(), "_NET_ACTIVE_WINDOW", False);
-    request.xclient.format = 32;
-    request.xclient.data.l[0] = 2; // as a pager asks: it is the user's wish
-    request.xclient.data.l[1] = CurrentTime;
-    XSendEvent(display.get(), DefaultRootWindow(display.get()), False,
-               SubstructureRedirectMask | SubstructureNotifyMask, &request);
-    XSync(display.get(), False);
+    constexpr long asPager = 2; // it is the user's wish
+    ask(display.get(), window, "_NET_ACTIVE_WINDOW", asPager);
     return true;
 }
 
-bool moveToCorner(qint64 pid) {
+bool moveWindow(qint64 pid, const QPoint& place) {
     const Connection display = connect();
     const Window window = windowOf(display.get(), pid);
     if (window == None) return false;
-    XMoveWindow(display.get(), window, 0, 0);
+    XMoveWindow(display.get(), window, place.x(), place.y());
     XSync(display.get(), False);
     return true;
 }
@@ -107,10 +113,24 @@ QString titleOfWindow(qint64 pid) {
     XTextProperty title{};
     const Atom name = XInternAtom(display.get(), "_NET_WM_NAME", False);
     if (!XGetTextProperty(display.get(), window, &title, name) || !title.value) return {};
-    const QString text = QString::fromUtf8(reinterpret_cast<const char*>(title.value),
-                                           static_cast<qsizetype>(title.nitems));
+    QString text = QString::fromUtf8(reinterpret_cast<const char*>(title.value),
+                                     static_cast<qsizetype>(title.nitems));
     XFree(title.value);
     return text;
+}
+
+void switchDesktop(int number) {
+    const Connection display = connect();
+    if (display)
+        ask(display.get(), DefaultRootWindow(display.get()), "_NET_CURRENT_DESKTOP", number);
+}
+
+void clickAt(const QPoint& place) {
+    const Connection display = connect();
+    if (!display) return;
+    XTestFakeMotionEvent(display.get(), -1, place.x(), place.y(), CurrentTime);
+    for (const Bool down : {True, False}) XTestFakeButtonEvent(display.get(), 1, down, CurrentTime);
+    XSync(display.get(), False);
 }
 
 } // namespace murlo
