@@ -60,7 +60,7 @@ StatusItemController& AppDelegate::statusItem() {
     if (!m_statusItem) {
         m_statusItem = std::make_unique<StatusItemController>(StatusItemController::Partners{
             m_root.controller, m_root.history, m_root.settings, m_root.settingsModel,
-            *m_root.platform.pasteboard, *m_root.platform.desktop});
+            *m_root.platform.pasteboard, *m_root.platform.desktop, *m_root.platform.surfaces});
     }
     return *m_statusItem;
 }

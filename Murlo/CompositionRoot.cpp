@@ -19,7 +19,8 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, quint16 enginePo
     , hotkeys(*on.eventTap, settings)
     , overlay(*on.scheduler,
               [&on](OverlayModel& model) {
-                  return std::make_unique<NonKeyPanel>(model, *on.scheduler, *on.desktop);
+                  return std::make_unique<NonKeyPanel>(model, *on.scheduler, *on.desktop,
+                                                       *on.surfaces);
               })
     , sounds(*on.sounds)
     , recorder(*on.scheduler, *on.audioInput, *on.microphoneAuthorization,
@@ -40,13 +41,14 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, quint16 enginePo
     , controller({*on.scheduler, settings, account, recorder, overlay, server, *http, targets,
                   delivery, keptRecording, enhancer, errors, *on.microphoneAuthorization,
                   *on.systemEvents, sounds})
-    , callout(*on.scheduler, settings, *on.desktop)
+    , callout(*on.scheduler, settings, *on.surfaces)
     , scanner(*on.accessibilityTree, *on.applications, *on.scheduler, currentScreens,
               QCoreApplication::applicationPid())
     , hintOverlay(
           *on.scheduler, hintScreens,
           [&on](HintOverlayModel& model, const HintScreen& screen, const QList<HintBadge>& badges) {
-              return std::make_unique<HintPanel>(model, screen, badges, *on.scheduler, *on.desktop);
+              return std::make_unique<HintPanel>(model, screen, badges, *on.scheduler, *on.desktop,
+                                                 *on.surfaces);
           })
     , hints(*on.scheduler, *on.accessibility, targets, scanner, *on.interruptions, hintOverlay)
     , probe(*on.accessibilityTree, *on.applications, *on.scheduler, currentScreens,

@@ -55,7 +55,8 @@ enum class Word {
     updateTo, ///< a version
     murloVersion,
     quitMurlo,
-    livesHere,
+    livesUpHere,
+    livesDownHere,
     clickForMore,
     logNotOpened, ///< its path
     // Questions and windows
@@ -77,6 +78,15 @@ enum class Word {
     nothingYet,
     howToDictate,
     triggersOff,
+    // The trigger keys, in the order of `TriggerKey`
+    rightCommandKey,
+    leftCommandKey,
+    rightOptionKey,
+    leftOptionKey,
+    rightShiftKey,
+    leftShiftKey,
+    rightControlKey,
+    fnKey,
     count ///< of the words, itself none
 };
 

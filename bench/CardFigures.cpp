@@ -4,9 +4,11 @@
 #include "overlay/OverlayController.h"
 #include "overlay/TranscriptTypesetter.h"
 #include "platform/linux/qt/QtScheduler.h"
+#include "platform/linux/x11/surfaces/X11Surfaces.h"
 #include "platform/linux/x11/windows/X11Desktop.h"
 #include "tests/harness/desktop/Waiting.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QFile>
 #include <QFontMetricsF>
@@ -26,27 +28,28 @@ public:
     int paints = 0;
 
 protected:
-    bool eventFilter(QObject* /*watched*/, QEvent* event) override {
-        if (event->type() == QEvent::Paint) ++paints;
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Paint && watched->isWidgetType()) ++paints;
         return false;
     }
 };
 
 class CardBench {
 public:
+    CardBench() { qApp->installEventFilter(&m_counter); }
     QList<Figure> measure();
 
 private:
     QList<Figure> listening();
 
     QtScheduler m_scheduler;
-    X11Desktop m_desktop;
+    std::shared_ptr<RootWatch> m_watch = std::make_shared<RootWatch>();
+    X11Desktop m_desktop{m_watch};
+    X11Surfaces m_surfaces{m_scheduler, m_watch};
     PaintCounter m_counter;
     OverlayController m_overlay{m_scheduler, [this](OverlayModel& model) {
-                                    auto panel = std::make_unique<NonKeyPanel>(model, m_scheduler,
-                                                                               m_desktop);
-                                    panel->installEventFilter(&m_counter);
-                                    return panel;
+                                    return std::make_unique<NonKeyPanel>(model, m_scheduler,
+                                                                         m_desktop, m_surfaces);
                                 }};
 };
 

@@ -53,6 +53,10 @@ public:
         return {{owner, {}, screen, screen, true}};
     }
     void activate(qint64 /*pid*/, const QString& /*title*/) override {}
+    [[nodiscard]] bool click(qint64 /*pid*/, const QString& /*title*/,
+                             const QRectF& /*box*/) override {
+        return false;
+    }
 
 private:
     class Told : public TreeReading {
@@ -96,7 +100,8 @@ QList<Figure> hintFigures() {
                         [&platform](HintOverlayModel& model, const HintScreen& screen,
                                     const QList<HintBadge>& badges) {
                             return std::make_unique<HintPanel>(
-                                model, screen, badges, *platform.scheduler, *platform.desktop);
+                                model, screen, badges, *platform.scheduler, *platform.desktop,
+                                *platform.surfaces);
                         });
     HintController hints(*platform.scheduler, *platform.accessibility, targets, scanner,
                          *platform.interruptions, overlay);

@@ -81,7 +81,7 @@ private:
         *m_platform.scheduler, hintScreens,
         [this](HintOverlayModel& model, const HintScreen& screen, const QList<HintBadge>& badges) {
             return std::make_unique<HintPanel>(model, screen, badges, *m_platform.scheduler,
-                                               *m_platform.desktop);
+                                               *m_platform.desktop, *m_platform.surfaces);
         }};
     HintController m_hints{*m_platform.scheduler,
                            *m_platform.accessibility,

@@ -255,5 +255,41 @@
         <source>The shortcut is off: nobody is signed in, or key presses cannot be seen on this desktop.</source>
         <translation>Das Kürzel ist ausgeschaltet: Niemand ist angemeldet, oder auf diesem Desktop sind keine Tastendrücke zu sehen.</translation>
     </message>
+    <message>
+        <source>Murlo lives down here.</source>
+        <translation>Murlo wohnt hier unten.</translation>
+    </message>
+    <message>
+        <source>Right ⌘</source>
+        <translation>Rechte ⌘</translation>
+    </message>
+    <message>
+        <source>Left ⌘</source>
+        <translation>Linke ⌘</translation>
+    </message>
+    <message>
+        <source>Right ⌥</source>
+        <translation>Rechte ⌥</translation>
+    </message>
+    <message>
+        <source>Left ⌥</source>
+        <translation>Linke ⌥</translation>
+    </message>
+    <message>
+        <source>Right ⇧</source>
+        <translation>Rechte ⇧</translation>
+    </message>
+    <message>
+        <source>Left ⇧</source>
+        <translation>Linke ⇧</translation>
+    </message>
+    <message>
+        <source>Right ⌃</source>
+        <translation>Rechte ⌃</translation>
+    </message>
+    <message>
+        <source>Fn / 🌐</source>
+        <translation>Fn / 🌐</translation>
+    </message>
 </context>
 </TS>

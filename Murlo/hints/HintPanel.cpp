@@ -2,9 +2,7 @@
 
 #include "hints/HintPainter.h"
 
-#include <QPaintEvent>
-#include <QPainter>
-#include <QWindow>
+#include <algorithm>
 
 namespace murlo {
 
@@ -15,33 +13,27 @@ constexpr double frameInterval = 1.0 / 60;
 } // namespace
 
 HintPanel::HintPanel(HintOverlayModel& model, const HintScreen& screen,
-                     const QList<HintBadge>& badges, Scheduler& scheduler, Desktop& desktop)
-    : QWidget(nullptr, Qt::ToolTip | Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint |
-                           Qt::WindowStaysOnTopHint | Qt::WindowTransparentForInput |
-                           Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint)
-    , m_model(model)
+                     const QList<HintBadge>& badges, Scheduler& scheduler, Desktop& desktop,
+                     Surfaces& surfaces)
+    : m_model(model)
     , m_scheduler(scheduler)
     , m_desktop(desktop)
-    , m_translucent(desktop.isComposited())
+    , m_translucent(surfaces.areTranslucent())
+    , m_area({}, screen.frame.size())
+    , m_surface(surfaces.make({
+          .title = QStringLiteral("Murlo hints"),
+          .accessibleName = {},
+          .level = SurfaceLevel::hints,
+          .place = WholeScreen{{screen.frame, screen.frame, screen.device}},
+          .paint = [this](QPainter& painter) { paintHints(painter, m_record, m_translucent); },
+      }))
     , m_motion(badges) {
-    setAttribute(Qt::WA_TranslucentBackground);
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    setAttribute(Qt::WA_TransparentForMouseEvents);
-    setWindowTitle(QStringLiteral("Murlo hints"));
-    setGeometry(screen.frame);
     connect(&model, &HintOverlayModel::changed, this, &HintPanel::modelChanged);
-    shape();
-    show();
-    raise();
-    m_desktop.keepAbove(windowHandle()->winId(), PanelLevel::hints);
+    if (!m_translucent) m_surface->setShape(shape());
+    m_surface->show();
 }
 
-HintPanel::~HintPanel() {
-    m_desktop.letGo(windowHandle()->winId());
-}
-
-void HintPanel::shape() {
-    if (m_translucent) return;
+QRegion HintPanel::shape() const {
     // Only what is drawn is there at all; the screen behind stays as it is.
     HintMotion settled = m_motion;
     QRegion region;
@@ -50,7 +42,7 @@ void HintPanel::shape() {
         region += QRegion(outer) - QRegion(mark.outline.adjusted(2, 2, -2, -2).toAlignedRect());
         region += mark.label.toAlignedRect();
     }
-    setMask(region);
+    return region;
 }
 
 void HintPanel::modelChanged() {
@@ -58,8 +50,7 @@ void HintPanel::modelChanged() {
     m_lastFrame = m_scheduler.uptime();
     m_motion.update(m_model, m_desktop.reducesMotion());
     m_motion.advance(frameInterval); // who typed does not wait for the first frame
-    m_record = m_motion.present();
-    update();
+    takeFrame();
     m_clock = m_scheduler.every(frameInterval, [this] { tick(); });
 }
 
@@ -67,18 +58,13 @@ void HintPanel::tick() {
     const double now = m_scheduler.uptime();
     m_motion.update(m_model, m_desktop.reducesMotion());
     m_motion.advance(std::clamp(now - std::exchange(m_lastFrame, now), 0.0, 0.1));
-    m_record = m_motion.present();
-    update();
+    takeFrame();
     if (!m_motion.isMoving()) m_clock.cancel();
 }
 
-void HintPanel::paintEvent(QPaintEvent* event) {
-    QPainter painter(this);
-    painter.setClipRegion(event->region());
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.fillRect(event->rect(), Qt::transparent);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    paintHints(painter, m_record, m_translucent);
+void HintPanel::takeFrame() {
+    m_record = m_motion.present();
+    m_surface->update(m_area);
 }
 
 } // namespace murlo

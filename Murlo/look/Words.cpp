@@ -62,6 +62,7 @@ constexpr std::array texts{
     "Murlo %1",
     "Quit Murlo",
     "Murlo lives up here.",
+    "Murlo lives down here.",
     "Click for settings, history and your shortcuts.",
     "The log can't be opened here. It is %1",
     "Quit Murlo?",
@@ -83,6 +84,14 @@ constexpr std::array texts{
     "Double-tap the shortcut in any text box, speak, and double-tap again. Or hold the second tap "
     "while you speak.",
     "The shortcut is off: nobody is signed in, or key presses cannot be seen on this desktop.",
+    "Right ⌘",
+    "Left ⌘",
+    "Right ⌥",
+    "Left ⌥",
+    "Right ⇧",
+    "Left ⇧",
+    "Right ⌃",
+    "Fn / 🌐",
 };
 static_assert(texts.size() == static_cast<std::size_t>(Word::count));
 
@@ -122,6 +131,10 @@ QString joined(const Message& message, Speak speak) {
 }
 
 } // namespace
+
+Word nameOf(TriggerKey key) {
+    return static_cast<Word>(static_cast<int>(Word::rightCommandKey) + static_cast<int>(key));
+}
 
 QString english(const Message& message) {
     return joined(message, [](const char* text) { return QString::fromUtf8(text); });

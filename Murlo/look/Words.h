@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MurloKit/Message.h"
+#include "MurloKit/TriggerKey.h"
 
 class QLocale;
 
@@ -14,6 +15,9 @@ namespace murlo::Words {
 /// What this desktop's user reads: in their language where there is a translation, and with the
 /// names that things have here. For presenters. Main thread.
 [[nodiscard]] QString shown(const Message& message);
+
+/// What a trigger key is called.
+[[nodiscard]] Word nameOf(TriggerKey key);
 
 /// Has `shown` speak the language of a locale where there is a translation of it. Main thread.
 void speak(const QLocale& locale);

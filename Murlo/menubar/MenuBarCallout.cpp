@@ -4,14 +4,12 @@
 #include "look/Shapes.h"
 #include "look/Symbols.h"
 #include "look/Words.h"
-#include "platform/Desktop.h"
 #include "settings/Settings.h"
 
 #include <QFontMetricsF>
-#include <QGuiApplication>
 #include <QPainter>
-#include <QScreen>
-#include <QWindow>
+
+#include <algorithm>
 
 namespace murlo {
 
@@ -24,8 +22,9 @@ constexpr double radius = 14;
 constexpr double lasts = 5; ///< seconds
 constexpr double lineHeight = 19;
 
-QString headline() {
-    return Words::shown(Word::livesHere);
+/// By where the item is.
+QString headline(bool above) {
+    return Words::shown(above ? Word::livesUpHere : Word::livesDownHere);
 }
 
 QString advice() {
@@ -36,38 +35,14 @@ QFont headlineFont() {
     return Look::font(Look::body, QFont::DemiBold);
 }
 
-class Panel : public QWidget {
-public:
-    Panel(const CalloutPlacement& placement, bool translucent)
-        : QWidget(nullptr, Qt::ToolTip | Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint |
-                               Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus |
-                               Qt::NoDropShadowWindowHint)
-        , m_placement(placement) {
-        setAttribute(Qt::WA_TranslucentBackground, translucent);
-        setAttribute(Qt::WA_ShowWithoutActivating);
-        const QRect all = placement.frame.adjusted(0, -arrow, 0, arrow);
-        setGeometry(all);
-        m_placement.frame.translate(-all.topLeft());
-        m_placement.tip -= all.topLeft();
-        if (!translucent) {
-            const QRect card = m_placement.frame;
-            const int tip = m_placement.tip.x();
-            const int root = m_placement.above ? card.top() : card.bottom();
-            setMask(QRegion(continuousRect(card, radius).toFillPolygon().toPolygon()) +
-                    QRegion(QPolygon(
-                        {m_placement.tip, {tip - arrow / 2, root}, {tip + arrow / 2, root}})));
-        }
-    }
-
-protected:
-    void paintEvent(QPaintEvent* /*event*/) override {
-        QPainter painter(this);
-        MenuBarCallout::paint(painter, m_placement);
-    }
-
-private:
-    CalloutPlacement m_placement;
-};
+/// The part of the screen that the callout covers.
+QRegion outline(const CalloutPlacement& placement) {
+    const QRect& card = placement.frame;
+    const int tip = placement.tip.x();
+    const int root = placement.above ? card.top() : card.bottom();
+    return QRegion(continuousRect(card, radius).toFillPolygon().toPolygon()) +
+           QRegion(QPolygon({placement.tip, {tip - arrow / 2, root}, {tip + arrow / 2, root}}));
+}
 
 } // namespace
 
@@ -95,9 +70,10 @@ CalloutPlacement calloutPlacement(const QSize& size, const QRect& item, const QR
 }
 
 QSize MenuBarCallout::size() {
+    const QFontMetricsF bold(headlineFont());
     const double wide =
-        std::max(QFontMetricsF(headlineFont()).horizontalAdvance(headline()),
-                 QFontMetricsF(Look::font(Look::caption)).horizontalAdvance(advice()));
+        std::max({bold.horizontalAdvance(headline(true)), bold.horizontalAdvance(headline(false)),
+                  QFontMetricsF(Look::font(Look::caption)).horizontalAdvance(advice())});
     return {static_cast<int>(std::ceil(wide + 2 * Look::padding)),
             static_cast<int>(2 * lineHeight + 2 * Look::padding - 8)};
 }
@@ -119,7 +95,7 @@ void MenuBarCallout::paint(QPainter& painter, const CalloutPlacement& placement)
     const double y = card.top() + Look::padding - 4;
     painter.setFont(headlineFont());
     painter.setPen(Look::panelText);
-    painter.drawText(QPointF(x, std::round(y + 14)), headline());
+    painter.drawText(QPointF(x, std::round(y + 14)), headline(placement.above));
     painter.setFont(Look::font(Look::caption));
     painter.setPen(Look::panelDim);
     painter.drawText(QPointF(x, std::round(y + lineHeight + 14)), advice());
@@ -127,21 +103,26 @@ void MenuBarCallout::paint(QPainter& painter, const CalloutPlacement& placement)
 
 void MenuBarCallout::showOnce(const QRect& item) {
     if (m_settings.truth(SettingKey::seenMenuBarCallout)) return;
-    const QScreen* screen = QGuiApplication::screenAt(item.center());
-    if (!screen) screen = QGuiApplication::primaryScreen();
-    if (!screen) return;
-    m_panel = std::make_unique<Panel>(
-        calloutPlacement(size(), item, screen->geometry(), screen->availableGeometry()),
-        m_desktop.isComposited());
-    m_panel->show();
-    // Not the widget's own id: showing it has made the window anew.
-    const quint64 window = m_panel->windowHandle()->winId();
-    m_desktop.keepAbove(window, PanelLevel::card);
-    m_settings.set(SettingKey::seenMenuBarCallout, true);
-    m_end = m_scheduler.after(lasts, [this, window] {
-        m_desktop.letGo(window);
-        m_panel.reset();
+    const QList<ScreenInfo> screens = m_surfaces.screens();
+    if (screens.isEmpty()) return;
+    const auto under = std::ranges::find_if(
+        screens, [&](const ScreenInfo& screen) { return screen.frame.contains(item.center()); });
+    const ScreenInfo& screen = under == screens.end() ? screens.first() : *under;
+    CalloutPlacement placement = calloutPlacement(size(), item, screen.frame, screen.visible);
+    const QRect all = placement.frame.adjusted(0, -arrow, 0, arrow);
+    placement.frame.translate(-all.topLeft());
+    placement.tip -= all.topLeft();
+    m_surface = m_surfaces.make({
+        .title = QStringLiteral("Murlo"),
+        .accessibleName = headline(placement.above),
+        .level = SurfaceLevel::card,
+        .place = AtFrame{all},
+        .paint = [placement](QPainter& painter) { paint(painter, placement); },
     });
+    if (!m_surfaces.areTranslucent()) m_surface->setShape(outline(placement));
+    m_surface->show();
+    m_settings.set(SettingKey::seenMenuBarCallout, true);
+    m_end = m_scheduler.after(lasts, [this] { m_surface.reset(); });
 }
 
 } // namespace murlo

@@ -1,16 +1,14 @@
 #pragma once
 
 #include "platform/Scheduler.h"
+#include "platform/Surfaces.h"
 
-#include <QList>
 #include <QRect>
-#include <QWidget>
 
 #include <memory>
 
 namespace murlo {
 
-class Desktop;
 class Settings;
 
 /// Where the callout points and stands, in screen coordinates.
@@ -30,10 +28,10 @@ struct CalloutPlacement {
 /// The one-time pointer to the status item, after the set-up. Main thread.
 class MenuBarCallout {
 public:
-    MenuBarCallout(Scheduler& scheduler, Settings& settings, Desktop& desktop)
+    MenuBarCallout(Scheduler& scheduler, Settings& settings, Surfaces& surfaces)
         : m_scheduler(scheduler)
         , m_settings(settings)
-        , m_desktop(desktop) {}
+        , m_surfaces(surfaces) {}
 
     /// Shows it for 5 seconds, if it never was before; `item` is the status item's place, empty
     /// where the tray does not tell.
@@ -47,8 +45,8 @@ public:
 private:
     Scheduler& m_scheduler;
     Settings& m_settings;
-    Desktop& m_desktop;
-    std::unique_ptr<QWidget> m_panel;
+    Surfaces& m_surfaces;
+    std::unique_ptr<Surface> m_surface;
     ScheduledWork m_end;
 };
 

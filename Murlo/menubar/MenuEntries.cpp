@@ -26,7 +26,7 @@ QList<MenuEntry> recentEntries(const QStringList& history) {
 
 } // namespace
 
-QString dictationTitle(DictationState::Case state, const QString& triggerLabel) {
+QString dictationTitle(DictationState::Case state, TriggerKey trigger) {
     switch (state) {
     case DictationState::listening:
     case DictationState::transcribing:
@@ -37,7 +37,7 @@ QString dictationTitle(DictationState::Case state, const QString& triggerLabel) 
     case DictationState::failed:
         break;
     }
-    return Words::shown({Word::startDictation, {triggerLabel}});
+    return Words::shown({Word::startDictation, {Words::shown(Words::nameOf(trigger))}});
 }
 
 QString engineTitle(const EngineState& state) {
@@ -69,7 +69,7 @@ QList<MenuEntry> menuEntries(const MenuInput& input) {
         return MenuEntry{title, command, -1, true, shortcut, {}};
     };
     QList<MenuEntry> menu;
-    menu << entry(dictationTitle(input.dictation, input.triggerLabel), MenuCommand::toggleDictation)
+    menu << entry(dictationTitle(input.dictation, input.trigger), MenuCommand::toggleDictation)
          << separator << entry(engineTitle(input.engine), MenuCommand::restartEngine);
     if (!input.history.isEmpty()) {
         menu << separator << MenuEntry{Words::shown(Word::recent),  MenuCommand::none, -1, true, {},

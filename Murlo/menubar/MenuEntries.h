@@ -2,6 +2,7 @@
 
 #include "MurloKit/DictationState.h"
 #include "MurloKit/EngineState.h"
+#include "MurloKit/TriggerKey.h"
 
 #include <QList>
 #include <QStringList>
@@ -41,7 +42,7 @@ struct MenuEntry {
 /// Everything that the menu depends on, as it is when the menu opens.
 struct MenuInput {
     DictationState::Case dictation = DictationState::idle;
-    QString triggerLabel;
+    TriggerKey trigger = TriggerKey::leftShift; ///< that dictates
     EngineState engine;
     QStringList history;               ///< newest first
     std::optional<QString> setupTitle; ///< of the entry that opens the setup; none without a setup
@@ -55,7 +56,7 @@ struct MenuInput {
 [[nodiscard]] QList<MenuEntry> menuEntries(const MenuInput& input);
 
 /// What starts or stops a dictation is called.
-[[nodiscard]] QString dictationTitle(DictationState::Case state, const QString& triggerLabel);
+[[nodiscard]] QString dictationTitle(DictationState::Case state, TriggerKey trigger);
 /// The engine's state in a line.
 [[nodiscard]] QString engineTitle(const EngineState& state);
 /// A text of the history in one line of at most 48 characters, and "…" when there was more.

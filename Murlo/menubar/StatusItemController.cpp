@@ -6,11 +6,11 @@
 #include "look/Look.h"
 #include "platform/Desktop.h"
 #include "platform/Pasteboard.h"
+#include "platform/Surfaces.h"
 #include "settings/Settings.h"
 #include "settings/SettingsModel.h"
 
 #include <QCoreApplication>
-#include <QCursor>
 #include <QGuiApplication>
 
 namespace murlo {
@@ -57,7 +57,8 @@ void StatusItemController::makeItem() {
     connect(m_item.get(), &QSystemTrayIcon::activated, this,
             [this](QSystemTrayIcon::ActivationReason reason) {
                 // Trays open the menu by the other button themselves.
-                if (reason == QSystemTrayIcon::Trigger) m_menu.popup(QCursor::pos());
+                if (reason == QSystemTrayIcon::Trigger)
+                    m_menu.popup(m_with.surfaces.pointer().value_or(geometry().center()));
             });
     m_item->show();
 }
@@ -77,7 +78,7 @@ void StatusItemController::apply(const DictationState& state) {
 QList<MenuEntry> StatusItemController::entries() const {
     MenuInput input;
     input.dictation = m_with.controller.state().state;
-    input.triggerLabel = label(m_with.settings.trigger());
+    input.trigger = m_with.settings.trigger();
     input.engine = m_with.settingsModel.engineState();
     input.history = m_with.history.recent();
     if (setupMenuTitle) input.setupTitle = setupMenuTitle();

@@ -19,6 +19,7 @@ class Pasteboard;
 class Settings;
 class HistoryStore;
 class SettingsModel;
+class Surfaces;
 
 /// Murlo's one permanent presence: the item in the desktop's tray, tinted by what goes on, and its
 /// menu, which is made anew at each opening. It decides nothing: every command is a callback. Main
@@ -44,6 +45,7 @@ public:
         const SettingsModel& settingsModel; ///< for the engine's state
         Pasteboard& pasteboard;
         Desktop& desktop;
+        const Surfaces& surfaces; ///< for the pointer
     };
 
     explicit StatusItemController(const Partners& partners);

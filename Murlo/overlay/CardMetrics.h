@@ -2,14 +2,15 @@
 
 #include "MurloKit/Motion.h"
 
-#include <QSizeF>
+#include <QSize>
 
 /// Sizes and motions of the recording card, in points and seconds.
 namespace murlo::CardMetrics {
 
-constexpr double panelWidth = 480;
-constexpr double panelHeight = 200;
-constexpr double aboveScreenBottom = 74; ///< from the panel's bottom edge
+constexpr QSize panelSize(480, 200); ///< of the surface, the card's room to move included
+constexpr double panelWidth = panelSize.width();
+constexpr double panelHeight = panelSize.height();
+constexpr int aboveScreenBottom = 74; ///< from the panel's bottom edge
 
 constexpr double shadowBelow = 14; ///< between the card's bottom edge and the panel's
 constexpr double shadowAbove = 8;

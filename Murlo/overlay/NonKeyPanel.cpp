@@ -1,17 +1,10 @@
 #include "overlay/NonKeyPanel.h"
 
 #include "look/Words.h"
-
 #include "overlay/CardDamage.h"
 #include "overlay/CardPainter.h"
-#include "overlay/Placement.h"
 
-#include <QCursor>
-#include <QGuiApplication>
-#include <QPaintEvent>
-#include <QPainter>
-#include <QScreen>
-#include <QWindow>
+#include <algorithm>
 
 namespace murlo {
 
@@ -21,36 +14,32 @@ constexpr double longestStep = 0.1; ///< seconds of motion that one frame may sk
 
 } // namespace
 
-NonKeyPanel::NonKeyPanel(OverlayModel& model, Scheduler& scheduler, Desktop& desktop)
-    : QWidget(nullptr, Qt::ToolTip | Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint |
-                           Qt::WindowStaysOnTopHint | Qt::WindowTransparentForInput |
-                           Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint)
-    , m_model(model)
+NonKeyPanel::NonKeyPanel(OverlayModel& model, Scheduler& scheduler, Desktop& desktop,
+                         Surfaces& surfaces)
+    : m_model(model)
     , m_scheduler(scheduler)
-    , m_desktop(desktop) {
-    setAttribute(Qt::WA_TranslucentBackground);
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    setAttribute(Qt::WA_TransparentForMouseEvents);
-    setWindowTitle(QStringLiteral("Murlo"));
-    setAccessibleName(Words::shown(Word::dictation));
-    resize(static_cast<int>(CardMetrics::panelWidth), static_cast<int>(CardMetrics::panelHeight));
+    , m_desktop(desktop)
+    , m_surfaces(surfaces)
+    , m_surface(surfaces.make({
+          .title = QStringLiteral("Murlo"),
+          .accessibleName = Words::shown(Word::dictation),
+          .level = SurfaceLevel::card,
+          .place = AboveBottom{CardMetrics::panelSize, CardMetrics::aboveScreenBottom},
+          .paint = [this](QPainter& painter) { paintCard(painter, m_record, background()); },
+      })) {
     for (const auto signal : {&OverlayModel::stateChanged, &OverlayModel::barsChanged,
                               &OverlayModel::elapsedChanged, &OverlayModel::wordsChanged})
         connect(&model, signal, this, &NonKeyPanel::modelChanged);
     connect(&model, &OverlayModel::presentedChanged, this, &NonKeyPanel::presentedChanged);
-    followScreens();
     warmFonts();
-    create(); // the window itself, not yet on the screen
 }
-
-NonKeyPanel::~NonKeyPanel() = default;
 
 const CardMetrics::Motions& NonKeyPanel::motions() const {
     return m_desktop.reducesMotion() ? CardMetrics::reduced : CardMetrics::lively;
 }
 
-CardSurface NonKeyPanel::surface() const {
-    return m_desktop.isComposited() ? CardSurface::translucent : CardSurface::opaque;
+CardSurface NonKeyPanel::background() const {
+    return m_surfaces.areTranslucent() ? CardSurface::translucent : CardSurface::opaque;
 }
 
 void NonKeyPanel::warmFonts() const {
@@ -65,55 +54,24 @@ void NonKeyPanel::warmFonts() const {
     sample.setPresented(true);
     motion.update(sample, CardMetrics::reduced);
     motion.advance(1);
-    QImage canvas(size(), QImage::Format_ARGB32_Premultiplied);
+    QImage canvas(CardMetrics::panelSize, QImage::Format_ARGB32_Premultiplied);
     QPainter painter(&canvas);
-    paintCard(painter, motion.present(), surface());
-}
-
-void NonKeyPanel::followScreens() {
-    const auto followOne = [this](QScreen* screen) {
-        connect(screen, &QScreen::geometryChanged, this, &NonKeyPanel::screensChanged);
-        connect(screen, &QScreen::availableGeometryChanged, this, &NonKeyPanel::screensChanged);
-    };
-    for (QScreen* screen : QGuiApplication::screens()) followOne(screen);
-    connect(qGuiApp, &QGuiApplication::screenAdded, this, followOne);
-    for (const auto signal : {&QGuiApplication::screenAdded, &QGuiApplication::screenRemoved,
-                              &QGuiApplication::primaryScreenChanged})
-        connect(qGuiApp, signal, this, &NonKeyPanel::screensChanged);
-}
-
-void NonKeyPanel::screensChanged() {
-    // On a later turn: by then the toolkit has moved the window of a screen that went away.
-    m_scheduler.nextTurn(m_lifetime.guard([this] {
-        if (m_up) orderFront();
-    }));
-}
-
-void NonKeyPanel::place() {
-    QList<ScreenFrame> screens;
-    for (const QScreen* screen : QGuiApplication::screens()) // the primary one comes first
-        screens.append({screen->geometry(), screen->availableGeometry()});
-    const QRect frame = cardPlacement(screens, QCursor::pos());
-    if (!frame.isEmpty()) setGeometry(frame);
+    paintCard(painter, motion.present(), background());
 }
 
 void NonKeyPanel::orderFront() {
     m_up = true;
-    place();
     m_motion.update(m_model, motions());
     takeFrame();
     shape();
-    if (!isVisible()) show();
-    raise();
-    m_desktop.keepAbove(windowHandle()->winId(), PanelLevel::card);
+    m_surface->show();
     modelChanged();
 }
 
 void NonKeyPanel::orderOut() {
     m_up = false;
     m_clock.cancel();
-    m_desktop.letGo(windowHandle()->winId());
-    hide();
+    m_surface->hide();
     // The next card begins from nothing.
     m_motion = {};
     m_record = {};
@@ -141,7 +99,7 @@ void NonKeyPanel::presentedChanged() {
     m_motion.advance(CardMetrics::frameInterval);
     m_lastFrame = m_scheduler.uptime();
     takeFrame();
-    repaint();
+    m_surface->flush();
 }
 
 void NonKeyPanel::tick() {
@@ -155,28 +113,17 @@ void NonKeyPanel::tick() {
 
 void NonKeyPanel::takeFrame() {
     const CardRecord before = std::exchange(m_record, m_motion.present());
-    if (surface() == CardSurface::opaque && cardOutline(before) != cardOutline(m_record)) shape();
-    if (const QRect changed = cardDamage(before, m_record); !changed.isEmpty()) update(changed);
+    if (background() == CardSurface::opaque && cardOutline(before) != cardOutline(m_record))
+        shape();
+    if (const QRect changed = cardDamage(before, m_record); !changed.isEmpty())
+        m_surface->update(changed);
 }
 
 void NonKeyPanel::shape() {
-    if (surface() == CardSurface::translucent) {
-        clearMask();
-        return;
-    }
-    // An empty mask would be none at all, so what shows nothing keeps a pixel outside.
-    const QRect nothing(-2, -2, 1, 1);
-    setMask(m_record.card.isEmpty() ? QRegion(nothing)
-                                    : QRegion(cardOutline(m_record).toFillPolygon().toPolygon()));
-}
-
-void NonKeyPanel::paintEvent(QPaintEvent* event) {
-    QPainter painter(this);
-    painter.setClipRegion(event->region());
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.fillRect(event->rect(), Qt::transparent);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    paintCard(painter, m_record, surface());
+    if (background() == CardSurface::translucent) return m_surface->setShape(std::nullopt);
+    m_surface->setShape(m_record.card.isEmpty()
+                            ? QRegion()
+                            : QRegion(cardOutline(m_record).toFillPolygon().toPolygon()));
 }
 
 } // namespace murlo

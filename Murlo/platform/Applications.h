@@ -44,6 +44,10 @@ public:
     /// Brings a window of the application to the front: the one called `title` where there is one,
     /// else the one that is the farthest in front already.
     virtual void activate(qint64 pid, const QString& title) = 0;
+    /// Clicks at the end of the text box `box` (device pixels) of a process's window called
+    /// `title`, or of any, if it has none of that name; false, with nothing clicked, while another
+    /// window is in front of it.
+    [[nodiscard]] virtual bool click(qint64 pid, const QString& title, const QRectF& box) = 0;
 };
 
 /// How much of both rectangles is common to them: 0 nothing … 1 they are the same.

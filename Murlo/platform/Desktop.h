@@ -8,25 +8,14 @@
 
 namespace murlo {
 
-/// Which of Murlo's floating windows covers which, lowest first.
-enum class PanelLevel { card, hints };
-
-/// What the desktop's user has set and what its window system offers to Murlo's own windows. Main
-/// thread; answers at once, from what is known.
+/// What the desktop's user has set, and what the desktop does for its programs. Main thread;
+/// answers at once, from what is known.
 class Desktop : public QObject {
     Q_OBJECT
 
 public:
     /// Whether the user has switched animations off or asked for less motion.
     [[nodiscard]] virtual bool reducesMotion() const = 0;
-    /// Whether windows can be translucent now.
-    [[nodiscard]] virtual bool isComposited() const = 0;
-
-    /// Keeps a window that the window manager does not manage above all others, a full-screen one
-    /// that is raised later included, until `letGo`. `window` is the native id of a window that is
-    /// being shown; one that is gone is forgotten.
-    virtual void keepAbove(quint64 window, PanelLevel level) = 0;
-    virtual void letGo(quint64 window) = 0;
 
     /// Calls `there` once, as soon as the desktop is known to have a tray: during the call if it
     /// already is, never where no tray comes. One that is restarted is not told again.
@@ -37,7 +26,7 @@ public:
     virtual void open(const QString& path, std::function<void(bool)> done) = 0;
 
 Q_SIGNALS:
-    /// Any of the answers above has changed.
+    /// `reducesMotion` has changed.
     void changed();
 };
 

@@ -17,6 +17,7 @@
 #include "platform/Scheduler.h"
 #include "platform/SingleInstance.h"
 #include "platform/SoundPlayer.h"
+#include "platform/Surfaces.h"
 #include "platform/SystemEvents.h"
 
 #include <memory>
@@ -43,6 +44,7 @@ struct Platform {
     std::unique_ptr<KeySynthesizer> keySynthesizer;
     std::unique_ptr<Pasteboard> pasteboard;
     std::unique_ptr<Desktop> desktop;
+    std::unique_ptr<Surfaces> surfaces;
     std::unique_ptr<Interruptions> interruptions;
     std::unique_ptr<DiagnosticNotifications> diagnostics;
 };

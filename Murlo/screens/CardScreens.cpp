@@ -111,8 +111,7 @@ std::vector<Screen> cardScreens() {
         {"failed-long", {State::failed, {}, {Word::asReported, {long_}}}, {}},
         {"opaque-listening", {State::listening, {}}, two, 2, CardSurface::opaque},
     };
-    const QSize size(static_cast<int>(CardMetrics::panelWidth),
-                     static_cast<int>(CardMetrics::panelHeight));
+    const QSize size = CardMetrics::panelSize;
     std::vector<Screen> screens;
     for (const CardState& state : states) {
         for (const auto& [suffix, around] :

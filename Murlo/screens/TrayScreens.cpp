@@ -16,7 +16,7 @@ namespace {
 
 MenuInput sampleMenu() {
     MenuInput input;
-    input.triggerLabel = label(TriggerKey::leftShift);
+    input.trigger = TriggerKey::leftShift;
     input.engine = {EngineState::ready, {}};
     input.history = {
         QStringLiteral("Let us meet at the station on Thursday, and bring the drawings."),
@@ -73,6 +73,20 @@ void paintItems(QPainter& painter) {
     }
 }
 
+/// The callout at an item of a panel of 24 points.
+Screen callout(const QString& name, bool panelAbove) {
+    const QRect screen(0, 0, 420, 110);
+    const QRect panel(0, panelAbove ? 0 : 86, 420, 24);
+    return {name, screen.size(), [screen, panel](QPainter& painter) {
+                const QRect item(350, panel.y(), 24, 24);
+                painter.fillRect(screen, QColor(120, 140, 160));
+                painter.fillRect(panel, QColor(32, 32, 36));
+                brandIcon({}).paint(&painter, item);
+                MenuBarCallout::paint(
+                    painter, calloutPlacement(MenuBarCallout::size(), item, screen, screen));
+            }};
+}
+
 } // namespace
 
 std::vector<Screen> trayScreens() {
@@ -90,14 +104,8 @@ std::vector<Screen> trayScreens() {
             grabbed(QStringLiteral("window"), window),
             grabbed(QStringLiteral("quit-question"),
                     []() -> std::unique_ptr<QWidget> { return QuitQuestion::makeBox(); }),
-            {QStringLiteral("callout"), {420, 110}, [](QPainter& painter) {
-                 painter.fillRect(QRect(0, 0, 420, 110), QColor(120, 140, 160));
-                 painter.fillRect(QRect(0, 0, 420, 24), QColor(32, 32, 36));
-                 brandIcon({}).paint(&painter, QRect(350, 0, 24, 24));
-                 MenuBarCallout::paint(
-                     painter, calloutPlacement(MenuBarCallout::size(), QRect(350, 0, 24, 24),
-                                               QRect(0, 0, 420, 900), QRect(0, 24, 420, 876)));
-             }}};
+            callout(QStringLiteral("callout"), true),
+            callout(QStringLiteral("callout-below"), false)};
 }
 
 } // namespace murlo

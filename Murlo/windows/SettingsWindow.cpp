@@ -1,11 +1,11 @@
 #include "windows/SettingsWindow.h"
 
 #include "look/BrandMark.h"
+#include "look/Controls.h"
 #include "look/Look.h"
 #include "look/Words.h"
 
 #include <QApplication>
-#include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QMenuBar>
 #include <QVBoxLayout>
@@ -13,38 +13,6 @@
 namespace murlo {
 
 namespace {
-
-QLabel* text(const QString& words, const QFont& font, const QColor& color) {
-    auto* label = new QLabel(words);
-    label->setFont(font);
-    QPalette palette = label->palette();
-    palette.setColor(QPalette::WindowText, color);
-    label->setPalette(palette);
-    label->setWordWrap(true);
-    return label;
-}
-
-/// Flat controls in the colours of `Look`, with a visible focus.
-QString windowStyle() {
-    return QStringLiteral(
-               "QPushButton { background: white; color: %1; border: 1px solid #c9c9d0;"
-               " border-radius: 7px; padding: 6px 14px; }"
-               "QPushButton:hover { background: #f2f2f5; }"
-               "QPushButton:pressed { background: #e4e4ea; }"
-               "QPushButton:disabled { color: #8a8a92; background: #f6f6f8; }"
-               "QPushButton:focus { border: 2px solid %2; padding: 5px 13px; }"
-               "QPushButton#toggle { background: %2; color: white; border-color: %2;"
-               " padding: 9px 14px; font-weight: 600; }"
-               "QPushButton#toggle:hover { background: #0859d2; }"
-               "QPushButton#toggle:pressed { background: #064cb5; }"
-               "QPushButton#toggle:focus { border: 2px solid #063a8a; padding: 8px 13px; }"
-               "QListWidget { background: white; color: %1; border: 1px solid #d6d6dc;"
-               " border-radius: 9px; padding: 4px; outline: none; }"
-               "QListWidget:focus { border: 2px solid %2; padding: 3px; }"
-               "QListWidget::item { padding: 7px 8px; border-radius: 6px; }"
-               "QListWidget::item:selected { background: %2; color: white; }")
-        .arg(Look::windowText.name(), Look::accent.name());
-}
 
 /// Sends an editing command to whoever has the keyboard, as its key would.
 void sendKey(QKeySequence::StandardKey key) {
@@ -60,15 +28,9 @@ void sendKey(QKeySequence::StandardKey key) {
 SettingsWindow::SettingsWindow(SettingsWindowActions actions)
     : m_actions(std::move(actions)) {
     setWindowTitle(QStringLiteral("Murlo"));
-    setWindowIcon(brandIcon(Look::accent));
-    QPalette light = palette();
-    light.setColor(QPalette::Window, Look::window);
-    light.setColor(QPalette::WindowText, Look::windowText);
-    setPalette(light);
-    setFont(Look::font(Look::body));
+    Controls::dress(*this);
     installMainMenu();
     setCentralWidget(makeContent());
-    centralWidget()->setStyleSheet(windowStyle());
     refresh();
     resize(460, 520);
 }
@@ -106,72 +68,51 @@ void SettingsWindow::installMainMenu() {
 }
 
 QWidget* SettingsWindow::makeContent() {
+    using Controls::TextKind;
     auto* content = new QWidget;
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(24, 20, 24, 20);
     column->setSpacing(12);
 
-    auto* head = new QHBoxLayout;
     auto* mark = new QLabel;
     mark->setPixmap(brandIcon(Look::accent).pixmap(QSize(32, 32), devicePixelRatioF()));
-    head->addWidget(mark);
-    head->addWidget(
-        text(QStringLiteral("Murlo"), Look::font(Look::title, QFont::DemiBold), Look::windowText),
-        1);
-    column->addLayout(head);
-    m_hint = text({}, Look::font(Look::body), Look::windowDim);
+    column->addLayout(
+        Controls::row({mark, Controls::text(TextKind::title, QStringLiteral("Murlo"))}, 1));
+    m_hint = Controls::text(TextKind::dim);
     column->addWidget(m_hint);
-    m_toggle = new QPushButton;
-    m_toggle->setObjectName(QStringLiteral("toggle"));
-    connect(m_toggle, &QPushButton::clicked, this,
-            [this] { performCommand(MenuCommand::toggleDictation); });
+    m_toggle = Controls::mainButton();
+    onClick(m_toggle, [this] { performCommand(MenuCommand::toggleDictation); });
     column->addWidget(m_toggle);
 
-    auto* engine = new QHBoxLayout;
-    m_engine = text({}, Look::font(Look::body), Look::windowText);
-    engine->addWidget(m_engine, 1);
-    auto* restart = new QPushButton(Words::shown(Word::restart));
-    restart->setAccessibleName(Words::shown(Word::restartEngine));
-    connect(restart, &QPushButton::clicked, this,
-            [this] { performCommand(MenuCommand::restartEngine); });
-    engine->addWidget(restart);
-    column->addLayout(engine);
+    m_engine = Controls::text(TextKind::body);
+    auto* restart =
+        Controls::button(Words::shown(Word::restart), Words::shown(Word::restartEngine));
+    onClick(restart, [this] { performCommand(MenuCommand::restartEngine); });
+    column->addLayout(Controls::row({m_engine, restart}, 0));
 
     column->addSpacing(4);
-    auto* recentTitle =
-        text(Words::shown(Word::recent), Look::font(Look::body, QFont::DemiBold), Look::windowText);
-    column->addWidget(recentTitle);
-    m_recent = new QListWidget;
-    m_recent->setAccessibleName(Words::shown(Word::recentDictations));
-    m_recent->setWordWrap(true);
-    m_recent->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_recent->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    column->addWidget(Controls::text(TextKind::heading, Words::shown(Word::recent)));
+    m_nothing = Controls::text(TextKind::dim, Words::shown(Word::nothingYet));
+    m_recent = Controls::list(Words::shown(Word::recentDictations), m_nothing);
     connect(m_recent, &QListWidget::itemActivated, this, [this] { copySelected(); });
     connect(m_recent, &QListWidget::currentRowChanged, this,
             [this](int row) { m_copy->setEnabled(row >= 0); });
     column->addWidget(m_recent, 1);
-    m_nothing = text(Words::shown(Word::nothingYet), Look::font(Look::body), Look::windowDim);
-    m_nothing->setAlignment(Qt::AlignCenter);
-    auto* inside = new QVBoxLayout(m_recent);
-    inside->addWidget(m_nothing);
 
-    auto* foot = new QHBoxLayout;
-    m_copy = new QPushButton(Words::shown(Word::copy));
+    m_copy = Controls::button(Words::shown(Word::copy));
     m_copy->setEnabled(false);
-    connect(m_copy, &QPushButton::clicked, this, [this] { copySelected(); });
-    foot->addWidget(m_copy);
-    auto* log = new QPushButton(Words::shown(Word::openLog));
-    connect(log, &QPushButton::clicked, this, [this] { m_actions.openLog(); });
-    foot->addWidget(log);
-    foot->addStretch(1);
-    m_version = text({}, Look::font(Look::caption), Look::windowDim);
-    m_version->setWordWrap(false);
-    foot->addWidget(m_version);
-    auto* quit = new QPushButton(Words::shown(Word::quitMurlo));
-    connect(quit, &QPushButton::clicked, this, [this] { performCommand(MenuCommand::quit); });
-    foot->addWidget(quit);
-    column->addLayout(foot);
+    onClick(m_copy, [this] { copySelected(); });
+    auto* log = Controls::button(Words::shown(Word::openLog));
+    onClick(log, [this] { m_actions.openLog(); });
+    m_version = Controls::text(TextKind::caption);
+    auto* quit = Controls::button(Words::shown(Word::quitMurlo));
+    onClick(quit, [this] { performCommand(MenuCommand::quit); });
+    column->addLayout(Controls::row({m_copy, log, nullptr, m_version, quit}, 2));
     return content;
+}
+
+void SettingsWindow::onClick(QPushButton* button, std::function<void()> work) {
+    connect(button, &QPushButton::clicked, this, std::move(work));
 }
 
 std::optional<MenuEntry> SettingsWindow::entry(MenuCommand command) const {

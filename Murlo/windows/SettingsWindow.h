@@ -41,6 +41,7 @@ protected:
 private:
     void installMainMenu();
     QWidget* makeContent();
+    void onClick(QPushButton* button, std::function<void()> work);
     [[nodiscard]] std::optional<MenuEntry> entry(MenuCommand command) const;
     void performCommand(MenuCommand command);
     void copySelected();

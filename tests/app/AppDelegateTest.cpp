@@ -14,6 +14,7 @@
 #include "tests/fakes/FakeProcessLauncher.h"
 #include "tests/fakes/FakeSingleInstance.h"
 #include "tests/fakes/FakeSoundPlayer.h"
+#include "tests/fakes/FakeSurfaces.h"
 #include "tests/fakes/FakeSystemEvents.h"
 #include "tests/fakes/FakeTree.h"
 #include "tests/fakes/VirtualScheduler.h"
@@ -70,6 +71,7 @@ public:
         on.keySynthesizer = std::move(synthesizer);
         on.pasteboard = std::make_unique<FakePasteboard>(time);
         on.desktop = std::make_unique<FakeDesktop>();
+        on.surfaces = std::make_unique<FakeSurfaces>();
         on.interruptions = std::make_unique<FakeInterruptions>();
         on.diagnostics = std::make_unique<FakeDiagnostics>();
         QDir(folder.path()).mkpath("models");

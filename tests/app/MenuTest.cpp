@@ -4,6 +4,7 @@
 #include "settings/SettingsModel.h"
 #include "tests/fakes/FakeDesktop.h"
 #include "tests/fakes/FakeLoginItem.h"
+#include "tests/fakes/FakeSurfaces.h"
 #include "tests/harness/DictationRig.h"
 #include "windows/QuitQuestion.h"
 
@@ -34,7 +35,7 @@ class MenuTest : public QObject {
 private Q_SLOTS:
     void theMenuTellsWhatIsTrueNow() {
         MenuInput input;
-        input.triggerLabel = "Left ⇧";
+        input.trigger = TriggerKey::leftShift;
         input.engine = {EngineState::loading, {}};
         QCOMPARE(lines(menuEntries(input)),
                  (QStringList{"Start Dictation  (double-tap Left ⇧)", "-", "Engine: loading model…",
@@ -59,9 +60,10 @@ private Q_SLOTS:
         DictationRig rig;
         FakeLoginItem login;
         FakeDesktop desktop;
+        FakeSurfaces surfaces;
         SettingsModel model(rig.settings, login);
         StatusItemController item(
-            {rig.controller, rig.history, rig.settings, model, rig.pasteboard, desktop});
+            {rig.controller, rig.history, rig.settings, model, rig.pasteboard, desktop, surfaces});
         rig.settings.set(SettingKey::triggerKey, QString("noSuchKey"));
         QStringList called;
         item.onToggleDictation = [&] { called << "toggle"; };

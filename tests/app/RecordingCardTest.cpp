@@ -1,10 +1,10 @@
 #include "overlay/CardDamage.h"
 #include "overlay/CardPainter.h"
 #include "overlay/NonKeyPanel.h"
-#include "overlay/Placement.h"
 #include "overlay/StatusRow.h"
 #include "overlay/TranscriptTypesetter.h"
 #include "tests/fakes/FakeDesktop.h"
+#include "tests/fakes/FakeSurfaces.h"
 #include "tests/fakes/VirtualScheduler.h"
 
 #include <QTest>
@@ -155,14 +155,15 @@ private Q_SLOTS:
         VirtualScheduler scheduler;
         FakeDesktop desktop;
         OverlayModel model;
-        NonKeyPanel panel(model, scheduler, desktop);
+        FakeSurfaces surfaces;
+        NonKeyPanel panel(model, scheduler, desktop, surfaces);
+        const FakeSurfaces::Picture& card = *surfaces.made.front();
         model.push(0.3F);
         QCOMPARE(scheduler.pendingTimers(), 0);
         model.setState({DictationState::delivered, {}});
         panel.orderFront();
         model.setPresented(true);
-        QVERIFY(panel.isVisible());
-        QCOMPARE(desktop.kept.size(), 1);
+        QVERIFY(card.shown && !card.shape);
         QCOMPARE(scheduler.pendingTimers(), 1);
         scheduler.advance(3);
         QCOMPARE(scheduler.pendingTimers(), 0);
@@ -171,18 +172,50 @@ private Q_SLOTS:
         QCOMPARE(scheduler.pendingTimers(), 1); // for both
         panel.orderOut();
         QCOMPARE(scheduler.pendingTimers(), 0);
-        QVERIFY(!panel.isVisible() && desktop.kept.isEmpty());
+        QVERIFY(!card.shown);
     }
 
     void theCardStandsOnThePointersScreen() {
-        const QList<ScreenFrame> screens{
-            {{0, 0, 1920, 1080}, {0, 0, 1920, 1040}},
-            {{1920, -200, 1280, 1024}, {1920, -200, 1280, 1024}},
+        FakeSurfaces surfaces;
+        surfaces.onScreens = {
+            {{0, 0, 1920, 1080}, {0, 0, 1920, 1040}, {}},
+            {{1920, -200, 1280, 1024}, {1920, -200, 1280, 1024}, {}},
         };
-        QCOMPARE(cardPlacement(screens, {5, 5}), QRect(720, 766, 480, 200));
-        QCOMPARE(cardPlacement(screens, {1920, -200}), QRect(2320, 550, 480, 200));
-        QCOMPARE(cardPlacement(screens, {-50, 9000}), QRect(720, 766, 480, 200));
-        QVERIFY(cardPlacement({}, {}).isEmpty());
+        VirtualScheduler scheduler;
+        FakeDesktop desktop;
+        OverlayModel model;
+        const NonKeyPanel panel(model, scheduler, desktop, surfaces);
+        const auto standsAt = [&](const std::optional<QPoint>& pointer) {
+            surfaces.at = pointer;
+            return surfaces.made.front()->frame();
+        };
+        QCOMPARE(standsAt(QPoint(5, 5)), QRect(720, 766, 480, 200));
+        QCOMPARE(standsAt(QPoint(1920, -200)), QRect(2320, 550, 480, 200));
+        QCOMPARE(standsAt(QPoint(-50, 9000)), QRect(720, 766, 480, 200));
+        QCOMPARE(standsAt(std::nullopt), QRect(720, 766, 480, 200));
+        surfaces.onScreens.clear();
+        QVERIFY(standsAt(QPoint(5, 5)).isEmpty());
+    }
+
+    void withoutACompositorNothingBlackSurroundsTheCard() {
+        FakeSurfaces surfaces;
+        surfaces.translucent = false;
+        VirtualScheduler scheduler;
+        FakeDesktop desktop;
+        OverlayModel model;
+        NonKeyPanel panel(model, scheduler, desktop, surfaces);
+        const FakeSurfaces::Picture& card = *surfaces.made.front();
+        panel.orderFront();
+        QVERIFY(card.shape && card.shape->isEmpty());
+        model.setState({DictationState::listening, {}});
+        model.setPresented(true);
+        scheduler.advance(1);
+        QVERIFY(card.shape && !card.shape->isEmpty());
+        // What the shape leaves is opaque, but for the rim that smooths its corners.
+        const QImage image = card.paint();
+        const QRect inner = card.shape->boundingRect().adjusted(24, 1, -24, -1);
+        QCOMPARE(qAlpha(image.pixel(inner.topLeft())), 255);
+        QCOMPARE(qAlpha(image.pixel(inner.bottomRight())), 255);
     }
 };
 

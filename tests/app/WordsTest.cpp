@@ -52,7 +52,9 @@ private Q_SLOTS:
             same += german == english;
             QCOMPARE(places(german), places(english));
         }
-        QCOMPARE(same, 2); // "%1" and "Murlo %1"
+        QCOMPARE(same, 3); // "%1", "Murlo %1" and the Fn key
+        for (const TriggerKeyInfo& key : triggerKeys())
+            QCOMPARE(Words::english(Words::nameOf(key.key)), label(key.key));
     }
 };
 

@@ -1,10 +1,14 @@
+#include "platform/linux/qt/QtScheduler.h"
+#include "platform/linux/x11/surfaces/X11Surface.h"
+#include "platform/linux/x11/surfaces/X11Surfaces.h"
 #include "platform/linux/x11/windows/X11Desktop.h"
 
+#include <QGuiApplication>
+#include <QScreen>
 #include <QTest>
-#include <QWidget>
-#include <QWindow>
 
 #include <algorithm>
+#include <array>
 #include <span>
 
 using namespace murlo;
@@ -42,10 +46,10 @@ public:
 private:
     [[nodiscard]] xcb_window_t makeWindow(bool unmanaged) {
         const xcb_window_t window = xcb_generate_id(m_connection);
-        const uint32_t overrideRedirect = unmanaged;
+        const std::array<uint32_t, 2> values{0xFFFFFF, unmanaged}; // white
         xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, window, m_connection.root(), 0, 0,
                           1280, 900, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                          XCB_CW_OVERRIDE_REDIRECT, &overrideRedirect);
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
         return window;
     }
 
@@ -54,9 +58,23 @@ private:
     xcb_window_t m_window;
 };
 
-/// The id on the server; the widget's own is that of a window it had before.
-WId idOf(const QWidget& widget) {
-    return widget.windowHandle()->winId();
+SurfaceTraits traits(SurfaceLevel level, const QColor& colour) {
+    return {.title = "murlo test",
+            .accessibleName = {},
+            .level = level,
+            .place = AtFrame{{200, 200, 300, 200}},
+            .paint = [colour](QPainter& painter) { painter.fillRect(0, 0, 300, 200, colour); }};
+}
+
+WId idOf(const Surface& surface) {
+    return dynamic_cast<const X11Surface&>(surface).id();
+}
+
+QRgb onScreen(const QPoint& at) {
+    return QGuiApplication::primaryScreen()
+        ->grabWindow(0, at.x(), at.y(), 1, 1)
+        .toImage()
+        .pixel(0, 0);
 }
 
 } // namespace
@@ -65,43 +83,44 @@ WId idOf(const QWidget& widget) {
 class DesktopContractTest : public QObject {
     Q_OBJECT
 
+    QtScheduler m_scheduler;
+
 private Q_SLOTS:
     void compositingIsToldAsItComesAndGoes() {
         OtherProgram compositor;
-        X11Desktop desktop;
-        QVERIFY(desktop.isComposited()); // the virtual desktop's own
-        int changes = 0;
-        connect(&desktop, &Desktop::changed, this, [&] { ++changes; });
+        const X11Surfaces surfaces(m_scheduler, std::make_shared<RootWatch>());
+        QVERIFY(surfaces.areTranslucent()); // the virtual desktop's own
         compositor.own("_NET_WM_CM_S0", true);
         compositor.own("_NET_WM_CM_S0", false);
-        QTRY_COMPARE(changes, 1);
-        QVERIFY(!desktop.isComposited() && !X11Desktop().isComposited());
+        QTRY_VERIFY(!surfaces.areTranslucent());
+        QVERIFY(!X11Surfaces(m_scheduler, std::make_shared<RootWatch>()).areTranslucent());
         compositor.own("_NET_WM_CM_S0", true);
-        QTRY_COMPARE(changes, 2);
-        QVERIFY(desktop.isComposited());
+        QTRY_VERIFY(surfaces.areTranslucent());
     }
 
-    void aKeptWindowComesBackAboveWhatCoversIt() {
-        X11Desktop desktop;
-        QWidget card(nullptr, Qt::ToolTip | Qt::X11BypassWindowManagerHint);
-        QWidget hints(nullptr, Qt::ToolTip | Qt::X11BypassWindowManagerHint);
-        hints.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&hints));
-        desktop.keepAbove(idOf(hints), PanelLevel::hints);
-        card.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&card));
-        desktop.keepAbove(idOf(card), PanelLevel::card);
+    void aSurfaceComesBackAboveWhatCoversIt() {
+        X11Surfaces surfaces(m_scheduler, std::make_shared<RootWatch>());
+        const auto hints = surfaces.make(traits(SurfaceLevel::hints, Qt::blue));
+        const auto card = surfaces.make(traits(SurfaceLevel::card, Qt::red));
+        hints->show();
+        card->show();
+        QTRY_COMPARE(onScreen({350, 300}), QColor(Qt::blue).rgb()); // though the card came later
         OtherProgram film;
         OtherProgram editor; // a change of its windows is what the window manager tells of
         film.open(true);
-        QVERIFY(!film.isBelow(idOf(card)));
+        QTRY_VERIFY(!film.isBelow(idOf(*card)));
         editor.open(false);
-        QTRY_VERIFY(film.isBelow(idOf(card)) && film.isBelow(idOf(hints)));
-        desktop.letGo(idOf(card));
+        QTRY_VERIFY(film.isBelow(idOf(*card)) && film.isBelow(idOf(*hints)));
+        QTRY_COMPARE(onScreen({350, 300}), QColor(Qt::blue).rgb());
+        hints->hide();
+        QTRY_COMPARE(onScreen({350, 300}), QColor(Qt::red).rgb());
+        card->setShape(QRegion(0, 0, 10, 10));
+        QTRY_VERIFY(onScreen({350, 300}) != QColor(Qt::red).rgb());
+        QCOMPARE(onScreen({205, 205}), QColor(Qt::red).rgb());
         film.open(true);
         editor.open(false);
-        QTRY_VERIFY(film.isBelow(idOf(hints)));
-        QVERIFY(!film.isBelow(idOf(card)));
+        QTRY_VERIFY(film.isBelow(idOf(*card)));
+        QVERIFY(!film.isBelow(idOf(*hints))); // hidden ones are left where they are
     }
 
     void whatCannotBeOpenedIsSaid() {
@@ -109,7 +128,9 @@ private Q_SLOTS:
         for (const char* file : {"/no/such/file", "/etc/passwd"}) {
             std::optional<bool> opened;
             if (qstrcmp(file, "/etc/passwd") == 0) qputenv("PATH", "/nowhere"); // no opener
-            X11Desktop().open(QLatin1String(file), [&](bool worked) { opened = worked; });
+            X11Desktop(std::make_shared<RootWatch>()).open(QLatin1String(file), [&](bool worked) {
+                opened = worked;
+            });
             QVERIFY(!opened);
             QTRY_VERIFY(opened);
             QVERIFY(!*opened);

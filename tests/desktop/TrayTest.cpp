@@ -1,4 +1,5 @@
 #include "menubar/StatusItemController.h"
+#include "platform/linux/x11/surfaces/X11Surfaces.h"
 #include "platform/linux/x11/windows/X11Desktop.h"
 #include "settings/SettingsModel.h"
 #include "tests/fakes/FakeLoginItem.h"
@@ -191,11 +192,13 @@ private:
     const bool m_old = qEnvironmentVariableIsSet("MURLO_TEST_OLD_TRAY");
     DictationRig m_rig;
     FakeLoginItem m_login;
-    X11Desktop m_desktop;
+    std::shared_ptr<RootWatch> m_watch = std::make_shared<RootWatch>();
+    X11Desktop m_desktop{m_watch};
+    X11Surfaces m_surfaces{m_rig.scheduler, m_watch};
     SettingsModel m_model{m_rig.settings, m_login};
-    std::unique_ptr<StatusItemController> m_item =
-        std::make_unique<StatusItemController>(StatusItemController::Partners{
-            m_rig.controller, m_rig.history, m_rig.settings, m_model, m_rig.pasteboard, m_desktop});
+    std::unique_ptr<StatusItemController> m_item = std::make_unique<StatusItemController>(
+        StatusItemController::Partners{m_rig.controller, m_rig.history, m_rig.settings, m_model,
+                                       m_rig.pasteboard, m_desktop, m_surfaces});
 };
 
 QTEST_MAIN(TrayTest)

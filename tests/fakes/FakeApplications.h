@@ -27,6 +27,7 @@ public:
         return running.value(pid).name;
     }
     [[nodiscard]] QList<WindowInfo> windowsOnScreen() const override { return windows; }
+    [[nodiscard]] bool click(qint64, const QString&, const QRectF&) override { return false; }
     void activate(qint64 pid, const QString&) override {
         activated.append(pid);
         if (running.contains(pid)) frontmost = pid;

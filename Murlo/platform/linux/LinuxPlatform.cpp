@@ -1,6 +1,7 @@
-// The one place that knows the adapters by name.
+// The one place that picks adapters: those of every session, and those of the kind it is.
 
 #include "platform/Platform.h"
+#include "platform/linux/X11Session.h"
 #include "platform/linux/atspi/AtspiAccessibility.h"
 #include "platform/linux/atspi/AtspiTree.h"
 #include "platform/linux/freedesktop/DBusNotifications.h"
@@ -13,21 +14,37 @@
 #include "platform/linux/pulse/PulseSoundPlayer.h"
 #include "platform/linux/qt/QtHttpClient.h"
 #include "platform/linux/qt/QtScheduler.h"
-#include "platform/linux/x11/clipboard/X11Pasteboard.h"
-#include "platform/linux/x11/keys/X11EventTap.h"
-#include "platform/linux/x11/typing/X11KeySynthesizer.h"
-#include "platform/linux/x11/windows/X11Applications.h"
-#include "platform/linux/x11/windows/X11Desktop.h"
-#include "platform/linux/x11/windows/X11Interruptions.h"
 
 #include <QCoreApplication>
 #include <QStandardPaths>
 
 namespace murlo {
 
-Platform loadPlatform() {
+namespace {
+
+/// What the accessibility bus needs to be told of windows.
+AtspiWindows windowsOf(Applications& applications) {
+    const auto content = [&applications](qint64 pid,
+                                         const QString& title) -> std::optional<QRectF> {
+        std::optional<QRectF> first;
+        for (const WindowInfo& window : applications.windowsOnScreen()) {
+            if (window.pid == pid && window.title == title) return window.content;
+            if (window.pid == pid && !first) first = window.content;
+        }
+        return first;
+    };
+    return {
+        [&applications] { return applications.frontmostPid(); },
+        [&applications](qint64 pid, const QString& title) { applications.activate(pid, title); },
+        content,
+        [&applications](qint64 pid, const QString& title, const QRectF& box) {
+            return applications.click(pid, title, box);
+        }};
+}
+
+/// What is the same in every kind of session.
+void addCommon(Platform& platform) {
     using Location = QStandardPaths;
-    Platform platform;
     platform.scheduler = std::make_unique<QtScheduler>();
     platform.singleInstance = std::make_unique<SocketSingleInstance>(
         Location::writableLocation(Location::RuntimeLocation));
@@ -44,36 +61,27 @@ Platform loadPlatform() {
     platform.loginItem =
         std::make_unique<XdgLoginItem>(Location::writableLocation(Location::GenericConfigLocation),
                                        QCoreApplication::applicationFilePath());
-    auto applications = std::make_unique<X11Applications>(*platform.scheduler);
-    X11Applications* windows = applications.get();
-    platform.applications = std::move(applications);
-    const auto content = [windows](qint64 pid, const QString& title) -> std::optional<QRectF> {
-        std::optional<QRectF> first;
-        for (const WindowInfo& window : windows->windowsOnScreen()) {
-            if (window.pid == pid && window.title == title) return window.content;
-            if (window.pid == pid && !first) first = window.content;
-        }
-        return first;
-    };
-    auto accessibility = std::make_unique<AtspiAccessibility>(
-        *platform.scheduler,
-        AtspiWindows{[windows] { return windows->frontmostPid(); },
-                     [windows](qint64 pid, const QString& title) { windows->activate(pid, title); },
-                     content,
-                     [windows](qint64 pid, const QString& title, const QRectF& box) {
-                         return windows->click(pid, title, box);
-                     }});
+    platform.diagnostics = std::make_unique<DBusNotifications>();
+}
+
+/// The accessibility bus, with the windows of the session.
+void addAccessibility(Platform& platform) {
+    Applications& applications = *platform.applications;
+    auto accessibility =
+        std::make_unique<AtspiAccessibility>(*platform.scheduler, windowsOf(applications));
     AtspiAccessibility* focus = accessibility.get();
     platform.accessibility = std::move(accessibility);
     platform.accessibilityTree = std::make_unique<AtspiTree>(
-        focus->bus(), *focus, [windows] { return windows->windowsOnScreen(); });
-    const auto synthetic = std::make_shared<SyntheticKeys>();
-    platform.eventTap = std::make_unique<X11EventTap>(synthetic);
-    platform.keySynthesizer = std::make_unique<X11KeySynthesizer>(synthetic);
-    platform.pasteboard = std::make_unique<X11Pasteboard>();
-    platform.desktop = std::make_unique<X11Desktop>();
-    platform.interruptions = std::make_unique<X11Interruptions>();
-    platform.diagnostics = std::make_unique<DBusNotifications>();
+        focus->bus(), *focus, [&applications] { return applications.windowsOnScreen(); });
+}
+
+} // namespace
+
+Platform loadPlatform() {
+    Platform platform;
+    addCommon(platform);
+    addX11Session(platform);
+    addAccessibility(platform);
     return platform;
 }
 

@@ -61,7 +61,7 @@ QList<WindowInfo> X11Applications::windowsOnScreen() const {
     return m_windows.shown();
 }
 
-bool X11Applications::click(qint64 pid, const QString& title, const QRectF& box) const {
+bool X11Applications::click(qint64 pid, const QString& title, const QRectF& box) {
     return clickInto(m_connection, windowsOnScreen(), pid, title, box);
 }
 

@@ -22,11 +22,7 @@ public:
     [[nodiscard]] std::optional<QString> name(qint64 pid) const override;
     [[nodiscard]] QList<WindowInfo> windowsOnScreen() const override;
     void activate(qint64 pid, const QString& title) override;
-
-    /// Clicks at the end of the text box `box` (device pixels) of a process's window called
-    /// `title`, or of any, if it has none of that name; false, with nothing clicked, while another
-    /// window is in front of it. Main thread.
-    [[nodiscard]] bool click(qint64 pid, const QString& title, const QRectF& box) const;
+    [[nodiscard]] bool click(qint64 pid, const QString& title, const QRectF& box) override;
 
 private:
     /// Class and instance names of the process's windows.

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "platform/linux/x11/XcbConnection.h"
+
+#include <QObject>
+#include <QSocketNotifier>
+
+#include <memory>
+
+namespace murlo {
+
+/// Tells when a selection of the screen's services gets or loses its owner and when the window
+/// manager has restacked the windows, on a connection of its own. Main thread.
+class RootWatch : public QObject {
+    Q_OBJECT
+
+public:
+    RootWatch();
+    ~RootWatch() override;
+
+    /// Follows a selection from now on; returns whether it has an owner.
+    [[nodiscard]] bool follow(const QString& selection);
+
+Q_SIGNALS:
+    void ownerChanged(const QString& selection, bool owned);
+    void restacked();
+
+private:
+    void readEvents();
+
+    XcbConnection m_connection;
+    XcbAtoms m_atoms;
+    xcb_atom_t m_stacking = XCB_ATOM_NONE;
+    quint8 m_fixesEvent = 0; ///< 0 without the extension
+    std::unique_ptr<QSocketNotifier> m_notifier;
+};
+
+} // namespace murlo
