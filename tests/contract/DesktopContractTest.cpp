@@ -19,13 +19,12 @@ namespace {
 class OtherProgram {
 public:
     OtherProgram()
-        : m_atoms(m_connection)
-        , m_window(makeWindow(false)) {}
+        : m_window(makeWindow(false)) {}
 
     /// Takes a selection of a screen's services, or gives it up.
     void own(const QString& selection, bool owned) {
         xcb_set_selection_owner(m_connection, owned ? m_window : xcb_window_t(XCB_WINDOW_NONE),
-                                m_atoms.atom(selection), XCB_CURRENT_TIME);
+                                m_connection.atom(selection), XCB_CURRENT_TIME);
         m_connection.sync();
     }
     /// Opens a window; one that `covers` goes above all others and past the window manager.
@@ -54,7 +53,6 @@ private:
     }
 
     XcbConnection m_connection;
-    XcbAtoms m_atoms;
     xcb_window_t m_window;
 };
 

@@ -29,12 +29,11 @@ void click() {
 /// As a pager asks for it.
 void switchDesktop(quint32 number) {
     const XcbConnection x;
-    XcbAtoms atoms(x);
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = x.root();
-    message.type = atoms.atom(QStringLiteral("_NET_CURRENT_DESKTOP"));
+    message.type = x.atom(QStringLiteral("_NET_CURRENT_DESKTOP"));
     message.data.data32[0] = number;
     xcb_send_event(x, 0, x.root(),
                    XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
