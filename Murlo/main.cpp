@@ -23,9 +23,13 @@ int run(QApplication& application) {
     murlo::Platform platform = murlo::loadPlatform();
     const murlo::Paths paths = murlo::Paths::ofUser();
     murlo::Log::open(paths, *platform.scheduler);
-    if (!platform.singleInstance->acquire(QApplication::arguments().mid(1))) {
+    using Start = murlo::SingleInstance::Start;
+    const Start start = platform.singleInstance->acquire(QApplication::arguments().mid(1));
+    if (start == Start::unanswered)
+        murlo::Log::write(QStringLiteral("app: another Murlo runs and does not answer"));
+    if (start != Start::first) {
         murlo::Log::close();
-        return 0;
+        return start == Start::handedOver ? 0 : 1;
     }
     int status = 0;
     {

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <QString>
+
+#include <tl/expected.hpp>
+
 namespace murlo {
 
 /// Whether the desktop starts this application at login. Main thread.
@@ -11,8 +15,9 @@ public:
     virtual ~LoginItem() = default;
 
     [[nodiscard]] virtual bool isEnabled() const = 0;
-    /// Registers or unregisters; a failure is logged and leaves things as they were.
-    virtual void setEnabled(bool enabled) = 0;
+    /// Registers or unregisters; a failure, with the platform's description, leaves things as they
+    /// were.
+    [[nodiscard]] virtual tl::expected<void, QString> setEnabled(bool enabled) = 0;
 };
 
 } // namespace murlo

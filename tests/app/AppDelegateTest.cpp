@@ -39,7 +39,7 @@ public:
     explicit Program(bool signedIn = true, bool seesKeys = true) {
         on.scheduler = std::make_unique<VirtualScheduler>();
         VirtualScheduler& time = scheduler();
-        on.singleInstance = std::make_unique<FakeSingleInstance>(session);
+        on.singleInstance = std::make_unique<FakeSingleInstance>();
         on.systemEvents = std::make_unique<FakeSystemEvents>();
         on.processes = std::make_unique<FakeProcessLauncher>();
         on.makeHttpClient = http.maker();
@@ -121,7 +121,6 @@ public:
     }
 
     QTemporaryDir folder;
-    FakeSingleInstance::Session session;
     FakeHttpClient http;
     Platform on;
     FakeEventTap* tap = nullptr;
