@@ -1,6 +1,7 @@
 #pragma once
 
 #include "menubar/StatusItemController.h"
+#include "platform/Port.h"
 #include "platform/Scheduler.h"
 #include "setup/PermissionWatch.h"
 #include "triggers/TriggerPolicy.h"
@@ -14,12 +15,10 @@ namespace murlo {
 struct CompositionRoot;
 
 /// The switchboard: who calls whom, what starts when, and what ends how. Main thread.
-class AppDelegate {
+class AppDelegate : NonCopyable {
 public:
     /// `quit` ends the event loop.
     AppDelegate(CompositionRoot& root, std::function<void()> quit);
-    AppDelegate(const AppDelegate&) = delete;
-    AppDelegate& operator=(const AppDelegate&) = delete;
     ~AppDelegate();
 
     /// Wires everything, then starts the engine and, for a signed-in account, the triggers.

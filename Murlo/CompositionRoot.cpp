@@ -8,11 +8,12 @@
 
 namespace murlo {
 
-CompositionRoot::CompositionRoot(Platform& on, const Paths& at, quint16 enginePort)
+CompositionRoot::CompositionRoot(Platform& on, const Paths& at, SerialQueue& disk,
+                                 quint16 enginePort)
     : platform(on)
     , paths(at)
-    , settings(paths, *on.scheduler)
-    , history(paths, *on.scheduler)
+    , settings(paths, disk)
+    , history(paths, *on.scheduler, disk)
     , settingsModel(settings, *on.loginItem)
     , account(settings)
     , permissions(*on.microphoneAuthorization, *on.accessibility, *on.eventTap)
@@ -36,7 +37,7 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, quint16 enginePo
     , inserter({*on.scheduler, *on.accessibility, *on.applications, *on.pasteboard,
                 *on.keySynthesizer, settings})
     , delivery(*on.scheduler, settings, targets, inserter, history, usage, *on.applications)
-    , keptRecording(paths, *on.scheduler)
+    , keptRecording(paths, disk)
     , enhancer(*on.applications, *on.scheduler)
     , controller({*on.scheduler, settings, account, recorder, overlay, server, *http, targets,
                   delivery, keptRecording, enhancer, errors, *on.microphoneAuthorization,

@@ -31,8 +31,10 @@ namespace murlo {
 /// One of each long-lived object, made in the order in which they need each other and destroyed in
 /// the reverse order. It makes and hands over; it decides nothing.
 struct CompositionRoot {
-    /// `enginePort` is the TCP port of the speech engine on 127.0.0.1.
-    CompositionRoot(Platform& on, const Paths& at, quint16 enginePort);
+    /// `disk` is where all files of the user's are written, one after another: a slow disk holds up
+    /// neither the microphone nor the engine. `enginePort` is the TCP port of the speech engine on
+    /// 127.0.0.1.
+    CompositionRoot(Platform& on, const Paths& at, SerialQueue& disk, quint16 enginePort);
 
     Platform& platform;
     Paths paths;

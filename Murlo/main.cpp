@@ -16,13 +16,12 @@
 
 namespace {
 
-constexpr quint16 enginePort = 8756;
-
 /// Everything that lives between a started Qt and its end.
 int run(QApplication& application) {
     murlo::Platform platform = murlo::loadPlatform();
     const murlo::Paths paths = murlo::Paths::ofUser();
-    murlo::Log::open(paths, *platform.scheduler);
+    const auto disk = platform.scheduler->makeSerialQueue(QStringLiteral("murlo.disk"));
+    murlo::Log::open(paths, *disk);
     using Start = murlo::SingleInstance::Start;
     const Start start = platform.singleInstance->acquire(QApplication::arguments().mid(1));
     if (start == Start::unanswered)
@@ -33,7 +32,7 @@ int run(QApplication& application) {
     }
     int status = 0;
     {
-        murlo::CompositionRoot root(platform, paths, enginePort);
+        murlo::CompositionRoot root(platform, paths, *disk, murlo::WhisperServer::usualPort);
         murlo::AppDelegate delegate(root, [] { QApplication::quit(); });
         QObject::connect(
             &application, &QGuiApplication::commitDataRequest, &application,

@@ -13,6 +13,7 @@ namespace murlo {
 namespace {
 
 constexpr int clipSeconds = 300;
+constexpr int clipRate = AudioConverter::targetSampleRate;
 constexpr std::size_t pieceFrames = 480; // 10 ms, as a sound server hands it over
 
 std::vector<float> tone(int rate, int length) {
@@ -37,7 +38,7 @@ QList<Figure> audioFigures() {
     });
     const double bare = timed(5, [&input] {
         std::vector<float> output(input.size() / 3 + 1000);
-        soxr_t resampler = soxr_create(48000, 16000, 1, nullptr, nullptr, nullptr, nullptr);
+        soxr_t resampler = soxr_create(48000, clipRate, 1, nullptr, nullptr, nullptr, nullptr);
         std::size_t at = 0;
         std::size_t written = 0;
         std::size_t done = 1;
@@ -51,9 +52,9 @@ QList<Figure> audioFigures() {
         soxr_delete(resampler);
     });
 
-    const std::vector<float> clip = tone(16000, clipSeconds);
+    const std::vector<float> clip = tone(clipRate, clipSeconds);
     qsizetype bytes = 0;
-    const double encoding = timed(9, [&] { bytes = WavWriter::data(clip, 16000).size(); });
+    const double encoding = timed(9, [&] { bytes = WavWriter::data(clip, clipRate).size(); });
     const QByteArray source(bytes, 'x');
     const double copying = timed(9, [&] {
         QByteArray copy(source.size(), Qt::Uninitialized);

@@ -24,7 +24,6 @@ namespace {
 
 constexpr int rounds = 7;
 constexpr int deepLayers = 24; ///< as slow as the model that is called "base"
-constexpr quint16 enginePort = 8756;
 
 /// Notes when the first audio of a recording arrives, and passes everything on.
 class TimedEngine : public AudioEngine {
@@ -116,7 +115,8 @@ public:
         const Paths paths(folder);
         QDir().mkpath(paths.models());
         QFile::copy(model, paths.models() + QStringLiteral("/bench.bin"));
-        m_root = std::make_unique<CompositionRoot>(m_platform, paths, enginePort);
+        m_root =
+            std::make_unique<CompositionRoot>(m_platform, paths, *m_disk, WhisperServer::usualPort);
         m_root->settings.set(SettingKey::accountEmail, QStringLiteral("bench@example.com"));
         m_root->settings.set(SettingKey::playSounds, false);
         m_delegate = std::make_unique<AppDelegate>(*m_root, [] {});
@@ -153,6 +153,8 @@ public:
 
 private:
     Platform m_platform;
+    std::unique_ptr<SerialQueue> m_disk =
+        m_platform.scheduler->makeSerialQueue(QStringLiteral("bench.disk"));
     mutable RememberingClient::Notes m_notes;
     std::unique_ptr<CompositionRoot> m_root;
     std::unique_ptr<AppDelegate> m_delegate;

@@ -69,7 +69,9 @@ private:
 
     Platform m_platform = loadPlatform();
     QTemporaryDir m_folder;
-    Settings m_settings{Paths(m_folder.path()), *m_platform.scheduler};
+    std::unique_ptr<SerialQueue> m_disk =
+        m_platform.scheduler->makeSerialQueue(QStringLiteral("bench.disk"));
+    Settings m_settings{Paths(m_folder.path()), *m_disk};
     HotkeyMonitor m_hotkeys{*m_platform.eventTap, m_settings};
     PhysicalKeyboard m_keyboard;
     XcbConnection m_x;

@@ -80,7 +80,8 @@ QList<Figure> tapFigures() {
     PhysicalKeyboard keyboard;
     QTemporaryDir folder;
     QtScheduler scheduler;
-    Settings settings(Paths(folder.path()), scheduler);
+    const auto disk = scheduler.makeSerialQueue(QStringLiteral("bench.disk"));
+    Settings settings(Paths(folder.path()), *disk);
     X11EventTap tap(std::make_shared<SyntheticKeys>());
     HotkeyMonitor monitor(tap, settings);
     int seen = 0;

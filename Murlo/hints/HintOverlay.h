@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Port.h"
 #include "platform/Scheduler.h"
 #include "targets/InputTarget.h"
 #include "targets/ScreenGeometry.h"
@@ -48,13 +49,7 @@ struct HintScreen {
 };
 
 /// The window over one screen.
-class HintLayer {
-public:
-    HintLayer() = default;
-    HintLayer(const HintLayer&) = delete;
-    HintLayer& operator=(const HintLayer&) = delete;
-    virtual ~HintLayer() = default;
-};
+class HintLayer : public Port {};
 
 using MakeHintLayer = std::function<std::unique_ptr<HintLayer>(HintOverlayModel&, const HintScreen&,
                                                                const QList<HintBadge>&)>;

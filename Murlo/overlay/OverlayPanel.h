@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <functional>
 #include <memory>
 
@@ -8,13 +10,8 @@ namespace murlo {
 class OverlayModel;
 
 /// The window that shows the recording card. Main thread.
-class OverlayPanel {
+class OverlayPanel : public Port {
 public:
-    OverlayPanel() = default;
-    OverlayPanel(const OverlayPanel&) = delete;
-    OverlayPanel& operator=(const OverlayPanel&) = delete;
-    virtual ~OverlayPanel() = default;
-
     /// Puts the window onto the pointer's screen, above all others, without taking the focus.
     virtual void orderFront() = 0;
     /// Takes the window off the screen.

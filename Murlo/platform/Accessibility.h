@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QRectF>
 #include <QString>
 
@@ -10,13 +12,8 @@
 namespace murlo {
 
 /// One element of another application's user interface: an opaque handle, cheap to copy around.
-class AccessibleElement {
+class AccessibleElement : public Port {
 public:
-    AccessibleElement() = default;
-    AccessibleElement(const AccessibleElement&) = delete;
-    AccessibleElement& operator=(const AccessibleElement&) = delete;
-    virtual ~AccessibleElement() = default;
-
     /// Whether both handles name the same element, as the platform tells elements apart.
     [[nodiscard]] virtual bool isSame(const AccessibleElement& other) const = 0;
     /// Process of the owning application; 0 when unknown.
@@ -35,13 +32,8 @@ using ElementRef = std::shared_ptr<const AccessibleElement>;
 /// table in the adapter maps this desktop's roles onto them. A terminal reads as "AXTextArea" with
 /// the subrole "AXTerminal"; read-only text views have no settable value and none of the editable
 /// roles.
-class Accessibility {
+class Accessibility : public Port {
 public:
-    Accessibility() = default;
-    Accessibility(const Accessibility&) = delete;
-    Accessibility& operator=(const Accessibility&) = delete;
-    virtual ~Accessibility() = default;
-
     /// Whether this desktop's accessibility is switched on and reachable.
     [[nodiscard]] virtual bool isTrusted() const = 0;
     /// Switches it on where that can be done; `isTrusted` tells later whether it worked.

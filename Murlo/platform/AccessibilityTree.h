@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Accessibility.h"
+#include "platform/Port.h"
 
 #include <memory>
 #include <vector>
@@ -43,26 +44,16 @@ struct AccessibleApplication {
 
 /// A reading of an application that is under way. Destroying it ends it: nothing more is asked and
 /// nobody is called back. Main thread.
-class TreeReading {
+class TreeReading : public Port {
 public:
-    TreeReading() = default;
-    TreeReading(const TreeReading&) = delete;
-    TreeReading& operator=(const TreeReading&) = delete;
-    virtual ~TreeReading() = default;
-
     /// Ends it with what has been read so far, which is handed over before this returns. Does
     /// nothing once everything was handed over.
     virtual void handOver() = 0;
 };
 
 /// Whole user interfaces of other applications, read in bulk. Main thread; no call waits.
-class AccessibilityTree {
+class AccessibilityTree : public Port {
 public:
-    AccessibilityTree() = default;
-    AccessibilityTree(const AccessibilityTree&) = delete;
-    AccessibilityTree& operator=(const AccessibilityTree&) = delete;
-    virtual ~AccessibilityTree() = default;
-
     /// Reads up to `mostWindows` windows of an application and calls `done` on a later turn with
     /// what answered: an application has 0.4 s for each answer, what it did not say is left out.
     /// Any number of readings may be under way together; one lasts as long as what is returned.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QList>
 #include <QRectF>
 #include <QString>
@@ -21,13 +23,8 @@ struct WindowInfo {
 };
 
 /// The running applications of this desktop session. Main thread; never waits for one of them.
-class Applications {
+class Applications : public Port {
 public:
-    Applications() = default;
-    Applications(const Applications&) = delete;
-    Applications& operator=(const Applications&) = delete;
-    virtual ~Applications() = default;
-
     /// Process that owns the active window.
     [[nodiscard]] virtual std::optional<qint64> frontmostPid() const = 0;
     /// The names by which the window system knows the kind of program that keys go to now (on X11

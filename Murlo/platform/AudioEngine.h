@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QString>
 
 #include <cstddef>
@@ -13,6 +15,8 @@ namespace murlo {
 struct AudioFormat {
     double sampleRate = 0; ///< frames per second; 0 when there is no input device
     int channels = 0;
+
+    bool operator==(const AudioFormat&) const = default;
 };
 
 /// One buffer of captured audio; valid only during the call that hands it over.
@@ -32,14 +36,9 @@ struct PlatformError {
 /// A capture from the default microphone. Made ready (device open, nothing flowing) by the first
 /// call of `inputFormat`; flowing from `start` to `stop`. Its calls come from one thread at a time,
 /// not always the same one. Destroying it off the audio thread releases the device.
-class AudioEngine {
+class AudioEngine : public Port {
 public:
     using Tap = std::function<void(const AudioBuffer&)>;
-
-    AudioEngine() = default;
-    AudioEngine(const AudioEngine&) = delete;
-    AudioEngine& operator=(const AudioEngine&) = delete;
-    virtual ~AudioEngine() = default;
 
     /// Opens the input device if it is not open yet and returns its format. May take seconds the
     /// first time; call it off the main thread where that matters.
@@ -66,13 +65,8 @@ public:
 };
 
 /// Where engines come from, and news of the default input device.
-class AudioInput {
+class AudioInput : public Port {
 public:
-    AudioInput() = default;
-    AudioInput(const AudioInput&) = delete;
-    AudioInput& operator=(const AudioInput&) = delete;
-    virtual ~AudioInput() = default;
-
     /// A new engine; nothing is opened yet. Any thread.
     [[nodiscard]] virtual std::shared_ptr<AudioEngine> makeEngine() = 0;
 

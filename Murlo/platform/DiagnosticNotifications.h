@@ -1,20 +1,17 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <functional>
 
 namespace murlo {
 
 /// Hooks for diagnosis that another process of the same user can pull. Main thread.
-class DiagnosticNotifications {
+class DiagnosticNotifications : public Port {
 public:
     std::function<void()> onProbe;    ///< "murlo.probe": write a report about the text boxes
     std::function<void()> onIm;       ///< "murlo.im": log whether keys may be listened to
     std::function<void()> onSnapshot; ///< "murlo.snapshot": render the screens into pictures
-
-    DiagnosticNotifications() = default;
-    DiagnosticNotifications(const DiagnosticNotifications&) = delete;
-    DiagnosticNotifications& operator=(const DiagnosticNotifications&) = delete;
-    virtual ~DiagnosticNotifications() = default;
 
     /// Begins to listen; handlers may be set before or after.
     virtual void start() = 0;

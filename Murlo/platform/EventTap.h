@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QString>
 
 #include <functional>
@@ -32,7 +34,7 @@ enum class InputMonitoringAccess { granted = 0, denied = 1, unknown = 2 };
 
 /// The keyboard, watched across all applications. All calls and all handlers on the main thread.
 /// The application's own synthesized keys are never reported; those of other programs are.
-class EventTap {
+class EventTap : public Port {
 public:
     struct Handlers {
         /// Offered every key press. While `setFiltering(true)` holds, answering true keeps the
@@ -42,11 +44,6 @@ public:
         /// The system switched the tap off; `enable` switches it on again.
         std::function<void()> disabled;
     };
-
-    EventTap() = default;
-    EventTap(const EventTap&) = delete;
-    EventTap& operator=(const EventTap&) = delete;
-    virtual ~EventTap() = default;
 
     /// Starts reporting to `handlers`. False when the desktop offers no way to see key events.
     virtual bool install(Handlers handlers) = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Port.h"
 #include "platform/Scheduler.h"
 
 #include <QByteArray>
@@ -57,25 +58,16 @@ using HttpResult = tl::expected<HttpResponse, HttpError>;
 
 /// A request under way; destroying or cancelling the handle closes the connection and means that
 /// the completion is never called.
-class HttpTask {
+class HttpTask : public Port {
 public:
-    HttpTask() = default;
-    HttpTask(const HttpTask&) = delete;
-    HttpTask& operator=(const HttpTask&) = delete;
-    virtual ~HttpTask() = default;
     virtual void cancel() = 0;
 };
 
 /// HTTP requests without caches, cookies or proxies for loopback. Redirects are answers: they are
 /// not followed. Belongs to the thread (with an event loop) that uses it first; completions run
 /// there, once, on a later turn. Destroying it cancels what is under way.
-class HttpClient {
+class HttpClient : public Port {
 public:
-    HttpClient() = default;
-    HttpClient(const HttpClient&) = delete;
-    HttpClient& operator=(const HttpClient&) = delete;
-    virtual ~HttpClient() = default;
-
     [[nodiscard]] virtual std::unique_ptr<HttpTask>
     send(const HttpRequest& request, std::function<void(HttpResult)> completion) = 0;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QString>
 
 #include <functional>
@@ -23,13 +25,8 @@ using KeyResult = tl::expected<void, KeyFailure>;
 
 /// Key events as if typed by the user. Main thread. Modifiers and Caps Lock that the user holds
 /// neither change what is sent nor stay lifted (or stuck) afterwards.
-class KeySynthesizer {
+class KeySynthesizer : public Port {
 public:
-    KeySynthesizer() = default;
-    KeySynthesizer(const KeySynthesizer&) = delete;
-    KeySynthesizer& operator=(const KeySynthesizer&) = delete;
-    virtual ~KeySynthesizer() = default;
-
     /// Whether the desktop lets key events be synthesized now. It needs nothing but that: no
     /// accessibility.
     [[nodiscard]] virtual bool canPostKeys() = 0;

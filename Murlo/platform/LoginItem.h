@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QString>
 
 #include <tl/expected.hpp>
@@ -7,13 +9,8 @@
 namespace murlo {
 
 /// Whether the desktop starts this application at login. Main thread.
-class LoginItem {
+class LoginItem : public Port {
 public:
-    LoginItem() = default;
-    LoginItem(const LoginItem&) = delete;
-    LoginItem& operator=(const LoginItem&) = delete;
-    virtual ~LoginItem() = default;
-
     [[nodiscard]] virtual bool isEnabled() const = 0;
     /// Registers or unregisters; a failure, with the platform's description, leaves things as they
     /// were.

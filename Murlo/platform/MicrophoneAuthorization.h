@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <functional>
 
 namespace murlo {
@@ -8,13 +10,8 @@ namespace murlo {
 enum class MicrophoneStatus { notDetermined = 0, restricted = 1, denied = 2, authorized = 3 };
 
 /// Whether this application may record. A missing sound server or microphone is no refusal.
-class MicrophoneAuthorization {
+class MicrophoneAuthorization : public Port {
 public:
-    MicrophoneAuthorization() = default;
-    MicrophoneAuthorization(const MicrophoneAuthorization&) = delete;
-    MicrophoneAuthorization& operator=(const MicrophoneAuthorization&) = delete;
-    virtual ~MicrophoneAuthorization() = default;
-
     /// Any thread; never waits.
     [[nodiscard]] virtual MicrophoneStatus status() const = 0;
     /// Asks the user where the system has a question to ask; answers on a later turn of the main

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QObject>
@@ -23,13 +25,8 @@ struct PasteboardSnapshot {
 };
 
 /// A reading of the clipboard under way. Never blocks: ask what has arrived so far.
-class PasteboardReading {
+class PasteboardReading : public Port {
 public:
-    PasteboardReading() = default;
-    PasteboardReading(const PasteboardReading&) = delete;
-    PasteboardReading& operator=(const PasteboardReading&) = delete;
-    virtual ~PasteboardReading() = default;
-
     /// The change count of the content being read.
     [[nodiscard]] virtual qint64 changeCount() const = 0;
     /// Everything arrived, or the owner has handed over nothing for 0.3 s.

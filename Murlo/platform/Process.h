@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QByteArray>
 #include <QMap>
 #include <QString>
@@ -16,13 +18,8 @@ namespace murlo {
 /// however that ends. Use it on that thread, which has an event loop; handlers run there and may
 /// destroy the handle. Destroying a handle ends a child that still runs: SIGTERM, and SIGKILL to
 /// one that does not listen within 2 seconds.
-class ChildProcess {
+class ChildProcess : public Port {
 public:
-    ChildProcess() = default;
-    ChildProcess(const ChildProcess&) = delete;
-    ChildProcess& operator=(const ChildProcess&) = delete;
-    virtual ~ChildProcess() = default;
-
     [[nodiscard]] virtual qint64 pid() const = 0;
     [[nodiscard]] virtual bool isRunning() const = 0;
     virtual void terminate() = 0; ///< SIGTERM; returns at once
@@ -43,13 +40,8 @@ struct ChildHandlers {
 using Environment = QMap<QString, QString>;
 
 /// Starts programs and answers what the system knows of them. Any thread with an event loop.
-class ProcessLauncher {
+class ProcessLauncher : public Port {
 public:
-    ProcessLauncher() = default;
-    ProcessLauncher(const ProcessLauncher&) = delete;
-    ProcessLauncher& operator=(const ProcessLauncher&) = delete;
-    virtual ~ProcessLauncher() = default;
-
     /// Starts the program with this application's environment and the variables of `environment`,
     /// which nobody but this user's processes can read; the error is the platform's description of
     /// why it could not be started.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QDateTime>
 #include <QString>
 
@@ -16,12 +18,8 @@ using Work = std::function<void()>;
 class ScheduledWork {
 public:
     /// What a scheduler keeps behind the handle.
-    class Entry {
+    class Entry : public Port {
     public:
-        Entry() = default;
-        Entry(const Entry&) = delete;
-        Entry& operator=(const Entry&) = delete;
-        virtual ~Entry() = default;
         virtual void cancel() = 0;
         [[nodiscard]] virtual bool isPending() const = 0;
     };
@@ -37,8 +35,6 @@ public:
         }
         return *this;
     }
-    ScheduledWork(const ScheduledWork&) = delete;
-    ScheduledWork& operator=(const ScheduledWork&) = delete;
     ~ScheduledWork() { cancel(); }
 
     /// Safe to call from inside the work itself, and more than once.
@@ -55,13 +51,8 @@ private:
 
 /// A queue that runs its work one piece at a time, in order, on a thread of its own which has a Qt
 /// event loop. Destroying it runs what was queued, drops what was delayed, and joins the thread.
-class SerialQueue {
+class SerialQueue : public Port {
 public:
-    SerialQueue() = default;
-    SerialQueue(const SerialQueue&) = delete;
-    SerialQueue& operator=(const SerialQueue&) = delete;
-    virtual ~SerialQueue() = default;
-
     /// Runs `work` after everything queued before it. Any thread.
     virtual void async(Work work) = 0;
 
@@ -75,13 +66,8 @@ public:
 
 /// Time and threads: every clock that is read and every timer, delay, deadline and background job
 /// goes through here, so that tests can move time by hand.
-class Scheduler {
+class Scheduler : public Port {
 public:
-    Scheduler() = default;
-    Scheduler(const Scheduler&) = delete;
-    Scheduler& operator=(const Scheduler&) = delete;
-    virtual ~Scheduler() = default;
-
     /// The wall clock, local time. Any thread.
     [[nodiscard]] virtual QDateTime now() const = 0;
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QStringList>
 
 #include <functional>
@@ -8,13 +10,8 @@ namespace murlo {
 
 /// One Murlo per user session: the first start holds a lock; later ones hand their arguments over.
 /// Main thread.
-class SingleInstance {
+class SingleInstance : public Port {
 public:
-    SingleInstance() = default;
-    SingleInstance(const SingleInstance&) = delete;
-    SingleInstance& operator=(const SingleInstance&) = delete;
-    virtual ~SingleInstance() = default;
-
     /// What becomes of a start.
     enum class Start {
         first,      ///< this process is now the one

@@ -1,17 +1,14 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QString>
 
 namespace murlo {
 
 /// The application's short sounds, by name ("Tink", "Pop", "Bottle", "Basso"). Main thread.
-class SoundPlayer {
+class SoundPlayer : public Port {
 public:
-    SoundPlayer() = default;
-    SoundPlayer(const SoundPlayer&) = delete;
-    SoundPlayer& operator=(const SoundPlayer&) = delete;
-    virtual ~SoundPlayer() = default;
-
     /// Loads the sound once; false when the name does not resolve.
     virtual bool load(const QString& name) = 0;
     /// Stops the sound if it still plays and plays it from its start; volume 0…1. Never waits;

@@ -1,18 +1,15 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <functional>
 
 namespace murlo {
 
 /// Sleep, power-off and the end of the session, told before they happen; the system waits shortly
 /// for the handlers. Main thread.
-class SystemEvents {
+class SystemEvents : public Port {
 public:
-    SystemEvents() = default;
-    SystemEvents(const SystemEvents&) = delete;
-    SystemEvents& operator=(const SystemEvents&) = delete;
-    virtual ~SystemEvents() = default;
-
     /// The machine is about to sleep.
     std::function<void()> onWillSleep;
     /// The machine is about to be switched off or started anew.

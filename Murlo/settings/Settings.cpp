@@ -25,10 +25,10 @@ QJsonValue::Type jsonType(SettingType type) {
 
 } // namespace
 
-Settings::Settings(Paths paths, Scheduler& scheduler)
+Settings::Settings(Paths paths, SerialQueue& disk)
     : m_paths(std::move(paths))
     , m_file(m_paths.file(QStringLiteral("settings.json")), QStringLiteral("settings"))
-    , m_writer(scheduler.makeSerialQueue(QStringLiteral("murlo.settings"))) {
+    , m_disk(disk) {
     m_paths.prepare();
     m_values =
         m_file.read([](const QJsonDocument& document) { return document.isObject(); }).object();
@@ -39,6 +39,10 @@ Settings::Settings(Paths paths, Scheduler& scheduler)
                                       "aside")
                            .arg(QLatin1String(setting.key)));
     }
+}
+
+Settings::~Settings() {
+    m_disk.sync([] {});
 }
 
 QJsonValue Settings::value(const char* key, SettingType type) const {
@@ -95,7 +99,7 @@ bool Settings::holds(const char* key) const {
 }
 
 void Settings::save() {
-    m_writer->async([file = m_file, values = m_values] { file.write(QJsonDocument(values)); });
+    m_disk.async([file = m_file, values = m_values] { file.write(QJsonDocument(values)); });
 }
 
 TriggerKey Settings::trigger() const {

@@ -25,9 +25,10 @@ class Settings : public QObject {
     Q_OBJECT
 
 public:
-    /// Loads the file. A damaged one is set aside and the defaults hold. Writes happen on a serial
-    /// queue of the scheduler; destruction waits for them.
-    Settings(Paths paths, Scheduler& scheduler);
+    /// Loads the file. A damaged one is set aside and the defaults hold. Writes happen on the
+    /// queue; destruction waits for them.
+    Settings(Paths paths, SerialQueue& disk);
+    ~Settings() override;
 
     /// What is stored under the key, else its default, else false, 0 or nothing.
     [[nodiscard]] bool truth(const char* key) const;
@@ -67,9 +68,9 @@ private:
 
     Paths m_paths;
     JsonFile m_file;
+    SerialQueue& m_disk;
     mutable std::mutex m_lock;
     QJsonObject m_values;
-    std::unique_ptr<SerialQueue> m_writer;
 };
 
 } // namespace murlo

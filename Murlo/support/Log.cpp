@@ -18,7 +18,7 @@ namespace {
 struct Sink {
     std::mutex lock;
     std::shared_ptr<QFile> file;
-    std::unique_ptr<SerialQueue> queue;
+    SerialQueue* disk = nullptr; ///< none while the log is closed
 };
 
 Sink& sink() {
@@ -38,8 +38,8 @@ void Log::write(const QString& message) {
             .arg(QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz")), text)
             .toUtf8();
     std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), stderr);
-    if (!to.queue) return;
-    to.queue->async([file = to.file, line] {
+    if (!to.disk) return;
+    to.disk->async([file = to.file, line] {
         file->write(line);
         file->flush();
     });
@@ -52,29 +52,28 @@ void Log::takeQtWarnings() {
     });
 }
 
-void Log::open(const Paths& paths, Scheduler& scheduler) {
+void Log::open(const Paths& paths, SerialQueue& disk) {
     close();
     paths.prepare();
     auto file = std::make_shared<QFile>(paths.file(QStringLiteral("brisvane.log")));
     if (!file->open(QIODevice::WriteOnly | QIODevice::Append)) return;
     file->setPermissions(QFile::ReadOwner | QFile::WriteOwner);
     Sink& to = sink();
-    auto queue = scheduler.makeSerialQueue(QStringLiteral("brisvane.log"));
     const std::lock_guard guard(to.lock);
     to.file = std::move(file);
-    to.queue = std::move(queue);
+    to.disk = &disk;
 }
 
 void Log::close() {
     Sink& to = sink();
-    std::unique_ptr<SerialQueue> queue;
+    SerialQueue* disk = nullptr;
     std::shared_ptr<QFile> file;
     {
         const std::lock_guard guard(to.lock);
-        queue = std::move(to.queue);
+        disk = std::exchange(to.disk, nullptr);
         file = std::move(to.file);
     }
-    queue.reset(); // runs what is queued
+    if (disk) disk->sync([] {}); // what is queued is written
 }
 
 } // namespace murlo

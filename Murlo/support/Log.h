@@ -5,7 +5,7 @@
 namespace murlo {
 
 class Paths;
-class Scheduler;
+class SerialQueue;
 
 /// The one process-wide log. Each line is "[HH:mm:ss.SSS] message": to standard error at once, and
 /// in the same order to "brisvane.log" in the support folder. There are no levels; messages begin
@@ -18,9 +18,9 @@ public:
     /// What Qt warns of becomes lines of this log, in the area "qt", from now on.
     static void takeQtWarnings();
 
-    /// Appends to the log file from now on, by a serial queue of the scheduler, until `close`. If
+    /// Appends to the log file from now on, on this queue, which outlives the log's being open. If
     /// the file cannot be opened, lines go to standard error only. Main thread.
-    static void open(const Paths& paths, Scheduler& scheduler);
+    static void open(const Paths& paths, SerialQueue& disk);
     /// Writes what is queued and closes the file. Main thread.
     static void close();
 };

@@ -2,6 +2,7 @@
 
 #include "MurloKit/TriggerKey.h"
 #include "platform/EventTap.h"
+#include "platform/Port.h"
 
 #include <functional>
 #include <map>
@@ -25,7 +26,7 @@ struct TapState {
 /// pair of keys moved is told by its side bit alone. Trigger keys and the window are read from the
 /// settings at every event, so a change holds from the next key on. Time is the events' own: a busy
 /// main thread neither makes two taps of a double tap nor a double tap of two.
-class HotkeyMonitor {
+class HotkeyMonitor : NonCopyable {
 public:
     /// Longest press, in milliseconds, that still counts as a tap.
     static constexpr qint64 maxTapDuration = 500;
@@ -42,8 +43,6 @@ public:
 
     HotkeyMonitor(EventTap& tap, Settings& settings);
     ~HotkeyMonitor();
-    HotkeyMonitor(const HotkeyMonitor&) = delete;
-    HotkeyMonitor& operator=(const HotkeyMonitor&) = delete;
 
     /// Installs the tap; true when it is installed, also if it was before.
     bool start();

@@ -21,10 +21,11 @@ std::unique_ptr<QMessageBox> QuitQuestion::makeBox() {
     box->setIconPixmap(brandIcon(Look::accent).pixmap(48));
     box->setText(Words::shown(Word::quitQuestion));
     box->setInformativeText(Words::shown(Word::quitMeans));
-    if (auto* question = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_label")))
-        question->setFont(Look::font(Look::words, QFont::DemiBold));
-    if (auto* advice = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel")))
-        advice->setMinimumWidth(textWidth);
+    const auto labels = box->findChildren<QLabel*>();
+    for (QLabel* label : labels) {
+        if (label->text() == box->text()) label->setFont(Look::font(Look::words, QFont::DemiBold));
+        if (label->text() == box->informativeText()) label->setMinimumWidth(textWidth);
+    }
     // Roles decide where a desktop puts its buttons; the first and default one is the harmless one.
     auto* cancel = box->addButton(Words::shown(Word::cancel), QMessageBox::RejectRole);
     box->addButton(Words::shown(Word::quit), QMessageBox::AcceptRole);

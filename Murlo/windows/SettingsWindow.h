@@ -1,6 +1,7 @@
 #pragma once
 
 #include "menubar/MenuEntries.h"
+#include "platform/Port.h"
 
 #include <QLabel>
 #include <QListWidget>
@@ -57,12 +58,10 @@ private:
 };
 
 /// The window while it is open: made when it is shown, gone when it is closed. Main thread.
-class SettingsWindowController {
+class SettingsWindowController : NonCopyable {
 public:
     explicit SettingsWindowController(SettingsWindowActions actions)
         : m_actions(std::move(actions)) {}
-    SettingsWindowController(const SettingsWindowController&) = delete;
-    SettingsWindowController& operator=(const SettingsWindowController&) = delete;
     ~SettingsWindowController() { close(); }
 
     /// Shows the window, or brings it to the front.

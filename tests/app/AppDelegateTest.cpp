@@ -76,7 +76,8 @@ public:
         on.diagnostics = std::make_unique<FakeDiagnostics>();
         QDir(folder.path()).mkpath("models");
         QVERIFY(QFile(folder.filePath("models/a.bin")).open(QIODevice::WriteOnly));
-        root = std::make_unique<CompositionRoot>(on, Paths(folder.path()), 8756);
+        disk = time.makeSerialQueue("test.disk");
+        root = std::make_unique<CompositionRoot>(on, Paths(folder.path()), *disk, 8756);
         if (signedIn) root->settings.set(SettingKey::accountEmail, QString("me@example.com"));
         root->settings.set(SettingKey::holdThreshold, 0.35);
         app = std::make_unique<AppDelegate>(*root, [this] { ++ends; });
@@ -127,6 +128,7 @@ public:
     FakeAudioInput* audio = nullptr;
     FakeKeySynthesizer* keys = nullptr;
     int ends = 0;
+    std::unique_ptr<SerialQueue> disk;
     std::unique_ptr<CompositionRoot> root;
     std::unique_ptr<AppDelegate> app;
 };

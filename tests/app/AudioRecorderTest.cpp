@@ -1,5 +1,6 @@
 #include "dictation/recording/AudioRecorder.h"
 #include "MurloKit/WavWriter.h"
+#include "dictation/recording/AudioConverter.h"
 #include "look/Words.h"
 #include "tests/fakes/FakeAudioInput.h"
 #include "tests/fakes/FakeMicrophoneAuthorization.h"
@@ -15,22 +16,17 @@ namespace {
 
 using Script = FakeAudioInput::Script;
 
-constexpr AudioFormat plain{16000, 1}; ///< needs no conversion: every sample can be counted
-const std::vector<float> said = sine(440, 16000, 2);
+constexpr int rate = AudioConverter::targetSampleRate;
+constexpr AudioFormat plain{rate, 1}; ///< needs no conversion: every sample can be counted
+const std::vector<float> said = sine(440, rate, 2);
+const PlatformError busy{"It is busy.", "Server", 7};
 
 QByteArray wav(std::span<const float> samples) {
-    return WavWriter::data(samples, 16000);
-}
-
-/// A script of this one thing.
-template <typename Member, typename Value>
-Script only(Member Script::*what, Value value) {
-    Script script;
-    script.*what = std::move(value);
-    return script;
+    return WavWriter::data(samples, rate);
 }
 
 struct Desk {
+    /// An engine is warm already where the microphone is authorised.
     explicit Desk(MicrophoneStatus status = MicrophoneStatus::authorized) {
         microphone.current = status;
         plug(plain);
@@ -45,21 +41,15 @@ struct Desk {
         input.plug(format);
         scheduler.runPending();
     }
-    /// The engine that is warm now is replaced by one that meets something special.
-    void meet(const Script& script) {
-        input.script(script);
-        plug(plain);
-    }
     /// Begins a start whose result lands in `results`.
     void beginStart() {
         recorder->start([this](const AudioRecorder::StartResult& result) {
-            if (!result) {
-                const RecorderError& error = result.error();
-                results << Words::english(error.message) + " " + error.domain + " " +
-                               QString::number(error.code);
-            } else {
+            if (result) {
                 const bool recording = *result == AudioRecorder::Started::recording;
                 results << (recording ? "recording" : "superseded");
+            } else {
+                const auto& [message, domain, code] = result.error();
+                results << QString("%1 %2 %3").arg(Words::english(message), domain).arg(code);
             }
         });
     }
@@ -91,21 +81,18 @@ class AudioRecorderTest : public QObject {
 
 private Q_SLOTS:
     void clipHoldsWhatWasSaidUnlessItIsTooShort() {
-        for (const int samples : {0, 1600, 1601, 16000 * 301}) { // the last: more than is reserved
+        for (const int samples : {0, 1600, 1601, rate * 301}) { // the last: more than is reserved
             Desk desk;
             desk.record();
-            const auto speech = sine(440, 16000, samples / 16000.0);
+            const auto speech = sine(440, rate, double(samples) / rate);
             desk.input.speak(speech);
             QCOMPARE(desk.recorder->sampleCount(), speech.size());
             const auto clip = desk.recorder->stop();
             QVERIFY(!desk.recorder->isRecording());
             QStringList log{"audio: recording at 16000 Hz → 16000 Hz"};
-            if (samples > 1600) {
-                QCOMPARE(clip, wav(speech));
-            } else {
-                QVERIFY(!clip);
-                log << QString("audio: clip too short (%1 samples)").arg(samples);
-            }
+            const bool tooShort = samples <= 1600;
+            if (tooShort) log << QString("audio: clip too short (%1 samples)").arg(samples);
+            QCOMPARE(clip, tooShort ? std::nullopt : std::optional(wav(speech)));
             QCOMPARE(desk.audioLines(), log);
         }
     }
@@ -113,13 +100,13 @@ private Q_SLOTS:
     void snapshotIsTheEndOfTheRecordingSoFar() {
         Desk desk;
         desk.record();
-        const auto speech = sine(440, 16000, 20);
+        const auto speech = sine(440, rate, 20);
         desk.input.speak(std::span(speech).first(8000));
         QVERIFY(!desk.recorder->snapshot(15));
         desk.input.speak(std::span(speech).subspan(8000, 1));
         QCOMPARE(desk.recorder->snapshot(15), wav(std::span(speech).first(8001)));
         desk.input.speak(std::span(speech).subspan(8001));
-        QCOMPARE(desk.recorder->snapshot(15), wav(std::span(speech).last(240000)));
+        QCOMPARE(desk.recorder->snapshot(15), wav(std::span(speech).last(15 * rate)));
         QVERIFY(!desk.recorder->snapshot(0.5));
         QCOMPARE(desk.recorder->stop(), wav(speech));
         QVERIFY(!desk.recorder->snapshot(15));
@@ -130,7 +117,7 @@ private Q_SLOTS:
         desk.plug({48000, 2});
         desk.record();
         desk.input.speak(sine(440, 48000, 1.0, 2));
-        QCOMPARE(desk.recorder->stop()->size(), 44 + 2 * 16000);
+        QCOMPARE(desk.recorder->stop()->size(), 44 + 2 * rate);
     }
 
     void levelsFollowTheHardwareAtAnyBufferSize() {
@@ -139,7 +126,7 @@ private Q_SLOTS:
             std::vector<float> levels;
             desk.recorder->onLevel = [&](float level) { levels.push_back(level); };
             desk.record();
-            desk.input.speak(sine(500, 16000, 4096.0 * 3 / 16000), piece);
+            desk.input.speak(sine(500, rate, 4096.0 * 3 / rate), piece);
             QVERIFY(levels.empty()); // never on the audio thread
             desk.scheduler.runPending();
             QCOMPARE(levels.size(), std::size_t{3});
@@ -147,20 +134,10 @@ private Q_SLOTS:
         }
     }
 
-    void whatMakesNoSenseChangesNothing() {
+    void onlyWhatWasNotCancelledIsKept() {
         Desk desk;
         QVERIFY(!desk.recorder->stop());
         desk.recorder->cancel();
-        desk.record();
-        desk.input.speak(said);
-        desk.record(); // goes on with the one under way
-        QCOMPARE(desk.input.flowingEngines(), 1);
-        QCOMPARE(desk.recorder->stop(), wav(said));
-        QVERIFY(!desk.recorder->stop());
-    }
-
-    void cancelledRecordingLeavesNothingBehind() {
-        Desk desk;
         desk.record();
         desk.input.speak(said);
         desk.recorder->cancel();
@@ -168,6 +145,11 @@ private Q_SLOTS:
         QVERIFY(!desk.recorder->stop());
         desk.record();
         QCOMPARE(desk.recorder->sampleCount(), std::size_t{0});
+        desk.input.speak(said);
+        desk.record(); // goes on with the one under way
+        QCOMPARE(desk.input.flowingEngines(), 1);
+        QCOMPARE(desk.recorder->stop(), wav(said));
+        QVERIFY(!desk.recorder->stop());
     }
 
     // --- warm engines ---
@@ -190,13 +172,12 @@ private Q_SLOTS:
 
     void withoutAuthorisationNoDeviceIsOpened() {
         Desk desk(MicrophoneStatus::notDetermined);
-        desk.recorder->prewarm();
-        desk.scheduler.runPending();
-        QCOMPARE(desk.input.enginesMade(), 0);
-        desk.microphone.current = MicrophoneStatus::authorized;
-        desk.recorder->prewarm();
-        desk.scheduler.runPending();
-        QCOMPARE(desk.input.openEngines(), 1);
+        for (const auto status : {MicrophoneStatus::notDetermined, MicrophoneStatus::authorized}) {
+            desk.microphone.current = status;
+            desk.recorder->prewarm();
+            desk.scheduler.runPending();
+            QCOMPARE(desk.input.openEngines(), status == MicrophoneStatus::authorized ? 1 : 0);
+        }
     }
 
     void newDefaultInputIsOpenedInAdvanceUnlessRecording() {
@@ -212,128 +193,115 @@ private Q_SLOTS:
         QCOMPARE(desk.input.enginesMade(), 2);
     }
 
-    // --- failures to start ---
+    // --- starts that fail, or that are stopped before they have completed ---
 
-    void failedStartIsTriedOnceMoreOnAFreshEngine() {
-        Desk desk;
-        desk.meet(only(&Script::startError, PlatformError{"busy", "Server", 7}));
-        desk.record();
-        QCOMPARE(desk.input.enginesMade(), 3);
-        QCOMPARE(desk.input.flowingEngines(), 1);
-    }
-
-    void errorOfTheSecondAttemptIsTold_data() {
+    void failedStartIsTriedOnceMoreOnAFreshEngine_data() {
         QTest::addColumn<AudioFormat>("device");
-        QTest::addColumn<Script>("script");
-        QTest::addColumn<QString>("error");
-        const auto row = [](const char* name, AudioFormat device, const Script& script,
-                            const char* error) {
-            QTest::newRow(name) << device << script << QString(error);
+        QTest::addColumn<QList<Script>>("scripts");
+        QTest::addColumn<QString>("result");
+        const Script busyTap{.tapError = busy};
+        const Script busyStart{.startError = busy};
+        const auto row = [](const char* name, AudioFormat device, const QList<Script>& scripts,
+                            const char* result) {
+            QTest::newRow(name) << device << scripts << QString(result);
         };
-        const PlatformError busy{"It is busy.", "Server", 7};
+        row("busy once", plain, {busyStart}, "recording");
+        row("busy", plain, {busyStart, busyStart}, "It is busy. Server 7");
         row("no device", {}, {},
             "No microphone found. Check System Settings → Sound → Input. "
             "AudioRecorder.RecorderError 0");
         row("format", {48000, 0}, {},
             "This microphone's audio format isn't supported. AudioRecorder.RecorderError 1");
-        row("tap", plain, only(&Script::tapError, busy),
+        row("tap", plain, {busyTap, busyTap},
             "The microphone changed while starting. Try again. AudioRecorder.RecorderError 2");
-        row("start", plain, only(&Script::startError, busy), "It is busy. Server 7");
     }
-    void errorOfTheSecondAttemptIsTold() {
+    void failedStartIsTriedOnceMoreOnAFreshEngine() {
         QFETCH(const AudioFormat, device);
-        QFETCH(const Script, script);
+        QFETCH(const QList<Script>, scripts);
+        QFETCH(const QString, result);
+        const bool works = result == "recording";
+        const bool tap = !scripts.isEmpty() && scripts.first().tapError.has_value();
         Desk desk;
-        for (int i = 0; i < 2; ++i) desk.input.script(script);
+        for (const Script& script : scripts) desk.input.script(script);
         desk.plug(device);
         desk.beginStart();
         desk.scheduler.runPending();
-        QCOMPARE(desk.results.size(), 1);
-        QTEST(desk.results.first(), "error");
-        const bool tap = script.tapError.has_value();
+        QCOMPARE(desk.results, QStringList{result});
+        QCOMPARE(desk.input.enginesMade(), 3);
+        QCOMPARE(desk.input.flowingEngines(), works ? 1 : 0);
+        QCOMPARE(desk.recorder->isRecording(), works);
         const QStringList report{"tap_failed", "It is busy."};
         QCOMPARE(desk.reports, tap ? report + report : QStringList());
         QCOMPARE(desk.audioLines().contains("audio: tap install failed: It is busy."), tap);
-        QVERIFY(!desk.recorder->isRecording());
-        QCOMPARE(desk.input.flowingEngines(), 0);
         desk.plug(plain);
         desk.record(); // with everything in order again
     }
 
-    // --- stops that come before a start has completed ---
-
-    void stopBeforeAStartRanLeavesNothingRunning() {
-        Desk desk;
-        desk.beginStart();
-        QVERIFY(!desk.recorder->stop());
-        desk.scheduler.runPending();
-        QCOMPARE(desk.results, QStringList{"superseded"});
-        QVERIFY(!desk.recorder->isRecording());
-        QCOMPARE(desk.input.flowingEngines(), 0);
-        QCOMPARE(desk.input.openEngines(), 1);
-    }
-
-    void stopWhileTheDeviceStartsMakesWayForTheNextStart() {
-        for (const auto moment : {&Script::whileOpening, &Script::whileStarting}) {
-            Desk desk(MicrophoneStatus::notDetermined); // nothing is warm
-            desk.input.script(only(moment, [&] {
-                desk.recorder->cancel();
-                desk.beginStart(); // the user tries again at once
-            }));
-            desk.beginStart();
-            desk.scheduler.runPending();
-            QCOMPARE(desk.results, (QStringList{"superseded", "recording"}));
-            QCOMPARE(desk.input.flowingEngines(), 1);
-            desk.input.speak(said);
-            QCOMPARE(desk.recorder->stop(), wav(said));
+    void stopDuringAStartLeavesNothingRunning_data() {
+        QTest::addColumn<bool>("again");
+        for (const char* moment : {"queued", "opening", "starting", "completing"}) {
+            QTest::addRow("%s", moment) << false;
+            QTest::addRow("%s, and started again", moment) << true;
         }
     }
-
-    void stopBetweenAStartAndItsCompletionHandsOverWhatWasSaid() {
-        Desk desk;
+    void stopDuringAStartLeavesNothingRunning() {
+        QFETCH(const bool, again);
+        const QByteArray moment = QByteArray(QTest::currentDataTag()).split(',').first();
+        const bool completing = moment == "completing"; // its work is done
+        Desk desk(MicrophoneStatus::notDetermined);     // nothing is warm
+        desk.microphone.current = MicrophoneStatus::authorized;
         std::optional<QByteArray> clip;
-        desk.beginStart();
-        // Comes after the start's work and before its completion.
-        desk.scheduler.nextTurn([&] {
-            QVERIFY(desk.recorder->isRecording());
+        const auto stop = [&] {
+            QCOMPARE(desk.recorder->isRecording(), completing);
             desk.input.speak(said);
             clip = desk.recorder->stop();
-        });
+            if (again) desk.beginStart();
+        };
+        if (moment == "opening") desk.input.script({.whileOpening = stop});
+        if (moment == "starting") desk.input.script({.whileStarting = stop});
+        desk.beginStart();
+        if (moment == "queued") stop();
+        if (completing) desk.scheduler.nextTurn(stop);
         desk.scheduler.runPending();
-        QCOMPARE(clip, wav(said));
-        QCOMPARE(desk.results, QStringList{"superseded"});
-    }
-
-    void firstBufferOfTheDeviceCounts() {
-        Desk desk;
-        desk.meet(only(&Script::whileStarting, [&] { desk.input.speak(said); }));
-        desk.record();
-        QCOMPARE(desk.recorder->stop(), wav(said));
+        QCOMPARE(clip, completing ? std::optional(wav(said)) : std::nullopt);
+        const QStringList superseded{"superseded"};
+        QCOMPARE(desk.results, again ? superseded + QStringList{"recording"} : superseded);
+        QCOMPARE(desk.input.flowingEngines(), again ? 1 : 0);
+        desk.input.speak(said);
+        QCOMPARE(desk.recorder->stop(), again ? std::optional(wav(said)) : std::nullopt);
+        desk.scheduler.advance(3);
+        QCOMPARE(desk.input.openEngines(), 1); // a warm one, in place of the one used up
+        if (moment == "queued" && !again) QCOMPARE(desk.input.enginesMade(), 1);
     }
 
     // --- changes of the device while recording ---
 
     void changedRouteKeepsTheRecording_data() {
         QTest::addColumn<QString>("line");
-        QTest::newRow("renegotiated") << "audio: route renegotiated, still recording";
-        QTest::newRow("replaced") << "audio: capture resumed on new route";
-        QTest::newRow("lost") << "audio: could not resume after route change: No microphone found. "
-                                 "Check System Settings → Sound → Input.";
+        QTest::addColumn<int>("engines");
+        const QString none = "audio: could not resume after route change: No microphone found. "
+                             "Check System Settings → Sound → Input.";
+        QTest::newRow("renegotiated") << "audio: route renegotiated, still recording" << 1;
+        QTest::newRow("replaced") << "audio: capture resumed on new route" << 2;
+        QTest::newRow("lost") << none << 2;
+        QTest::newRow("lost again while another is opened") << none << 3;
     }
     void changedRouteKeepsTheRecording() {
         const QByteArray change = QTest::currentDataTag();
         Desk desk;
         desk.record();
-        desk.input.speak(std::span(said).first(16000));
+        desk.input.speak(std::span(said).first(rate));
+        if (change.endsWith("opened"))
+            desk.input.script({.whileStarting = [&] { desk.input.unplug(); }});
         change == "renegotiated" ? desk.input.renegotiate() : desk.input.unplug();
-        if (change == "replaced") desk.input.plug(plain);
+        if (change != "lost") desk.input.plug(plain);
         QTEST(desk.audioLines().last(), "line");
-        QCOMPARE(desk.input.enginesMade(), change == "renegotiated" ? 1 : 2);
-        const bool lost = change == "lost";
+        QTEST(desk.input.enginesMade(), "engines");
+        const bool lost = change.startsWith("lost");
         QCOMPARE(desk.devicesLost, lost ? 1 : 0);
         QVERIFY(desk.recorder->isRecording());
-        desk.input.speak(std::span(said).last(16000));
-        QCOMPARE(desk.recorder->stop(), wav(std::span(said).first(lost ? 16000 : 32000)));
+        desk.input.speak(std::span(said).last(rate));
+        QCOMPARE(desk.recorder->stop(), wav(std::span(said).first(lost ? rate : 2 * rate)));
     }
 
     void stopWhileAnotherDeviceIsOpenedEndsTheRecording() {
@@ -342,10 +310,9 @@ private Q_SLOTS:
             desk.record();
             desk.input.speak(said);
             std::optional<QByteArray> clip;
-            const auto moment = opens ? &Script::whileStarting : &Script::whileOpening;
-            Script script = only(moment, [&] { clip = desk.recorder->stop(); });
-            if (!opens) script.startError = PlatformError{"It is busy.", "Server", 7};
-            desk.input.script(script);
+            const auto stop = [&] { clip = desk.recorder->stop(); };
+            desk.input.script(opens ? Script{.whileStarting = stop}
+                                    : Script{.whileOpening = stop, .startError = busy});
             desk.input.unplug();
             desk.plug(plain);
             QCOMPARE(clip, wav(said));
@@ -355,12 +322,16 @@ private Q_SLOTS:
         }
     }
 
-    void deviceLostBeforeTheStartCompletedIsNoticed() {
+    void firstBufferOfADeviceCountsAndItsLossBeforeTheStartCompletedIsNoticed() {
         Desk desk;
-        desk.meet(only(&Script::whileStarting, [&] { desk.input.unplug(); }));
-        desk.beginStart();
-        desk.scheduler.runPending();
+        desk.input.script({.whileStarting = [&] {
+            desk.input.speak(said);
+            desk.input.unplug();
+        }});
+        desk.plug(plain); // that engine is warm now
+        desk.record();
         QCOMPARE(desk.devicesLost, 1);
+        QCOMPARE(desk.recorder->stop(), wav(said));
     }
 
     void recorderThatGoesAwayStopsItsEngine() {

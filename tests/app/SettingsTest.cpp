@@ -2,130 +2,84 @@
 #include "MurloKit/Vocabulary.h"
 #include "settings/SettingsModel.h"
 #include "tests/fakes/FakeLoginItem.h"
-#include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/SupportFolder.h"
 
-#include <QFile>
 #include <QFileInfo>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace murlo;
 
 namespace {
-
 using Assignment = std::function<void(SettingsModel&)>;
-
-void put(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
-QByteArray get(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
+const QString file = "settings.json";
 } // namespace
 
 class SettingsTest : public QObject {
     Q_OBJECT
 
-    std::unique_ptr<QTemporaryDir> m_folder;
-    std::unique_ptr<Paths> m_paths;
-    VirtualScheduler m_scheduler;
-
-    [[nodiscard]] QString file() const { return m_paths->file("settings.json"); }
-
 private Q_SLOTS:
-    void init() {
-        m_folder = std::make_unique<QTemporaryDir>();
-        m_paths = std::make_unique<Paths>(m_folder->filePath("support"));
-        QVERIFY(m_paths->prepare());
-    }
-
-    void whatIsStoredIsThereAfterARestartAndForItsOwnerAlone() {
+    void whatIsStoredIsThereAfterARestart() {
+        const SupportFolder on;
+        const Paths paths(on.paths.file("not/there/yet"));
         {
-            Settings settings(*m_paths, m_scheduler);
+            Settings settings(paths, *on.disk);
             QCOMPARE(settings.number(SettingKey::maxRecordingSeconds), 300.0);
             QCOMPARE(settings.truth(SettingKey::playSounds), true);
             QVERIFY(!settings.holds(SettingKey::playSounds)); // a default is not stored
-            QVERIFY(!QFileInfo::exists(file()));
             settings.set(SettingKey::triggerKey, "rightOption");
             settings.set(SettingKey::maxRecordingSeconds, 12.5);
             settings.set(SettingKey::playSounds, false);
             settings.set(SettingKey::signOutReason, QString("revokedElsewhere"));
             settings.remove(SettingKey::signOutReason);
         }
-        const Settings settings(*m_paths, m_scheduler);
+        const Settings settings(paths, *on.disk);
         QCOMPARE(settings.trigger(), TriggerKey::rightOption);
         QCOMPARE(settings.number(SettingKey::maxRecordingSeconds), 12.5);
         QCOMPARE(settings.truth(SettingKey::playSounds), false);
         QVERIFY(!settings.holds(SettingKey::signOutReason));
         QCOMPARE(settings.text(SettingKey::accountEmail), std::nullopt);
-        const auto others =
-            QFile::ReadGroup | QFile::ReadOther | QFile::ExeOther | QFile::WriteGroup;
-        QVERIFY(!(QFileInfo(file()).permissions() & others));
-        QVERIFY(!(QFileInfo(m_paths->support()).permissions() & others));
+        const auto others = QFile::ReadGroup | QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther;
+        QVERIFY(!(QFileInfo(paths.support()).permissions() & others));
     }
 
     void valuesOfTheWrongKindReadAsNothingAndStayInTheFile() {
-        put(file(), R"({"triggerKey": "banana", "insertMode": 7, "doubleTapWindow": "soon",
-                        "fromTheFuture": [1, 2]})");
+        const SupportFolder on;
+        on.put(file, R"({"triggerKey": "banana", "insertMode": 7, "doubleTapWindow": "soon",
+                         "fromTheFuture": [1, 2]})");
         {
-            Settings settings(*m_paths, m_scheduler);
+            Settings settings(on.paths, *on.disk);
             QCOMPARE(settings.trigger(), TriggerKey::leftShift);
             QCOMPARE(settings.pickTargetTrigger(), TriggerKey::rightShift);
             QCOMPARE(settings.insertMode(), InsertMode::paste);
             QCOMPARE(settings.number(SettingKey::doubleTapWindow), 0.35);
             settings.set(SettingKey::hasQuitOnce, true);
         }
-        const QByteArray written = get(file());
-        QVERIFY(written.contains("banana"));
-        QVERIFY(written.contains("fromTheFuture"));
-        QVERIFY(written.contains("hasQuitOnce"));
+        for (const char* kept : {"banana", "fromTheFuture", "hasQuitOnce"})
+            QVERIFY2(on.get(file).contains(kept), kept);
     }
 
-    void aDamagedFileIsSetAsideWhole_data() {
-        QTest::addColumn<QByteArray>("damaged");
-        QTest::newRow("cut off") << QByteArray("{\"triggerKey\": \"leftOp");
-        QTest::newRow("an array") << QByteArray("[1, 2]");
-        QTest::newRow("empty") << QByteArray("");
-        QTest::newRow("binary") << QByteArray("\xff\xfe\x00{}", 5);
-    }
-    void aDamagedFileIsSetAsideWhole() {
-        QFETCH(QByteArray, damaged);
-        put(file(), damaged);
+    void aFileThatHoldsNoSettingsIsSetAside() {
+        const SupportFolder on;
+        on.put(file, "[1, 2]");
         {
-            Settings settings(*m_paths, m_scheduler);
+            Settings settings(on.paths, *on.disk);
             QCOMPARE(settings.trigger(), TriggerKey::leftShift);
             settings.set(SettingKey::triggerKey, "fn");
         }
-        const QStringList aside = QDir(m_paths->support()).entryList({"settings.json.damaged-*"});
-        QCOMPARE(aside.size(), 1);
-        QCOMPARE(get(m_paths->file(aside.first())), damaged);
-        QCOMPARE(Settings(*m_paths, m_scheduler).trigger(), TriggerKey::fn);
-    }
-
-    void aFolderThatCannotBeWrittenLeavesARunningStore() {
-        const Paths nowhere("/proc/murlo-cannot-be-here");
-        Settings settings(nowhere, m_scheduler);
-        settings.set(SettingKey::triggerKey, "fn");
-        m_scheduler.runPending();
-        QCOMPARE(settings.trigger(), TriggerKey::fn);
+        QCOMPARE(on.get(on.names(file + ".damaged-").value(0)), "[1, 2]");
+        QCOMPARE(Settings(on.paths, *on.disk).trigger(), TriggerKey::fn);
     }
 
     void theChosenModelCountsWhileItsFileExistsElseTheLargest() {
-        QVERIFY(QDir().mkpath(m_paths->models()));
-        Settings settings(*m_paths, m_scheduler);
+        const SupportFolder on;
+        QVERIFY(QDir().mkpath(on.paths.models()));
+        Settings settings(on.paths, *on.disk);
         QCOMPARE(settings.modelPath(), std::nullopt);
-        const QString b = m_paths->models() + "/b.bin";
-        const QString a = m_paths->models() + "/a.bin";
-        put(b, QByteArray(20, 'x'));
-        put(a, QByteArray(10, 'x'));
-        put(m_paths->models() + "/c.txt", QByteArray(30, 'x'));
-        put(m_paths->models() + "/d.bin.part", QByteArray(40, 'x'));
-        put(m_paths->models() + "/e.BIN", QByteArray(50, 'x'));
+        int size = 0;
+        for (const char* name : {"a.bin", "b.bin", "c.txt", "d.bin.part", "e.BIN"})
+            on.put(QString("models/") + name, QByteArray(size += 10, 'x'));
+        const QString a = on.paths.models() + "/a.bin";
+        const QString b = on.paths.models() + "/b.bin";
         QCOMPARE(settings.discoverModel(), b);
         QCOMPARE(settings.availableModels(), (QStringList{a, b}));
         settings.set(SettingKey::modelPath, a);
@@ -158,7 +112,8 @@ private Q_SLOTS:
     void anAssignmentStoresThenCallsThenPushes() {
         QFETCH(QByteArray, key);
         QFETCH(Assignment, assign);
-        Settings settings(*m_paths, m_scheduler);
+        const SupportFolder on;
+        Settings settings(on.paths, *on.disk);
         FakeLoginItem login;
         SettingsModel model(settings, login);
         QStringList heard;
@@ -182,16 +137,17 @@ private Q_SLOTS:
     }
 
     void whatChangedOutsideIsTakenUpWithoutAnEffect() {
-        Settings settings(*m_paths, m_scheduler);
+        const SupportFolder on;
+        Settings settings(on.paths, *on.disk);
         FakeLoginItem login;
         login.enabled = true;
         SettingsModel model(settings, login);
         int calls = 0;
         model.onEngineOptionChange = [&] { ++calls; };
         login.enabled = false;
-        QVERIFY(QDir().mkpath(m_paths->models()));
-        const QString found = m_paths->models() + "/found.bin";
-        put(found, "x");
+        QVERIFY(QDir().mkpath(on.paths.models()));
+        const QString found = on.paths.models() + "/found.bin";
+        on.put("models/found.bin", "x");
         model.refreshFromSystem();
         QCOMPARE(model.launchAtLogin(), false);
         QCOMPARE(login.timesSet, 0);

@@ -50,7 +50,8 @@ class TextInserterTest : public QObject {
         std::optional<QString> outcome;
         QTemporaryDir folder;
         VirtualScheduler scheduler;
-        Settings settings{Paths(folder.path()), scheduler};
+        std::unique_ptr<SerialQueue> disk = scheduler.makeSerialQueue("test.disk");
+        Settings settings{Paths(folder.path()), *disk};
         FakeApplications applications;
         FakeAccessibility accessibility{scheduler};
         FakePasteboard pasteboard{scheduler};
@@ -150,7 +151,7 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(R"({"pasteWays": {"Mine": "Shift+Insert", "kitty": "type", "gvim": "ctrl+9"}})");
         file.close();
-        Settings settings(Paths(m->folder.path()), m->scheduler);
+        Settings settings(Paths(m->folder.path()), *m->disk);
         TextInserter inserter(
             {m->scheduler, m->accessibility, m->applications, m->pasteboard, m->keys, settings});
         m->applications.program = program;

@@ -16,6 +16,7 @@ class LogTest : public QObject {
     Q_OBJECT
 
     QtScheduler m_scheduler;
+    std::unique_ptr<SerialQueue> m_disk = m_scheduler.makeSerialQueue("test.disk");
 
 private Q_SLOTS:
     void linesOfSeveralThreadsGoWholeAndInOrderBehindWhatWasThere() {
@@ -26,7 +27,7 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("before\n");
         file.close();
-        Log::open(paths, m_scheduler);
+        Log::open(paths, *m_disk);
         const auto writer = [](const QString& name) {
             for (int i = 0; i < 50; ++i) Log::write(QStringLiteral("%1: %2").arg(name).arg(i));
         };
@@ -52,7 +53,7 @@ private Q_SLOTS:
     }
 
     void aFileThatCannotBeOpenedSilencesTheFileAlone() {
-        Log::open(Paths("/proc/murlo-cannot-be-here"), m_scheduler);
+        Log::open(Paths("/proc/murlo-cannot-be-here"), *m_disk);
         Log::write("area: still running");
         Log::close();
     }

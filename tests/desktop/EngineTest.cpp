@@ -5,7 +5,7 @@
 #include "platform/linux/processes/QtProcessLauncher.h"
 #include "platform/linux/qt/QtHttpClient.h"
 #include "platform/linux/qt/QtScheduler.h"
-#include "tests/fakes/HurriedScheduler.h"
+#include "tests/fakes/VirtualScheduler.h"
 #include "tests/harness/TestLog.h"
 #include "tests/harness/ValidatingServer.h"
 #include "tests/harness/desktop/DeepModel.h"
@@ -16,6 +16,7 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 #include <csignal>
 #include <netinet/in.h>
@@ -75,20 +76,23 @@ void addMoments() {
     QTest::newRow("transcribing") << Moment::transcribing;
 }
 
-/// A supervisor with everything real but for its delays, on a port of its own.
+/// A supervisor with everything real but for its time, on a port of its own.
 struct Engine {
+    /// `hurry` is how much faster the supervisor's time passes, at most.
     Engine(const QString& program, const QString& modelFile, quint16 onPort = freePort(),
-           double fraction = 0.1)
+           int hurry = 10)
         : port(onPort)
         , model(modelFile)
-        , launcher(folder.path())
-        , hurried(scheduler, fraction) {
+        , launcher(folder.path()) {
+        QObject::connect(&passing, &QTimer::timeout, &passing,
+                         [this, hurry] { time.advance(hurry * tick / 1000.0); });
+        passing.start(tick);
         QDir(folder.path()).mkpath("bin");
         if (!program.isEmpty()) {
             QFile::link(program, folder.filePath("bin/whisper-server"));
         }
         server = std::make_unique<WhisperServer>(
-            port, hurried, launcher,
+            port, time, launcher,
             [](Delay delay) { return std::make_unique<QtHttpClient>(std::move(delay)); },
             [this] { return model; }, [] { return QStringLiteral("en"); });
         QObject::connect(server.get(), &WhisperServer::stateChanged, server.get(),
@@ -105,16 +109,19 @@ struct Engine {
                         [&result](TranscribeResult answer) { result = std::move(answer); });
     }
 
+    static constexpr int tick = 10; ///< milliseconds
+
     quint16 port;
     QTemporaryDir folder;
     std::optional<QString> model;
 
     WatchedLauncher launcher;
     QtScheduler scheduler;
-    HurriedScheduler hurried;
+    VirtualScheduler time;
+    QTimer passing;
     QtHttpClient http{
         [this](double seconds, Work work) { return scheduler.after(seconds, std::move(work)); }};
-    TestLog log{scheduler};
+    TestLog log{time};
     QList<EngineState> states;
     std::unique_ptr<WhisperServer> server;
 };
@@ -389,7 +396,7 @@ private Q_SLOTS:
     }
 
     void aChildThatNeverListensRunsOutOfTime() {
-        Engine engine(m_scripted, script("hang"), freePort(), 0.01);
+        Engine engine(m_scripted, script("hang"), freePort(), 100);
         engine.server->start();
         QVERIFY(engine.waitFor(EngineState::failed));
         QCOMPARE(Words::english(engine.server->state().message),

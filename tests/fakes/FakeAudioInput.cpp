@@ -5,6 +5,16 @@
 
 namespace murlo {
 
+namespace {
+
+using Observer = std::function<void()>;
+
+void tell(const std::weak_ptr<Observer>& observer) {
+    if (const auto alive = observer.lock(); alive && *alive) (*alive)();
+}
+
+} // namespace
+
 class FakeAudioInput::Engine : public AudioEngine {
 public:
     Engine(FakeAudioInput& input, Script script)
@@ -46,8 +56,7 @@ public:
     [[nodiscard]] bool isRunning() const override { return m_running; }
     [[nodiscard]] bool isOpen() const { return m_open; }
     void observeConfigurationChange(std::function<void()> changed) override {
-        auto observer =
-            changed ? std::make_shared<std::function<void()>>(std::move(changed)) : nullptr;
+        auto observer = std::make_shared<Observer>(std::move(changed));
         const std::lock_guard guard(m_tapLock);
         m_observer.swap(observer);
     }
@@ -66,10 +75,7 @@ public:
         if (lost) m_open = false;
         if (!(lost ? m_running.exchange(false) : m_running.load())) return;
         const std::lock_guard guard(m_tapLock);
-        if (!m_observer) return;
-        m_input.m_scheduler.nextTurn([observer = std::weak_ptr(m_observer)] {
-            if (const auto alive = observer.lock()) (*alive)();
-        });
+        m_input.m_scheduler.nextTurn([observer = std::weak_ptr(m_observer)] { tell(observer); });
     }
 
 private:
@@ -81,7 +87,7 @@ private:
     std::mutex m_tapLock;
     Tap m_tap;
     std::size_t m_tapFrames = 0;
-    std::shared_ptr<std::function<void()>> m_observer;
+    std::shared_ptr<Observer> m_observer;
 };
 
 std::shared_ptr<AudioEngine> FakeAudioInput::makeEngine() {
@@ -93,23 +99,13 @@ std::shared_ptr<AudioEngine> FakeAudioInput::makeEngine() {
     }
     auto engine = std::make_shared<Engine>(*this, std::move(script));
     m_engines.push_back(engine);
-    ++m_made;
     return engine;
 }
 
 std::shared_ptr<void> FakeAudioInput::observeDefaultInput(std::function<void()> changed) {
-    auto observer = std::make_shared<std::function<void()>>(std::move(changed));
+    auto observer = std::make_shared<Observer>(std::move(changed));
     m_observers.push_back(observer);
     return observer;
-}
-
-void FakeAudioInput::tellDefaultInput() {
-    m_scheduler.nextTurn(m_lifetime.guard([this] {
-        const auto observers = m_observers;
-        for (const auto& observer : observers) {
-            if (const auto alive = observer.lock()) (*alive)();
-        }
-    }));
 }
 
 void FakeAudioInput::plug(AudioFormat format) {
@@ -117,16 +113,15 @@ void FakeAudioInput::plug(AudioFormat format) {
         const std::lock_guard guard(m_lock);
         m_device = format;
     }
-    tellDefaultInput();
+    m_scheduler.nextTurn(m_lifetime.guard([this] {
+        const auto observers = m_observers;
+        for (const auto& observer : observers) tell(observer);
+    }));
 }
 
 void FakeAudioInput::unplug() {
-    {
-        const std::lock_guard guard(m_lock);
-        m_device = {};
-    }
+    plug({});
     for (const auto& engine : present()) engine->change(true);
-    tellDefaultInput();
 }
 
 void FakeAudioInput::renegotiate() {
@@ -146,24 +141,18 @@ std::vector<std::shared_ptr<FakeAudioInput::Engine>> FakeAudioInput::present() c
     return result;
 }
 
-int FakeAudioInput::count(const std::function<bool(const Engine&)>& which) const {
-    int number = 0;
-    for (const auto& engine : present()) number += which(*engine) ? 1 : 0;
-    return number;
-}
-
 int FakeAudioInput::enginesMade() const {
     const std::lock_guard guard(m_lock);
-    return m_made;
+    return static_cast<int>(m_engines.size());
 }
 int FakeAudioInput::engines() const {
-    return count([](const Engine&) { return true; });
+    return static_cast<int>(present().size());
 }
 int FakeAudioInput::openEngines() const {
-    return count([](const Engine& engine) { return engine.isOpen(); });
+    return static_cast<int>(std::ranges::count_if(present(), &Engine::isOpen));
 }
 int FakeAudioInput::flowingEngines() const {
-    return count([](const Engine& engine) { return engine.isRunning(); });
+    return static_cast<int>(std::ranges::count_if(present(), &Engine::isRunning));
 }
 
 } // namespace murlo

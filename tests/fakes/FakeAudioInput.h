@@ -16,10 +16,10 @@ class FakeAudioInput : public AudioInput {
 public:
     /// What an engine meets that is not ordinary.
     struct Script {
-        std::function<void()> whileOpening;  ///< runs inside the first `inputFormat`
-        std::function<void()> whileStarting; ///< runs inside `start`, the audio flowing already
-        std::optional<PlatformError> tapError;
-        std::optional<PlatformError> startError;
+        std::function<void()> whileOpening{};  ///< runs inside the first `inputFormat`
+        std::function<void()> whileStarting{}; ///< runs inside `start`, the audio flowing already
+        std::optional<PlatformError> tapError{};
+        std::optional<PlatformError> startError{};
     };
 
     explicit FakeAudioInput(Scheduler& scheduler)
@@ -50,16 +50,13 @@ public:
 private:
     class Engine;
 
-    int count(const std::function<bool(const Engine&)>& which) const;
     std::vector<std::shared_ptr<Engine>> present() const;
-    void tellDefaultInput();
 
     Scheduler& m_scheduler;
     mutable std::mutex m_lock;
     AudioFormat m_device{48000, 1};
-    int m_made = 0;
     std::deque<Script> m_scripts;
-    std::vector<std::weak_ptr<Engine>> m_engines;
+    std::vector<std::weak_ptr<Engine>> m_engines; ///< all that were ever made
     std::vector<std::weak_ptr<std::function<void()>>> m_observers;
     Lifetime m_lifetime;
 };

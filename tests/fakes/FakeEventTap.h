@@ -23,10 +23,7 @@ public:
     void enable() override { m_enabled = isInstalled(); }
     void setFiltering(bool filtering) override { m_filtering = filtering && isInstalled(); }
     [[nodiscard]] InputMonitoringAccess access() const override { return m_access; }
-    bool requestAccess() override {
-        ++accessRequests;
-        return m_access == InputMonitoringAccess::granted;
-    }
+    bool requestAccess() override { return m_access == InputMonitoringAccess::granted; }
 
     /// Presses a key; true when the focused application got it.
     bool press(qint64 keyCode, const QString& characters = {}, qint64 time = 0) {
@@ -46,8 +43,8 @@ public:
         m_enabled = false;
         if (const auto handlers = m_handlers; handlers->disabled) handlers->disabled();
     }
-    /// From now on `install` fails, or works again.
-    void refuseInstall(bool refuses = true) { m_refuses = refuses; }
+    /// From now on `install` fails.
+    void refuseInstall() { m_refuses = true; }
     void setAccess(InputMonitoringAccess access) { m_access = access; }
 
     [[nodiscard]] bool isInstalled() const { return m_handlers != nullptr; }
@@ -55,7 +52,6 @@ public:
     [[nodiscard]] bool isFiltering() const { return m_filtering && m_enabled; }
 
     int installations = 0; ///< calls of `install`
-    int accessRequests = 0;
 
 private:
     [[nodiscard]] std::shared_ptr<const Handlers> reporting() const {

@@ -25,7 +25,6 @@ public:
             m_scheduler.nextTurn([asked = std::move(asked), granted] { asked(granted); });
         }
     }
-    [[nodiscard]] qsizetype requests() const { return m_asked.size(); }
 
     MicrophoneStatus current = MicrophoneStatus::authorized;
 

@@ -2,7 +2,6 @@
 
 #include "platform/SoundPlayer.h"
 
-#include <QSet>
 #include <QStringList>
 
 namespace murlo {
@@ -10,18 +9,16 @@ namespace murlo {
 /// Hears what would be played.
 class FakeSoundPlayer : public SoundPlayer {
 public:
-    bool load(const QString& name) override {
+    bool load(const QString& /*name*/) override {
         ++loads;
-        return known.contains(name);
+        return hasSounds;
     }
     void play(const QString& name, double volume) override {
-        if (!known.contains(name)) return;
         played << name;
         lastVolume = volume;
     }
 
-    QSet<QString> known{QStringLiteral("Tink"), QStringLiteral("Pop"), QStringLiteral("Bottle"),
-                        QStringLiteral("Basso")};
+    bool hasSounds = true;
     QStringList played; ///< names, in order
     double lastVolume = 0;
     int loads = 0;

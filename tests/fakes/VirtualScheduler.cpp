@@ -1,5 +1,7 @@
 #include "tests/fakes/VirtualScheduler.h"
 
+#include <algorithm>
+
 namespace murlo {
 
 struct VirtualScheduler::Timer : ScheduledWork::Entry {
@@ -48,25 +50,12 @@ private:
     std::shared_ptr<std::deque<Work>> m_queue = std::make_shared<std::deque<Work>>();
 };
 
-VirtualScheduler::VirtualScheduler()
-    : m_start(QDate(2026, 3, 14), QTime(15, 9, 26), Qt::UTC) {}
-
-VirtualScheduler::~VirtualScheduler() = default;
-
 ScheduledWork VirtualScheduler::schedule(double seconds, double period, Work work) {
     auto timer = std::make_shared<Timer>();
     timer->work = std::move(work);
     timer->period = period;
     m_timers.emplace(std::pair(m_time + std::max(seconds, 0.0), m_order++), timer);
     return ScheduledWork(timer);
-}
-
-ScheduledWork VirtualScheduler::after(double seconds, Work work) {
-    return schedule(seconds, 0, std::move(work));
-}
-
-ScheduledWork VirtualScheduler::every(double seconds, Work work) {
-    return schedule(seconds, seconds, std::move(work));
 }
 
 std::unique_ptr<SerialQueue> VirtualScheduler::makeSerialQueue(const QString& /*label*/) {
@@ -85,15 +74,11 @@ void VirtualScheduler::runPending() {
         const double due = m_timers.begin()->first.first;
         m_timers.erase(m_timers.begin());
         if (!timer->pending) continue;
-        if (timer->period > 0) {
-            m_timers.emplace(std::pair(due + timer->period, m_order++), timer);
-            const Work tick = timer->work; // the work may cancel its own timer
-            tick();
-        } else {
-            timer->pending = false;
-            const Work work = std::move(timer->work);
-            work();
-        }
+        timer->pending = timer->period > 0;
+        if (timer->pending) m_timers.emplace(std::pair(due + timer->period, m_order++), timer);
+        // The work may cancel its own timer; what a last one holds goes with it.
+        const Work work = timer->pending ? timer->work : std::move(timer->work);
+        work();
     }
 }
 
@@ -109,9 +94,8 @@ void VirtualScheduler::advance(double seconds) {
 }
 
 int VirtualScheduler::pendingTimers() const {
-    int count = 0;
-    for (const auto& entry : m_timers) count += entry.second->pending ? 1 : 0;
-    return count;
+    return static_cast<int>(
+        std::ranges::count_if(m_timers, [](const auto& entry) { return entry.second->pending; }));
 }
 
 } // namespace murlo

@@ -13,15 +13,16 @@ namespace murlo {
 /// `advance`: the same test gives the same interleaving every time.
 class VirtualScheduler : public Scheduler {
 public:
-    VirtualScheduler();
-    ~VirtualScheduler() override;
-
     [[nodiscard]] QDateTime now() const override {
         return m_start.addMSecs(std::llround(m_time * 1000));
     }
     [[nodiscard]] double uptime() const override { return m_uptimeAtStart + m_time; }
-    [[nodiscard]] ScheduledWork after(double seconds, Work work) override;
-    [[nodiscard]] ScheduledWork every(double seconds, Work work) override;
+    [[nodiscard]] ScheduledWork after(double seconds, Work work) override {
+        return schedule(seconds, 0, std::move(work));
+    }
+    [[nodiscard]] ScheduledWork every(double seconds, Work work) override {
+        return schedule(seconds, seconds, std::move(work));
+    }
     void nextTurn(Work work) override { enqueue(std::move(work)); }
     void background(Work work) override { enqueue(std::move(work)); }
     [[nodiscard]] std::unique_ptr<SerialQueue> makeSerialQueue(const QString& label) override;
@@ -40,7 +41,7 @@ private:
     void enqueue(Work work) { m_ready.push_back(std::move(work)); }
     ScheduledWork schedule(double seconds, double period, Work work);
 
-    QDateTime m_start;
+    const QDateTime m_start{QDate(2026, 3, 14), QTime(15, 9, 26), Qt::UTC};
     double m_uptimeAtStart = 1000;
     double m_time = 0;
     qint64 m_order = 0;

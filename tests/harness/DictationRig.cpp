@@ -22,21 +22,20 @@ QString word(const DictationState& state) {
 } // namespace
 
 DictationRig::DictationRig()
-    : paths(folder.filePath(QStringLiteral("support")))
-    , settings(paths, scheduler)
-    , history(paths, scheduler)
+    : settings(paths, *disk)
+    , history(paths, scheduler, *disk)
     , overlay(scheduler)
     , sounds(soundPlayer)
     , recorder(scheduler, audio, microphone,
                [this](const QString& kind, const QString& detail) { errors.report(kind, detail); })
     , server(
-          8756, scheduler, processes, http.maker(),
+          WhisperServer::usualPort, scheduler, processes, http.maker(),
           [this] { return modelPath.isEmpty() ? std::nullopt : std::optional(modelPath); },
           [] { return QStringLiteral("en"); })
     , targets(accessibility)
     , inserter({scheduler, accessibility, applications, pasteboard, keys, settings})
     , delivery(scheduler, settings, targets, inserter, history, usage, applications)
-    , keptRecording(paths, scheduler)
+    , keptRecording(paths, *disk)
     , enhancer(applications, scheduler)
     , controller({scheduler, settings, account, recorder, overlay, server, http, targets, delivery,
                   keptRecording, enhancer, errors, microphone, systemEvents, sounds}) {
@@ -61,8 +60,6 @@ QString DictationRig::card() {
     const DictationState& state = overlay.model().state();
     return state.text + Words::english(state.message);
 }
-
-DictationRig::~DictationRig() = default;
 
 void DictationRig::speak(double seconds) {
     constexpr double piece = 0.02;

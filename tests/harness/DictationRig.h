@@ -23,19 +23,16 @@
 #include "tests/fakes/FakeProcessLauncher.h"
 #include "tests/fakes/FakeSoundPlayer.h"
 #include "tests/fakes/FakeSystemEvents.h"
-#include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/SupportFolder.h"
 #include "tests/harness/TestLog.h"
-
-#include <QTemporaryDir>
 
 namespace murlo {
 
 /// A whole dictation on fakes: the real controller with the real recorder, supervisor, transcriber
 /// and inserter, a focused text box, a microphone and an engine that the test speaks for.
-class DictationRig {
+class DictationRig : public SupportFolder {
 public:
     DictationRig();
-    ~DictationRig();
 
     /// Speaks for so many seconds while time passes.
     void speak(double seconds);
@@ -49,14 +46,12 @@ public:
     /// Clips with the engine now.
     [[nodiscard]] int clipsAtEngine() const;
 
-    /// States so far, as "listening", "delivered: text", …; cleared by the call.
     /// What the card tells: a delivered text, or why none was.
     [[nodiscard]] QString card();
+    /// States so far, as "listening", "delivered: text", …; cleared by the call.
     [[nodiscard]] QStringList takeStates();
     [[nodiscard]] bool logged(const QString& line) const;
 
-    QTemporaryDir folder;
-    VirtualScheduler scheduler;
     TestLog log{scheduler};
     FakeAudioInput audio{scheduler};
     FakeMicrophoneAuthorization microphone{scheduler};
@@ -73,7 +68,6 @@ public:
     QList<ElementRef> boxAtPaste; ///< where the focus was then
     QString modelPath;            ///< of the speech model; exists at the start
 
-    Paths paths;
     Settings settings;
     AccountManager account{settings};
     HistoryStore history;

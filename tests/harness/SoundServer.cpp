@@ -5,17 +5,9 @@
 
 namespace murlo {
 
-namespace {
-
-QString text(const char* latin1) {
-    return QString::fromLatin1(latin1);
-}
-
-} // namespace
-
 SoundServer::SoundServer()
     : m_formerAddress(qgetenv("PULSE_SERVER")) {
-    qputenv("PULSE_SERVER", "unix:" + m_folder.filePath(text("native")).toLocal8Bit());
+    qputenv("PULSE_SERVER", "unix:" + m_folder.path().toLocal8Bit() + "/native");
 }
 
 SoundServer::~SoundServer() {
@@ -24,88 +16,83 @@ SoundServer::~SoundServer() {
     qputenv("PULSE_SERVER", m_formerAddress);
 }
 
-QProcessEnvironment SoundServer::environment() const {
-    auto environment = QProcessEnvironment::systemEnvironment();
-    for (const char* folder :
-         {"HOME", "PULSE_RUNTIME_PATH", "PULSE_STATE_PATH", "XDG_RUNTIME_DIR"}) {
-        environment.insert(text(folder), m_folder.path());
-    }
-    // Its D-Bus name is for one server per session; this one does without.
-    environment.insert(text("DBUS_SESSION_BUS_ADDRESS"), text("unix:path=/nonexistent"));
-    return environment;
-}
-
 bool SoundServer::start() {
-    const QString socket = m_folder.filePath(text("native"));
+    const QString socket = m_folder.filePath(QStringLiteral("native"));
     QFile::remove(socket);
-    m_server.setProcessEnvironment(environment());
+    auto environment = QProcessEnvironment::systemEnvironment();
+    for (const QString& folder :
+         {QStringLiteral("HOME"), QStringLiteral("PULSE_RUNTIME_PATH"),
+          QStringLiteral("PULSE_STATE_PATH"), QStringLiteral("XDG_RUNTIME_DIR")})
+        environment.insert(folder, m_folder.path());
+    // Its D-Bus name is for one server per session; this one does without.
+    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+                       QStringLiteral("unix:path=/nonexistent"));
+    m_server.setProcessEnvironment(environment);
     m_server.setStandardOutputFile(QProcess::nullDevice());
-    m_server.setStandardErrorFile(m_folder.filePath(text("log")));
-    m_server.start(text("pulseaudio"),
-                   {text("-n"), text("--daemonize=no"), text("--use-pid-file=no"),
-                    text("--exit-idle-time=-1"), text("--realtime=no"), text("--high-priority=no"),
-                    text("-L"),
-                    text("module-native-protocol-unix auth-anonymous=1 socket=%1").arg(socket)});
+    m_server.setStandardErrorFile(m_folder.filePath(QStringLiteral("log")));
+    const QString options = QStringLiteral("-n --daemonize=no --use-pid-file=no --realtime=no "
+                                           "--high-priority=no --exit-idle-time=-1 -L");
+    m_server.start(QStringLiteral("pulseaudio"),
+                   QProcess::splitCommand(options)
+                       << QStringLiteral("module-native-protocol-unix auth-anonymous=1 socket=") +
+                              socket);
     return m_server.waitForStarted() &&
-           QTest::qWaitFor([this] { return !pactl({text("info")}).isEmpty(); }, 15000);
+           QTest::qWaitFor([this] { return !pactl(QStringLiteral("info")).isEmpty(); }, 15000);
 }
 
 void SoundServer::kill() {
-    m_modules.clear();
+    m_microphones.clear();
     if (m_server.state() == QProcess::NotRunning) return;
     m_server.kill();
     m_server.waitForFinished();
 }
 
-QString SoundServer::pactl(const QStringList& arguments) {
+QString SoundServer::pactl(const QString& command) {
     QProcess process;
-    process.setProcessEnvironment(environment());
     process.setStandardErrorFile(QProcess::nullDevice());
-    process.start(text("pactl"), arguments);
+    process.start(QStringLiteral("pactl"), QProcess::splitCommand(command));
     if (!process.waitForFinished(10000) || process.exitCode() != 0) return {};
     return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
 }
 
-QString SoundServer::load(const QStringList& module) {
-    return pactl(QStringList{text("load-module")} + module);
-}
-
-bool SoundServer::plug(const QString& name, int sampleRate, int channels, bool asDefault) {
+bool SoundServer::plug(const QString& name, AudioFormat format, bool asDefault) {
     // Without rewinds the sink works in short steps at once, as a sound card does.
-    const QString module =
-        load({text("module-null-sink"), text("norewinds=1"), text("sink_name=%1").arg(name),
-              text("rate=%1").arg(sampleRate), text("channels=%1").arg(channels)});
+    const QString module = pactl(
+        QStringLiteral("load-module module-null-sink norewinds=1 sink_name=%1 rate=%2 channels=%3")
+            .arg(name)
+            .arg(format.sampleRate)
+            .arg(format.channels));
     if (module.isEmpty()) return false;
-    m_modules.insert(name, module);
+    m_microphones.insert(name, {module, format});
     return !asDefault || setDefault(name);
 }
 
 void SoundServer::unplug(const QString& name) {
     silence();
-    pactl({text("unload-module"), m_modules.take(name)});
+    pactl(QStringLiteral("unload-module ") + m_microphones.take(name).module);
 }
 
 bool SoundServer::setDefault(const QString& name) {
-    const QString source = name + text(".monitor");
-    pactl({text("set-default-source"), source});
-    return pactl({text("get-default-source")}) == source;
+    const QString source = name + QStringLiteral(".monitor");
+    pactl(QStringLiteral("set-default-source ") + source);
+    return pactl(QStringLiteral("get-default-source")) == source;
 }
 
-bool SoundServer::speakInto(const QString& name, std::span<const float> interleaved, int sampleRate,
-                            int channels) {
+bool SoundServer::speakInto(const QString& name, std::span<const float> interleaved) {
     silence();
-    QFile file(m_folder.filePath(text("speech.raw")));
+    QFile file(m_folder.filePath(QStringLiteral("speech.raw")));
     if (!file.open(QIODevice::WriteOnly)) return false;
     file.write(reinterpret_cast<const char*>(interleaved.data()),
                static_cast<qint64>(interleaved.size_bytes()));
     file.close();
+    const AudioFormat format = m_microphones.value(name).format;
+    const QString options = QStringLiteral("--playback --raw --format=float32le --latency-msec=500 "
+                                           "--device=%1 --rate=%2 --channels=%3");
     m_player = std::make_unique<QProcess>();
-    m_player->setProcessEnvironment(environment());
-    m_player->start(text("pacat"),
-                    {text("--playback"), text("--raw"), text("--format=float32le"),
-                     text("--device=%1").arg(name), text("--rate=%1").arg(sampleRate),
-                     text("--channels=%1").arg(channels), text("--latency-msec=500"),
-                     file.fileName()});
+    m_player->start(
+        QStringLiteral("pacat"),
+        QProcess::splitCommand(options.arg(name).arg(format.sampleRate).arg(format.channels))
+            << file.fileName());
     return m_player->waitForStarted();
 }
 

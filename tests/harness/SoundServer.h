@@ -1,11 +1,13 @@
 #pragma once
 
+#include "platform/AudioEngine.h"
+
+#include <QHash>
 #include <QProcess>
 #include <QTemporaryDir>
 
 #include <memory>
 #include <span>
-#include <vector>
 
 namespace murlo {
 
@@ -25,30 +27,32 @@ public:
     void kill();
 
     /// A microphone of this name, which becomes the default one if `asDefault`; false if it failed.
-    bool plug(const QString& name, int sampleRate, int channels, bool asDefault = true);
+    [[nodiscard]] bool plug(const QString& name, AudioFormat format, bool asDefault = true);
     void unplug(const QString& name);
-    bool setDefault(const QString& name);
-    /// The module's number, or an empty text if it could not be loaded.
-    QString load(const QStringList& module);
-    /// Runs the command and returns its output without the last line break.
-    QString pactl(const QStringList& arguments);
+    [[nodiscard]] bool setDefault(const QString& name);
+    /// Has `pactl` carry out a command and returns its output without the last line break; an empty
+    /// text if it failed.
+    QString pactl(const QString& command);
 
-    /// Begins to play interleaved samples into the microphone; ends with the samples, or at the
-    /// next call, or when the server goes.
-    bool speakInto(const QString& name, std::span<const float> interleaved, int sampleRate,
-                   int channels);
+    /// Begins to play samples of the microphone's own format into it; ends with the samples, or at
+    /// the next call, or when the server goes.
+    [[nodiscard]] bool speakInto(const QString& name, std::span<const float> interleaved);
     /// Waits until all of it was heard.
-    bool finishSpeaking() { return m_player->waitForFinished(); }
-    void silence();
+    [[nodiscard]] bool finishSpeaking() { return m_player->waitForFinished(); }
 
 private:
-    [[nodiscard]] QProcessEnvironment environment() const;
+    struct Microphone {
+        QString module;
+        AudioFormat format;
+    };
+
+    void silence();
 
     QTemporaryDir m_folder;
     QByteArray m_formerAddress;
     QProcess m_server;
     std::unique_ptr<QProcess> m_player;
-    QHash<QString, QString> m_modules;
+    QHash<QString, Microphone> m_microphones;
 };
 
 } // namespace murlo

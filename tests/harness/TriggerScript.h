@@ -1,32 +1,81 @@
 #pragma once
 
-#include <QList>
-#include <QString>
-#include <QStringList>
+#include "settings/Settings.h"
+#include "tests/harness/SupportFolder.h"
+#include "triggers/HotkeyMonitor.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QTest>
 
 namespace murlo {
 
-/// One case of a trigger script: what the keyboard does and what must be reported. The notation is
-/// explained at the head of tests/data/triggers.txt.
-struct TriggerScript {
-    struct Step {
-        enum Kind { press, release, wait } kind;
-        QString key;             ///< a trigger's raw name, or what is printed on the key
-        qint64 milliseconds = 0; ///< of a wait
-    };
+/// A hotkey monitor that tells in words what it reports, and the scripts of tests/data/triggers.txt
+/// for it. The head of that file explains the notation.
+class TriggerScript {
+public:
+    /// Adds a row of test data for each case of the file, or for each with a star.
+    static void addRows(const QString& path, bool starred = false) {
+        QTest::addColumn<QString>("script");
+        QTest::addColumn<QString>("reports");
+        const QRegularExpression notation("^(\\*?) *([^:]+): (.+) =>(.*)$");
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly)) qFatal("cannot read %s", qPrintable(path));
+        for (const QString& line : QString::fromUtf8(file.readAll()).split('\n')) {
+            if (line.isEmpty() || line.startsWith('#')) continue;
+            const auto part = notation.match(line);
+            if (!part.hasMatch()) qFatal("not understood: %s", qPrintable(line));
+            if (starred && part.captured(1).isEmpty()) continue;
+            QTest::newRow(qPrintable(part.captured(2)))
+                << part.captured(3) << part.captured(4).trimmed();
+        }
+    }
 
-    QString name;
-    bool exact = false; ///< its times are too fine for a real keyboard
-    QList<std::pair<QString, QString>> settings;
-    QList<Step> steps;
-    QStringList expected; ///< "doubleTap ACTION", "up ACTION SECONDS", "escape"
+    /// Times are reported as multiples of `grain` seconds.
+    explicit TriggerScript(EventTap& tap, double grain = 0.001)
+        : monitor(tap, m_settings) {
+        const auto name = [](HotkeyAction action) {
+            return action == HotkeyAction::dictate ? "dictate" : "pickTarget";
+        };
+        monitor.onDoubleTap = [=, this](HotkeyAction action) {
+            m_reports.append(QString("doubleTap ") + name(action));
+        };
+        monitor.onTriggerUp = [=, this](HotkeyAction action, double seconds) {
+            const double rounded = std::round(seconds / grain) * grain;
+            m_reports.append(QString("up %1 %2").arg(name(action)).arg(rounded, 0, 'g', 3));
+        };
+        monitor.onEscape = [this] { m_reports.append("escape"); };
+    }
 
-    /// All cases of a file; a line that cannot be read ends the test program with its number.
-    [[nodiscard]] static QList<TriggerScript> load(const QString& path);
+    /// Sets what a script wants set, and has each key moved at its millisecond.
+    void play(const QString& script,
+              const std::function<void(const QString& key, bool down, int at)>& move) {
+        int at = 0;
+        for (const QString& word : script.split(' ')) {
+            const QString value = word.section('=', -1);
+            bool isNumber = false;
+            const double number = value.toDouble(&isNumber);
+            if (word.startsWith('+') || word.startsWith('-'))
+                move(word.mid(1), word.startsWith('+'), at);
+            else if (word.contains('='))
+                m_settings.set(qPrintable(word.section('=', 0, 0)),
+                               isNumber ? QJsonValue(number) : QJsonValue(value));
+            else if (isNumber)
+                at += int(number);
+            else
+                qFatal("not understood: %s", qPrintable(word));
+        }
+    }
+    /// What was reported so far.
+    [[nodiscard]] QString reports() const { return m_reports.join("; "); }
+
+private:
+    SupportFolder m_at;
+    Settings m_settings{m_at.paths, *m_at.disk};
+    QStringList m_reports;
+
+public:
+    HotkeyMonitor monitor;
 };
-
-/// Whether reports agree with what was expected, times within `tolerance` seconds.
-[[nodiscard]] bool reportsAgree(const QStringList& got, const QStringList& expected,
-                                double tolerance);
 
 } // namespace murlo

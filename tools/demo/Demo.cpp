@@ -1,5 +1,6 @@
 #include "tools/demo/Demo.h"
 
+#include "dictation/engine/WhisperServer.h"
 #include "tests/harness/desktop/Letters.h"
 #include "tests/harness/desktop/Screenshot.h"
 #include "tests/harness/desktop/Waiting.h"
@@ -21,7 +22,6 @@ namespace murlo {
 
 namespace {
 
-constexpr quint16 enginePort = 8756;
 // A person's double tap: each press and the gap between them, in milliseconds.
 constexpr int pressed = 60;
 constexpr int gap = 90;
@@ -88,7 +88,7 @@ Demo::Step Demo::prepareSound() {
                        "clipboard is used and put back; your microphone and speakers, your "
                        "settings and your history are not touched"));
     QTcpSocket engine;
-    engine.connectToHost(QStringLiteral("127.0.0.1"), enginePort);
+    engine.connectToHost(QStringLiteral("127.0.0.1"), WhisperServer::usualPort);
     if (engine.waitForConnected(300))
         return failure("Murlo is running on this desktop; quit it first, or use --virtual.");
     // Of the user's session only the display and the buses are shared.
@@ -263,7 +263,8 @@ Demo::Step Demo::measureEngine() {
     add(R"(form-data; name="temperature_inc")", "0.2");
     add(R"(form-data; name="response_format")", "json");
     QNetworkAccessManager network;
-    QNetworkRequest request(QUrl(QStringLiteral("http://127.0.0.1:%1/inference").arg(enginePort)));
+    QNetworkRequest request(
+        QUrl(QStringLiteral("http://127.0.0.1:%1/inference").arg(WhisperServer::usualPort)));
     request.setRawHeader("X-Whisper-Server-Secret", m_murlo->engineSecret());
     QElapsedTimer clock;
     clock.start();

@@ -10,7 +10,7 @@
 namespace murlo {
 
 /// Every delivered dictation, newest first, kept in "history.json" in the support folder. Main
-/// thread; the file is written on a serial queue, each time with the list as it was asked for.
+/// thread; the file is written on the disk queue, each time with the list as it was asked for.
 class HistoryStore : public QObject {
     Q_OBJECT
 
@@ -20,7 +20,7 @@ public:
     static constexpr qsizetype mostRecent = 10;
 
     /// Loads the file. Destruction waits for what is still to be written.
-    HistoryStore(const Paths& paths, Scheduler& scheduler);
+    HistoryStore(const Paths& paths, Scheduler& scheduler, SerialQueue& disk);
     ~HistoryStore() override;
 
     [[nodiscard]] const QList<HistoryEntry>& entries() const { return m_entries; }
@@ -37,9 +37,9 @@ Q_SIGNALS:
 private:
     Scheduler& m_scheduler;
     JsonFile m_file;
+    SerialQueue& m_disk;
     QList<HistoryEntry> m_entries;
     qsizetype m_recent = 0; ///< how many `recent` tells
-    std::unique_ptr<SerialQueue> m_queue;
 };
 
 } // namespace murlo

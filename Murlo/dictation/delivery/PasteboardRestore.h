@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Pasteboard.h"
+#include "platform/Port.h"
 #include "platform/Scheduler.h"
 
 #include <memory>
@@ -10,13 +11,11 @@ namespace murlo {
 
 /// Lends the clipboard to a dictated text and gives it back. What is on the clipboard is read while
 /// the user is still speaking, so that the delivery waits for no other program. Main thread.
-class PasteboardRestore {
+class PasteboardRestore : NonCopyable {
 public:
     explicit PasteboardRestore(Pasteboard& pasteboard);
     /// Gives back what is still lent.
     ~PasteboardRestore();
-    PasteboardRestore(const PasteboardRestore&) = delete;
-    PasteboardRestore& operator=(const PasteboardRestore&) = delete;
 
     /// A dictation begins: reads the clipboard now, and again whenever it changes, for as long as
     /// somebody holds what is returned.

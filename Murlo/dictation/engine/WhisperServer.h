@@ -29,6 +29,9 @@ class WhisperServer : public QObject {
 public:
     using State = EngineState;
 
+    /// Where the program has its engine listen.
+    static constexpr quint16 usualPort = 8756;
+
     /// Nothing is started. `modelPath` (the speech model's full path) and `language` (the spoken
     /// language as stored; "en" is used when empty) are read at every launch, on the queue's
     /// thread.

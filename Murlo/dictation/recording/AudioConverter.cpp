@@ -57,10 +57,8 @@ tl::expected<std::size_t, QString> AudioConverter::process(const float* input, s
 }
 
 tl::expected<std::span<const float>, QString> AudioConverter::convert(const AudioBuffer& buffer) {
-    if (buffer.format.channels != m_from.channels ||
-        buffer.format.sampleRate != m_from.sampleRate) {
+    if (buffer.format != m_from)
         return tl::unexpected(QStringLiteral("the audio changed its format"));
-    }
     const float* input = buffer.samples;
     if (m_from.channels != 1) {
         mixDown(buffer);

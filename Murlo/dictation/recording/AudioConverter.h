@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/AudioEngine.h"
+#include "platform/Port.h"
 
 #include <QString>
 
@@ -21,16 +22,14 @@ namespace murlo {
 /// The resampler is soxr at its high quality: flat to 7.5 kHz, aliases below -140 dB, 0.1 s of work
 /// for 300 s of 48 kHz, which was a tenth of libsamplerate's fastest sinc converter and a third of
 /// speexdsp at quality 6. Up to 0.1 s of audio is on its way inside.
-class AudioConverter {
+class AudioConverter : NonCopyable {
 public:
-    /// Samples per second of the capture format.
+    /// Samples per second of the capture format: what the speech engine expects.
     static constexpr int targetSampleRate = 16000;
 
     /// Nothing when audio of this format cannot be converted.
     [[nodiscard]] static std::unique_ptr<AudioConverter> make(const AudioFormat& from);
     ~AudioConverter();
-    AudioConverter(const AudioConverter&) = delete;
-    AudioConverter& operator=(const AudioConverter&) = delete;
 
     /// The capture-format audio that this piece of input yields (it may be none); valid until the
     /// next call. The error says why the piece was refused.

@@ -3,6 +3,7 @@
 #include "dictation/recording/RecorderError.h"
 #include "platform/AudioEngine.h"
 #include "platform/MicrophoneAuthorization.h"
+#include "platform/Port.h"
 #include "platform/Scheduler.h"
 
 #include <QByteArray>
@@ -26,7 +27,7 @@ class SampleStore;
 /// engines are opened and started one after another on a serial queue of the recorder's own. `stop`
 /// and `cancel` end whatever `start` has begun, also one that is still under way: that start then
 /// leaves nothing running and completes as `superseded`, and it never touches a later recording.
-class AudioRecorder {
+class AudioRecorder : NonCopyable {
 public:
     enum class Started {
         recording,  ///< audio is being kept, from the first buffer the device delivered
@@ -42,8 +43,6 @@ public:
                   const MicrophoneAuthorization& authorization, ReportError reportError);
     /// Ends a recording, discarding it. Waits for an engine that is being opened.
     ~AudioRecorder();
-    AudioRecorder(const AudioRecorder&) = delete;
-    AudioRecorder& operator=(const AudioRecorder&) = delete;
 
     /// Begins a recording. `completion` is called once, on a later turn; not after the recorder is
     /// gone. While a recording runs nothing changes, and the completion says `recording`.

@@ -2,6 +2,7 @@
 
 #include "dictation/recording/RecorderError.h"
 #include "platform/AudioEngine.h"
+#include "platform/Port.h"
 
 #include <functional>
 #include <memory>
@@ -13,7 +14,7 @@ class SampleStore;
 
 /// One engine whose audio flows, converted, into a sample store. Every capture that began is ended
 /// once with `finish`, or by destroying it; both on one thread at a time, not the audio thread.
-class Capture {
+class Capture : NonCopyable {
 public:
     struct Receivers {
         std::function<void(float)> level;              ///< of 4096 hardware frames; audio thread
@@ -26,8 +27,6 @@ public:
     begin(std::shared_ptr<AudioEngine> engine, std::shared_ptr<SampleStore> samples,
           Receivers receivers);
     ~Capture();
-    Capture(const Capture&) = delete;
-    Capture& operator=(const Capture&) = delete;
 
     [[nodiscard]] AudioEngine& engine() const { return *m_engine; }
 

@@ -21,7 +21,7 @@ QString nameOf(int age) {
 void KeptRecording::keep(const QByteArray& wav) {
     if (wav.isEmpty()) return;
     const QString name = nameOf(1);
-    m_queue->async([name, paths = m_paths, wav] {
+    m_disk.async([name, paths = m_paths, wav] {
         // Where there is no room for it, the earlier ones stay.
         const QString fresh = paths.file(name + QStringLiteral(".new"));
         if (const auto kept = writePrivateFile(fresh, wav); !kept) {

@@ -6,7 +6,6 @@
 
 #include <X11/XKBlib.h>
 #include <X11/Xatom.h>
-#include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
 namespace murlo {
@@ -23,8 +22,6 @@ KeyWindow::KeyWindow(Pings pings)
     m_server->window =
         XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 200, 100, 0, 0, 0);
     XSelectInput(display, m_server->window, KeyPressMask | FocusChangeMask);
-    XClassHint names{const_cast<char*>("keywindow"), const_cast<char*>("KeyWindow")};
-    XSetClassHint(display, m_server->window, &names);
     if (pings == Pings::answered) {
         const long pid = getpid();
         XChangeProperty(display, m_server->window, XInternAtom(display, "_NET_WM_PID", False),
@@ -72,17 +69,16 @@ void KeyWindow::takeEvents(int most) {
         xkb_keysym_to_utf8(static_cast<xkb_keysym_t>(symbol), typed, sizeof typed);
         QString text = QString::fromUtf8(typed);
         if (text == QLatin1String("\r")) text = QStringLiteral("\n");
-        QString modifiers;
-        if (event.xkey.state & ControlMask) modifiers += QLatin1String("Ctrl+");
-        if (event.xkey.state & Mod1Mask) modifiers += QLatin1String("Alt+");
-        if (event.xkey.state & Mod4Mask) modifiers += QLatin1String("Super+");
-        if (!modifiers.isEmpty() && event.xkey.state & ShiftMask)
-            modifiers += QLatin1String("Shift+");
-        if (symbol == XK_Insert && event.xkey.state & ShiftMask)
-            text += QLatin1String("<Shift+Insert>");
-        if (!modifiers.isEmpty() && !text.isEmpty())
-            text = QLatin1Char('<') + modifiers + QString::fromLatin1(XKeysymToString(symbol)) +
-                   QLatin1Char('>');
+        const bool isInsert = symbol == XK_Insert;
+        const unsigned state = event.xkey.state;
+        if (isInsert || (state & (ControlMask | Mod1Mask | Mod4Mask) && !text.isEmpty())) {
+            text = QLatin1Char('<');
+            for (const auto& [mask, name] :
+                 {std::pair{ControlMask, "Ctrl+"}, std::pair{Mod1Mask, "Alt+"},
+                  std::pair{Mod4Mask, "Super+"}, std::pair{ShiftMask, "Shift+"}})
+                if (state & mask) text += QLatin1String(name);
+            text += QLatin1String(XKeysymToString(symbol)) + QLatin1Char('>');
+        }
         m_text += text;
     }
 }

@@ -1,7 +1,5 @@
 #include "tests/harness/desktop/PhysicalKeyboard.h"
 
-#include <QList>
-
 #include <cstring>
 #include <set>
 
@@ -46,10 +44,7 @@ struct PhysicalKeyboard::Server {
         if (!device || !key) return;
         XTestFakeDeviceKeyEvent(display, device, key, press, nullptr, 0, 0);
         XSync(display, False);
-        if (press)
-            down.insert(key);
-        else
-            down.erase(key);
+        press ? void(down.insert(key)) : void(down.erase(key));
     }
 };
 
@@ -67,12 +62,8 @@ bool PhysicalKeyboard::isThere() const {
     return m_server->device;
 }
 
-void PhysicalKeyboard::press(const QByteArray& name) {
-    m_server->move(m_server->keycode(name), true);
-}
-
-void PhysicalKeyboard::release(const QByteArray& name) {
-    m_server->move(m_server->keycode(name), false);
+void PhysicalKeyboard::move(const QByteArray& name, bool down) {
+    m_server->move(m_server->keycode(name), down);
 }
 
 void PhysicalKeyboard::setPlugged(bool plugged) {

@@ -19,8 +19,8 @@ public:
 
     /// False when the display has no such keyboard.
     [[nodiscard]] bool isThere() const;
-    void press(const QByteArray& name);
-    void release(const QByteArray& name);
+    void press(const QByteArray& name) { move(name, true); }
+    void release(const QByteArray& name) { move(name, false); }
     void tap(const QByteArray& name) {
         press(name);
         release(name);
@@ -33,6 +33,8 @@ public:
     [[nodiscard]] bool isDown(const QByteArray& name) const;
 
 private:
+    void move(const QByteArray& name, bool down);
+
     struct Server;
     std::unique_ptr<Server> m_server;
 };

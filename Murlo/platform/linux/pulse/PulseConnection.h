@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <pulse/pulseaudio.h>
 
 #include <QtGlobal>
@@ -18,17 +20,15 @@ namespace murlo {
 ///
 /// Calls of the sound library are made under a `Lock`; its callbacks run on the connection's thread
 /// and hold it already. Destroy it, and take locks, on any other thread.
-class PulseConnection {
+class PulseConnection : NonCopyable {
 public:
-    class Lock {
+    class Lock : NonCopyable {
     public:
         explicit Lock(const PulseConnection& connection)
             : m_loop(connection.m_loop) {
             pa_threaded_mainloop_lock(m_loop);
         }
         ~Lock() { pa_threaded_mainloop_unlock(m_loop); }
-        Lock(const Lock&) = delete;
-        Lock& operator=(const Lock&) = delete;
 
     private:
         pa_threaded_mainloop* m_loop;
@@ -36,8 +36,6 @@ public:
 
     PulseConnection();
     ~PulseConnection();
-    PulseConnection(const PulseConnection&) = delete;
-    PulseConnection& operator=(const PulseConnection&) = delete;
 
     /// Waits until the connection stands, trying again at once when it does not, at most `seconds`;
     /// false at once when there is no server. Without the lock.

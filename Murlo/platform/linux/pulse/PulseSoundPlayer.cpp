@@ -1,5 +1,6 @@
 #include "platform/linux/pulse/PulseSoundPlayer.h"
 
+#include "platform/Port.h"
 #include "platform/linux/pulse/Tones.h"
 
 #include <algorithm>
@@ -7,7 +8,7 @@
 namespace murlo {
 
 /// One stream that plays its samples once and then closes itself. All under the connection's lock.
-class PulseSoundPlayer::Playing {
+class PulseSoundPlayer::Playing : NonCopyable {
 public:
     Playing(pa_context* context, const QString& name, std::vector<float> samples)
         : m_samples(std::move(samples)) {
@@ -28,8 +29,6 @@ public:
         }
     }
     ~Playing() { close(); }
-    Playing(const Playing&) = delete;
-    Playing& operator=(const Playing&) = delete;
 
 private:
     static void stateChanged(pa_stream* stream, void* playing) {

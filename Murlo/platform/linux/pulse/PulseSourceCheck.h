@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <pulse/pulseaudio.h>
 
 #include <cstdint>
@@ -27,12 +29,9 @@ struct PulseSource {
 
 /// The question to the server whether a source is a microphone. Use it under the connection's lock;
 /// destroying it drops the question.
-class PulseSourceCheck {
+class PulseSourceCheck : NonCopyable {
 public:
-    PulseSourceCheck() = default;
     ~PulseSourceCheck() { cancel(); }
-    PulseSourceCheck(const PulseSourceCheck&) = delete;
-    PulseSourceCheck& operator=(const PulseSourceCheck&) = delete;
 
     /// Calls `answered` on the connection's thread; a source that is not there is none. Replaces a
     /// question that is still open.

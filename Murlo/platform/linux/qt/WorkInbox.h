@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Port.h"
 #include "platform/Scheduler.h"
 #include "platform/linux/threads/Bell.h"
 
@@ -14,12 +15,8 @@ namespace murlo {
 /// Work handed to a thread with a Qt event loop, run there in the order in which it came, one piece
 /// a turn. Everything shared stands behind a standard mutex, so that a thread checker can follow
 /// it; the receiver is woken through a descriptor of its own.
-class WorkInbox {
+class WorkInbox : NonCopyable {
 public:
-    WorkInbox() = default;
-    WorkInbox(const WorkInbox&) = delete;
-    WorkInbox& operator=(const WorkInbox&) = delete;
-
     /// Any thread.
     void push(Work work);
 

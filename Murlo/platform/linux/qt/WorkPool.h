@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Port.h"
 #include "platform/Scheduler.h"
 
 #include <condition_variable>
@@ -12,12 +13,9 @@ namespace murlo {
 
 /// Threads for work in the background, made when they are first needed and kept; idle ones wait
 /// without waking up. Destruction runs what was handed in and joins them.
-class WorkPool {
+class WorkPool : NonCopyable {
 public:
-    WorkPool() = default;
     ~WorkPool();
-    WorkPool(const WorkPool&) = delete;
-    WorkPool& operator=(const WorkPool&) = delete;
 
     /// Any thread.
     void start(Work work);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -7,13 +9,11 @@ namespace murlo {
 
 /// Wakes a thread that waits for descriptors: an eventfd. Any thread rings; the waiting one
 /// silences it.
-class Bell {
+class Bell : NonCopyable {
 public:
     Bell()
         : m_descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
     ~Bell() { ::close(m_descriptor); }
-    Bell(const Bell&) = delete;
-    Bell& operator=(const Bell&) = delete;
 
     /// Readable from `ring` to `silence`.
     [[nodiscard]] int descriptor() const { return m_descriptor; }

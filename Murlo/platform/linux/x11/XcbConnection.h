@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QList>
@@ -72,12 +74,10 @@ private:
 /// A connection to the desktop's X server (the DISPLAY variable), closed with its owner. Used
 /// on one thread at a time. Errors of requests come as events or null replies and a lost server as
 /// `isAlive() == false`: neither ends the process.
-class XcbConnection {
+class XcbConnection : NonCopyable {
 public:
     /// Any thread.
     XcbConnection();
-    XcbConnection(const XcbConnection&) = delete;
-    XcbConnection& operator=(const XcbConnection&) = delete;
     ~XcbConnection() { xcb_disconnect(m_connection); }
 
     operator xcb_connection_t*() const { return m_connection; }

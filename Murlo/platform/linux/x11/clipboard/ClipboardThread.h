@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Port.h"
 #include "platform/linux/threads/Bell.h"
 #include "platform/linux/x11/clipboard/ClipboardReader.h"
 #include "platform/linux/x11/clipboard/ClipboardServer.h"
@@ -14,14 +15,12 @@ namespace murlo {
 
 /// The CLIPBOARD selection on a connection and a thread of its own, so that nobody else ever waits
 /// for a dead owner or a slow requestor. Without an X server nothing is read or written.
-class ClipboardThread {
+class ClipboardThread : NonCopyable {
 public:
     /// `foreignChange` is called on the clipboard's thread.
     explicit ClipboardThread(std::function<void()> foreignChange);
     /// Hands a content that we own to the clipboard manager, if one runs (at most 0.3 s), and ends.
     ~ClipboardThread();
-    ClipboardThread(const ClipboardThread&) = delete;
-    ClipboardThread& operator=(const ClipboardThread&) = delete;
 
     /// Any thread.
     [[nodiscard]] qint64 changeCount() const { return m_changeCount; }

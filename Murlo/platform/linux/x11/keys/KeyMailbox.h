@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/EventTap.h"
+#include "platform/Port.h"
 #include "platform/linux/threads/Bell.h"
 
 #include <chrono>
@@ -24,12 +25,8 @@ struct KeyNews {
 
 /// The way from the reader thread to the main thread and back. The descriptor of the main thread's
 /// side is readable while something is there.
-class KeyMailbox {
+class KeyMailbox : NonCopyable {
 public:
-    KeyMailbox() = default;
-    KeyMailbox(const KeyMailbox&) = delete;
-    KeyMailbox& operator=(const KeyMailbox&) = delete;
-
     /// Reader thread: never waits.
     void post(KeyNews news);
     /// Reader thread: offers the press and waits for the main thread's answer; nothing when none

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Port.h"
 #include "platform/linux/threads/Bell.h"
 #include "platform/linux/x11/keys/InputDevices.h"
 #include "platform/linux/x11/keys/KeyMailbox.h"
@@ -16,15 +17,13 @@ namespace murlo {
 /// Watches every keyboard on a connection and thread of its own and puts what happens into a
 /// mailbox. A busy main thread thus never delays typing by more than the limit of one answer, and
 /// keys keep their order between listening and filtering, for both read the same events.
-class KeyReader {
+class KeyReader : NonCopyable {
 public:
     /// How long a press waits for the main thread's answer.
     static constexpr std::chrono::milliseconds answerLimit{250};
 
     /// Connects and reads the state of the keyboards; ask `isUsable` before `start`.
     KeyReader(std::shared_ptr<SyntheticKeys> synthetic, std::shared_ptr<KeyMailbox> mailbox);
-    KeyReader(const KeyReader&) = delete;
-    KeyReader& operator=(const KeyReader&) = delete;
     /// Gives every key back and ends the thread. Close the mailbox first.
     ~KeyReader();
 

@@ -14,11 +14,9 @@ namespace murlo {
 
 /// What the window manager and the programs publish about windows (EWMH). Without a server, or a
 /// window manager, there is nothing to tell. For the thread that owns the connection.
-class WindowManager {
+class WindowManager : NonCopyable {
 public:
     explicit WindowManager(const XcbConnection& connection);
-    WindowManager(const WindowManager&) = delete;
-    WindowManager& operator=(const WindowManager&) = delete;
     ~WindowManager() { xcb_ewmh_connection_wipe(&m_ewmh); }
 
     /// The windows that the current desktop shows, front to back. Two round trips, however many
