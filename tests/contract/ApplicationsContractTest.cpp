@@ -111,25 +111,19 @@ private Q_SLOTS:
         QCOMPARE(below.clicks.size(), 1);
     }
 
-    void aControlGroupNamesItsApplication_data() {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("id");
-        const QString folder = "0::/user.slice/user-1000.slice/app.slice/";
-        const auto row = [&](const char* name, const char* unit, const char* id) {
-            QTest::newRow(name) << folder + QLatin1String(unit) << QString::fromLatin1(id);
-        };
-        row("launched by a shell", "app-gnome-org.gnome.TextEditor-1234.scope",
-            "org.gnome.TextEditor");
-        row("service", "app-org.kde.konsole@autostart.service", "org.kde.konsole");
-        row("escaped hyphen", R"(app-gnome-google\x2dchrome-77.scope)", "google-chrome");
-        row("Flatpak", "app-flatpak-org.mozilla.firefox-42.scope", "org.mozilla.firefox");
-        row("Snap", "snap.firefox.firefox.7e3a-11.scope", "firefox_firefox");
-        row("no application", "session-2.scope", "");
-    }
     void aControlGroupNamesItsApplication() {
-        QFETCH(QString, path);
-        QFETCH(QString, id);
-        QCOMPARE(ProcessFacts::applicationOfGroup(path).value_or(QString()), id);
+        using Row = std::pair<const char*, const char*>;
+        for (const auto& [unit, id] :
+             {Row("app-gnome-org.gnome.TextEditor-1234.scope",
+                  "org.gnome.TextEditor"), // by a shell
+              Row("app-org.kde.konsole@autostart.service", "org.kde.konsole"),
+              Row(R"(app-gnome-google\x2dchrome-77.scope)", "google-chrome"),
+              Row("app-flatpak-org.mozilla.firefox-42.scope", "org.mozilla.firefox"),
+              Row("snap.firefox.firefox.7e3a-11.scope", "firefox_firefox"),
+              Row("session-2.scope", "")}) {
+            const QString path = QString("0::/user.slice/user-1000.slice/app.slice/") + unit;
+            QCOMPARE(ProcessFacts::applicationOfGroup(path).value_or(QString()), id);
+        }
     }
 
     void desktopEntriesAreFoundByIdClassAndProgram() {
