@@ -109,6 +109,11 @@ private Q_SLOTS:
         QVERIFY(m_applications.click(own, "no such title", there));
         QTRY_COMPARE(front.clicks, QList{end});
         QCOMPARE(below.clicks.size(), 1);
+        m_applications.activate(own, "below");
+        QTRY_VERIFY(m_applications.click(own, "below", there));
+        QTRY_COMPARE(below.clicks.size(), 2);
+        below.showMinimized();
+        QTRY_COMPARE(windowOf(m_applications.windowsOnScreen(), own, "below")->title, "in front");
     }
 
     void aControlGroupNamesItsApplication() {
