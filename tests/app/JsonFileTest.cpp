@@ -63,7 +63,7 @@ private Q_SLOTS:
     void aDamagedFileIsSetAsideWhole_data() {
         QTest::addColumn<QByteArray>("damaged"); // null for a folder of that name
         QTest::addColumn<QString>("reason");
-        QTest::newRow("cut off") << QByteArray(R"({"key": "secr)") << "is damaged";
+        QTest::newRow("cut off") << QByteArray("[{\"key\": \"secr") << "is damaged";
         QTest::newRow("empty") << QByteArray("") << "is damaged";
         QTest::newRow("binary") << QByteArray("\xff\xfe\x00{}", 5) << "is damaged";
         QTest::newRow("more behind its end") << QByteArray("{}{}") << "is damaged";
@@ -100,10 +100,10 @@ private Q_SLOTS:
         const TestLog log(on.scheduler);
         const JsonFile file(on.paths.file("data.json"), "test");
         const QJsonDocument old(QJsonObject{{"key", "old"}});
-        const QJsonDocument large(QJsonObject{{"key", QString(200'000, 'x')}});
+        const QJsonDocument large(QJsonObject{{"key", QString(200000, 'x')}});
         QVERIFY(file.write(old));
         {
-            const FullDisk full(100'000);
+            const FullDisk full(100000);
             QVERIFY(!file.write(large));
         }
         QCOMPARE(file.read(isObject), old);
@@ -120,8 +120,8 @@ private Q_SLOTS:
         KeptRecording(on.paths, *on.disk).keep("first"); // its end waits for the file
         QCOMPARE(on.get("untranscribed.wav"), "first");
         {
-            const FullDisk full(100'000);
-            KeptRecording(on.paths, *on.disk).keep(QByteArray(200'000, 'x'));
+            const FullDisk full(100000);
+            KeptRecording(on.paths, *on.disk).keep(QByteArray(200000, 'x'));
         }
         QCOMPARE(on.get("untranscribed.wav"), "first");
         QCOMPARE(on.names(""), QStringList{"untranscribed.wav"});

@@ -1,13 +1,11 @@
 #include "platform/linux/processes/QtProcessLauncher.h"
-#include "tests/contract/Worlds.h"
 #include "tests/fakes/FakeProcessLauncher.h"
-#include "tests/harness/ValidatingServer.h"
+#include "tests/harness/LoopbackServer.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
 
 #include <csignal>
 #include <cstdio>
@@ -26,11 +24,11 @@ bool isAlive(qint64 pid) {
     return ::kill(static_cast<pid_t>(pid), 0) == 0;
 }
 
-/// Listens on an address and port as told, and says so in one line.
-int listenAs(const QString& address, quint16 port, bool shared) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+/// A socket that listens on an address and port, and shares them; children inherit it.
+int listenAs(const QString& address, quint16 port) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
     const int yes = 1;
-    if (shared) ::setsockopt(socket, SOL_SOCKET, SO_REUSEPORT, &yes, sizeof yes);
+    ::setsockopt(socket, SOL_SOCKET, SO_REUSEPORT, &yes, sizeof yes);
     sockaddr_in where{};
     where.sin_family = AF_INET;
     where.sin_port = htons(port);
@@ -39,170 +37,79 @@ int listenAs(const QString& address, quint16 port, bool shared) {
     return ::listen(socket, 4) == 0 ? socket : -1;
 }
 
-/// A launcher whose children wait for the test to end them.
-class World : public ContractWorld {
-public:
-    virtual ProcessLauncher& launcher() = 0;
-    virtual void endChild(int status) = 0; ///< the one started last, by itself
-    virtual void makeItWrite(const QByteArray& line) = 0;
-    virtual void breakProgram() = 0; ///< what is launched cannot be started any more
-    [[nodiscard]] tl::expected<std::unique_ptr<ChildProcess>, QString>
-    launch(ChildHandlers handlers) {
-        return launcher().launch(program, arguments, {}, std::move(handlers));
-    }
-
-protected:
-    QString program = shell;
-    QStringList arguments;
-};
-
-class RealWorld : public World {
-public:
-    RealWorld() {
-        // Does the commands of a file as they come.
-        arguments = {"-c",
-                     "while :; do if [ -e \"$0\" ]; then . \"$0\"; rm \"$0\"; fi; sleep 0.02; done",
-                     m_folder.filePath("commands")};
-    }
-    ProcessLauncher& launcher() override { return m_launcher; }
-    void endChild(int status) override { command("exit " + QByteArray::number(status)); }
-    void makeItWrite(const QByteArray& line) override { command("echo " + line); }
-    void breakProgram() override { program = "/nowhere/program"; }
-
-private:
-    void command(const QByteArray& text) {
-        QFile file(m_folder.filePath("new"));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(text);
-        file.close();
-        QVERIFY(file.rename(m_folder.filePath("commands")));
-    }
-    QTemporaryDir m_folder;
-    QtProcessLauncher m_launcher{m_folder.path()};
-};
-
-class FakeWorld : public World {
-public:
-    ProcessLauncher& launcher() override { return m_launcher; }
-    void endChild(int status) override { m_launcher.exit(status); }
-    void makeItWrite(const QByteArray& line) override { m_launcher.print(line + '\n'); }
-    void breakProgram() override { m_launcher.launchError = "No such file or directory"; }
-
-private:
-    FakeProcessLauncher m_launcher;
-};
-
-std::unique_ptr<World> makeWorld() {
-    return makeWorldOfRow<World, FakeWorld, RealWorld>();
-}
-
-/// This very program in another role; see `main`.
-std::unique_ptr<ChildProcess> launchSelf(QtProcessLauncher& launcher, const QStringList& arguments,
-                                         QByteArray& output) {
-    auto child = launcher.launch(
-        QCoreApplication::applicationFilePath(), arguments, {},
-        {.output = [&output](const QByteArray& piece) { output += piece; }, .exited = {}});
-    return child ? std::move(*child) : nullptr;
-}
-
 } // namespace
 
 class ProcessLauncherContractTest : public QObject {
     Q_OBJECT
 
+    QtProcessLauncher m_launcher{QString()};
+
 private Q_SLOTS:
-    void tellsOutputAndEndOfAChild_data() { addWorlds(); }
-    void tellsOutputAndEndOfAChild() {
-        const auto world = makeWorld();
-        QByteArray output;
-        QList<int> exits;
-        const auto child =
-            world->launch({.output = [&](const QByteArray& piece) { output += piece; },
-                           .exited = [&](int status) { exits << status; }});
-        QVERIFY2(child, "could not be started");
-        QVERIFY((*child)->pid() > 0);
-        QVERIFY((*child)->isRunning());
-        world->makeItWrite("words");
-        QTRY_COMPARE_WITH_TIMEOUT(output, QByteArray("words\n"), patience);
-        world->endChild(7);
-        QTRY_COMPARE_WITH_TIMEOUT(exits, QList<int>{7}, patience);
-        QVERIFY(!(*child)->isRunning());
-        QVERIFY((*child)->waitForExit(0));
-    }
-
-    void aDestroyedHandleEndsItsChildAndTellsNobody_data() { addWorlds(); }
-    void aDestroyedHandleEndsItsChildAndTellsNobody() {
-        QFETCH(bool, real);
-        const auto world = makeWorld();
-        bool told = false;
-        auto child = world->launch({.output = {}, .exited = [&](int) { told = true; }});
-        QVERIFY(child.has_value());
-        const qint64 pid = (*child)->pid();
-        child->reset();
-        QVERIFY(!real || !isAlive(pid));
-        QTest::qWait(50);
-        QVERIFY(!told);
-    }
-
-    void aHandlerMayDestroyTheHandle_data() {
+    void tellsOutputAndEndWhileTheHandleLives_data() {
         QTest::addColumn<bool>("real");
-        QTest::addColumn<bool>("onOutput");
-        QTest::newRow("fake, at its end") << false << false;
-        QTest::newRow("real, at its end") << true << false;
-        QTest::newRow("real, at its output") << true << true;
+        QTest::addColumn<QString>("gone"); ///< when the handle is destroyed
+        QTest::addColumn<QStringList>("told");
+        for (const bool real : {false, true}) {
+            const auto row = [real](const char* gone, const QStringList& told) {
+                QTest::addRow("%s, gone %s", real ? "real" : "fake", gone)
+                    << real << QString(gone) << told;
+            };
+            row("never", {"words", "7"});
+            row("at its end", {"words", "7"});
+            row("at its output", {"words"});
+            row("at once", {});
+        }
     }
-    void aHandlerMayDestroyTheHandle() {
+    void tellsOutputAndEndWhileTheHandleLives() {
         QFETCH(bool, real);
-        QFETCH(bool, onOutput);
-        const auto world = makeWorld();
+        QFETCH(QString, gone);
+        QFETCH(QStringList, told);
+        FakeProcessLauncher fake;
+        ProcessLauncher& launcher = real ? static_cast<ProcessLauncher&>(m_launcher) : fake;
         std::unique_ptr<ChildProcess> child;
-        bool told = false;
-        const auto destroy = [&] {
-            told = true;
-            child.reset();
+        QStringList heard;
+        const auto hear = [&](const QString& what, const char* moment) {
+            heard << what;
+            if (gone == moment) child.reset();
         };
-        auto launched = world->launch(
-            {.output = [&](const QByteArray&) { destroy(); }, .exited = [&](int) { destroy(); }});
-        QVERIFY(launched.has_value());
+        const bool endsItself = told.contains("7");
+        auto launched = launcher.launch(
+            shell, {"-c", endsItself ? "echo words; exit 7" : "echo words; exec sleep 1000"}, {},
+            {.output = [&](const QByteArray& piece) { hear(piece.trimmed(), "at its output"); },
+             .exited = [&](int status) { hear(QString::number(status), "at its end"); }});
+        QVERIFY2(launched, "could not be started");
         child = std::move(*launched);
         const qint64 pid = child->pid();
-        onOutput ? world->makeItWrite("words") : world->endChild(0);
-        QTRY_VERIFY_WITH_TIMEOUT(told, patience);
-        QVERIFY(!child);
+        QVERIFY(pid > 0 && child->isRunning());
+        if (gone == "at once") child.reset();
+        if (!real) {
+            fake.print("words\n");
+            fake.exit(7);
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(heard, told, patience);
+        QCOMPARE(child != nullptr, gone == "never");
+        QVERIFY(!child || !child->isRunning());
         QVERIFY(!real || !isAlive(pid));
         QTest::qWait(50);
+        QCOMPARE(heard, told);
     }
 
-    void whatCannotBeStartedSaysWhy_data() { addWorlds(); }
+    // What only real programs show.
+
     void whatCannotBeStartedSaysWhy() {
-        const auto world = makeWorld();
-        world->breakProgram();
         bool told = false;
-        const auto child = world->launch({.output = {}, .exited = [&](int) { told = true; }});
+        const auto child = m_launcher.launch("/nowhere/program", {}, {},
+                                             {.output = {}, .exited = [&](int) { told = true; }});
         QVERIFY(!child);
         QVERIFY2(child.error().contains("No such file or directory"), qPrintable(child.error()));
         QTest::qWait(50);
         QVERIFY(!told);
     }
 
-    // What only real programs show.
-
-    void anEndBySignalTellsTheSignal() {
-        QtProcessLauncher launcher({});
-        int status = -1;
-        const auto child =
-            launcher.launch("/bin/sleep", {"1000"}, {},
-                            {.output = {}, .exited = [&](int ended) { status = ended; }});
-        QVERIFY(child.has_value());
-        (*child)->kill();
-        QTRY_COMPARE_WITH_TIMEOUT(status, SIGKILL, patience);
-    }
-
     void bothOutputsComeInOrderAndToTheirEnd() {
-        QtProcessLauncher launcher({});
         QByteArray output;
         bool ended = false;
-        const auto child = launcher.launch(
+        const auto child = m_launcher.launch(
             shell,
             {"-c",
              "echo 1; echo 2 >&2; echo 3; head -c 3000000 /dev/zero; printf 4 >&2; printf $ADDED"},
@@ -215,34 +122,36 @@ private Q_SLOTS:
         QVERIFY(output.endsWith("45"));
     }
 
-    void aChildThatIgnoresSigtermIsKilledAfterTwoSeconds() {
-        QtProcessLauncher launcher({});
-        QByteArray output;
-        auto child = launcher.launch(
-            shell, {"-c", "trap '' TERM; echo up; while :; do sleep 1; done"}, {},
-            {.output = [&](const QByteArray& piece) { output += piece; }, .exited = {}});
-        QVERIFY(child.has_value());
-        QTRY_COMPARE_WITH_TIMEOUT(output, QByteArray("up\n"), patience);
-        const qint64 pid = (*child)->pid();
-        QElapsedTimer timer;
-        timer.start();
-        child->reset();
-        QVERIFY(!isAlive(pid));
-        QVERIFY2(timer.elapsed() >= 1990, "it had its 2 seconds");
-    }
-
-    void signalsThatThisThreadBlocksReachTheChild() {
+    void aSignalThatThisThreadBlocksReachesTheChildAndIsItsEnd() {
         sigset_t blocked;
         sigset_t before;
         sigemptyset(&blocked);
         sigaddset(&blocked, SIGTERM);
+        int status = -1;
         pthread_sigmask(SIG_BLOCK, &blocked, &before);
-        QtProcessLauncher launcher({});
-        auto child = launcher.launch("/bin/sleep", {"1000"}, {}, {});
+        const auto child = m_launcher.launch(
+            "/bin/sleep", {"1000"}, {}, {.output = {}, .exited = [&](int end) { status = end; }});
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
         QVERIFY(child.has_value());
         (*child)->terminate();
-        QVERIFY((*child)->waitForExit(20));
+        QTRY_COMPARE_WITH_TIMEOUT(status, SIGTERM, patience);
+    }
+
+    void aChildIsAskedToEndAndKilledWhenItDoesNot() {
+        const QTemporaryDir folder;
+        const QString asked = folder.filePath("asked");
+        QByteArray output;
+        auto child = m_launcher.launch(
+            shell,
+            {"-c", R"(trap 'sleep 0.5; : >"$0"' TERM; echo up; while :; do sleep 0.1; done)",
+             asked},
+            {}, {.output = [&](const QByteArray& piece) { output += piece; }, .exited = {}});
+        QVERIFY(child.has_value());
+        QTRY_COMPARE_WITH_TIMEOUT(output, QByteArray("up\n"), patience);
+        const qint64 pid = (*child)->pid();
+        child->reset();
+        QVERIFY2(QFile::exists(asked), "it had no time to end by itself");
+        QVERIFY(!isAlive(pid));
     }
 
     void aChildDoesNotOutliveAKilledParent() {
@@ -263,25 +172,11 @@ private Q_SLOTS:
     }
 
     void runsAProgramToItsEnd() {
-        QtProcessLauncher launcher({});
-        QCOMPARE(launcher.run(shell, {"-c", "echo noise; exit 3"}, 10), 3);
-        QCOMPARE(launcher.run("/bin/true", {}, 10), 0);
-        QCOMPARE(launcher.run("/nowhere/program", {}, 10), std::nullopt);
-        QCOMPARE(launcher.run("/bin/sleep", {"1000"}, 0.1), std::nullopt);
-        QCOMPARE(launcher.run(shell, {"-c", "kill -9 $$"}, 10), std::nullopt);
-    }
-
-    void tellsWhoListensOnAPort() {
-        QtProcessLauncher launcher({});
-        const quint16 port = freePort();
-        QVERIFY(!launcher.ownsListeningPort(getpid(), port));
-        const int socket = listenAs("127.0.0.1", port, false);
-        QVERIFY(socket >= 0);
-        QVERIFY(launcher.ownsListeningPort(getpid(), port));
-        QVERIFY(!launcher.ownsListeningPort(getpid(), port + 1));
-        QVERIFY(!launcher.ownsListeningPort(getppid(), port));
-        ::close(socket);
-        QVERIFY(!launcher.ownsListeningPort(getpid(), port));
+        QCOMPARE(m_launcher.run(shell, {"-c", "echo noise; exit 3"}, 10), 3);
+        QCOMPARE(m_launcher.run("/bin/true", {}, 10), 0);
+        QCOMPARE(m_launcher.run("/nowhere/program", {}, 10), std::nullopt);
+        QCOMPARE(m_launcher.run("/bin/sleep", {"1000"}, 0.1), std::nullopt);
+        QCOMPARE(m_launcher.run(shell, {"-c", "kill -9 $$"}, 10), std::nullopt);
     }
 
     void aPortIsOwnedAloneOrNotAtAll_data() {
@@ -299,40 +194,40 @@ private Q_SLOTS:
     void aPortIsOwnedAloneOrNotAtAll() {
         QFETCH(QString, ours);
         QFETCH(QString, theirs);
-        QFETCH(bool, owned);
-        QtProcessLauncher launcher({});
         const quint16 port = freePort();
-        QByteArray output;
-        const auto child = launchSelf(launcher, {"--listen", ours, QString::number(port)}, output);
-        QTRY_COMPARE_WITH_TIMEOUT(output, QByteArray("listening\n"), patience);
-        QVERIFY(launcher.ownsListeningPort(child->pid(), port));
-        const int stranger = listenAs(theirs, port, true);
+        const int inherited = listenAs(ours, port);
+        QVERIFY(inherited >= 0);
+        QProcess owner;
+        owner.start("/bin/sleep", {"1000"});
+        QVERIFY(owner.waitForStarted());
+        ::close(inherited);
+        const auto owns = [&](qint64 pid, int onPort) {
+            return m_launcher.ownsListeningPort(pid, static_cast<quint16>(onPort));
+        };
+        QVERIFY(owns(owner.processId(), port));
+        QVERIFY(!owns(owner.processId(), port + 1));
+        QVERIFY(!owns(getpid(), port));
+        const int stranger = listenAs(theirs, port);
         QVERIFY(stranger >= 0);
-        QCOMPARE(launcher.ownsListeningPort(child->pid(), port), owned);
+        QTEST(owns(owner.processId(), port), "owned");
         ::close(stranger);
-        QVERIFY(launcher.ownsListeningPort(child->pid(), port));
+        QVERIFY(owns(owner.processId(), port));
+        owner.kill();
+        QVERIFY(owner.waitForFinished());
+        QVERIFY(!owns(owner.processId(), port));
     }
 
     void resourcesOfAnInstallationAreBesideItsPrograms() {
-        QCOMPARE(QtProcessLauncher::installedResources("/usr/bin"),
-                 QStringLiteral("/usr/lib/murlo"));
-        QCOMPARE(QtProcessLauncher(QStringLiteral("/x")).resourceFolder(), QStringLiteral("/x"));
+        QCOMPARE(QtProcessLauncher::installedResources("/usr/bin"), "/usr/lib/murlo");
     }
 };
 
 } // namespace murlo
 
-// Besides the tests, roles that they start as other programs.
+// Besides the tests, a role that one of them starts as another program.
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.value(1) == "--listen") {
-        if (murlo::listenAs(arguments.value(2), arguments.value(3).toUShort(), true) < 0) return 1;
-        std::puts("listening");
-        std::fflush(stdout);
-        return QCoreApplication::exec();
-    }
-    if (arguments.value(1) == "--hold-a-child") {
+    if (QCoreApplication::arguments().value(1) == "--hold-a-child") {
         murlo::QtProcessLauncher launcher({});
         const auto child = launcher.launch("/bin/sleep", {"1000"}, {}, {});
         std::printf("%lld\n", child ? static_cast<long long>((*child)->pid()) : 0LL);

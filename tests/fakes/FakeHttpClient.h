@@ -2,72 +2,13 @@
 
 #include "platform/HttpClient.h"
 
-#include <QStringList>
+#include <vector>
 
 namespace murlo {
 
-/// A client whose requests wait until the test answers them. Without a delay they never time out.
+/// A client whose requests wait until the test answers them. It knows no streams, and without a
+/// delay requests never time out.
 class FakeHttpClient : public HttpClient {
-public:
-    explicit FakeHttpClient(Delay delay = {})
-        : m_delay(std::move(delay))
-        , m_exchanges(std::make_shared<Exchanges>()) {}
-
-    ~FakeHttpClient() override {
-        for (const auto& exchange : m_own) Task(exchange).cancel();
-    }
-
-    [[nodiscard]] std::unique_ptr<HttpTask>
-    send(const HttpRequest& request, std::function<void(HttpResult)> completion) override {
-        auto exchange = std::make_shared<Exchange>();
-        exchange->request = request;
-        exchange->completion = std::move(completion);
-        if (m_delay) {
-            exchange->limit = m_delay(request.timeout, [weak = std::weak_ptr(exchange)] {
-                const auto late = weak.lock();
-                if (late) complete(*late, failure(QStringLiteral("The request timed out.")));
-            });
-        }
-        m_exchanges->push_back(exchange);
-        m_own.push_back(exchange);
-        return std::make_unique<Task>(std::move(exchange));
-    }
-
-    /// Makes clients whose requests come here, each with the time limits of its own thread.
-    [[nodiscard]] MakeHttpClient maker() {
-        return [exchanges = m_exchanges](Delay delay) {
-            auto client = std::make_unique<FakeHttpClient>(std::move(delay));
-            client->m_exchanges = exchanges;
-            return client;
-        };
-    }
-
-    /// Every request so far, also of clients from `maker`.
-    [[nodiscard]] QList<HttpRequest> sent() const {
-        QList<HttpRequest> requests;
-        for (const auto& exchange : *m_exchanges) requests << exchange->request;
-        return requests;
-    }
-    /// Those that were neither answered nor cancelled, oldest first.
-    [[nodiscard]] QList<HttpRequest> waiting() const {
-        QList<HttpRequest> requests;
-        for (const auto& exchange : *m_exchanges) {
-            if (exchange->completion) requests << exchange->request;
-        }
-        return requests;
-    }
-
-    /// Answers the oldest waiting request whose path begins with `path`; false when there is none.
-    bool answer(int status, const QByteArray& body, const QString& path = {},
-                const QList<HttpHeader>& headers = {}) {
-        return settle(HttpResponse{status, body, headers}, path);
-    }
-    /// Lets it fail.
-    bool fail(const QString& description, const QString& path = {}) {
-        return settle(failure(description), path);
-    }
-
-private:
     struct Exchange {
         HttpRequest request;
         std::function<void(HttpResult)> completion; ///< gone once answered or cancelled
@@ -75,6 +16,46 @@ private:
     };
     using Exchanges = std::vector<std::shared_ptr<Exchange>>;
 
+public:
+    explicit FakeHttpClient(Delay delay = {},
+                            std::shared_ptr<Exchanges> exchanges = std::make_shared<Exchanges>())
+        : m_delay(std::move(delay))
+        , m_exchanges(std::move(exchanges)) {}
+
+    [[nodiscard]] std::unique_ptr<HttpTask>
+    send(const HttpRequest& request, std::function<void(HttpResult)> completion) override {
+        const auto exchange = std::make_shared<Exchange>();
+        exchange->request = request;
+        exchange->completion = std::move(completion);
+        if (m_delay) {
+            exchange->limit = m_delay(request.timeout, [late = exchange.get()] {
+                complete(*late, failure(QStringLiteral("The request timed out.")));
+            });
+        }
+        m_exchanges->push_back(exchange);
+        return std::make_unique<Task>(exchange);
+    }
+
+    /// Makes clients whose requests come here, each with the time limits of its own thread.
+    [[nodiscard]] MakeHttpClient maker() {
+        return [exchanges = m_exchanges](Delay delay) {
+            return std::make_unique<FakeHttpClient>(std::move(delay), exchanges);
+        };
+    }
+
+    /// Every request so far, also of clients from `maker`.
+    [[nodiscard]] QList<HttpRequest> sent() const { return requests(false); }
+    /// Those that were neither answered nor cancelled, oldest first.
+    [[nodiscard]] QList<HttpRequest> waiting() const { return requests(true); }
+
+    /// Answers the oldest waiting request whose path begins with `path`; false when there is none.
+    bool answer(int status, const QByteArray& body, const QString& path = {}) {
+        return settle(HttpResponse{status, body}, path);
+    }
+    /// Lets the oldest waiting request fail.
+    bool fail(const QString& description) { return settle(failure(description), {}); }
+
+private:
     class Task : public HttpTask {
     public:
         explicit Task(std::shared_ptr<Exchange> exchange)
@@ -93,16 +74,9 @@ private:
         return tl::unexpected(HttpError{description, QStringLiteral("fake"), 1});
     }
     static void complete(Exchange& exchange, HttpResult result) {
-        exchange.limit.cancel();
-        if (result && exchange.request.piece) {
-            const QByteArray body = std::exchange(result->body, {});
-            const auto head = exchange.request.head;
-            bool wanted = !head || head(*result);
-            wanted = wanted && exchange.completion && exchange.request.piece(body);
-            if (!wanted) result = failure(QStringLiteral("The transfer was broken off."));
-        }
         const auto completion = std::exchange(exchange.completion, nullptr);
-        if (completion) completion(std::move(result));
+        exchange.limit.cancel();
+        completion(std::move(result));
     }
     bool settle(HttpResult result, const QString& path) {
         for (const auto& exchange : Exchanges(*m_exchanges)) {
@@ -112,10 +86,15 @@ private:
         }
         return false;
     }
+    [[nodiscard]] QList<HttpRequest> requests(bool onlyWaiting) const {
+        QList<HttpRequest> found;
+        for (const auto& exchange : *m_exchanges)
+            if (exchange->completion || !onlyWaiting) found << exchange->request;
+        return found;
+    }
 
     Delay m_delay;
     std::shared_ptr<Exchanges> m_exchanges; ///< shared with the clients of `maker`
-    Exchanges m_own;
 };
 
 } // namespace murlo

@@ -37,14 +37,10 @@ public:
     launch(const QString& program, const QStringList& arguments, const Environment& environment,
            ChildHandlers handlers) override {
         if (!launchError.isEmpty()) return tl::unexpected(launchError);
-        auto child = std::make_shared<Child>();
-        child->program = program;
-        child->arguments = arguments;
-        child->environment = environment;
-        child->handlers = std::move(handlers);
-        child->pid = 1000 + static_cast<qint64>(children.size());
-        children.push_back(child);
-        return std::make_unique<Handle>(std::move(child));
+        const qint64 pid = 1000 + static_cast<qint64>(children.size());
+        children.push_back(std::make_shared<Child>(
+            Child{program, arguments, environment, std::move(handlers), pid}));
+        return std::make_unique<Handle>(children.back());
     }
     [[nodiscard]] std::optional<int> run(const QString& program, const QStringList& arguments,
                                          double /*seconds*/) override {
@@ -66,13 +62,13 @@ public:
     [[nodiscard]] Child& last() const { return *children.back(); }
     /// It ends by itself.
     void exit(int status) const {
-        const auto child = children.back();
-        child->running = false;
-        const auto exited = std::exchange(child->handlers, {}).exited;
-        if (exited) exited(status);
+        last().running = false;
+        if (const auto exited = std::exchange(last().handlers, {}).exited) exited(status);
     }
     /// It writes.
-    void print(const QByteArray& piece) const { last().handlers.output(piece); }
+    void print(const QByteArray& piece) const {
+        if (const auto output = last().handlers.output) output(piece);
+    }
 
     std::vector<std::shared_ptr<Child>> children; ///< in the order of their starts
     QList<QStringList> runs;                      ///< programs run to their end, with arguments

@@ -1,19 +1,18 @@
 #include "tests/harness/desktop/DeepModel.h"
 
 #include <QByteArray>
+#include <QDataStream>
 #include <QFile>
 #include <QList>
-
-#include <array>
-#include <cstring>
+#include <QtEndian>
 
 namespace murlo {
 
 namespace {
 
-constexpr quint32 magic = 0x67676d6c;
-constexpr int shapeNumbers = 11;
-constexpr int encoderLayers = 4; ///< which of them counts the encoder's layers
+constexpr qint32 magic = 0x67676d6c;
+constexpr int encoderLayersAt = 20; ///< in bytes: where the file counts the encoder's layers
+constexpr int headSize = 48;
 const QByteArray firstBlock = QByteArrayLiteral("encoder.blocks.0.");
 
 struct Tensor {
@@ -39,67 +38,45 @@ qint64 bytesOf(qint32 kind, qint64 numbers) {
     }
 }
 
-class Reader {
-public:
-    explicit Reader(QByteArray bytes)
-        : m_bytes(std::move(bytes)) {}
-
-    qint32 number() {
-        qint32 value = 0;
-        const QByteArray four = take(4);
-        if (four.size() == 4) std::memcpy(&value, four.constData(), 4);
-        return value;
-    }
-    QByteArray take(qint64 size) {
-        if (size < 0 || size > m_bytes.size() - m_at) m_broken = true;
-        if (m_broken) return {};
-        m_at += size;
-        return m_bytes.mid(m_at - size, size);
-    }
-    Tensor tensor() {
-        Tensor result;
-        const qint32 dimensions = number();
-        const qint32 nameLength = number();
-        result.kind = number();
-        qint64 numbers = 1;
-        for (qint32 i = 0; i < dimensions && i < 4; ++i) {
-            result.sizes.append(number());
-            numbers *= result.sizes.last();
-        }
-        result.name = take(nameLength);
-        const qint64 size = bytesOf(result.kind, numbers);
-        m_broken = m_broken || size <= 0;
-        result.values = take(size);
-        return result;
-    }
-    [[nodiscard]] qint64 at() const { return m_at; }
-    [[nodiscard]] bool isAtEnd() const { return m_broken || m_at == m_bytes.size(); }
-    [[nodiscard]] bool isBroken() const { return m_broken; }
-    [[nodiscard]] const QByteArray& bytes() const { return m_bytes; }
-
-private:
-    QByteArray m_bytes;
-    qint64 m_at = 0;
-    bool m_broken = false;
-};
-
-QByteArray written(qint32 number) {
-    return {reinterpret_cast<const char*>(&number), sizeof number};
+qint32 number(QDataStream& from) {
+    qint32 value = 0;
+    from >> value;
+    return value;
 }
 
-QByteArray written(const Tensor& tensor) {
-    QByteArray bytes = written(static_cast<qint32>(tensor.sizes.size())) +
-                       written(static_cast<qint32>(tensor.name.size())) + written(tensor.kind);
-    for (const qint32 size : tensor.sizes) bytes += written(size);
-    return bytes + tensor.name + tensor.values;
+QByteArray take(QDataStream& from, qint64 size) {
+    if (size < 0 || size > from.device()->bytesAvailable())
+        from.setStatus(QDataStream::ReadCorruptData);
+    return from.status() == QDataStream::Ok ? from.device()->read(size) : QByteArray();
 }
 
-/// The layer as an identity: what it would add to its input is multiplied by nothing.
-Tensor idle(Tensor tensor, int layer) {
-    tensor.name.replace(firstBlock, "encoder.blocks." + QByteArray::number(layer) + '.');
-    if (tensor.name.contains(".attn.out.") || tensor.name.contains(".mlp.2."))
-        tensor.values.fill(0);
+Tensor readTensor(QDataStream& from) {
+    Tensor tensor;
+    const qint32 dimensions = number(from);
+    const qint32 nameLength = number(from);
+    tensor.kind = number(from);
+    qint64 numbers = 1;
+    for (qint32 i = 0; i < dimensions && i < 4; ++i) {
+        tensor.sizes.append(number(from));
+        numbers *= tensor.sizes.last();
+    }
+    tensor.name = take(from, nameLength);
+    tensor.values = take(from, bytesOf(tensor.kind, numbers));
+    if (tensor.values.isEmpty()) from.setStatus(QDataStream::ReadCorruptData);
     return tensor;
+}
+
+/// Writes a layer's tensor as one that adds nothing: its last projections are zero.
+void writeIdle(QDataStream& to, const Tensor& tensor, int layer) {
+    QByteArray name = tensor.name;
+    name.replace(firstBlock, "encoder.blocks." + QByteArray::number(layer) + '.');
+    QByteArray values = tensor.values;
+    if (name.contains(".attn.out.") || name.contains(".mlp.2.")) values.fill(0);
+    to << static_cast<qint32>(tensor.sizes.size()) << static_cast<qint32>(name.size())
+       << tensor.kind;
+    for (const qint32 size : tensor.sizes) to << size;
+    to.writeRawData(name.constData(), static_cast<int>(name.size()));
+    to.writeRawData(values.constData(), static_cast<int>(values.size()));
 }
 
 } // namespace
@@ -107,29 +84,30 @@ Tensor idle(Tensor tensor, int layer) {
 bool writeDeepModel(const QString& source, const QString& target, int layers) {
     QFile from(source);
     if (!from.open(QIODevice::ReadOnly)) return false;
-    Reader reader(from.readAll());
-    if (static_cast<quint32>(reader.number()) != magic) return false;
-    std::array<qint32, shapeNumbers> shape{};
-    for (qint32& number : shape) number = reader.number();
-    const qint64 afterShape = reader.at();
-    const qint32 mels = reader.number();
-    (void)reader.take(4LL * mels * reader.number());
-    for (qint32 words = reader.number(); words > 0; --words) (void)reader.take(reader.number());
+    QByteArray model = from.readAll();
+    QDataStream in(model);
+    in.setByteOrder(QDataStream::LittleEndian);
+    if (number(in) != magic) return false;
+    in.skipRawData(headSize - 4);
+    const qint32 bands = number(in);
+    (void)take(in, 4LL * bands * number(in));
+    for (qint32 words = number(in); words > 0 && in.status() == QDataStream::Ok; --words)
+        (void)take(in, number(in));
     QList<Tensor> block;
-    while (!reader.isAtEnd()) {
-        Tensor tensor = reader.tensor();
+    while (in.status() == QDataStream::Ok && !in.atEnd()) {
+        Tensor tensor = readTensor(in);
         if (tensor.name.startsWith(firstBlock)) block.append(std::move(tensor));
     }
-    if (reader.isBroken() || block.isEmpty()) return false;
+    if (in.status() != QDataStream::Ok || block.isEmpty()) return false;
 
-    QByteArray deep = written(static_cast<qint32>(magic));
-    const int before = std::exchange(shape[encoderLayers], layers);
-    for (const qint32 number : shape) deep += written(number);
-    deep += reader.bytes().mid(afterShape);
+    const auto before = qFromLittleEndian<qint32>(model.constData() + encoderLayersAt);
+    qToLittleEndian<qint32>(layers, model.data() + encoderLayersAt);
+    QDataStream out(&model, QIODevice::Append);
+    out.setByteOrder(QDataStream::LittleEndian);
     for (int layer = before; layer < layers; ++layer)
-        for (const Tensor& tensor : std::as_const(block)) deep += written(idle(tensor, layer));
+        for (const Tensor& tensor : std::as_const(block)) writeIdle(out, tensor, layer);
     QFile to(target);
-    return to.open(QIODevice::WriteOnly) && to.write(deep) == deep.size();
+    return to.open(QIODevice::WriteOnly) && to.write(model) == model.size();
 }
 
 } // namespace murlo
