@@ -108,11 +108,12 @@ QStringList WindowManager::classesOf(xcb_window_t window) const {
 }
 
 WindowManager::Question WindowManager::ask(xcb_window_t window) const {
+    // The library sets no limit to lists, which a program can make as long as it likes.
     constexpr xcb_atom_t any = XCB_GET_PROPERTY_TYPE_ANY;
     return {xcb_ewmh_get_wm_pid(&m_ewmh, window),
             xcb_ewmh_get_wm_desktop(&m_ewmh, window),
-            xcb_ewmh_get_wm_state(&m_ewmh, window),
-            xcb_ewmh_get_wm_window_type(&m_ewmh, window),
+            m_connection.askProperty(window, m_ewmh._NET_WM_STATE, XCB_ATOM_ATOM),
+            m_connection.askProperty(window, m_ewmh._NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM),
             m_connection.askProperty(window, m_ewmh._NET_WM_NAME, any),
             xcb_ewmh_get_frame_extents(&m_ewmh, window),
             m_connection.askProperty(window,
