@@ -32,12 +32,12 @@ public:
          std::function<void(const AccessibleApplication&)> done) override {
         AccessibleApplication application;
         auto& root = application.windows.emplace_back().root;
-        root.role = QStringLiteral("AXWindow");
+        root.facts.role = ElementRole::window;
         root.frame = currentScreens().screens.value(0);
         for (int i = 0; i < boxes; ++i) {
             AccessibleNode& box = root.children.emplace_back();
-            box.role = QStringLiteral("AXTextField");
-            box.valueSettable = true;
+            box.facts.role = ElementRole::textField;
+            box.facts.editable = true;
             box.frame = QRectF(10 + i % 10 * 125, 10 + i / 10 * 44, 110, 30);
         }
         m_scheduler.nextTurn([done = std::move(done), application] { done(application); });
@@ -73,7 +73,7 @@ Figure firstFrame(const QList<InputTarget>& targets) {
     HintOverlayModel model;
     model.setPresented(true);
     const double painted = timed(31, [&] {
-        HintMotion motion(badgesOf(targets, screen, currentScreens()));
+        HintMotion motion(badgesOf(targets, screen));
         motion.update(model, false);
         motion.advance(1.0 / 60);
         image.fill(Qt::transparent);

@@ -101,7 +101,7 @@ QList<InputTarget> ScanBench::scan() {
 }
 
 QRect ScanBench::letterOf(const QRectF& box) {
-    return {currentScreens().flipped(box).topLeft().toPoint(), QSize(40, 14)};
+    return {box.topLeft().toPoint(), QSize(40, 14)};
 }
 
 /// From the key that completes the double tap until the letter can be read.

@@ -4,7 +4,6 @@
 #include "hints/InputScanner.h"
 
 #include <QRegion>
-#include <QSet>
 
 #include <algorithm>
 
@@ -12,27 +11,9 @@ namespace murlo {
 
 namespace {
 
-constexpr int nodeBudget = 14000; ///< elements looked at per window
-constexpr int deepest = 59;       ///< levels below the window
 constexpr double leastWidth = 40; ///< of a box, in points
 constexpr double leastHeight = 12;
 constexpr double sameRow = 24; ///< top edges this close are one row
-
-/// Roles in which nobody looks for a text box.
-bool isBarren(const QString& role) {
-    static const QSet<QString> roles{
-        QStringLiteral("AXStaticText"),        QStringLiteral("AXImage"),
-        QStringLiteral("AXMenuBar"),           QStringLiteral("AXButton"),
-        QStringLiteral("AXProgressIndicator"), QStringLiteral("AXSlider"),
-        QStringLiteral("AXCheckBox"),          QStringLiteral("AXRadioButton")};
-    return roles.contains(role);
-}
-
-bool isLikeATextBox(const AccessibleNode& node) {
-    static const QSet<QString> roles{QStringLiteral("AXTextField"), QStringLiteral("AXTextArea"),
-                                     QStringLiteral("AXComboBox")};
-    return roles.contains(node.role) || node.subrole == QLatin1String("AXSearchField");
-}
 
 bool isLargeEnough(const QSizeF& size) {
     return size.width() >= leastWidth && size.height() >= leastHeight;
@@ -64,7 +45,8 @@ public:
         , m_window(window) {}
 
     bool offer(const AccessibleNode& node) {
-        if (!isLikeATextBox(node) || !node.enabled.value_or(true) || !node.isEditable() ||
+        const ElementFacts& facts = node.facts;
+        if (!isTextBox(facts) || !facts.enabled || !(facts.focusable || facts.editable) ||
             !node.frame)
             return false;
         const QRectF& frame = *node.frame;
@@ -74,20 +56,18 @@ public:
         if (const QRectF part = uncovered(frame); !part.isEmpty()) {
             InputTarget target = m_common;
             target.element = node.element;
-            target.frame = m_screens.flipped(part);
+            target.frame = part;
             m_found.targets.append(target);
         }
         return true;
     }
 
-    void visit(const AccessibleNode& node, int depth) {
-        if (depth > deepest || m_budget < 1) return;
-        --m_budget;
-        if (isBarren(node.role) || offer(node)) return;
+    void visit(const AccessibleNode& node) {
+        if (offer(node)) return;
         if (node.children.empty() && !node.hasHiddenChildren &&
-            node.role == QLatin1String("AXWebArea"))
+            node.facts.role == ElementRole::webArea)
             m_found.unready = true;
-        for (const AccessibleNode& child : node.children) visit(child, depth + 1);
+        for (const AccessibleNode& child : node.children) visit(child);
     }
 
 private:
@@ -111,7 +91,6 @@ private:
     const InputTarget& m_common;
     QRegion m_cover;
     QRectF m_window;
-    int m_budget = nodeBudget;
 };
 
 } // namespace
@@ -132,7 +111,7 @@ BoxesFound boxesOf(const AccessibleApplication& application, qint64 pid, const Q
         common.window = window.root.element;
         Walk(found, screens, common, coverOf(*window.root.frame, window.title, pid, shown),
              *window.root.frame)
-            .visit(window.root, 0);
+            .visit(window.root);
     }
     // The focused box is met again inside its window, where it is known how much of it is seen.
     const auto& targets = found.targets;
@@ -150,11 +129,11 @@ QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets,
     constexpr double sameWidth = 12;
     QList<InputTarget> kept;
     for (const InputTarget& target : targets) {
-        const double scale = screens.scaleAt(screens.flipped(target.frame));
+        const double scale = screens.scaleAt(target.frame);
         const bool known = std::ranges::any_of(kept, [&](const InputTarget& other) {
             return other.pid == target.pid &&
                    std::abs(other.frame.left() - target.frame.left()) < sameEdge * scale &&
-                   std::abs(other.frame.top() - target.frame.top()) < sameEdge * scale &&
+                   std::abs(other.frame.bottom() - target.frame.bottom()) < sameEdge * scale &&
                    std::abs(other.frame.width() - target.frame.width()) < sameWidth * scale;
         });
         if (!known) kept.append(target);
@@ -163,18 +142,15 @@ QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets,
 }
 
 QList<InputTarget> assignHints(QList<InputTarget> targets, const ScreenGeometry& screens) {
-    // Rows by their top edges, which is the rectangle's far side: y grows upwards. "Within 24
-    // points" alone is no order (a row may creep down box by box), so a row is what lies within 24
-    // points of its highest box.
-    const auto topEdge = [](const InputTarget& target) { return target.frame.bottom(); };
-    std::ranges::stable_sort(targets, [&](const InputTarget& a, const InputTarget& b) {
-        return topEdge(a) > topEdge(b);
-    });
+    // "Within 24 points" alone is no order (a row may creep down box by box), so a row is what lies
+    // within 24 points of its highest box.
+    const auto topEdge = [](const InputTarget& target) { return target.frame.top(); };
+    std::ranges::stable_sort(targets, {}, topEdge);
     for (auto row = targets.begin(); row != targets.end();) {
         const double top = topEdge(*row);
-        const double height = sameRow * screens.scaleAt(screens.flipped(row->frame));
+        const double height = sameRow * screens.scaleAt(row->frame);
         const auto end = std::find_if(row, targets.end(), [&](const InputTarget& target) {
-            return top - topEdge(target) > height;
+            return topEdge(target) - top > height;
         });
         std::stable_sort(row, end, [](const InputTarget& a, const InputTarget& b) {
             return a.frame.left() < b.frame.left();

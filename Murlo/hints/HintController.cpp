@@ -46,8 +46,7 @@ void HintController::begin() {
         return;
     }
     const ElementRef focused = m_accessibility.focusedElement();
-    if (focused && m_accessibility.string(focused, QStringLiteral("AXSubrole")) ==
-                       QLatin1String("AXSecureTextField")) {
+    if (focused && focused->facts().subrole == ElementSubrole::secureTextField) {
         status(Word::passwordField);
         return;
     }

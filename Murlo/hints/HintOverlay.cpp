@@ -18,13 +18,12 @@ void HintOverlayModel::setPresented(bool presented) {
     Q_EMIT changed();
 }
 
-QList<HintBadge> badgesOf(const QList<InputTarget>& targets, const HintScreen& screen,
-                          const ScreenGeometry& geometry) {
+QList<HintBadge> badgesOf(const QList<InputTarget>& targets, const HintScreen& screen) {
     QList<HintBadge> badges;
     const double scale =
         screen.frame.width() > 0 ? screen.device.width() / screen.frame.width() : 1;
     for (const InputTarget& target : targets) {
-        const QRectF box = geometry.flipped(target.frame);
+        const QRectF& box = target.frame;
         if (!box.intersects(screen.device)) continue;
         const QPointF corner = (box.topLeft() - screen.device.topLeft()) / scale;
         badges.append({QUuid::createUuid(), target.hint, QRectF(corner, box.size() / scale)});
@@ -43,11 +42,8 @@ void HintOverlay::show(const QList<InputTarget>& targets) {
     m_layers.clear();
     m_model.setTyped({});
     m_model.setPresented(false);
-    const QList<HintScreen> screens = m_screens();
-    ScreenGeometry geometry;
-    for (const HintScreen& screen : screens) geometry.screens.append(screen.device);
-    for (const HintScreen& screen : screens) {
-        const QList<HintBadge> badges = badgesOf(targets, screen, geometry);
+    for (const HintScreen& screen : m_screens()) {
+        const QList<HintBadge> badges = badgesOf(targets, screen);
         if (!badges.isEmpty()) m_layers.push_back(m_makeLayer(m_model, screen, badges));
     }
     m_scheduler.nextTurn(m_lifetime.guard([this] {

@@ -3,7 +3,6 @@
 #include "platform/Port.h"
 #include "platform/Scheduler.h"
 #include "targets/InputTarget.h"
-#include "targets/ScreenGeometry.h"
 
 #include <QObject>
 #include <QRect>
@@ -78,7 +77,7 @@ private:
 };
 
 /// The labels of one screen: those of the boxes that are at least partly on it.
-[[nodiscard]] QList<HintBadge> badgesOf(const QList<InputTarget>& targets, const HintScreen& screen,
-                                        const ScreenGeometry& geometry);
+[[nodiscard]] QList<HintBadge> badgesOf(const QList<InputTarget>& targets,
+                                        const HintScreen& screen);
 
 } // namespace murlo

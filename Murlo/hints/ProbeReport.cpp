@@ -14,10 +14,11 @@ QString placeOf(const std::optional<QRectF>& frame) {
 }
 
 QString wordsFor(const AccessibleNode& node) {
-    QString words = node.role + QLatin1Char(' ') + placeOf(node.frame);
-    if (!node.subrole.isEmpty()) words += QLatin1Char(' ') + node.subrole;
-    if (!node.enabled.value_or(true)) words += QStringLiteral(" disabled");
-    if (!node.isEditable()) words += QStringLiteral(" not editable");
+    const ElementFacts& facts = node.facts;
+    QString words = nameOf(facts.role) + QLatin1Char(' ') + placeOf(node.frame);
+    if (facts.subrole != ElementSubrole::none) words += QLatin1Char(' ') + nameOf(facts.subrole);
+    if (!facts.enabled) words += QStringLiteral(" disabled");
+    if (!facts.focusable && !facts.editable) words += QStringLiteral(" not editable");
     return words;
 }
 
@@ -31,7 +32,7 @@ void addNodes(QStringList& lines, const std::vector<AccessibleNode>& nodes, int 
 int webAreasIn(const std::vector<AccessibleNode>& nodes) {
     int count = 0;
     for (const AccessibleNode& node : nodes)
-        count += (node.role == QLatin1String("AXWebArea") ? 1 : 0) + webAreasIn(node.children);
+        count += (node.facts.role == ElementRole::webArea ? 1 : 0) + webAreasIn(node.children);
     return count;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "hints/HintOverlay.h"
+#include "targets/ScreenGeometry.h"
 
 namespace murlo {
 

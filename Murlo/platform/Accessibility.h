@@ -1,37 +1,44 @@
 #pragma once
 
+#include "MurloKit/ElementFacts.h"
 #include "platform/Port.h"
-
-#include <QRectF>
-#include <QString>
 
 #include <functional>
 #include <memory>
-#include <optional>
 
 namespace murlo {
 
-/// One element of another application's user interface: an opaque handle, cheap to copy around.
+class AccessibleElement;
+using ElementRef = std::shared_ptr<const AccessibleElement>;
+
+/// One element of another application's user interface, with what was fetched together with it: no
+/// question waits for the other program, and what did not come in time reads as absent. Cheap to
+/// copy around by its `ElementRef`.
 class AccessibleElement : public Port {
 public:
+    /// Of an element and those around it, how many are known together.
+    static constexpr int levels = 4;
+
     /// Whether both handles name the same element, as the platform tells elements apart.
     [[nodiscard]] virtual bool isSame(const AccessibleElement& other) const = 0;
     /// Process of the owning application; 0 when unknown.
     [[nodiscard]] virtual qint64 pid() const = 0;
+    [[nodiscard]] virtual ElementFacts facts() const = 0;
+    /// The element directly around this one; null when unknown.
+    [[nodiscard]] virtual ElementRef parent() const = 0;
+    /// The window that holds it; null when unknown, which it may be for a moment.
+    [[nodiscard]] virtual ElementRef window() const = 0;
 };
 
-using ElementRef = std::shared_ptr<const AccessibleElement>;
+/// Whether text can be put into an element (which may be null) or into what is directly around it.
+[[nodiscard]] inline bool takesText(ElementRef element) {
+    for (int i = 0; i < AccessibleElement::levels && element; ++i, element = element->parent())
+        if (isTextBox(element->facts())) return true;
+    return false;
+}
 
 /// What other applications say of their user interface. Main thread. No call waits for another
-/// program: attributes were fetched together with the element, and what did not come in time reads
-/// as absent.
-///
-/// Attributes answered: strings "AXRole", "AXSubrole", "AXTitle"; elements "AXParent", "AXWindow";
-/// settability of "AXValue" and "AXFocused". Roles and subroles carry the names that the readers of
-/// this port use ("AXTextField", "AXTextArea", "AXComboBox", "AXCheckBox", "AXSearchField", …); one
-/// table in the adapter maps this desktop's roles onto them. A terminal reads as "AXTextArea" with
-/// the subrole "AXTerminal"; read-only text views have no settable value and none of the editable
-/// roles.
+/// program.
 class Accessibility : public Port {
 public:
     /// Whether this desktop's accessibility is switched on and reachable.
@@ -48,20 +55,9 @@ public:
     /// turn after each such change, not at all if there is none.
     virtual void recheckFocus(std::function<void()> corrected) = 0;
 
-    [[nodiscard]] virtual std::optional<QString> string(const ElementRef& element,
-                                                        const QString& attribute) const = 0;
-    [[nodiscard]] virtual ElementRef element(const ElementRef& element,
-                                             const QString& attribute) const = 0;
-    /// False also when the question was not answered.
-    [[nodiscard]] virtual bool isSettable(const ElementRef& element,
-                                          const QString& attribute) const = 0;
-    /// Position and size in global coordinates, origin at the top left of the primary screen, y
-    /// growing downwards, in device pixels; absent when either is unknown.
-    [[nodiscard]] virtual std::optional<QRectF> frame(const ElementRef& element) const = 0;
-
-    /// Asks the element now for its "AXRole" and calls back on a later turn with whether a string
-    /// came back within 0.4 s.
-    virtual void askRole(const ElementRef& element, std::function<void(bool)> answered) = 0;
+    /// Asks an element whether it is still there, and calls back on a later turn with whether it
+    /// answered within 0.4 s.
+    virtual void askIfAlive(const ElementRef& element, std::function<void(bool)> answered) = 0;
 
     /// Brings the element's application to the front, raises `window` (may be null) and gives
     /// `element` the keyboard focus, then calls back on a later turn, at most 1 s after the call.

@@ -3,25 +3,22 @@
 #include "platform/Accessibility.h"
 #include "platform/Port.h"
 
-#include <memory>
+#include <QRectF>
+
+#include <optional>
 #include <vector>
 
 namespace murlo {
 
-/// One element of an application's window as a scan reads it, with what lies inside. An adapter may
-/// leave out what cannot lead to a text box.
+/// One element of an application's window as a scan reads it, with what lies inside. What cannot
+/// lead to a text box may be left out, and what lies inside a button, a menu or a picture is: no
+/// text box is looked for there.
 struct AccessibleNode {
     ElementRef element;
-    QString role;    ///< in the words of the `Accessibility` port
-    QString subrole; ///< empty for most
-    std::optional<bool> enabled;
-    bool focusSettable = false;
-    bool valueSettable = false;
+    ElementFacts facts;
     std::optional<QRectF> frame; ///< device pixels, origin at the top left, y growing downwards
     std::vector<AccessibleNode> children;
     bool hasHiddenChildren = false; ///< more lies inside than `children`, none of it a text box
-
-    [[nodiscard]] bool isEditable() const { return focusSettable || valueSettable; }
 };
 
 /// What an application says of its windows.
@@ -51,7 +48,8 @@ public:
     virtual void handOver() = 0;
 };
 
-/// Whole user interfaces of other applications, read in bulk. Main thread; no call waits.
+/// Whole user interfaces of other applications, read in bulk. A reading ends by itself, however
+/// much there is. Main thread; no call waits.
 class AccessibilityTree : public Port {
 public:
     /// Reads up to `mostWindows` windows of an application and calls `done` on a later turn with

@@ -89,14 +89,13 @@ QList<HintBadge> badgesOf(const HintState& state) {
 /// The layer of one of two screens that stand side by side, the right one with scale 2, and share a
 /// box.
 Screen ofTwoScreens(const char* name, const HintScreen& screen) {
-    const ScreenGeometry geometry{{{0, 0, 1280, 800}, {1280, 0, 2560, 1600}}, {1, 2}};
     QList<InputTarget> targets(3);
     const QList<QRectF> boxes{{200, 200, 400, 30}, {1000, 400, 900, 60}, {2000, 800, 800, 60}};
     for (qsizetype i = 0; i < boxes.size(); ++i) {
         targets[i].hint = hintLabels(3)[i];
-        targets[i].frame = geometry.flipped(boxes[i]);
+        targets[i].frame = boxes[i];
     }
-    const QList<HintBadge> badges = badgesOf(targets, screen, geometry);
+    const QList<HintBadge> badges = badgesOf(targets, screen);
     return {QString::fromLatin1(name), desktop, [badges](QPainter& painter) {
                 HintState drawn{};
                 for (const HintBadge& badge : badges) drawn.alone.append(badge.rect);

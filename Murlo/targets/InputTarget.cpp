@@ -7,11 +7,8 @@ namespace murlo {
 std::optional<InputTarget> InputTargets::captureFocused() const {
     const auto verdict = focusVerdict(m_accessibility);
     if (!verdict || !verdict->editable || verdict->element->pid() < 1) return std::nullopt;
-    InputTarget target;
-    target.element = verdict->element;
-    target.window = m_accessibility.element(target.element, QStringLiteral("AXWindow"));
-    target.pid = target.element->pid();
-    return target;
+    const ElementRef& box = verdict->element;
+    return InputTarget{box, box->window(), box->pid(), {}, {}, {}};
 }
 
 void InputTargets::recheckFocus(std::function<void()> corrected) const {
@@ -24,7 +21,7 @@ bool InputTargets::isStillFocused(const InputTarget& target) const {
 }
 
 void InputTargets::isAlive(const InputTarget& target, std::function<void(bool)> answered) const {
-    m_accessibility.askRole(target.element, std::move(answered));
+    m_accessibility.askIfAlive(target.element, std::move(answered));
 }
 
 void InputTargets::bringIntoFocus(const InputTarget& target,

@@ -18,7 +18,7 @@ struct InputTarget {
     qint64 pid = 0;
     /// The application's name for the user, "app" when it has none; empty where nobody asked.
     QString appName;
-    /// In device pixels, origin at the bottom left of the primary screen, y growing upwards.
+    /// In device pixels, origin at the top left of the primary screen, y growing downwards.
     QRectF frame;
     /// The label shown and typed for this box; empty until labelled.
     QString hint;

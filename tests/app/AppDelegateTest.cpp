@@ -55,7 +55,7 @@ public:
         auto tree = std::make_unique<FakeTree>(
             time,
             QStringList{"application Mail", "  window 0 0 700 600", "    AXTextField 10 10 200 24"},
-            [from = accessibility.get()](qint64) { return from->add("AXTextField"); });
+            accessibility.get());
         others->windows = tree->shown;
         for (const auto& [pid, application] : tree->applications)
             others->running[pid].name = application.name;

@@ -14,31 +14,20 @@ using namespace murlo;
 
 namespace {
 
-class CountedLayer : public HintLayer {
-public:
-    explicit CountedLayer(int& count)
-        : m_count(count) {
-        ++m_count;
-    }
-    ~CountedLayer() override { --m_count; }
-
-private:
-    int& m_count;
+struct CountedLayer : HintLayer {
+    explicit CountedLayer(std::shared_ptr<int> all)
+        : each(std::move(all)) {}
+    std::shared_ptr<int> each;
 };
 
 /// Three boxes in a row, one application, told after 0.1 s.
-const QStringList threeBoxes{
-    QStringLiteral("application Mail after 0.1"), QStringLiteral("  window 0 0 800 600"),
-    QStringLiteral("    AXTextField 10 10 200 24"), QStringLiteral("    AXTextField 300 10 200 24"),
-    QStringLiteral("    AXTextField 550 10 200 24")};
+const QStringList threeBoxes{"application Mail after 0.1", "  window 0 0 800 600",
+                             "    AXTextField 10 10 200 24", "    AXTextField 300 10 200 24",
+                             "    AXTextField 550 10 200 24"};
 
 struct Rig {
     explicit Rig(const QStringList& lines = threeBoxes)
-        : tree(scheduler, lines, [this](qint64 pid) {
-            const ElementRef element = accessibility.add(QStringLiteral("AXTextField"));
-            accessibility.node(element).pid = pid;
-            return element;
-        }) {
+        : tree(scheduler, lines, &accessibility) {
         applications.windows = tree.shown;
         for (const auto& [pid, application] : tree.applications)
             applications.running[pid].name = application.name;
@@ -52,7 +41,7 @@ struct Rig {
     /// Letters, '<' for Delete, '^' for Escape.
     void type(const QString& keys) {
         for (const QChar key : keys) {
-            const qint64 code = key == QLatin1Char('<') ? 51 : key == QLatin1Char('^') ? 53 : 0;
+            const qint64 code = key == '<' ? 51 : key == '^' ? 53 : 0;
             QVERIFY(controller.handleKey(code ? QString() : QString(key), code));
         }
     }
@@ -61,9 +50,9 @@ struct Rig {
         QVERIFY(!controller.isActive());
         QVERIFY(!filtering && !interruptions.watching);
         QVERIFY(controller.targets().isEmpty() && controller.typed().isEmpty());
-        QVERIFY(!controller.handleKey(QStringLiteral("a"), 0)); // keys are the applications' again
+        QVERIFY(!controller.handleKey("a", 0)); // keys are the applications' again
         scheduler.advance(7);
-        QCOMPARE(layers, 0);
+        QCOMPARE(layer.use_count(), 1);
         QCOMPARE(scheduler.pendingTimers(), 0);
     }
 
@@ -71,17 +60,14 @@ struct Rig {
     FakeAccessibility accessibility{scheduler};
     FakeApplications applications;
     FakeTree tree;
-    ScreenGeometry screens{{{0, 0, 1280, 900}}};
     InputTargets boxes{accessibility};
-    InputScanner scanner{tree, applications, scheduler, [this] { return screens; }, 1};
+    InputScanner scanner{tree, applications, scheduler, [this] { return tree.screens; }, 1};
     FakeInterruptions interruptions;
-    int layers = 0;
+    std::shared_ptr<int> layer = std::make_shared<int>(); ///< held by each
+    QList<HintScreen> screens{{{0, 0, 1280, 900}, {0, 0, 1280, 900}}};
     HintOverlay overlay{
-        scheduler,
-        [] {
-            return QList<HintScreen>{{{0, 0, 1280, 900}, {0, 0, 1280, 900}}};
-        },
-        [this](auto&, auto&, auto&) { return std::make_unique<CountedLayer>(layers); }};
+        scheduler, [this] { return screens; },
+        [this](auto&, auto&, auto&) { return std::make_unique<CountedLayer>(layer); }};
     HintController controller{scheduler, accessibility, boxes, scanner, interruptions, overlay};
     QStringList said;
     bool filtering = false;
@@ -93,35 +79,18 @@ class HintControllerTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void labels_data() {
-        QTest::addColumn<int>("boxes");
-        QTest::addColumn<int>("singleLetters");
-        for (const auto& [boxes, single] : {std::pair{0, 0},
-                                            {1, 1},
-                                            {26, 26},
-                                            {27, 25},
-                                            {51, 25},
-                                            {52, 24},
-                                            {200, 19},
-                                            {676, 0},
-                                            {702, 0},
-                                            {5000, 0}})
-            QTest::addRow("%d", boxes) << boxes << single;
-    }
     void labels() {
-        QFETCH(int, boxes);
-        QFETCH(int, singleLetters);
-        const QStringList labels = hintLabels(boxes);
-        QCOMPARE(labels.size(), std::min(boxes, mostHints));
-        QCOMPARE(std::ranges::count(labels, 1, [](const QString& label) { return label.size(); }),
-                 singleLetters);
-        QString last;
-        for (const QString& label : labels) {
-            QVERIFY2(label.size() >= last.size(), "a box read later has a shorter label");
-            QCOMPARE(std::ranges::count_if(
-                         labels, [&](const QString& other) { return other.startsWith(label); }),
-                     1);
-            last = label;
+        const QMap<int, int> singleLetters{{0, 0},   {1, 1},    {26, 26}, {27, 25}, {51, 25},
+                                           {52, 24}, {200, 19}, {676, 0}, {702, 0}, {5000, 0}};
+        for (const int boxes : singleLetters.keys()) {
+            const QStringList labels = hintLabels(boxes);
+            QCOMPARE(labels.size(), std::min(boxes, mostHints));
+            QCOMPARE(std::ranges::count(labels, 1, &QString::size), singleLetters[boxes]);
+            QVERIFY2(std::ranges::is_sorted(labels, {}, &QString::size), "later ones are longer");
+            for (const QString& label : labels)
+                QCOMPARE(std::ranges::count_if(
+                             labels, [&](const QString& other) { return other.startsWith(label); }),
+                         1);
         }
     }
 
@@ -130,8 +99,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("keys");
         QTest::addColumn<QString>("outcome"); // what was said, or the letters typed so far
         const auto row = [](int count, const char* keys, const char* outcome) {
-            QTest::addRow("%d: %s", count, keys)
-                << count << QString::fromUtf8(keys) << QString::fromUtf8(outcome);
+            QTest::addRow("%d: %s", count, keys) << count << QString(keys) << QString(outcome);
         };
         row(3, "s", "pick S");
         row(3, "S", "pick S");
@@ -149,18 +117,17 @@ private Q_SLOTS:
         QFETCH(int, count);
         QFETCH(QString, keys);
         QFETCH(QString, outcome);
-        QStringList lines{QStringLiteral("application Form"),
-                          QStringLiteral("  window 0 0 1280 900")};
+        QStringList lines{"application Form", "  window 0 0 1280 900"};
         for (int i = 0; i < count; ++i)
-            lines.append(QStringLiteral("    AXTextField 10 %1 200 24").arg(10 + 30 * i));
+            lines.append(QString("    AXTextField 10 %1 200 24").arg(10 + 30 * i));
         Rig rig(lines);
         rig.controller.begin();
-        rig.type(QStringLiteral("sa")); // before the scan has answered: to nobody, for nothing
+        rig.type("sa"); // before the scan has answered: to nobody, for nothing
         rig.scheduler.advance(0.01);
-        QCOMPARE(rig.layers, 1);
+        QCOMPARE(rig.layer.use_count(), 2);
         rig.type(keys);
         rig.scheduler.advance(0.01);
-        if (outcome.startsWith(QLatin1String("pick"))) {
+        if (outcome.startsWith("pick")) {
             QCOMPARE(rig.said, QStringList{outcome});
             rig.verifyEnded();
         } else {
@@ -184,11 +151,11 @@ private Q_SLOTS:
         rig.controller.begin();
         QVERIFY(rig.filtering && rig.interruptions.watching);
         rig.scheduler.advance(seconds);
-        if (how == QLatin1String("Escape")) rig.type(QStringLiteral("^"));
-        if (how == QLatin1String("begin")) rig.controller.begin();
-        if (how == QLatin1String("click")) rig.interruptions.onInterruption();
-        if (how == QLatin1String("dictation")) rig.controller.cancel();
-        if (how == QLatin1String("expiry")) {
+        if (how == "Escape") rig.type("^");
+        if (how == "begin") rig.controller.begin();
+        if (how == "click") rig.interruptions.onInterruption();
+        if (how == "dictation") rig.controller.cancel();
+        if (how == "expiry") {
             rig.scheduler.advance(7.99 - seconds);
             QVERIFY(rig.controller.isActive());
             rig.scheduler.advance(0.02);
@@ -202,10 +169,9 @@ private Q_SLOTS:
         rig.controller.begin();
         rig.scheduler.advance(0.2);
         rig.accessibility.node(rig.controller.targets().at(1).element).gone = true;
-        rig.type(QStringLiteral("s"));
+        rig.type("s");
         rig.scheduler.advance(0.5);
-        QCOMPARE(rig.said,
-                 QStringList{QStringLiteral("That text box just disappeared. Try again.")});
+        QCOMPARE(rig.said, QStringList{"That text box just disappeared. Try again."});
         rig.verifyEnded();
     }
 
@@ -222,29 +188,24 @@ private Q_SLOTS:
     }
 
     void whatTheUserIsTold() {
-        Rig rig(
-            {QStringLiteral("application Browser silent"), QStringLiteral("  window 0 0 800 600")});
+        Rig rig({"application Browser silent", "  window 0 0 800 600"});
         rig.controller.begin();
         rig.scheduler.advance(0.5);
         rig.applications.windows.clear();
         rig.controller.begin();
         rig.scheduler.advance(0.5);
-        const ElementRef password = rig.accessibility.add(QStringLiteral("AXTextField"));
-        rig.accessibility.node(password).strings.insert(QStringLiteral("AXSubrole"),
-                                                        QStringLiteral("AXSecureTextField"));
-        rig.accessibility.setFocused(password);
+        rig.accessibility.setFocused(rig.accessibility.add("AXTextField/AXSecureTextField"));
         rig.controller.begin();
         rig.accessibility.setTrusted(false);
         rig.controller.begin();
         QCOMPARE(rig.said,
-                 (QStringList{
-                     QStringLiteral("No text boxes found on screen. Browser shows its own when "
-                                    "started with --force-renderer-accessibility."),
-                     QStringLiteral("No text boxes found on screen."),
-                     QStringLiteral("A password field somewhere is blocking shortcuts. Click "
-                                    "elsewhere and try again."),
-                     QStringLiteral("Accessibility access is off, so text boxes can't be found. "
-                                    "The command murlo --enable-accessibility turns it on.")}));
+                 (QStringList{"No text boxes found on screen. Browser shows its own when "
+                              "started with --force-renderer-accessibility.",
+                              "No text boxes found on screen.",
+                              "A password field somewhere is blocking shortcuts. Click "
+                              "elsewhere and try again.",
+                              "Accessibility access is off, so text boxes can't be found. "
+                              "The command murlo --enable-accessibility turns it on."}));
         rig.verifyEnded();
     }
 };

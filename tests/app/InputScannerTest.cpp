@@ -19,15 +19,15 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::ReadOnly));
         QString name;
         QStringList lines;
-        for (const QString& line : QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'))) {
-            if (line.startsWith(QLatin1String("case: "))) {
+        for (const QString& line : QString::fromUtf8(file.readAll()).split('\n')) {
+            if (line.startsWith("case: ")) {
                 name = line.mid(6);
                 lines.clear();
-            } else if (line.startsWith(QLatin1String("found after "))) {
+            } else if (line.startsWith("found after ")) {
                 QTest::newRow(qPrintable(name))
-                    << lines << line.section(QLatin1Char(':'), 0, 0).mid(12).toDouble()
-                    << line.section(QLatin1Char(':'), 1).trimmed();
-            } else if (!line.isEmpty() && !line.startsWith(QLatin1Char('#'))) {
+                    << lines << line.section(':', 0, 0).mid(12).toDouble()
+                    << line.section(':', 1).trimmed();
+            } else if (!line.isEmpty() && !line.startsWith('#')) {
                 lines.append(line);
             }
         }
@@ -48,17 +48,16 @@ private Q_SLOTS:
     }
 
     void aFurtherScanEndsTheOneUnderWay() {
-        Rig rig({QStringLiteral("application Mail after 0.3"),
-                 QStringLiteral("  window 0 0 800 600"),
-                 QStringLiteral("    AXTextField 10 10 200 24")});
+        Rig rig(
+            {"application Mail after 0.3", "  window 0 0 800 600", "    AXTextField 10 10 200 24"});
         QStringList answers;
-        rig.scanner.scan([&](const auto&) { answers.append(QStringLiteral("first")); });
+        rig.scanner.scan([&](const auto&) { answers.append("first"); });
         rig.scheduler.advance(0.2);
-        rig.scanner.scan([&](const auto&) { answers.append(QStringLiteral("second")); });
+        rig.scanner.scan([&](const auto&) { answers.append("second"); });
         QCOMPARE(rig.tree.applications.at(10).underWay, 1);
         rig.scheduler.advance(7);
-        QCOMPARE(answers, QStringList{QStringLiteral("second")});
-        rig.scanner.scan([&](const auto&) { answers.append(QStringLiteral("third")); });
+        QCOMPARE(answers, QStringList{"second"});
+        rig.scanner.scan([&](const auto&) { answers.append("third"); });
         rig.scanner.cancel();
         QCOMPARE(rig.tree.applications.at(10).underWay, 0);
         rig.scheduler.advance(7);
@@ -66,9 +65,7 @@ private Q_SLOTS:
     }
 
     void ownWindowsOnlyOnRequest() {
-        Rig rig({QStringLiteral("application Murlo"), QStringLiteral("  window 0 0 800 600"),
-                 QStringLiteral("    AXTextField 10 10 200 24")},
-                10);
+        Rig rig({"application Murlo", "  window 0 0 800 600", "    AXTextField 10 10 200 24"}, 10);
         for (const bool include : {false, true}) {
             rig.scanner.includeOwnWindows = include;
             qsizetype count = -1;
@@ -83,24 +80,20 @@ private:
         explicit Rig(const QStringList& lines, qint64 ownPid = 1)
             : tree(scheduler, lines)
             , scanner(
-                  tree, applications, scheduler, [this] { return screens(); }, ownPid) {
+                  tree, applications, scheduler, [this] { return tree.screens; }, ownPid) {
             applications.windows = tree.shown;
             for (const auto& [pid, application] : tree.applications)
                 applications.running[pid].name = application.name;
         }
 
-        [[nodiscard]] ScreenGeometry screens() const { return tree.screens; }
-
-        [[nodiscard]] QString words(const QList<InputTarget>& boxes) const {
+        [[nodiscard]] static QString words(const QList<InputTarget>& boxes) {
             QStringList words;
-            for (const InputTarget& box : boxes) {
-                const QPointF corner = screens().flipped(box.frame).topLeft();
-                words.append(QStringLiteral("%1 %2 %3,%4")
+            for (const InputTarget& box : boxes)
+                words.append(QString("%1 %2 %3,%4")
                                  .arg(box.hint, box.appName)
-                                 .arg(corner.x())
-                                 .arg(corner.y()));
-            }
-            return words.join(QStringLiteral(", "));
+                                 .arg(box.frame.x())
+                                 .arg(box.frame.y()));
+            return words.join(", ");
         }
 
         VirtualScheduler scheduler;

@@ -155,9 +155,7 @@ private Q_SLOTS:
         TextInserter inserter(
             {m->scheduler, m->accessibility, m->applications, m->pasteboard, m->keys, settings});
         m->applications.program = program;
-        const ElementRef box = m->accessibility.add("AXTextArea");
-        if (!subrole.isEmpty()) m->accessibility.node(box).strings["AXSubrole"] = subrole;
-        m->accessibility.setFocused(box);
+        m->focus("AXTextArea/" + subrole);
         inserter.insert(dictated, InsertMode::paste, {}, [](const auto&) {});
         m->scheduler.advance(1);
         if (key >= 0) QCOMPARE(m->keys.chords, (QList<KeyChord>{{key, flags}}));

@@ -2,6 +2,26 @@
 
 namespace murlo {
 
+namespace {
+
+/// The value of an enumeration, `last` at the most, that has a name.
+template <typename Value>
+Value named(const QString& name, Value last) {
+    for (int i = 0; i <= static_cast<int>(last); ++i)
+        if (nameOf(static_cast<Value>(i)) == name) return static_cast<Value>(i);
+    qFatal("nothing is called %s", qPrintable(name));
+}
+
+} // namespace
+
+ElementFacts factsNamed(const QString& name) {
+    ElementFacts facts;
+    facts.role = named(name.section(QLatin1Char('/'), 0, 0), ElementRole::window);
+    facts.subrole = named(name.section(QLatin1Char('/'), 1), ElementSubrole::terminal);
+    facts.focusable = facts.editable = isTextBox(facts);
+    return facts;
+}
+
 class FakeAccessibility::Element : public AccessibleElement {
 public:
     explicit Element(std::shared_ptr<Node> shared)
@@ -12,24 +32,19 @@ public:
         return element && element->node == node;
     }
     [[nodiscard]] qint64 pid() const override { return node->pid; }
+    [[nodiscard]] ElementFacts facts() const override { return node->facts; }
+    [[nodiscard]] ElementRef parent() const override { return node->parent; }
+    [[nodiscard]] ElementRef window() const override { return node->window; }
+    [[nodiscard]] bool answers() const { return !node->hung && !node->gone; }
 
     const std::shared_ptr<Node> node;
 };
 
-namespace {
-
-constexpr double askLimit = 0.4;
-constexpr double focusLimit = 1;
-
-} // namespace
-
-ElementRef FakeAccessibility::add(const QString& role, const ElementRef& parent) {
+ElementRef FakeAccessibility::add(const QString& name, const ElementRef& parent) {
     const auto node = std::make_shared<Node>();
-    if (!role.isEmpty()) node->strings.insert(QStringLiteral("AXRole"), role);
-    if (parent) {
-        node->pid = parent->pid();
-        node->elements.insert(QStringLiteral("AXParent"), parent);
-    }
+    node->facts = factsNamed(name);
+    node->parent = parent;
+    if (parent) node->pid = parent->pid();
     return std::make_shared<Element>(node);
 }
 
@@ -39,34 +54,6 @@ ElementRef FakeAccessibility::sameAgain(const ElementRef& element) const {
 
 FakeAccessibility::Node& FakeAccessibility::node(const ElementRef& element) {
     return *static_cast<const Element&>(*element).node;
-}
-
-const FakeAccessibility::Node* FakeAccessibility::answering(const ElementRef& element) const {
-    if (!element) return nullptr;
-    const Node& node = *static_cast<const Element&>(*element).node;
-    return node.hung || node.gone ? nullptr : &node;
-}
-
-std::optional<QString> FakeAccessibility::string(const ElementRef& element,
-                                                 const QString& attribute) const {
-    const Node* const node = answering(element);
-    if (!node || !node->strings.contains(attribute)) return std::nullopt;
-    return node->strings.value(attribute);
-}
-
-ElementRef FakeAccessibility::element(const ElementRef& element, const QString& attribute) const {
-    const Node* const node = answering(element);
-    return node ? node->elements.value(attribute) : nullptr;
-}
-
-bool FakeAccessibility::isSettable(const ElementRef& element, const QString& attribute) const {
-    const Node* const node = answering(element);
-    return node && node->settable.contains(attribute);
-}
-
-std::optional<QRectF> FakeAccessibility::frame(const ElementRef& element) const {
-    const Node* const node = answering(element);
-    return node ? node->frame : std::nullopt;
 }
 
 void FakeAccessibility::recheckFocus(std::function<void()> corrected) {
@@ -84,19 +71,21 @@ void FakeAccessibility::later(double seconds, Work work) {
         m_delays.push_back(m_scheduler.after(seconds, std::move(work)));
 }
 
-void FakeAccessibility::askRole(const ElementRef& element, std::function<void(bool)> answered) {
-    const bool answers = string(element, QStringLiteral("AXRole")).has_value();
-    later(node(element).hung ? askLimit : 0,
+void FakeAccessibility::askIfAlive(const ElementRef& element, std::function<void(bool)> answered) {
+    constexpr double limit = 0.4;
+    const bool answers = static_cast<const Element&>(*element).answers();
+    later(node(element).hung ? limit : 0,
           [answers, answered = std::move(answered)] { answered(answers); });
 }
 
 void FakeAccessibility::focus(const ElementRef& window, const ElementRef& element,
                               std::function<void()> done) {
-    if (answering(element)) {
+    constexpr double limit = 1;
+    if (static_cast<const Element&>(*element).answers()) {
         if (window) raised.append(window);
         m_focused = element;
     }
-    later(node(element).hung ? focusLimit : node(element).focusTakes, std::move(done));
+    later(node(element).hung ? limit : node(element).focusTakes, std::move(done));
 }
 
 } // namespace murlo

@@ -4,12 +4,14 @@
 #include "platform/Scheduler.h"
 
 #include <QList>
-#include <QMap>
-#include <QSet>
 
 #include <vector>
 
 namespace murlo {
+
+/// What an element says that is described by the names of its role and, after '/', its subrole
+/// ("AXTextArea/AXTerminal"): a text box takes the focus and a text. Another name ends the program.
+[[nodiscard]] ElementFacts factsNamed(const QString& name);
 
 /// A tree of elements in memory, of any number of applications. Answers that come later come on a
 /// later turn of the scheduler; those of a hung element come when the time limit does.
@@ -18,10 +20,9 @@ public:
     /// What one element says of itself.
     struct Node {
         qint64 pid = 1;
-        QMap<QString, QString> strings;
-        QMap<QString, ElementRef> elements;
-        QSet<QString> settable;
-        std::optional<QRectF> frame;
+        ElementFacts facts;
+        ElementRef parent;
+        ElementRef window;
         double focusTakes = 0; ///< seconds
         bool hung = false;
         bool gone = false;
@@ -30,8 +31,8 @@ public:
     explicit FakeAccessibility(Scheduler& scheduler)
         : m_scheduler(scheduler) {}
 
-    /// A new element with this role (none if empty), below `parent` if there is one.
-    ElementRef add(const QString& role, const ElementRef& parent = nullptr);
+    /// A new element that is described by `name`, below `parent` if there is one.
+    ElementRef add(const QString& name, const ElementRef& parent = nullptr);
     /// Another handle of the same element.
     [[nodiscard]] ElementRef sameAgain(const ElementRef& element) const;
     [[nodiscard]] Node& node(const ElementRef& element);
@@ -47,22 +48,13 @@ public:
     void requestTrust() override { m_trusted = true; }
     [[nodiscard]] ElementRef focusedElement() const override { return m_focused; }
     void recheckFocus(std::function<void()> corrected) override;
-    [[nodiscard]] std::optional<QString> string(const ElementRef& element,
-                                                const QString& attribute) const override;
-    [[nodiscard]] ElementRef element(const ElementRef& element,
-                                     const QString& attribute) const override;
-    [[nodiscard]] bool isSettable(const ElementRef& element,
-                                  const QString& attribute) const override;
-    [[nodiscard]] std::optional<QRectF> frame(const ElementRef& element) const override;
-    void askRole(const ElementRef& element, std::function<void(bool)> answered) override;
+    void askIfAlive(const ElementRef& element, std::function<void(bool)> answered) override;
     void focus(const ElementRef& window, const ElementRef& element,
                std::function<void()> done) override;
 
 private:
     class Element;
 
-    /// The element's node, or nothing when it does not answer.
-    [[nodiscard]] const Node* answering(const ElementRef& element) const;
     void later(double seconds, Work work);
 
     Scheduler& m_scheduler;

@@ -4,103 +4,84 @@ namespace murlo {
 
 namespace {
 
-class Element : public AccessibleElement {
-public:
-    explicit Element(qint64 pid)
-        : m_pid(pid) {}
-    [[nodiscard]] bool isSame(const AccessibleElement& other) const override {
-        return this == &other;
-    }
-    [[nodiscard]] qint64 pid() const override { return m_pid; }
+/// A line of the description.
+struct Line {
+    explicit Line(const QString& line)
+        : text(line)
+        , words(line.simplified().split(QLatin1Char(' ')))
+        , depth((line.size() - line.trimmed().size()) / 2) {}
 
-private:
-    qint64 m_pid;
+    [[nodiscard]] bool has(const char* word) const { return words.contains(QLatin1String(word)); }
+    [[nodiscard]] double after(const char* word, double otherwise) const {
+        const qsizetype at = words.indexOf(QLatin1String(word));
+        return at < 0 ? otherwise : words.value(at + 1).toDouble();
+    }
+    [[nodiscard]] QRectF rect() const {
+        std::array<double, 4> numbers{};
+        for (std::size_t i = 0; i < 4; ++i) {
+            bool isNumber = false;
+            numbers[i] = words.value(static_cast<qsizetype>(i) + 1).toDouble(&isNumber);
+            if (!isNumber) qFatal("no rectangle in: %s", qPrintable(text));
+        }
+        return {numbers[0], numbers[1], numbers[2], numbers[3]};
+    }
+
+    QString text;
+    QStringList words;
+    qsizetype depth;
 };
-
-QRectF rectOf(const QStringList& words, const QString& line) {
-    QList<double> numbers;
-    for (const QString& word : words.mid(1, 4)) {
-        bool isNumber = false;
-        numbers.append(word.toDouble(&isNumber));
-        if (!isNumber) numbers.clear();
-    }
-    if (numbers.size() != 4) qFatal("no rectangle in: %s", qPrintable(line));
-    return {numbers[0], numbers[1], numbers[2], numbers[3]};
-}
-
-int numberAfter(const QStringList& words, const char* word, int otherwise) {
-    const qsizetype at = words.indexOf(QLatin1String(word));
-    return at < 0 ? otherwise : words.value(at + 1).toInt();
-}
-
-AccessibleNode nodeOf(const QStringList& words, const QString& line) {
-    AccessibleNode node;
-    node.role = words[0].section(QLatin1Char('/'), 0, 0);
-    node.subrole = words[0].section(QLatin1Char('/'), 1);
-    node.frame = rectOf(words, line);
-    node.valueSettable = !words.contains(QStringLiteral("fixed"));
-    if (words.contains(QStringLiteral("disabled"))) node.enabled = false;
-    return node;
-}
 
 } // namespace
 
-FakeTree::FakeTree(Scheduler& scheduler, const QStringList& lines,
-                   const std::function<ElementRef(qint64)>& makeElement)
+FakeTree::FakeTree(Scheduler& scheduler, const QStringList& lines, FakeAccessibility* elements)
     : m_scheduler(scheduler) {
+    FakeAccessibility own(scheduler);
+    FakeAccessibility& made = elements ? *elements : own;
     qint64 pid = 9;
+    std::vector<AccessibleNode*> parents; // by depth, the window's first
+    const auto nodeOf = [&](const Line& line, const QString& name) {
+        AccessibleNode node{made.add(name), factsNamed(name), line.rect(), {}};
+        made.node(node.element).pid = pid;
+        node.facts.enabled = !line.has("disabled");
+        if (line.has("fixed")) node.facts.focusable = node.facts.editable = false;
+        return node;
+    };
+    const auto readElement = [&](const Line& line, AccessibleApplication& application) {
+        const QString& first = line.words[0];
+        if (first == QLatin1String("focused")) {
+            application.focused = nodeOf(line, QStringLiteral("AXTextField"));
+        } else if (first == QLatin1String("window")) {
+            application.windows.push_back({nodeOf(line, QStringLiteral("AXWindow")), {}, true});
+            application.windows.back().minimized = line.has("minimized");
+            parents = {&application.windows.back().root};
+        } else {
+            parents.resize(static_cast<std::size_t>(line.depth - 1));
+            AccessibleNode& parent = *parents.back();
+            AccessibleNode& node = parent.children.emplace_back(nodeOf(line, first));
+            made.node(node.element).parent = parent.element;
+            made.node(node.element).window = parents.front()->element;
+            parents.push_back(&node);
+        }
+    };
     for (const int reading : {1, 2}) {
-        std::vector<AccessibleNode*> parents; // by depth, the window's first
         pid = 9;
-        for (const QString& line : lines) {
-            const QStringList words = line.simplified().split(QLatin1Char(' '));
-            const qsizetype depth = (line.size() - line.trimmed().size()) / 2;
-            if (words[0] == QLatin1String("screen")) {
+        for (const QString& text : lines) {
+            const Line line(text);
+            if (line.words[0] == QLatin1String("screen")) {
                 if (reading > 1) continue;
-                screens.screens.append(rectOf(words, line));
-                screens.scales.append(numberAfter(words, "scale", 1));
-            } else if (words[0] == QLatin1String("application")) {
+                screens.screens.append(line.rect());
+                screens.scales.append(line.after("scale", 1));
+            } else if (line.words[0] == QLatin1String("application")) {
                 Described& described = applications[++pid];
-                described.name = words.value(1);
-                described.partly = words.contains(QStringLiteral("partly"));
-                described.latency =
-                    described.partly || words.contains(QStringLiteral("never"))
-                        ? -1
-                        : words.value(words.indexOf(QStringLiteral("after")) + 1).toDouble();
-                described.from[reading].silent = words.contains(QStringLiteral("silent"));
-            } else if (numberAfter(words, "reading", 1) <= reading) {
-                AccessibleNode node = nodeOf(words, line);
-                node.element = makeElement ? makeElement(pid) : std::make_shared<Element>(pid);
-                AccessibleApplication& application = applications.at(pid).from.at(reading);
-                if (words[0] == QLatin1String("focused")) {
-                    node.role = QStringLiteral("AXTextField");
-                    application.focused = node;
-                } else if (words[0] == QLatin1String("window")) {
-                    const bool minimized = words.contains(QStringLiteral("minimized"));
-                    if (reading == 1 && !minimized)
-                        shown.append({pid,
-                                      {},
-                                      *node.frame,
-                                      *node.frame,
-                                      !words.contains(QStringLiteral("panel"))});
-                    application.windows.push_back({node, {}, true, false, minimized});
-                    parents = {&application.windows.back().root};
-                } else {
-                    parents.resize(static_cast<std::size_t>(depth - 1));
-                    AccessibleNode* parent = parents.back();
-                    const AccessibleNode group = [&] {
-                        AccessibleNode plain = node;
-                        plain.role = QStringLiteral("AXGroup");
-                        return plain;
-                    }();
-                    for (int i = numberAfter(words, "below", 0); i > 0; --i) {
-                        parent->children.push_back(group);
-                        parent = &parent->children.back();
-                    }
-                    for (int i = numberAfter(words, "times", 1); i > 0; --i)
-                        parent->children.push_back(node);
-                    parents.push_back(&parent->children.back());
-                }
+                described.name = line.words.value(1);
+                described.latency = line.after("after", 0);
+                described.endless = line.has("endless");
+                described.from[reading].silent = line.has("silent");
+            } else if (line.after("reading", 1) <= reading) {
+                readElement(line, applications.at(pid).from.at(reading));
+                if (reading == 1 && line.words[0] == QLatin1String("window") &&
+                    !line.has("minimized"))
+                    shown.append({pid, {}, line.rect(), line.rect(), !line.has("panel")});
             }
         }
     }
@@ -113,23 +94,32 @@ public:
 
     Reading(Scheduler& scheduler, Described& described, int mostWindows, Done done)
         : m_described(described)
-        , m_answer(described.from.at(std::min(++described.readings, 2)))
+        , m_answer(described.from[std::min(++described.readings, 2)])
         , m_done(std::move(done)) {
+        constexpr double limit = 0.4;
         ++described.underWay;
         if (m_answer.windows.size() > static_cast<std::size_t>(mostWindows))
             m_answer.windows.resize(static_cast<std::size_t>(mostWindows));
-        if (described.latency >= 0)
-            m_wait = scheduler.after(described.latency, [this] { end(m_answer); });
+        if (described.hung) {
+            m_answer = {};
+            m_answer.hung = true;
+        }
+        if (!described.endless)
+            m_wait = scheduler.after(described.hung ? limit : described.latency, [this] { end(); });
     }
     ~Reading() override {
         if (m_done) --m_described.underWay;
     }
-    void handOver() override { end(m_described.partly ? m_answer : AccessibleApplication()); }
+    void handOver() override {
+        if (!m_described.endless) m_answer = {}; // it had said nothing yet
+        end();
+    }
 
 private:
-    void end(AccessibleApplication answer) {
+    void end() {
         if (!m_done) return;
         --m_described.underWay;
+        const AccessibleApplication answer = m_answer;
         std::exchange(m_done, nullptr)(answer); // it may destroy this
     }
 
@@ -142,8 +132,7 @@ private:
 std::unique_ptr<TreeReading>
 FakeTree::read(qint64 pid, int mostWindows,
                std::function<void(const AccessibleApplication&)> done) {
-    return std::make_unique<Reading>(m_scheduler, applications.at(pid), mostWindows,
-                                     std::move(done));
+    return std::make_unique<Reading>(m_scheduler, applications[pid], mostWindows, std::move(done));
 }
 
 } // namespace murlo

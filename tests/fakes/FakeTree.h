@@ -2,14 +2,12 @@
 
 #include "platform/AccessibilityTree.h"
 #include "platform/Applications.h"
-#include "platform/Scheduler.h"
 #include "targets/ScreenGeometry.h"
+#include "tests/fakes/FakeAccessibility.h"
 
-#include <QList>
 #include <QStringList>
 
 #include <map>
-#include <vector>
 
 namespace murlo {
 
@@ -17,10 +15,8 @@ namespace murlo {
 /// A line that cannot be read ends the test program.
 class FakeTree : public AccessibilityTree {
 public:
-    /// `makeElement` makes the element of a process that stands for a node; without it they are
-    /// known to nobody else.
-    FakeTree(Scheduler& scheduler, const QStringList& lines,
-             const std::function<ElementRef(qint64 pid)>& makeElement = {});
+    /// The elements are made in `elements`; without it they are known to nobody else.
+    FakeTree(Scheduler& scheduler, const QStringList& lines, FakeAccessibility* elements = nullptr);
 
     [[nodiscard]] std::unique_ptr<TreeReading>
     read(qint64 pid, int mostWindows,
@@ -28,10 +24,11 @@ public:
 
     struct Described {
         QString name;
-        double latency = 0;  ///< of each answer, in seconds; below 0: it never answers
-        bool partly = false; ///< of what never ends, everything but the end has been said
-        int readings = 0;    ///< how often it was asked
-        int underWay = 0;    ///< readings that have neither ended nor been given up
+        double latency = 0;   ///< of each answer, in seconds
+        bool endless = false; ///< a reading comes to no end by itself
+        bool hung = false;    ///< no answer comes: a reading ends with the time limit
+        int readings = 0;     ///< how often it was asked
+        int underWay = 0;     ///< readings that have neither ended nor been given up
         std::map<int, AccessibleApplication> from; ///< what it says from the nth reading on
     };
     std::map<qint64, Described> applications; ///< by process, which count from 10

@@ -80,8 +80,7 @@ void TextInserter::insert(const QString& text, InsertMode mode, std::shared_ptr<
 PasteWay TextInserter::pasteWay() const {
     const Accessibility& accessibility = m_with.accessibility;
     const ElementRef focused = accessibility.isTrusted() ? accessibility.focusedElement() : nullptr;
-    const bool isTerminal = focused && accessibility.string(focused, QStringLiteral("AXSubrole")) ==
-                                           QLatin1String("AXTerminal");
+    const bool isTerminal = focused && focused->facts().subrole == ElementSubrole::terminal;
     return m_table.wayOf(m_with.applications.focusedProgram(), isTerminal);
 }
 

@@ -1,7 +1,8 @@
 #include "AtspiAccessibility.h"
 
-#include "AtspiCalls.h"
 #include "WindowMatch.h"
+
+#include <array>
 
 namespace murlo {
 
@@ -11,8 +12,10 @@ const AtspiElement* atspiElement(const ElementRef& element) {
     return dynamic_cast<const AtspiElement*>(element.get());
 }
 
+constexpr std::array placeQuestions{AtspiQuestion::extents};
+
 QString titleOfWindow(const AtspiElement& element) {
-    return element.window ? element.window->title : QString();
+    return element.topmost ? element.topmost->description.title : QString();
 }
 
 } // namespace
@@ -23,47 +26,7 @@ AtspiAccessibility::AtspiAccessibility(Scheduler& scheduler, AtspiWindows window
     , m_bus(scheduler)
     , m_focus(scheduler, m_bus, m_windows.frontmostPid) {}
 
-std::optional<QString> AtspiAccessibility::string(const ElementRef& element,
-                                                  const QString& attribute) const {
-    const auto* const known = atspiElement(element);
-    if (!known) return std::nullopt;
-    if (attribute == QLatin1String("AXRole")) return known->description.role;
-    if (attribute == QLatin1String("AXSubrole") && !known->description.subrole.isEmpty())
-        return known->description.subrole;
-    if (attribute == QLatin1String("AXTitle")) return known->title;
-    return std::nullopt;
-}
-
-ElementRef AtspiAccessibility::element(const ElementRef& element, const QString& attribute) const {
-    const auto* const known = atspiElement(element);
-    if (!known) return nullptr;
-    if (attribute == QLatin1String("AXParent")) return known->parent;
-    if (attribute == QLatin1String("AXWindow")) return known->window;
-    return nullptr;
-}
-
-bool AtspiAccessibility::isSettable(const ElementRef& element, const QString& attribute) const {
-    const auto* const known = atspiElement(element);
-    if (!known) return false;
-    if (attribute == QLatin1String("AXValue")) return known->description.editable;
-    if (attribute == QLatin1String("AXFocused")) return known->states.has(AtspiState::focusable);
-    return false;
-}
-
-std::optional<QRectF> AtspiAccessibility::frame(const ElementRef& element) const {
-    const auto* const known = atspiElement(element);
-    if (!known) return std::nullopt;
-    if (!known->knowsWindowExtentsOnly)
-        return known->screenExtents.isEmpty() ? std::nullopt
-                                              : std::optional(QRectF(known->screenExtents));
-    if (known->windowExtents.isEmpty() || !m_windows.content) return std::nullopt;
-    const auto content = m_windows.content(known->processId, titleOfWindow(*known));
-    if (!content) return std::nullopt;
-    const QSize window = known->window ? known->window->windowExtents.size() : QSize();
-    return QRectF(known->windowExtents).translated(windowOrigin(*content, window));
-}
-
-void AtspiAccessibility::askRole(const ElementRef& element, std::function<void(bool)> answered) {
+void AtspiAccessibility::askIfAlive(const ElementRef& element, std::function<void(bool)> answered) {
     const auto* const known = atspiElement(element);
     if (!known) {
         m_scheduler.nextTurn([answered = std::move(answered)] { answered(false); });
@@ -78,43 +41,65 @@ void AtspiAccessibility::askRole(const ElementRef& element, std::function<void(b
 
 void AtspiAccessibility::focus(const ElementRef& window, const ElementRef& element,
                                std::function<void()> done) {
-    const auto* const target = atspiElement(element);
+    const auto target = std::dynamic_pointer_cast<const AtspiElement>(element);
     if (!target) {
         m_scheduler.nextTurn(std::move(done));
         return;
     }
     // Who remembered the box may have done so before its window was known.
-    const auto* const frame = window ? atspiElement(window) : target->window.get();
-    if (target->processId > 0)
-        m_windows.activate(target->processId, frame ? frame->title : QString());
-    std::vector<QDBusMessage> calls;
+    const auto* const frame = window ? atspiElement(window) : target->topmost.get();
+    if (target->program.pid > 0)
+        m_windows.activate(target->program.pid, frame ? frame->description.title : QString());
+    std::vector<QDBusMessage> calls{atspi::grabFocus(target->reference)};
     // Toolkits raise a window that is asked to take the focus.
-    if (frame) calls.push_back(atspi::grabFocus(frame->reference));
-    calls.push_back(atspi::grabFocus(target->reference));
-    m_bus.send(calls, m_lifetime.guard([this, element, done](const AtspiBus::Replies& replies) {
+    if (frame) calls.insert(calls.begin(), atspi::grabFocus(frame->reference));
+    const std::size_t grabs = calls.size();
+    // Where the box is, in case it has to be clicked.
+    addCalls(calls, target->reference, placeQuestions, target->program.coordinates());
+    const bool asksWindow = target->program.knowsWindowExtentsOnly && target->topmost;
+    if (asksWindow)
+        addCalls(calls, target->topmost->reference, placeQuestions, atspi::Coordinates::window);
+    m_bus.send(calls, m_lifetime.guard([=, this](const AtspiBus::Replies& replies) {
         constexpr int attempts = 6;
-        if (atspi::isUnsupported(replies.back())) // as by GTK 4
-            clickInto(element, attempts, done);
-        else
+        if (!atspi::isUnsupported(replies[grabs - 1])) {
             done();
+            return;
+        }
+        // As by GTK 4.
+        const auto extentsOf = [](const QDBusMessage& reply) {
+            return answersOf(&reply, placeQuestions).extents.value_or(QRect());
+        };
+        clickInto({target, extentsOf(replies[grabs]),
+                   asksWindow ? extentsOf(replies.back()).size() : QSize()},
+                  attempts, done);
     }));
 }
 
-void AtspiAccessibility::clickInto(const ElementRef& element, int attempts,
+std::optional<QRectF> AtspiAccessibility::onScreen(const Place& place) const {
+    const AtspiElement& element = *place.element;
+    if (place.extents.isEmpty()) return std::nullopt;
+    if (!element.program.knowsWindowExtentsOnly)
+        return element.program.onScreen(place.extents, QPointF());
+    if (!m_windows.content) return std::nullopt;
+    const auto content = m_windows.content(element.pid(), titleOfWindow(element));
+    if (!content) return std::nullopt;
+    return element.program.onScreen(place.extents, windowOrigin(*content, place.window));
+}
+
+void AtspiAccessibility::clickInto(const Place& place, int attempts,
                                    const std::function<void()>& done) {
     constexpr double untilRaised = 0.05; // seconds
-    const auto box = frame(element);
-    const auto* const known = atspiElement(element);
-    const QString title = known ? titleOfWindow(*known) : QString();
+    const auto box = onScreen(place);
     endClick(); // of an earlier box
     m_clicked = done;
-    if (!box || !m_windows.click || attempts < 1 || m_windows.click(element->pid(), title, *box)) {
+    if (!box || !m_windows.click || attempts < 1 ||
+        m_windows.click(place.element->pid(), titleOfWindow(*place.element), *box)) {
         endClick();
         return;
     }
-    m_click = m_scheduler.after(untilRaised, [this, element, attempts, done] {
+    m_click = m_scheduler.after(untilRaised, [this, place, attempts, done] {
         m_clicked = nullptr;
-        clickInto(element, attempts - 1, done);
+        clickInto(place, attempts - 1, done);
     });
 }
 

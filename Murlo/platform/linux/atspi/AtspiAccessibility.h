@@ -36,14 +36,7 @@ public:
     void recheckFocus(std::function<void()> corrected) override {
         m_focus.recheck(std::move(corrected));
     }
-    [[nodiscard]] std::optional<QString> string(const ElementRef& element,
-                                                const QString& attribute) const override;
-    [[nodiscard]] ElementRef element(const ElementRef& element,
-                                     const QString& attribute) const override;
-    [[nodiscard]] bool isSettable(const ElementRef& element,
-                                  const QString& attribute) const override;
-    [[nodiscard]] std::optional<QRectF> frame(const ElementRef& element) const override;
-    void askRole(const ElementRef& element, std::function<void(bool)> answered) override;
+    void askIfAlive(const ElementRef& element, std::function<void(bool)> answered) override;
     void focus(const ElementRef& window, const ElementRef& element,
                std::function<void()> done) override;
 
@@ -51,7 +44,15 @@ public:
     [[nodiscard]] AtspiBus& bus() { return m_bus; }
 
 private:
-    void clickInto(const ElementRef& element, int attempts, const std::function<void()>& done);
+    /// What an object told of its place.
+    struct Place {
+        std::shared_ptr<const AtspiElement> element;
+        QRect extents;
+        QSize window; ///< of its window, where the extents count from that
+    };
+
+    [[nodiscard]] std::optional<QRectF> onScreen(const Place& place) const;
+    void clickInto(const Place& place, int attempts, const std::function<void()>& done);
     void endClick();
 
     Scheduler& m_scheduler;

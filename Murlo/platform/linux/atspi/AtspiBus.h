@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AtspiTypes.h"
+#include "Budgets.h"
 #include "platform/Scheduler.h"
 
 #include <QDBusConnection>
@@ -18,10 +19,6 @@ namespace murlo {
 class AtspiBus : public QObject {
     Q_OBJECT
 public:
-    /// Milliseconds that a program has for an answer, counted from its last one; a hung one costs
-    /// no more than that.
-    static constexpr int answerLimit = 400;
-
     /// Events of other programs: the D-Bus signals to be received ("org.a11y.atspi.Event.Object",
     /// "StateChanged"; an empty field stands for any), and the names under which programs are asked
     /// to send them ("object:state-changed:focused").
@@ -49,10 +46,10 @@ public:
     /// the last has come. When none comes for `limit` milliseconds, those that are missing are
     /// errors. Replies come on a later turn; none after this object is gone.
     void send(const std::vector<QDBusMessage>& calls, std::function<void(const Replies&)> done,
-              int limit = answerLimit);
+              int limit = budget::answerMilliseconds);
     /// One call by itself.
     void send(const QDBusMessage& call, std::function<void(const QDBusMessage&)> done,
-              int limit = answerLimit);
+              int limit = budget::answerMilliseconds);
 
     /// From now on, on this bus and on those that follow it, delivers `event` to a slot of
     /// `receiver` that takes a QDBusMessage.

@@ -1,8 +1,8 @@
 #include "AtspiRoles.h"
 
-#include "AtspiCalls.h"
-
 #include <QSet>
+
+#include <algorithm>
 
 namespace murlo {
 
@@ -19,87 +19,93 @@ enum class Kind {
     cell,      ///< the same, where a cell that could be edited but isn't says it is editable too
 };
 
+// What else is known of a role.
+constexpr unsigned box = 1;     ///< can be a text box without the state "editable"
+constexpr unsigned barren = 2;  ///< nobody looks for a text box inside
+constexpr unsigned control = 4; ///< one operates it, rather than put something into it
+
 struct Row {
     AtspiRole atspi;
     Kind kind;
-    const char* name;
+    ElementRole role;
+    unsigned traits = 0;
 };
 
 constexpr Row table[] = {
-    {AtspiRole::text, Kind::text, "AXTextField"},
-    {AtspiRole::entry, Kind::text, "AXTextField"},
-    {AtspiRole::passwordText, Kind::text, "AXTextField"},
-    {AtspiRole::autocomplete, Kind::text, "AXTextField"},
-    {AtspiRole::editbar, Kind::text, "AXTextField"},
-    {AtspiRole::dateEditor, Kind::number, "AXDateTimeArea"},
-    {AtspiRole::spinButton, Kind::number, "AXIncrementor"},
-    {AtspiRole::comboBox, Kind::choice, "AXPopUpButton"},
-    {AtspiRole::terminal, Kind::terminal, "AXTextArea"},
-    {AtspiRole::paragraph, Kind::container, "AXGroup"},
-    {AtspiRole::section, Kind::container, "AXGroup"},
-    {AtspiRole::article, Kind::container, "AXGroup"},
-    {AtspiRole::blockQuote, Kind::container, "AXGroup"},
-    {AtspiRole::comment, Kind::container, "AXGroup"},
-    {AtspiRole::form, Kind::container, "AXGroup"},
-    {AtspiRole::grouping, Kind::container, "AXGroup"},
-    {AtspiRole::panel, Kind::container, "AXGroup"},
-    {AtspiRole::heading, Kind::container, "AXHeading"},
-    {AtspiRole::tableCell, Kind::cell, "AXCell"},
-    {AtspiRole::htmlContainer, Kind::container, "AXWebArea"},
-    {AtspiRole::documentFrame, Kind::container, "AXWebArea"},
-    {AtspiRole::documentWeb, Kind::container, "AXWebArea"},
-    {AtspiRole::documentEmail, Kind::container, "AXWebArea"},
-    {AtspiRole::documentText, Kind::container, "AXGroup"},
-    {AtspiRole::documentSpreadsheet, Kind::plain, "AXGroup"},
-    {AtspiRole::documentPresentation, Kind::plain, "AXGroup"},
-    {AtspiRole::landmark, Kind::plain, "AXGroup"},
-    {AtspiRole::filler, Kind::plain, "AXGroup"},
-    {AtspiRole::layeredPane, Kind::plain, "AXGroup"},
-    {AtspiRole::rootPane, Kind::plain, "AXGroup"},
-    {AtspiRole::statusBar, Kind::plain, "AXGroup"},
-    {AtspiRole::splitPane, Kind::plain, "AXSplitGroup"},
-    {AtspiRole::viewport, Kind::plain, "AXScrollArea"},
-    {AtspiRole::label, Kind::plain, "AXStaticText"},
-    {AtspiRole::staticText, Kind::plain, "AXStaticText"},
-    {AtspiRole::checkBox, Kind::plain, "AXCheckBox"},
-    {AtspiRole::toggleButton, Kind::plain, "AXCheckBox"},
-    {AtspiRole::toggleSwitch, Kind::plain, "AXCheckBox"},
-    {AtspiRole::radioButton, Kind::plain, "AXRadioButton"},
-    {AtspiRole::pushButton, Kind::plain, "AXButton"},
-    {AtspiRole::pushButtonMenu, Kind::plain, "AXButton"},
-    {AtspiRole::link, Kind::plain, "AXLink"},
-    {AtspiRole::icon, Kind::plain, "AXImage"},
-    {AtspiRole::image, Kind::plain, "AXImage"},
-    {AtspiRole::slider, Kind::plain, "AXSlider"},
-    {AtspiRole::dial, Kind::plain, "AXSlider"},
-    {AtspiRole::progressBar, Kind::plain, "AXProgressIndicator"},
-    {AtspiRole::levelBar, Kind::plain, "AXProgressIndicator"},
-    {AtspiRole::scrollBar, Kind::plain, "AXScrollBar"},
-    {AtspiRole::scrollPane, Kind::plain, "AXScrollArea"},
-    {AtspiRole::menuBar, Kind::plain, "AXMenuBar"},
-    {AtspiRole::menu, Kind::plain, "AXMenu"},
-    {AtspiRole::popupMenu, Kind::plain, "AXMenu"},
-    {AtspiRole::menuItem, Kind::plain, "AXMenuItem"},
-    {AtspiRole::checkMenuItem, Kind::plain, "AXMenuItem"},
-    {AtspiRole::radioMenuItem, Kind::plain, "AXMenuItem"},
-    {AtspiRole::tearoffMenuItem, Kind::plain, "AXMenuItem"},
-    {AtspiRole::toolBar, Kind::plain, "AXToolbar"},
-    {AtspiRole::pageTab, Kind::plain, "AXRadioButton"},
-    {AtspiRole::pageTabList, Kind::plain, "AXTabGroup"},
-    {AtspiRole::list, Kind::plain, "AXList"},
-    {AtspiRole::listBox, Kind::plain, "AXList"},
-    {AtspiRole::listItem, Kind::plain, "AXRow"},
-    {AtspiRole::treeItem, Kind::plain, "AXRow"},
-    {AtspiRole::tableRow, Kind::plain, "AXRow"},
-    {AtspiRole::table, Kind::plain, "AXTable"},
-    {AtspiRole::tree, Kind::plain, "AXOutline"},
-    {AtspiRole::treeTable, Kind::plain, "AXOutline"},
-    {AtspiRole::frame, Kind::plain, "AXWindow"},
-    {AtspiRole::window, Kind::plain, "AXWindow"},
-    {AtspiRole::dialog, Kind::plain, "AXWindow"},
-    {AtspiRole::alert, Kind::plain, "AXWindow"},
-    {AtspiRole::fileChooser, Kind::plain, "AXWindow"},
-    {AtspiRole::application, Kind::plain, "AXApplication"},
+    {AtspiRole::text, Kind::text, ElementRole::textField},
+    {AtspiRole::entry, Kind::text, ElementRole::textField},
+    {AtspiRole::passwordText, Kind::text, ElementRole::textField},
+    {AtspiRole::autocomplete, Kind::text, ElementRole::textField},
+    {AtspiRole::editbar, Kind::text, ElementRole::textField},
+    {AtspiRole::dateEditor, Kind::number, ElementRole::dateTimeArea, box},
+    {AtspiRole::spinButton, Kind::number, ElementRole::incrementor, control | box},
+    {AtspiRole::comboBox, Kind::choice, ElementRole::popUpButton, control | box},
+    {AtspiRole::terminal, Kind::terminal, ElementRole::textArea, box},
+    {AtspiRole::paragraph, Kind::container, ElementRole::group},
+    {AtspiRole::section, Kind::container, ElementRole::group},
+    {AtspiRole::article, Kind::container, ElementRole::group},
+    {AtspiRole::blockQuote, Kind::container, ElementRole::group},
+    {AtspiRole::comment, Kind::container, ElementRole::group},
+    {AtspiRole::form, Kind::container, ElementRole::group},
+    {AtspiRole::grouping, Kind::container, ElementRole::group},
+    {AtspiRole::panel, Kind::container, ElementRole::group},
+    {AtspiRole::heading, Kind::container, ElementRole::heading},
+    {AtspiRole::tableCell, Kind::cell, ElementRole::cell},
+    {AtspiRole::htmlContainer, Kind::container, ElementRole::webArea},
+    {AtspiRole::documentFrame, Kind::container, ElementRole::webArea},
+    {AtspiRole::documentWeb, Kind::container, ElementRole::webArea},
+    {AtspiRole::documentEmail, Kind::container, ElementRole::webArea},
+    {AtspiRole::documentText, Kind::container, ElementRole::group},
+    {AtspiRole::documentSpreadsheet, Kind::plain, ElementRole::group},
+    {AtspiRole::documentPresentation, Kind::plain, ElementRole::group},
+    {AtspiRole::landmark, Kind::plain, ElementRole::group},
+    {AtspiRole::filler, Kind::plain, ElementRole::group},
+    {AtspiRole::layeredPane, Kind::plain, ElementRole::group},
+    {AtspiRole::rootPane, Kind::plain, ElementRole::group},
+    {AtspiRole::statusBar, Kind::plain, ElementRole::group},
+    {AtspiRole::splitPane, Kind::plain, ElementRole::splitGroup},
+    {AtspiRole::viewport, Kind::plain, ElementRole::scrollArea},
+    {AtspiRole::label, Kind::plain, ElementRole::staticText, control},
+    {AtspiRole::staticText, Kind::plain, ElementRole::staticText, barren},
+    {AtspiRole::checkBox, Kind::plain, ElementRole::checkBox, barren | control},
+    {AtspiRole::toggleButton, Kind::plain, ElementRole::checkBox, control},
+    {AtspiRole::toggleSwitch, Kind::plain, ElementRole::checkBox},
+    {AtspiRole::radioButton, Kind::plain, ElementRole::radioButton, barren | control},
+    {AtspiRole::pushButton, Kind::plain, ElementRole::button, barren | control},
+    {AtspiRole::pushButtonMenu, Kind::plain, ElementRole::button},
+    {AtspiRole::link, Kind::plain, ElementRole::link, control},
+    {AtspiRole::icon, Kind::plain, ElementRole::image, barren},
+    {AtspiRole::image, Kind::plain, ElementRole::image, barren},
+    {AtspiRole::slider, Kind::plain, ElementRole::slider, barren | control},
+    {AtspiRole::dial, Kind::plain, ElementRole::slider},
+    {AtspiRole::progressBar, Kind::plain, ElementRole::progressIndicator, barren},
+    {AtspiRole::levelBar, Kind::plain, ElementRole::progressIndicator},
+    {AtspiRole::scrollBar, Kind::plain, ElementRole::scrollBar, barren | control},
+    {AtspiRole::scrollPane, Kind::plain, ElementRole::scrollArea},
+    {AtspiRole::menuBar, Kind::plain, ElementRole::menuBar, barren | control},
+    {AtspiRole::menu, Kind::plain, ElementRole::menu, barren | control},
+    {AtspiRole::popupMenu, Kind::plain, ElementRole::menu},
+    {AtspiRole::menuItem, Kind::plain, ElementRole::menuItem, control},
+    {AtspiRole::checkMenuItem, Kind::plain, ElementRole::menuItem},
+    {AtspiRole::radioMenuItem, Kind::plain, ElementRole::menuItem},
+    {AtspiRole::tearoffMenuItem, Kind::plain, ElementRole::menuItem},
+    {AtspiRole::toolBar, Kind::plain, ElementRole::toolbar},
+    {AtspiRole::pageTab, Kind::plain, ElementRole::radioButton, control},
+    {AtspiRole::pageTabList, Kind::plain, ElementRole::tabGroup, control},
+    {AtspiRole::list, Kind::plain, ElementRole::list, control},
+    {AtspiRole::listBox, Kind::plain, ElementRole::list, control},
+    {AtspiRole::listItem, Kind::plain, ElementRole::row, control},
+    {AtspiRole::treeItem, Kind::plain, ElementRole::row, control},
+    {AtspiRole::tableRow, Kind::plain, ElementRole::row, control},
+    {AtspiRole::table, Kind::plain, ElementRole::table},
+    {AtspiRole::tree, Kind::plain, ElementRole::outline, control},
+    {AtspiRole::treeTable, Kind::plain, ElementRole::outline},
+    {AtspiRole::frame, Kind::plain, ElementRole::window},
+    {AtspiRole::window, Kind::plain, ElementRole::window},
+    {AtspiRole::dialog, Kind::plain, ElementRole::window},
+    {AtspiRole::alert, Kind::plain, ElementRole::window},
+    {AtspiRole::fileChooser, Kind::plain, ElementRole::window},
+    {AtspiRole::application, Kind::plain, ElementRole::application},
 };
 
 /// A web page's field for a date or a time: it takes digits one part at a time, not words.
@@ -124,79 +130,90 @@ bool isSearchField(const QHash<QString, QString>& attributes) {
            attributes.value(QStringLiteral("text-input-type")) == QLatin1String("search");
 }
 
+bool has(AtspiRole role, unsigned trait) {
+    const auto* const row = std::ranges::find(table, role, &Row::atspi);
+    return row != std::end(table) && (row->traits & trait) != 0;
+}
+
 } // namespace
 
 bool isControl(AtspiRole role) {
-    switch (role) {
-    case AtspiRole::pageTab:
-    case AtspiRole::pageTabList:
-    case AtspiRole::pushButton:
-    case AtspiRole::toggleButton:
-    case AtspiRole::checkBox:
-    case AtspiRole::radioButton:
-    case AtspiRole::menu:
-    case AtspiRole::menuBar:
-    case AtspiRole::menuItem:
-    case AtspiRole::slider:
-    case AtspiRole::scrollBar:
-    case AtspiRole::link:
-    case AtspiRole::list:
-    case AtspiRole::listItem:
-    case AtspiRole::tree:
-    case AtspiRole::listBox:
-    case AtspiRole::treeItem:
-    case AtspiRole::tableRow:
-    case AtspiRole::comboBox:
-    case AtspiRole::spinButton:
-    case AtspiRole::label:
-        return true;
-    default:
-        return false;
-    }
+    return has(role, control);
 }
 
-AtspiDescription describe(AtspiRole role, const AtspiStates& states, const QStringList& interfaces,
-                          const QHash<QString, QString>& attributes) {
-    const auto* const row = std::find_if(std::begin(table), std::end(table),
-                                         [role](const Row& r) { return r.atspi == role; });
-    if (row == std::end(table)) return {QStringLiteral("AXUnknown"), QString(), false};
+bool isBarren(AtspiRole role) {
+    return has(role, barren); // a label of a web page may hold the box that it names
+}
 
-    const auto plain = QString::fromLatin1(row->name);
-    if (isDateField(attributes)) return {plain, QString(), false};
-    if (isListOfGtk(role, attributes)) return {QStringLiteral("AXList"), QString(), false};
+bool mayBeBox(AtspiRole role, const AtspiStates& states) {
+    return states.has(AtspiState::editable) || has(role, box) || role == AtspiRole::documentWeb ||
+           (role == AtspiRole::paragraph && states.has(AtspiState::focusable));
+}
+
+QList<AtspiRole> boxRoles() {
+    QList<AtspiRole> roles;
+    for (const Row& row : table)
+        if ((row.traits & box) != 0) roles.append(row.atspi);
+    return roles;
+}
+
+bool isTextHolder(AtspiRole role, const AtspiStates& states) {
+    return role == AtspiRole::panel && states.has(AtspiState::defunct);
+}
+
+ElementFacts describe(const AtspiAnswers& object) {
+    const AtspiRole role = object.role.value_or(AtspiRole::invalid);
+    const AtspiStates states = object.states.value_or(AtspiStates());
+    ElementFacts facts;
+    facts.role = ElementRole::unknown;
+    facts.title = object.name;
+    facts.enabled = states.has(AtspiState::enabled) || states.has(AtspiState::sensitive);
+    facts.focusable = states.has(AtspiState::focusable);
+    const auto* const row = std::ranges::find(table, role, &Row::atspi);
+    if (row == std::end(table)) return facts;
+
+    facts.role = row->role;
+    if (isDateField(object.attributes)) return facts;
+    if (isListOfGtk(role, object.attributes)) facts.role = ElementRole::list;
+    const auto isBox = [&facts](ElementRole as, ElementSubrole subrole = ElementSubrole::none) {
+        facts.role = as;
+        facts.subrole = subrole;
+        facts.editable = true;
+    };
     const bool writable = !states.has(AtspiState::readOnly);
     const bool editable = writable && states.has(AtspiState::editable);
-    const bool hasEditableText = interfaces.contains(atspi::editableTextInterface);
-    const auto textRole = states.has(AtspiState::multiLine) ? QStringLiteral("AXTextArea")
-                                                            : QStringLiteral("AXTextField");
+    const bool hasEditableText = object.interfaces.contains(atspi::editableTextInterface);
     switch (row->kind) {
     case Kind::plain:
         break;
     case Kind::text:
-        if (!editable) return {QStringLiteral("AXStaticText"), QString(), false};
-        if (role == AtspiRole::passwordText)
-            return {textRole, QStringLiteral("AXSecureTextField"), true};
-        return {textRole, isSearchField(attributes) ? QStringLiteral("AXSearchField") : QString(),
-                true};
+        if (!editable)
+            facts.role = ElementRole::staticText;
+        else
+            isBox(states.has(AtspiState::multiLine) ? ElementRole::textArea
+                                                    : ElementRole::textField,
+                  role == AtspiRole::passwordText    ? ElementSubrole::secureTextField
+                  : isSearchField(object.attributes) ? ElementSubrole::searchField
+                                                     : ElementSubrole::none);
+        break;
     case Kind::number:
-        if (editable || (writable && hasEditableText))
-            return {QStringLiteral("AXTextField"), QString(), true};
+        if (editable || (writable && hasEditableText)) isBox(ElementRole::textField);
         break;
     case Kind::choice:
-        if (editable || (writable && hasEditableText))
-            return {QStringLiteral("AXComboBox"), QString(), true};
+        if (editable || (writable && hasEditableText)) isBox(ElementRole::comboBox);
         break;
     case Kind::terminal:
-        return {plain, QStringLiteral("AXTerminal"), true};
+        isBox(ElementRole::textArea, ElementSubrole::terminal);
+        break;
     case Kind::container:
-        if (editable && (hasEditableText || interfaces.contains(atspi::textInterface)))
-            return {QStringLiteral("AXTextArea"), QString(), true};
+        if (editable && (hasEditableText || object.interfaces.contains(atspi::textInterface)))
+            isBox(ElementRole::textArea);
         break;
     case Kind::cell:
-        if (editable && hasEditableText) return {QStringLiteral("AXTextArea"), QString(), true};
+        if (editable && hasEditableText) isBox(ElementRole::textArea);
         break;
     }
-    return {plain, QString(), false};
+    return facts;
 }
 
 } // namespace murlo

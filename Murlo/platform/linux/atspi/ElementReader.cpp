@@ -1,43 +1,30 @@
 #include "ElementReader.h"
 
-#include "AtspiCalls.h"
+#include "Budgets.h"
+
+#include <array>
 
 namespace murlo {
 
 namespace {
 
-// Positions of the replies to `ElementReader::calls`.
-enum {
-    roleReply,
-    stateReply,
-    interfacesReply,
-    attributesReply,
-    parentReply,
-    nameReply,
-    windowReply,
-    screenReply
-};
-
-// Deeper trees than this are broken ones.
-constexpr int deepest = 100;
+constexpr std::array asked{AtspiQuestion::role,       AtspiQuestion::states,
+                           AtspiQuestion::interfaces, AtspiQuestion::attributes,
+                           AtspiQuestion::parent,     AtspiQuestion::name};
+constexpr std::array askedAbove{AtspiQuestion::role, AtspiQuestion::parent};
 
 void setWindow(std::vector<std::shared_ptr<AtspiElement>>& chain,
                const std::shared_ptr<const AtspiElement>& window) {
     for (const auto& element : chain) {
         if (element == window) continue;
-        element->window = window;
+        element->topmost = window;
         // What shows a page may be a program of its own, in the window of another.
-        if (element->reference.service != window->reference.service && window->processId > 0)
-            element->processId = window->processId;
+        if (element->reference.service != window->reference.service && window->program.pid > 0)
+            element->program.pid = window->program.pid;
     }
 }
 
 } // namespace
-
-bool AtspiElement::isSame(const AccessibleElement& other) const {
-    const auto* const element = dynamic_cast<const AtspiElement*>(&other);
-    return element && element->reference == reference;
-}
 
 ElementReader::ElementReader(AtspiBus& bus)
     : m_bus(bus) {
@@ -69,15 +56,16 @@ void ElementReader::withProgram(const QString& service, const std::function<void
 
 void ElementReader::readLevel(const std::shared_ptr<Reading>& reading,
                               const AtspiReference& object) {
-    m_bus.send(calls(object), [this, reading, object](const AtspiBus::Replies& replies) {
-        addLevel(reading, object, replies);
+    ask(object, [this, reading, object](const std::shared_ptr<AtspiElement>& element,
+                                        const AtspiReference& parent) {
+        addLevel(reading, object, element, parent);
     });
 }
 
 void ElementReader::addLevel(const std::shared_ptr<Reading>& reading, const AtspiReference& object,
-                             const AtspiBus::Replies& replies) {
+                             const std::shared_ptr<AtspiElement>& element,
+                             const AtspiReference& parent) {
     auto& chain = reading->chain;
-    const auto element = elementFrom(object, replies);
     if (!element || element->role == AtspiRole::application) {
         if (!chain.empty()) setWindow(chain, chain.back());
         // What a program said of itself before it was ready to answer is asked again.
@@ -86,10 +74,9 @@ void ElementReader::addLevel(const std::shared_ptr<Reading>& reading, const Atsp
         reading->done(chain.empty() ? nullptr : chain.front());
         return;
     }
-    if (!chain.empty()) chain.back()->parent = element;
+    if (!chain.empty()) chain.back()->around = element;
     chain.push_back(element);
-    const auto parent = atspi::referencePropertyOf(replies[parentReply]);
-    if (chain.size() < levels && !parent.isNull()) {
+    if (chain.size() < AccessibleElement::levels && !parent.isNull()) {
         readLevel(reading, parent);
         return;
     }
@@ -99,18 +86,19 @@ void ElementReader::addLevel(const std::shared_ptr<Reading>& reading, const Atsp
 
 void ElementReader::climb(const std::shared_ptr<Reading>& reading, const AtspiReference& below,
                           const AtspiReference& object, int depth) {
-    if (object.isNull() || depth > deepest) {
+    if (object.isNull() || depth > budget::levelsToWindow) {
         readWindow(reading, below);
         return;
     }
-    m_bus.send({atspi::getRole(object), atspi::getParent(object)},
-               [this, reading, below, object, depth](const AtspiBus::Replies& replies) {
-                   const auto role = atspi::roleOf(replies[0]);
-                   if (!role || *role == AtspiRole::application)
-                       readWindow(reading, below);
-                   else
-                       climb(reading, object, atspi::referencePropertyOf(replies[1]), depth + 1);
-               });
+    std::vector<QDBusMessage> calls;
+    addCalls(calls, object, askedAbove);
+    m_bus.send(calls, [this, reading, below, object, depth](const AtspiBus::Replies& replies) {
+        const AtspiAnswers answers = answersOf(replies.data(), askedAbove);
+        if (!answers.role || *answers.role == AtspiRole::application)
+            readWindow(reading, below);
+        else
+            climb(reading, object, answers.parent, depth + 1);
+    });
 }
 
 void ElementReader::readWindow(const std::shared_ptr<Reading>& reading,
@@ -120,47 +108,21 @@ void ElementReader::readWindow(const std::shared_ptr<Reading>& reading,
         return;
     }
     withProgram(object.service, [this, reading, object] {
-        m_bus.send(calls(object), [this, reading, object](const AtspiBus::Replies& replies) {
-            if (const auto window = elementFrom(object, replies)) setWindow(reading->chain, window);
+        ask(object, [reading](const std::shared_ptr<AtspiElement>& window, const AtspiReference&) {
+            if (window) setWindow(reading->chain, window);
         });
     });
 }
 
-std::vector<QDBusMessage> ElementReader::calls(const AtspiReference& object) const {
-    std::vector<QDBusMessage> calls{
-        atspi::getRole(object),
-        atspi::getState(object),
-        atspi::getInterfaces(object),
-        atspi::getAttributes(object),
-        atspi::getParent(object),
-        atspi::getName(object),
-        atspi::getExtents(object, atspi::Coordinates::window),
-    };
-    // A toolkit that doesn't know would complain in its log.
-    if (!m_programs.value(object.service).knowsWindowExtentsOnly)
-        calls.push_back(atspi::getExtents(object, atspi::Coordinates::screen));
-    return calls;
-}
-
-std::shared_ptr<AtspiElement> ElementReader::elementFrom(const AtspiReference& object,
-                                                         const AtspiBus::Replies& replies) {
-    const auto role = atspi::roleOf(replies[roleReply]);
-    if (!role) return nullptr;
-    const auto program = m_programs.value(object.service);
-    auto element = std::make_shared<AtspiElement>();
-    element->reference = object;
-    element->processId = program.pid;
-    element->role = *role;
-    element->states = atspi::statesOf(replies[stateReply]).value_or(AtspiStates());
-    element->description =
-        describe(*role, element->states, atspi::stringsOf(replies[interfacesReply]),
-                 atspi::attributesOf(replies[attributesReply]));
-    element->title = atspi::stringPropertyOf(replies[nameReply]);
-    if (replies.size() > screenReply)
-        element->screenExtents = atspi::extentsOf(replies[screenReply]).value_or(QRect());
-    element->windowExtents = atspi::extentsOf(replies[windowReply]).value_or(QRect());
-    element->knowsWindowExtentsOnly = program.knowsWindowExtentsOnly;
-    return element;
+void ElementReader::ask(
+    const AtspiReference& object,
+    const std::function<void(const std::shared_ptr<AtspiElement>&, const AtspiReference&)>& then) {
+    std::vector<QDBusMessage> calls;
+    addCalls(calls, object, asked);
+    m_bus.send(calls, [this, object, then](const AtspiBus::Replies& replies) {
+        const AtspiAnswers answers = answersOf(replies.data(), asked);
+        then(elementFrom(object, m_programs.value(object.service), answers), answers.parent);
+    });
 }
 
 } // namespace murlo

@@ -1,41 +1,14 @@
 #pragma once
 
 #include "AtspiBus.h"
-#include "AtspiRoles.h"
-#include "platform/Accessibility.h"
+#include "AtspiElement.h"
 
 namespace murlo {
 
-/// One object of another program with what was read of it.
-class AtspiElement : public AccessibleElement {
-public:
-    [[nodiscard]] bool isSame(const AccessibleElement& other) const override;
-    [[nodiscard]] qint64 pid() const override { return processId; }
-
-    AtspiReference reference;
-    qint64 processId = 0;
-    AtspiRole role = AtspiRole::invalid;
-    AtspiDescription description;
-    AtspiStates states;
-    QString title;
-    /// In device pixels; empty when the object told none. `windowExtents` counts from the window's
-    /// top left corner.
-    QRect screenExtents;
-    QRect windowExtents;
-    /// The toolkit does not know where its windows are; only `windowExtents` mean something.
-    bool knowsWindowExtentsOnly = false;
-    std::shared_ptr<const AtspiElement> parent;
-    /// The topmost object above this one; it may be filled in shortly after the element is known.
-    std::shared_ptr<const AtspiElement> window;
-};
-
-/// Reads objects with all their attributes: everything of one object in one round trip, its
-/// ancestors one after another. Main thread; it lives as long as the bus.
+/// Reads what objects are, but not where: all of one object in one round trip, its ancestors one
+/// after another. Main thread; it lives as long as the bus.
 class ElementReader {
 public:
-    /// The object itself and those above it that are read together.
-    static constexpr size_t levels = 4;
-
     explicit ElementReader(AtspiBus& bus);
 
     using Done = std::function<void(const std::shared_ptr<const AtspiElement>&)>;
@@ -44,11 +17,6 @@ public:
     void read(const AtspiReference& object, Done done);
 
 private:
-    /// What is the same for all objects of a program.
-    struct Program {
-        qint64 pid = 0;
-        bool knowsWindowExtentsOnly = false;
-    };
     struct Reading {
         std::vector<std::shared_ptr<AtspiElement>> chain;
         Done done;
@@ -58,16 +26,17 @@ private:
     void withProgram(const QString& service, const std::function<void()>& then);
     void readLevel(const std::shared_ptr<Reading>& reading, const AtspiReference& object);
     void addLevel(const std::shared_ptr<Reading>& reading, const AtspiReference& object,
-                  const AtspiBus::Replies& replies);
+                  const std::shared_ptr<AtspiElement>& element, const AtspiReference& parent);
     void climb(const std::shared_ptr<Reading>& reading, const AtspiReference& below,
                const AtspiReference& object, int depth);
     void readWindow(const std::shared_ptr<Reading>& reading, const AtspiReference& object);
-    std::vector<QDBusMessage> calls(const AtspiReference& object) const;
-    std::shared_ptr<AtspiElement> elementFrom(const AtspiReference& object,
-                                              const AtspiBus::Replies& replies);
+    /// Asks everything of an object of a known program; `then` gets null when it did not answer.
+    void ask(const AtspiReference& object,
+             const std::function<void(const std::shared_ptr<AtspiElement>&,
+                                      const AtspiReference& parent)>& then);
 
     AtspiBus& m_bus;
-    QHash<QString, Program> m_programs;
+    QHash<QString, AtspiProgram> m_programs;
 };
 
 } // namespace murlo

@@ -1,21 +1,16 @@
 #include "FocusFinder.h"
 
-#include "AtspiCalls.h"
+#include "AtspiAnswers.h"
+#include "Budgets.h"
 #include "Restraint.h"
+
+#include <array>
 
 namespace murlo {
 
 namespace {
 
-// Objects looked at in a descent before it gives up: a few hundred milliseconds of the other
-// program's time at most.
-constexpr int descentBudget = 1500;
-constexpr int deepest = 60;
-// Seconds, counted from its beginning.
-constexpr double descentLimit = 1.0;
-
-/// What a descent asks of each object, and where the answer is.
-enum Reply { stateReply, roleReply, countReply, repliesPerObject };
+constexpr std::array asked{AtspiQuestion::states, AtspiQuestion::role, AtspiQuestion::childCount};
 
 } // namespace
 
@@ -39,36 +34,33 @@ void FocusFinder::findActiveWindow(const AtspiReference& application, const Foun
 
 void FocusFinder::findFocus(const AtspiReference& window, Wanted what, std::function<bool()> wanted,
                             Found found) {
-    const auto descent = std::make_shared<Descent>(Descent{what,
-                                                           std::move(wanted),
-                                                           std::move(found),
-                                                           {},
-                                                           descentBudget,
-                                                           m_scheduler.uptime() + descentLimit});
+    const auto descent =
+        std::make_shared<Descent>(Descent{what,
+                                          std::move(wanted),
+                                          std::move(found),
+                                          {},
+                                          budget::focusObjects,
+                                          m_scheduler.uptime() + budget::focusSeconds});
     descend(descent, {window}, 0);
 }
 
 void FocusFinder::descend(const std::shared_ptr<Descent>& descent,
                           const QList<AtspiReference>& level, int depth) {
     std::vector<QDBusMessage> calls;
-    for (const auto& object : level.first(std::min<qsizetype>(level.size(), descent->budget))) {
-        calls.push_back(atspi::getState(object));
-        calls.push_back(atspi::getRole(object));
-        calls.push_back(atspi::getChildCount(object));
-    }
-    if (calls.empty() || depth > deepest || m_scheduler.uptime() > descent->deadline) {
+    for (const auto& object : level.first(std::min<qsizetype>(level.size(), descent->budget)))
+        addCalls(calls, object, asked);
+    if (calls.empty() || depth > budget::focusLevels || m_scheduler.uptime() > descent->deadline) {
         finish(descent);
         return;
     }
-    descent->budget -= static_cast<int>(calls.size() / repliesPerObject);
+    descent->budget -= static_cast<int>(calls.size() / asked.size());
     m_bus.send(calls, [this, descent, level, depth](const AtspiBus::Replies& replies) {
         if (!descent->wanted()) return;
         QList<AtspiReference> inner;
-        for (size_t i = 0; i < replies.size() / repliesPerObject; ++i) {
-            const QDBusMessage* const reply = &replies[i * repliesPerObject];
-            const auto states = atspi::statesOf(reply[stateReply]).value_or(AtspiStates());
-            const auto role = atspi::roleOf(reply[roleReply]).value_or(AtspiRole::invalid);
-            const int children = atspi::numberPropertyOf(reply[countReply]).value_or(0);
+        for (size_t i = 0; i < replies.size() / asked.size(); ++i) {
+            const AtspiAnswers answers = answersOf(&replies[i * asked.size()], asked);
+            const AtspiStates states = answers.states.value_or(AtspiStates());
+            const AtspiRole role = answers.role.value_or(AtspiRole::invalid);
             // GTK 4 never says that something is showing.
             if (!states.has(AtspiState::showing) && !states.has(AtspiState::visible)) continue;
             const AtspiReference& object = level[static_cast<qsizetype>(i)];
@@ -81,7 +73,7 @@ void FocusFinder::descend(const std::shared_ptr<Descent>& descent,
                     return;
                 }
             }
-            if (mayEnter(role, states, children)) inner.append(object);
+            if (mayEnter(role, states, answers.childCount)) inner.append(object);
         }
         enter(descent, inner, depth);
     });

@@ -1,6 +1,6 @@
 #include "FocusTracker.h"
 
-#include "AtspiCalls.h"
+#include "AtspiRoles.h"
 
 namespace murlo {
 
@@ -14,16 +14,6 @@ constexpr double settling = 0.1;
 bool isFocused(const std::optional<AtspiStates>& states) {
     return states && states->has(AtspiState::focused) &&
            (states->has(AtspiState::showing) || states->has(AtspiState::visible));
-}
-
-/// Whether text can be put into the object or into what is directly around it.
-bool takesText(const std::shared_ptr<const AtspiElement>& element) {
-    const AtspiElement* around = element.get();
-    for (std::size_t i = 0; i < ElementReader::levels && around; ++i) {
-        if (around->description.editable) return true;
-        around = around->parent.get();
-    }
-    return false;
 }
 
 } // namespace
@@ -93,7 +83,7 @@ const FocusTracker::Program& FocusTracker::latestIn(const AtspiReference& window
     const Program* latest = &owner;
     for (const auto& program : m_programs) {
         const auto& element = program.element;
-        const bool inside = element && element->window && element->window->reference == window;
+        const bool inside = element && element->topmost && element->topmost->reference == window;
         if (inside && program.change > latest->change) latest = &program;
     }
     return *latest;
@@ -214,8 +204,8 @@ void FocusTracker::activate(const AtspiReference& window) {
     m_activeWindow = window;
     m_search.cancel();
     const auto& program = m_programs[window.service];
-    const bool known = !program.object.isNull() && (!program.element || !program.element->window ||
-                                                    program.element->window->reference == window);
+    const bool known = !program.object.isNull() && (!program.element || !program.element->topmost ||
+                                                    program.element->topmost->reference == window);
     if (known) return;
     m_search = m_scheduler.after(
         settling, [this, window] { lookForFocus(window, FocusFinder::Wanted::anything); });

@@ -1,28 +1,20 @@
 #include "HitList.h"
 
+#include "AtspiRoles.h"
+#include "Budgets.h"
+
 #include <algorithm>
+#include <array>
 
 namespace murlo {
 
 namespace {
 
-// Positions of the replies for one hit.
-enum HitReply {
-    roleReply,
-    stateReply,
-    interfacesReply,
-    attributesReply,
-    parentReply,
-    childCountReply,
-    extentsReply,
-    repliesPerHit
-};
-// The same for one object around hits.
-enum OuterReply { outerRoleReply, outerParentReply, repliesPerOuter };
-
-// A text box inside a button or a picture is near to it; farther out there are only containers.
-constexpr int farthestOut = 10; ///< levels
-constexpr std::size_t mostAround = 600;
+constexpr std::array asked{AtspiQuestion::role,       AtspiQuestion::states,
+                           AtspiQuestion::interfaces, AtspiQuestion::attributes,
+                           AtspiQuestion::parent,     AtspiQuestion::childCount,
+                           AtspiQuestion::extents};
+constexpr std::array askedAround{AtspiQuestion::role, AtspiQuestion::parent};
 
 const AtspiElement& elementOf(const AccessibleNode& node) {
     return static_cast<const AtspiElement&>(*node.element);
@@ -34,17 +26,17 @@ void joinParagraphs(AccessibleNode& node) {
     const AtspiElement& element = elementOf(node);
     const bool isDocument =
         element.role == AtspiRole::documentText && element.states.has(AtspiState::editable);
-    if (node.focusSettable || !(isDocument || isTextHolder(element.role, element.states))) return;
+    if (node.facts.focusable || !(isDocument || isTextHolder(element.role, element.states))) return;
     auto paragraph = std::ranges::find_if(node.children, [](const AccessibleNode& child) {
         return elementOf(child).states.has(AtspiState::focused); // the caret is there
     });
     if (paragraph == node.children.end())
-        paragraph = std::ranges::find(node.children, true, &AccessibleNode::focusSettable);
+        paragraph = std::ranges::find_if(
+            node.children, [](const AccessibleNode& child) { return child.facts.focusable; });
     if (paragraph == node.children.end()) return;
     node.element = paragraph->element;
-    node.role = paragraph->role;
-    node.enabled = paragraph->enabled;
-    node.focusSettable = true;
+    node.facts = paragraph->facts;
+    node.facts.focusable = true;
     node.children.clear();
 }
 
@@ -56,57 +48,40 @@ void HitList::add(const AtspiReference& hit) {
     m_hits.push_back({hit, {}, {}});
 }
 
-std::vector<QDBusMessage> HitList::questions(std::size_t most, atspi::Coordinates coordinates) {
-    std::vector<QDBusMessage> calls;
-    for (; m_asked < m_hits.size() && most > 0; ++m_asked, --most) {
-        const AtspiReference& hit = m_hits[m_asked].object;
-        calls.insert(calls.end(),
-                     {atspi::getRole(hit), atspi::getState(hit), atspi::getInterfaces(hit),
-                      atspi::getAttributes(hit), atspi::getParent(hit), atspi::getChildCount(hit),
-                      atspi::getExtents(hit, coordinates)});
-    }
-    return calls;
+std::size_t HitList::questionsEach() {
+    return asked.size();
 }
 
-std::shared_ptr<AtspiElement>
-HitList::elementFrom(const QDBusMessage* replies, const AtspiReference& object,
-                     const std::shared_ptr<AtspiElement>& window) const {
-    const auto role = atspi::roleOf(replies[roleReply]);
-    const auto extents = atspi::extentsOf(replies[extentsReply]);
-    if (!role || !extents || extents->isEmpty()) return nullptr;
-    auto element = std::make_shared<AtspiElement>();
-    element->reference = object;
-    element->processId = window->processId;
-    element->role = *role;
-    element->states = atspi::statesOf(replies[stateReply]).value_or(AtspiStates());
-    element->description =
-        describe(*role, element->states, atspi::stringsOf(replies[interfacesReply]),
-                 atspi::attributesOf(replies[attributesReply]));
-    element->window = window;
-    element->knowsWindowExtentsOnly = window->knowsWindowExtentsOnly;
-    (window->knowsWindowExtentsOnly ? element->windowExtents : element->screenExtents) = *extents;
-    return element;
+std::vector<QDBusMessage> HitList::questions(std::size_t most, atspi::Coordinates coordinates) {
+    std::vector<QDBusMessage> calls;
+    for (; m_asked < m_hits.size() && most > 0; ++m_asked, --most)
+        addCalls(calls, m_hits[m_asked].object, asked, coordinates);
+    return calls;
 }
 
 void HitList::read(const QDBusMessage* replies, const std::shared_ptr<AtspiElement>& window,
                    QPointF origin) {
-    for (; m_read < m_asked; ++m_read, replies += repliesPerHit) {
+    for (; m_read < m_asked; ++m_read, replies += asked.size()) {
         Hit& hit = m_hits[m_read];
-        const auto element = elementFrom(replies, hit.object, window);
-        if (!element) continue;
-        hit.parent = atspi::referencePropertyOf(replies[parentReply]);
-        const bool takesText =
-            atspi::stringsOf(replies[interfacesReply]).contains(atspi::editableTextInterface);
-        if (takesText && isInTextHolder(hit)) // whatever its states say
-            element->description = {QStringLiteral("AXTextArea"), QString(), true};
-        hit.node = nodeOf(element);
-        hit.node->frame = window->knowsWindowExtentsOnly
-                              ? QRectF(element->windowExtents).translated(origin)
-                              : QRectF(element->screenExtents);
-        hit.node->hasHiddenChildren =
-            atspi::numberPropertyOf(replies[childCountReply]).value_or(0) > 0;
+        const AtspiAnswers answers = answersOf(replies, asked);
+        const auto element = elementFrom(hit.object, window->program, answers);
+        const QRect extents = answers.extents.value_or(QRect());
+        if (!element || extents.isEmpty()) continue;
+        element->topmost = window;
+        hit.parent = answers.parent;
+        const bool hasEditableText = answers.interfaces.contains(atspi::editableTextInterface);
+        if (hasEditableText && isInTextHolder(hit)) { // whatever its states say
+            element->description.role = ElementRole::textArea;
+            element->description.subrole = ElementSubrole::none;
+            element->description.editable = true;
+        }
+        hit.node = AccessibleNode{element,
+                                  element->description,
+                                  window->program.onScreen(extents, origin),
+                                  {},
+                                  answers.childCount > 0};
         if (!m_around.contains(window->reference))
-            m_around.insert(window->reference, {{}, false, farthestOut});
+            m_around.insert(window->reference, {{}, false, budget::levelsAroundHit});
         goOutwards(hit.parent, 1);
     }
 }
@@ -119,36 +94,40 @@ bool HitList::isInTextHolder(const Hit& hit) const {
 }
 
 void HitList::goOutwards(const AtspiReference& object, int distance) {
-    if (object.isNull() || distance > farthestOut || m_outwards.size() >= mostAround ||
-        m_positions.contains(object) || m_around.contains(object))
+    if (object.isNull() || distance > budget::levelsAroundHit ||
+        m_outwards.size() >= budget::objectsAroundHits || m_positions.contains(object) ||
+        m_around.contains(object))
         return;
     m_around.insert(object, {{}, false, distance});
     m_outwards.push_back(object);
 }
 
+std::size_t HitList::questionsEachAround() {
+    return askedAround.size();
+}
+
 std::vector<QDBusMessage> HitList::questionsAround(std::size_t most) {
     std::vector<QDBusMessage> calls;
-    for (; m_outwardsAsked < m_outwards.size() && most > 0; ++m_outwardsAsked, --most) {
-        const AtspiReference& object = m_outwards[m_outwardsAsked];
-        calls.insert(calls.end(), {atspi::getRole(object), atspi::getParent(object)});
-    }
+    for (; m_outwardsAsked < m_outwards.size() && most > 0; ++m_outwardsAsked, --most)
+        addCalls(calls, m_outwards[m_outwardsAsked], askedAround);
     return calls;
 }
 
 void HitList::readAround(const std::vector<QDBusMessage>& replies) {
     const QDBusMessage* reply = replies.data();
-    for (; m_outwardsRead < m_outwardsAsked; ++m_outwardsRead, reply += repliesPerOuter) {
+    for (; m_outwardsRead < m_outwardsAsked; ++m_outwardsRead, reply += askedAround.size()) {
         Outer& outer = m_around[m_outwards[m_outwardsRead]];
-        outer.barren = isBarren(atspi::roleOf(reply[outerRoleReply]).value_or(AtspiRole::invalid));
+        const AtspiAnswers answers = answersOf(reply, askedAround);
+        outer.barren = isBarren(answers.role.value_or(AtspiRole::invalid));
         if (outer.barren) continue;
-        outer.parent = atspi::referencePropertyOf(reply[outerParentReply]);
+        outer.parent = answers.parent;
         goOutwards(AtspiReference(outer.parent), outer.distance + 1);
     }
 }
 
 bool HitList::isHidden(const Hit& hit) const {
     AtspiReference outer = hit.parent;
-    for (int distance = 0; distance < farthestOut; ++distance) {
+    for (int distance = 0; distance < budget::levelsAroundHit; ++distance) {
         if (const auto around = m_around.find(outer); around != m_around.end()) {
             if (around->barren) return true;
             outer = around->parent;
@@ -188,41 +167,6 @@ std::vector<AccessibleNode> HitList::takeNodes() {
     nodes.reserve(outermost.size());
     for (const std::size_t i : outermost) nodes.push_back(std::move(*m_hits[i].node));
     return nodes;
-}
-
-bool isTextHolder(AtspiRole role, const AtspiStates& states) {
-    return role == AtspiRole::panel && states.has(AtspiState::defunct);
-}
-
-bool isBarren(AtspiRole role) {
-    switch (role) {
-    case AtspiRole::menuBar:
-    case AtspiRole::menu:
-    case AtspiRole::pushButton:
-    case AtspiRole::checkBox:
-    case AtspiRole::radioButton:
-    case AtspiRole::slider:
-    case AtspiRole::scrollBar:
-    case AtspiRole::progressBar:
-    case AtspiRole::image:
-    case AtspiRole::icon:
-    case AtspiRole::staticText:
-        return true;
-    default:
-        return false; // a label of a web page may hold the box that it names
-    }
-}
-
-AccessibleNode nodeOf(const std::shared_ptr<const AtspiElement>& element) {
-    AccessibleNode node;
-    node.element = element;
-    node.role = element->description.role;
-    node.subrole = element->description.subrole;
-    node.enabled =
-        element->states.has(AtspiState::enabled) || element->states.has(AtspiState::sensitive);
-    node.focusSettable = element->states.has(AtspiState::focusable);
-    node.valueSettable = element->description.editable;
-    return node;
 }
 
 } // namespace murlo

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "AtspiCalls.h"
-#include "ElementReader.h"
+#include "AtspiElement.h"
 #include "platform/AccessibilityTree.h"
 
 namespace murlo {
@@ -12,8 +11,9 @@ class HitList {
 public:
     /// Each object once; those above others come first.
     void add(const AtspiReference& hit);
-    [[nodiscard]] bool isEmpty() const { return m_hits.empty(); }
 
+    /// How many questions one object is asked.
+    [[nodiscard]] static std::size_t questionsEach();
     /// What to ask of the next `most` objects that nothing was asked of; empty when there are none.
     [[nodiscard]] std::vector<QDBusMessage> questions(std::size_t most,
                                                       atspi::Coordinates coordinates);
@@ -22,6 +22,8 @@ public:
     void read(const QDBusMessage* replies, const std::shared_ptr<AtspiElement>& window,
               QPointF origin);
 
+    /// How many questions an object around others is asked.
+    [[nodiscard]] static std::size_t questionsEachAround();
     /// What to ask of `most` more objects that are around those read, of each level the nearest
     /// first; empty when all are known that may hide a text box.
     [[nodiscard]] std::vector<QDBusMessage> questionsAround(std::size_t most);
@@ -45,9 +47,6 @@ private:
         int distance = 0; ///< levels above the nearest hit
     };
 
-    [[nodiscard]] std::shared_ptr<AtspiElement>
-    elementFrom(const QDBusMessage* replies, const AtspiReference& object,
-                const std::shared_ptr<AtspiElement>& window) const;
     [[nodiscard]] bool isInTextHolder(const Hit& hit) const;
     void goOutwards(const AtspiReference& object, int distance);
     [[nodiscard]] bool isHidden(const Hit& hit) const;
@@ -61,15 +60,5 @@ private:
     std::size_t m_outwardsAsked = 0;
     std::size_t m_outwardsRead = 0;
 };
-
-/// A node for an element that has been read; its frame is not set.
-[[nodiscard]] AccessibleNode nodeOf(const std::shared_ptr<const AtspiElement>& element);
-
-/// Whether an object is the place of a text whose paragraphs are objects of their own, while nobody
-/// writes there: LibreOffice calls it defunct then, and its paragraphs are as wide as their words.
-[[nodiscard]] bool isTextHolder(AtspiRole role, const AtspiStates& states);
-
-/// Whether nobody looks for text boxes inside objects of a role.
-[[nodiscard]] bool isBarren(AtspiRole role);
 
 } // namespace murlo

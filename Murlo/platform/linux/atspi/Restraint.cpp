@@ -1,11 +1,11 @@
 #include "Restraint.h"
 
+#include "Budgets.h"
+
 namespace murlo {
 
 bool mayEnter(AtspiRole role, const AtspiStates& states, int children) {
-    constexpr int mostRows = 250;
-    constexpr int mostChildren = 2000;
-    if (children < 1 || children > mostChildren) return false;
+    if (children < 1 || children > budget::children) return false;
     // A word processor tells of the paragraphs that show.
     if (states.has(AtspiState::managesDescendants) && role != AtspiRole::documentText) return false;
     switch (role) {
@@ -16,16 +16,14 @@ bool mayEnter(AtspiRole role, const AtspiStates& states, int children) {
     case AtspiRole::treeTable:
     case AtspiRole::layeredPane:
     case AtspiRole::documentSpreadsheet:
-        return children <= mostRows;
+        return children <= budget::rows;
     default:
         return true;
     }
 }
 
 bool isVast(int children) {
-    // A browser looks at some 40 objects in a millisecond; a row has several.
-    constexpr int most = 1000;
-    return children > most;
+    return children > budget::searchedChildren;
 }
 
 bool searchesSafely(const QString& toolkit) {
