@@ -22,9 +22,13 @@ int run(QApplication& application) {
     const murlo::Paths paths = murlo::Paths::ofUser();
     const auto disk = platform.scheduler->makeSerialQueue(QStringLiteral("murlo.disk"));
     murlo::Log::open(paths, *disk);
-    if (!platform.singleInstance->acquire(QApplication::arguments().mid(1))) {
+    using Start = murlo::SingleInstance::Start;
+    const Start start = platform.singleInstance->acquire(QApplication::arguments().mid(1));
+    if (start == Start::unanswered)
+        murlo::Log::write(QStringLiteral("app: another Murlo runs and does not answer"));
+    if (start != Start::first) {
         murlo::Log::close();
-        return 0;
+        return start == Start::handedOver ? 0 : 1;
     }
     int status = 0;
     {

@@ -52,17 +52,12 @@ QtForm::~QtForm() {
 }
 
 void tile(const XcbConnection& x) {
-    const auto atom = x.reply(xcb_intern_atom_reply, xcb_intern_atom(x, 1, 16, "_NET_CLIENT_LIST"));
-    if (!atom) return;
-    const auto list = x.reply(xcb_get_property_reply, xcb_get_property(x, 0, x.root(), atom->atom,
-                                                                       XCB_ATOM_WINDOW, 0, 100));
-    if (!list) return;
-    const auto* windows = static_cast<const xcb_window_t*>(xcb_get_property_value(list.get()));
-    const int count = xcb_get_property_value_length(list.get()) / int(sizeof(xcb_window_t));
-    for (int i = 0; i < count; ++i) {
-        const std::array<quint32, 2> place{quint32(i % 4 * 315), quint32(i / 4 * 440)};
-        xcb_configure_window(x, windows[i], XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y,
-                             place.data());
+    quint32 number = 0;
+    const xcb_atom_t list = x.atom(QStringLiteral("_NET_CLIENT_LIST"));
+    for (const quint32 window : x.property(x.root(), list, XCB_ATOM_WINDOW).numbers()) {
+        const std::array<quint32, 2> place{number % 4 * 315, number / 4 * 440};
+        xcb_configure_window(x, window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, place.data());
+        ++number;
     }
     xcb_flush(x);
 }

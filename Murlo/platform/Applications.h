@@ -47,6 +47,18 @@ public:
     [[nodiscard]] virtual bool click(qint64 pid, const QString& title, const QRectF& box) = 0;
 };
 
+/// The process's window called `title` among these, which are front to back, or else its first.
+[[nodiscard]] inline std::optional<WindowInfo> windowOf(const QList<WindowInfo>& windows,
+                                                        qint64 pid, const QString& title) {
+    std::optional<WindowInfo> first;
+    for (const WindowInfo& window : windows) {
+        if (window.pid != pid) continue;
+        if (window.title == title) return window;
+        if (!first) first = window;
+    }
+    return first;
+}
+
 /// How much of both rectangles is common to them: 0 nothing … 1 they are the same.
 [[nodiscard]] inline double overlap(const QRectF& a, const QRectF& b) {
     const auto area = [](const QRectF& rect) { return rect.width() * rect.height(); };

@@ -21,9 +21,10 @@ public:
     /// already is, never where no tray comes. One that is restarted is not told again.
     virtual void awaitTray(std::function<void()> there) = 0;
 
-    /// Opens a file with the program that the user has chosen for its kind, and tells on a later
-    /// turn whether that worked: not when there is none or the file is missing.
-    virtual void open(const QString& path, std::function<void(bool)> done) = 0;
+    /// Opens a file, by its full path, or an address ("https://…") with the program that the user
+    /// has chosen for its kind, and tells on a later turn whether that worked: not when there is
+    /// none or the file is missing.
+    virtual void open(const QString& target, std::function<void(bool)> done) = 0;
 
 Q_SIGNALS:
     /// `reducesMotion` has changed.

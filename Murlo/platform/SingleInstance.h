@@ -12,10 +12,15 @@ namespace murlo {
 /// Main thread.
 class SingleInstance : public Port {
 public:
-    /// True when this process is now the one; false when another is, to which `arguments` were
-    /// handed. Waits at most 2 s for its answer, and at most 10 s for the end of one that is
+    /// What becomes of a start.
+    enum class Start {
+        first,      ///< this process is now the one
+        handedOver, ///< another is, and has taken the arguments
+        unanswered, ///< another is, and neither takes them nor ends
+    };
+    /// Waits at most 2 s for the other's answer, and at most 10 s for the end of one that is
     /// ending.
-    [[nodiscard]] virtual bool acquire(const QStringList& arguments) = 0;
+    [[nodiscard]] virtual Start acquire(const QStringList& arguments) = 0;
     /// This process is about to end: a later start waits for that, rather than hand over its
     /// arguments to somebody who will not act on them.
     virtual void beginEnding() = 0;

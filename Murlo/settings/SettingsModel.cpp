@@ -3,6 +3,7 @@
 #include "MurloKit/Vocabulary.h"
 #include "platform/LoginItem.h"
 #include "settings/Settings.h"
+#include "support/Log.h"
 
 namespace murlo {
 
@@ -43,8 +44,10 @@ void SettingsModel::removeVocabularyTerm(const QString& term) {
 }
 
 void SettingsModel::setLaunchAtLogin(bool launch) {
-    m_launchAtLogin = launch;
-    m_loginItem.setEnabled(launch);
+    if (const auto done = m_loginItem.setEnabled(launch))
+        m_launchAtLogin = launch;
+    else
+        Log::write(QStringLiteral("install: the login item stays as it is: ") + done.error());
     assign(SettingKey::loginItemDecided, true);
 }
 

@@ -38,7 +38,7 @@ class Program {
 public:
     explicit Program(bool signedIn = true, bool seesKeys = true) {
         time = give<VirtualScheduler>(on.scheduler);
-        give<FakeSingleInstance>(on.singleInstance, session);
+        give<FakeSingleInstance>(on.singleInstance);
         give<FakeProcessLauncher>(on.processes);
         give<FakeMicrophoneAuthorization>(on.microphoneAuthorization, *time);
         give<FakeSoundPlayer>(on.sounds);
@@ -105,7 +105,6 @@ public:
     }
 
     QTemporaryDir folder;
-    FakeSingleInstance::Session session;
     FakeHttpClient http;
     Platform on;
     VirtualScheduler* time = nullptr;

@@ -160,6 +160,9 @@ private Q_SLOTS:
         connect(&model, &SettingsModel::changed, this, [&] { ++changes; });
         settings.set(SettingKey::language, "de"); // as the account's record does
         QVERIFY(changes == 1 && calls == 0);
+        login.refuses = true;
+        model.setLaunchAtLogin(true);
+        QVERIFY(!model.launchAtLogin()); // what the desktop says, not what was wished
     }
 
     void vocabularyTermsAreReadAddedAndRemoved() {

@@ -2,12 +2,13 @@
 #include "platform/linux/processes/ProcessFacts.h"
 #include "platform/linux/qt/QtScheduler.h"
 #include "platform/linux/x11/windows/X11Applications.h"
-#include "tests/contract/Worlds.h"
-#include "tests/fakes/FakeApplications.h"
 
+#include <QCursor>
 #include <QDir>
 #include <QFile>
+#include <QMouseEvent>
 #include <QProcess>
+#include <QRasterWindow>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -15,112 +16,119 @@ using namespace murlo;
 
 namespace {
 
-/// Two running programs with windows, and the port that tells of them.
-class Bench : public ContractWorld {
+/// A window of this process that writes down where it is clicked.
+class ClickedWindow : public QRasterWindow {
 public:
-    [[nodiscard]] virtual Applications& applications() = 0;
-    /// The process of the first or second program.
-    [[nodiscard]] virtual qint64 pid(int number) = 0;
-};
-
-class FakeBench : public Bench {
-public:
-    FakeBench() {
-        m_applications.running = {{10, {"editor", "Editor"}}, {11, {"editor", "Editor"}}};
-        m_applications.frontmost = 11;
-        for (const qint64 pid : {11, 10})
-            m_applications.windows.append({pid, {}, {0, 0, 300, 200}, {4, 20, 292, 176}, true});
+    explicit ClickedWindow(const QString& title) {
+        setTitle(title);
+        setGeometry(100, 100, 300, 200);
+        show();
     }
-    [[nodiscard]] Applications& applications() override { return m_applications; }
-    [[nodiscard]] qint64 pid(int number) override { return 10 + number; }
+    QList<QPoint> clicks;
 
-private:
-    FakeApplications m_applications;
-};
-
-/// Terminals by Debian's xterm, which comes with a desktop entry.
-class RealBench : public Bench {
-public:
-    RealBench() {
-        for (QProcess& terminal : m_terminals) {
-            terminal.start("xterm", {"-e", "cat"});
-            if (!QTest::qWaitFor(
-                    [&] { return m_applications.frontmostPid() == terminal.processId(); }, 15000))
-                qWarning("the terminal's window did not come");
-        }
+protected:
+    void mousePressEvent(QMouseEvent* event) override {
+        clicks.append(event->position().toPoint());
     }
-    ~RealBench() override {
-        for (QProcess& terminal : m_terminals) {
-            terminal.kill();
-            terminal.waitForFinished();
-        }
-    }
-    [[nodiscard]] Applications& applications() override { return m_applications; }
-    [[nodiscard]] qint64 pid(int number) override { return m_terminals[number].processId(); }
-
-private:
-    QtScheduler m_scheduler;
-    X11Applications m_applications{m_scheduler};
-    QProcess m_terminals[2];
 };
 
 } // namespace
 
+/// What the fake answers is what a test sets; what follows is the window system's.
 class ApplicationsContractTest : public QObject {
     Q_OBJECT
 
+    QtScheduler m_scheduler;
+    X11Applications m_applications{m_scheduler};
+
+    /// Where the window in front is, once it has this title.
+    QRectF contentOfFront(const QString& title) {
+        WindowInfo front;
+        std::ignore = QTest::qWaitFor([&] {
+            front = m_applications.windowsOnScreen().value(0);
+            return front.title == title;
+        });
+        return front.content;
+    }
+
 private Q_SLOTS:
-    void anActivatedApplicationIsInFront_data() { addWorlds(); }
-    void anActivatedApplicationIsInFront() {
-        const auto both = makeWorldOfRow<Bench, FakeBench, RealBench>();
-        Applications& applications = both->applications();
-        QCOMPARE(applications.frontmostPid(), both->pid(1));
-        applications.activate(both->pid(0), {});
-        QTRY_COMPARE(applications.frontmostPid(), both->pid(0));
-        applications.activate(1, {}); // has no window
+    void programsAreKnownByTheirWindowsAndComeToTheFront() {
+        QProcess terminals[2]; // Debian's xterm comes with a desktop entry
+        QList<qint64> pids;
+        for (QProcess& terminal : terminals) {
+            terminal.start("xterm", {"-e", "cat"});
+            QTRY_COMPARE_WITH_TIMEOUT(m_applications.frontmostPid(), terminal.processId(), 15000);
+            pids.append(terminal.processId());
+        }
+        QCOMPARE(m_applications.focusedProgram(), (QStringList{"xterm", "xterm"}));
+        QVERIFY(m_applications.identifier(pids[0])->contains(QLatin1String("xterm")));
+        QVERIFY(m_applications.name(pids[0]).has_value());
+        QVERIFY(!m_applications.identifier(999999999) && !m_applications.name(999999999));
+        m_applications.activate(pids[0], {});
+        QTRY_COMPARE(m_applications.frontmostPid(), pids[0]);
+        m_applications.activate(1, {}); // has no window
         QTest::qWait(50);
-        QCOMPARE(applications.frontmostPid(), both->pid(0));
-        const auto shown = [&applications] {
-            QList<qint64> pids;
-            for (const WindowInfo& window : applications.windowsOnScreen()) {
+        QCOMPARE(m_applications.frontmostPid(), pids[0]);
+        const auto shown = [this] {
+            QList<qint64> documents;
+            for (const WindowInfo& window : m_applications.windowsOnScreen()) {
                 if (window.isDocument && window.bounds.contains(window.content))
-                    pids.append(window.pid);
+                    documents.append(window.pid);
             }
-            return pids;
+            return documents;
         };
-        QTRY_COMPARE(shown(), (QList{both->pid(0), both->pid(1)}));
-        QVERIFY(applications.identifier(both->pid(0)).has_value());
-        QVERIFY(applications.name(both->pid(0)).has_value());
-        QVERIFY(!applications.identifier(999999999).has_value());
-        QVERIFY(!applications.name(999999999).has_value());
+        QTRY_COMPARE(shown(), pids);
+        for (QProcess& terminal : terminals) {
+            terminal.kill();
+            terminal.waitForFinished();
+        }
     }
 
-    void aTerminalIsKnownByItsWindow() {
-        RealBench real;
-        const auto& applications = real.applications();
-        QCOMPARE(applications.focusedProgram(), (QStringList{"xterm", "xterm"}));
-        QVERIFY(applications.identifier(real.pid(0))->contains(QLatin1String("xterm")));
+    void aClickGoesToTheEndOfTheTextAndThePointerComesBack_data() {
+        QTest::addColumn<QRect>("box");
+        QTest::addColumn<QPoint>("end");
+        QTest::newRow("one line") << QRect(20, 30, 200, 24) << QPoint(217, 42);
+        QTest::newRow("several lines") << QRect(20, 30, 200, 100) << QPoint(170, 105);
+    }
+    void aClickGoesToTheEndOfTheTextAndThePointerComesBack() {
+        QFETCH(QRect, box);
+        QFETCH(QPoint, end);
+        const qint64 own = QCoreApplication::applicationPid();
+        QCursor::setPos(5, 6);
+        ClickedWindow below("below");
+        const QRectF place = contentOfFront("below");
+        const QRectF there = QRectF(box).translated(place.topLeft());
+        QVERIFY(m_applications.click(own, "below", there));
+        QTRY_COMPARE(below.clicks, QList{end});
+        QTRY_COMPARE(QCursor::pos(), QPoint(5, 6));
+        const ClickedWindow front("in front");
+        QCOMPARE(contentOfFront("in front"), place);
+        QVERIFY(!m_applications.click(own, "below", there)); // it is covered
+        QVERIFY(!m_applications.click(1, "in front", there));
+        QVERIFY(!m_applications.click(own, "in front", QRectF(-50, -50, 40, 40)));
+        QVERIFY(m_applications.click(own, "no such title", there));
+        QTRY_COMPARE(front.clicks, QList{end});
+        QCOMPARE(below.clicks.size(), 1);
+        m_applications.activate(own, "below");
+        QTRY_VERIFY(m_applications.click(own, "below", there));
+        QTRY_COMPARE(below.clicks.size(), 2);
+        below.showMinimized();
+        QTRY_COMPARE(windowOf(m_applications.windowsOnScreen(), own, "below")->title, "in front");
     }
 
-    void aControlGroupNamesItsApplication_data() {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("id");
-        const QString folder = "0::/user.slice/user-1000.slice/app.slice/";
-        const auto row = [&](const char* name, const char* unit, const char* id) {
-            QTest::newRow(name) << folder + QLatin1String(unit) << QString::fromLatin1(id);
-        };
-        row("launched by a shell", "app-gnome-org.gnome.TextEditor-1234.scope",
-            "org.gnome.TextEditor");
-        row("service", "app-org.kde.konsole@autostart.service", "org.kde.konsole");
-        row("escaped hyphen", R"(app-gnome-google\x2dchrome-77.scope)", "google-chrome");
-        row("Flatpak", "app-flatpak-org.mozilla.firefox-42.scope", "org.mozilla.firefox");
-        row("Snap", "snap.firefox.firefox.7e3a-11.scope", "firefox_firefox");
-        row("no application", "session-2.scope", "");
-    }
     void aControlGroupNamesItsApplication() {
-        QFETCH(QString, path);
-        QFETCH(QString, id);
-        QCOMPARE(ProcessFacts::applicationOfGroup(path).value_or(QString()), id);
+        using Row = std::pair<const char*, const char*>;
+        for (const auto& [unit, id] :
+             {Row("app-gnome-org.gnome.TextEditor-1234.scope",
+                  "org.gnome.TextEditor"), // by a shell
+              Row("app-org.kde.konsole@autostart.service", "org.kde.konsole"),
+              Row(R"(app-gnome-google\x2dchrome-77.scope)", "google-chrome"),
+              Row("app-flatpak-org.mozilla.firefox-42.scope", "org.mozilla.firefox"),
+              Row("snap.firefox.firefox.7e3a-11.scope", "firefox_firefox"),
+              Row("session-2.scope", "")}) {
+            const QString path = QString("0::/user.slice/user-1000.slice/app.slice/") + unit;
+            QCOMPARE(ProcessFacts::applicationOfGroup(path).value_or(QString()), id);
+        }
     }
 
     void desktopEntriesAreFoundByIdClassAndProgram() {
@@ -150,5 +158,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(ApplicationsContractTest)
+QTEST_MAIN(ApplicationsContractTest)
 #include "ApplicationsContractTest.moc"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/x11/XcbSupport.h"
+#include "platform/linux/x11/XcbConnection.h"
 #include "platform/linux/x11/clipboard/X11Pasteboard.h"
 
 #include <array>
@@ -15,16 +15,12 @@ namespace murlo {
 class BareClient {
 public:
     BareClient() {
-        const auto* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
-        xcb_create_window(connection, 0, window, screen->root, 0, 0, 1, 1, 0,
+        xcb_create_window(connection, 0, window, connection.root(), 0, 0, 1, 1, 0,
                           XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
     }
-    BareClient(const BareClient&) = delete;
-    BareClient& operator=(const BareClient&) = delete;
-    ~BareClient() { xcb_disconnect(connection); }
 
     [[nodiscard]] xcb_atom_t atom(const char* name) {
-        return atoms.atom(QString::fromLatin1(name));
+        return connection.atom(QString::fromLatin1(name));
     }
     /// The next event of this type.
     template <typename Event>
@@ -43,15 +39,12 @@ public:
         xcb_convert_selection(connection, window, atom("CLIPBOARD"), atom(target), property, time);
         if (next<xcb_selection_notify_event_t>(XCB_SELECTION_NOTIFY).property == XCB_ATOM_NONE)
             return "refused";
-        const XcbPointer<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-            connection, xcb_get_property(connection, 1, window, property, 0, 0, 1000), nullptr));
-        return {static_cast<const char*>(xcb_get_property_value(reply.get())),
-                xcb_get_property_value_length(reply.get())};
+        return connection.property(xcb_get_property(connection, 1, window, property, 0, 0, 1000))
+            .bytes();
     }
 
-    xcb_connection_t* const connection = xcb_connect(nullptr, nullptr);
+    const XcbConnection connection;
     const xcb_window_t window = xcb_generate_id(connection);
-    XcbAtoms atoms{connection};
 };
 
 /// A session's clipboard manager, as small as can be: keeps what it is asked to keep, once, by

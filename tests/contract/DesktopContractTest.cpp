@@ -3,8 +3,11 @@
 #include "platform/linux/x11/surfaces/X11Surfaces.h"
 #include "platform/linux/x11/windows/X11Desktop.h"
 
+#include <QFile>
 #include <QGuiApplication>
+#include <QScopeGuard>
 #include <QScreen>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <algorithm>
@@ -19,13 +22,12 @@ namespace {
 class OtherProgram {
 public:
     OtherProgram()
-        : m_atoms(m_connection)
-        , m_window(makeWindow(false)) {}
+        : m_window(makeWindow(false)) {}
 
     /// Takes a selection of a screen's services, or gives it up.
     void own(const QString& selection, bool owned) {
         xcb_set_selection_owner(m_connection, owned ? m_window : xcb_window_t(XCB_WINDOW_NONE),
-                                m_atoms.atom(selection), XCB_CURRENT_TIME);
+                                m_connection.atom(selection), XCB_CURRENT_TIME);
         m_connection.sync();
     }
     /// Opens a window; one that `covers` goes above all others and past the window manager.
@@ -54,7 +56,6 @@ private:
     }
 
     XcbConnection m_connection;
-    XcbAtoms m_atoms;
     xcb_window_t m_window;
 };
 
@@ -123,19 +124,39 @@ private Q_SLOTS:
         QVERIFY(!film.isBelow(idOf(*hints))); // hidden ones are left where they are
     }
 
-    void whatCannotBeOpenedIsSaid() {
-        const QByteArray path = qgetenv("PATH");
-        for (const char* file : {"/no/such/file", "/etc/passwd"}) {
-            std::optional<bool> opened;
-            if (qstrcmp(file, "/etc/passwd") == 0) qputenv("PATH", "/nowhere"); // no opener
-            X11Desktop(std::make_shared<RootWatch>()).open(QLatin1String(file), [&](bool worked) {
-                opened = worked;
-            });
-            QVERIFY(!opened);
-            QTRY_VERIFY(opened);
-            QVERIFY(!*opened);
+    void filesAndAddressesGoToTheDesktopsOpener_data() {
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<int>("status"); // of the opener; -1 when there is none
+        QTest::addColumn<bool>("opens");
+        QTest::newRow("file") << "/etc/passwd" << 0 << true;
+        QTest::newRow("address") << "https://example.org/a?b=c&d=e" << 0 << true;
+        QTest::newRow("missing file") << "/no/such/file" << 0 << false;
+        QTest::newRow("no program for it") << "odd://example" << 3 << false;
+        QTest::newRow("no opener") << "/etc/passwd" << -1 << false;
+    }
+    void filesAndAddressesGoToTheDesktopsOpener() {
+        QFETCH(QString, target);
+        QFETCH(int, status);
+        const QTemporaryDir folder;
+        QFile opener(folder.filePath("xdg-open"));
+        if (status >= 0) {
+            QVERIFY(opener.open(QIODevice::WriteOnly));
+            opener.write("#!/bin/sh\nprintf %s \"$*\" >\"$0.asked\"\nexit " +
+                         QByteArray::number(status) + "\n");
+            opener.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+            opener.close();
         }
-        qputenv("PATH", path);
+        const auto restored = qScopeGuard([path = qgetenv("PATH")] { qputenv("PATH", path); });
+        qputenv("PATH", QFile::encodeName(folder.path()));
+        std::optional<bool> opened;
+        X11Desktop(std::make_shared<RootWatch>()).open(target, [&](bool worked) {
+            opened = worked;
+        });
+        QVERIFY(!opened);
+        QTRY_VERIFY(opened);
+        QTEST(*opened, "opens");
+        QFile asked(opener.fileName() + ".asked");
+        if (*opened) QVERIFY(asked.open(QIODevice::ReadOnly) && asked.readAll() == target.toUtf8());
     }
 };
 

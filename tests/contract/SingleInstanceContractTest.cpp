@@ -1,5 +1,4 @@
 #include "platform/linux/freedesktop/SocketSingleInstance.h"
-#include "tests/fakes/FakeSingleInstance.h"
 
 #include <QFile>
 #include <QLocalSocket>
@@ -10,93 +9,75 @@
 #include <future>
 
 using namespace murlo;
+using Start = SingleInstance::Start;
 
 class SingleInstanceContractTest : public QObject {
     Q_OBJECT
 
     QTemporaryDir m_folder;
-    FakeSingleInstance::Session m_session;
+    QList<QStringList> m_heard; ///< what later starts have handed over
 
-    std::unique_ptr<SingleInstance> make(const QString& kind) {
-        if (kind == "fake") return std::make_unique<FakeSingleInstance>(m_session);
-        return std::make_unique<SocketSingleInstance>(m_folder.path());
+    std::unique_ptr<SingleInstance> make() {
+        auto instance = std::make_unique<SocketSingleInstance>(m_folder.path());
+        instance->onOpenedAgain = [this](const QStringList& arguments) {
+            m_heard.append(arguments);
+        };
+        return instance;
     }
-    /// Whether a second start, which runs beside the first one's event loop, becomes the one.
-    bool acquiredBySecond(const QString& kind, const QStringList& arguments) {
-        if (kind == "fake") return make(kind)->acquire(arguments);
-        auto answer =
-            std::async(std::launch::async, [&] { return make(kind)->acquire(arguments); });
+    /// What becomes of a second start, which runs beside the first one's event loop.
+    Start startAgain(const QStringList& arguments) {
+        auto answer = std::async(std::launch::async, [&] { return make()->acquire(arguments); });
         while (answer.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
             QCoreApplication::processEvents();
         return answer.get();
     }
+    void put(const QString& name, const QByteArray& text) {
+        QFile file(m_folder.filePath(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(text);
+    }
 
 private Q_SLOTS:
-    void theSecondHandsItsArgumentsToTheFirst_data() {
-        QTest::addColumn<QString>("kind");
-        QTest::newRow("fake") << "fake";
-        QTest::newRow("socket") << "socket";
-    }
+    void init() { m_heard.clear(); }
 
     void theSecondHandsItsArgumentsToTheFirst() {
-        QFETCH(QString, kind);
-        QList<QStringList> heard;
-        auto first = make(kind);
-        first->onOpenedAgain = [&](const QStringList& arguments) { heard.append(arguments); };
-        QVERIFY(first->acquire({}));
-        QVERIFY(!acquiredBySecond(kind, {"murlo://callback?code=ü", "two words"}));
-        QCOMPARE(heard.size(), 1);
-        QCOMPARE(heard.first(), (QStringList{"murlo://callback?code=ü", "two words"}));
-        QVERIFY(!acquiredBySecond(kind, {}));
-        QCOMPARE(heard.size(), 2);
-        QVERIFY(heard.last().isEmpty());
+        auto first = make();
+        QCOMPARE(first->acquire({}), Start::first);
+        const QStringList address{"murlo://callback?code=ü", "two words"};
+        QCOMPARE(startAgain(address), Start::handedOver);
+        QCOMPARE(startAgain({}), Start::handedOver);
+        QCOMPARE(m_heard, (QList{address, QStringList()}));
         first->release();
-        auto third = make(kind);
-        QVERIFY(third->acquire({}));
+        auto third = make();
+        QCOMPARE(third->acquire({}), Start::first);
         third.reset();
-        QVERIFY(make(kind)->acquire({}));
+        QCOMPARE(make()->acquire({}), Start::first);
     }
 
-    void oneThatIsEndingIsWaitedFor_data() { theSecondHandsItsArgumentsToTheFirst_data(); }
     void oneThatIsEndingIsWaitedFor() {
-        QFETCH(QString, kind);
-        auto first = make(kind);
-        QVERIFY(first->acquire({}));
+        auto first = make();
+        QCOMPARE(first->acquire({}), Start::first);
         first->beginEnding();
         QTimer::singleShot(300, this, [&] { first.reset(); });
-        QVERIFY(acquiredBySecond(kind, {}));
+        QCOMPARE(startAgain({}), Start::first);
+        QVERIFY(m_heard.isEmpty());
     }
 
-    void whatACrashLeftBehindIsTakenOver() {
-        QFile lock(m_folder.filePath("murlo.lock"));
-        QVERIFY(lock.open(QIODevice::WriteOnly));
+    void neitherACrashNorNonsenseKeepsALaterStartFromBeingHeard() {
         // No process can have this number.
-        lock.write("4194305\nmurlo\n" + QSysInfo::machineHostName().toUtf8() + "\n");
-        lock.close();
-        QFile socket(m_folder.filePath("murlo.socket"));
-        QVERIFY(socket.open(QIODevice::WriteOnly));
-        socket.close();
-        SocketSingleInstance instance(m_folder.path());
-        QVERIFY(instance.acquire({}));
-        bool heard = false;
-        instance.onOpenedAgain = [&](const QStringList&) { heard = true; };
-        QVERIFY(!acquiredBySecond("socket", {}));
-        QVERIFY(heard);
-    }
-
-    void nonsenseOnTheSocketIsIgnored() {
-        SocketSingleInstance instance(m_folder.path());
-        QVERIFY(instance.acquire({}));
-        int heard = 0;
-        instance.onOpenedAgain = [&](const QStringList&) { ++heard; };
+        put("murlo.lock", "4194305\nmurlo\n" + QSysInfo::machineHostName().toUtf8() + "\n");
+        put("murlo.socket", {});
+        const auto instance = make();
+        QCOMPARE(instance->acquire({}), Start::first);
         QLocalSocket socket;
         socket.connectToServer(m_folder.filePath("murlo.socket"));
         QVERIFY(socket.waitForConnected());
         socket.write(QByteArray(200000, '{'));
         socket.flush();
         socket.disconnectFromServer();
-        QVERIFY(!acquiredBySecond("socket", {"real"}));
-        QCOMPARE(heard, 1);
+        QCOMPARE(startAgain({"real"}), Start::handedOver);
+        QCOMPARE(m_heard.size(), 1);
+        QCOMPARE(m_heard.first(), QStringList("real"));
     }
 };
 

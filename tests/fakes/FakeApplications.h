@@ -5,12 +5,9 @@
 #include <QList>
 #include <QMap>
 
-#include <algorithm>
-
 namespace murlo {
 
-/// Applications in memory; the one that was activated last, or that the test puts there, is in
-/// front.
+/// Applications as the test wants them.
 class FakeApplications : public Applications {
 public:
     struct Application {
@@ -28,18 +25,12 @@ public:
     }
     [[nodiscard]] QList<WindowInfo> windowsOnScreen() const override { return windows; }
     [[nodiscard]] bool click(qint64, const QString&, const QRectF&) override { return false; }
-    void activate(qint64 pid, const QString&) override {
-        activated.append(pid);
-        if (running.contains(pid)) frontmost = pid;
-        std::stable_partition(windows.begin(), windows.end(),
-                              [pid](const WindowInfo& window) { return window.pid == pid; });
-    }
+    void activate(qint64, const QString&) override {}
 
     QMap<qint64, Application> running;
     std::optional<qint64> frontmost;
     QStringList program;       ///< that keys go to
     QList<WindowInfo> windows; ///< front to back
-    QList<qint64> activated;   ///< in the order of the calls
 };
 
 } // namespace murlo

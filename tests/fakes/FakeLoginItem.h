@@ -8,12 +8,15 @@ namespace murlo {
 class FakeLoginItem : public LoginItem {
 public:
     [[nodiscard]] bool isEnabled() const override { return enabled; }
-    void setEnabled(bool on) override {
-        enabled = on;
+    [[nodiscard]] tl::expected<void, QString> setEnabled(bool on) override {
         ++timesSet;
+        if (refuses) return tl::unexpected(QStringLiteral("the disk is full"));
+        enabled = on;
+        return {};
     }
 
     bool enabled = false;
+    bool refuses = false;
     int timesSet = 0;
 };
 

@@ -26,12 +26,8 @@ namespace {
 AtspiWindows windowsOf(Applications& applications) {
     const auto content = [&applications](qint64 pid,
                                          const QString& title) -> std::optional<QRectF> {
-        std::optional<QRectF> first;
-        for (const WindowInfo& window : applications.windowsOnScreen()) {
-            if (window.pid == pid && window.title == title) return window.content;
-            if (window.pid == pid && !first) first = window.content;
-        }
-        return first;
+        const auto window = windowOf(applications.windowsOnScreen(), pid, title);
+        return window ? std::optional(window->content) : std::nullopt;
     };
     return {
         [&applications] { return applications.frontmostPid(); },

@@ -1,5 +1,7 @@
 #include "platform/linux/freedesktop/DesktopEntries.h"
 
+#include "platform/linux/processes/ProcessFacts.h"
+
 #include <QDateTime>
 #include <QDirIterator>
 #include <QFile>
@@ -134,6 +136,21 @@ void DesktopEntries::Index::read(const QString& path, const QString& id) {
     index(byShortId, id.toLower());
     index(byShortId, id.section(QLatin1Char('.'), -1).toLower());
     index(byProgram, program);
+}
+
+std::optional<DesktopEntries::Entry>
+DesktopEntries::ofProcess(qint64 pid, const std::function<QStringList()>& windowClasses) {
+    for (const auto& id : {ProcessFacts::launchedEntry(pid), ProcessFacts::applicationGroup(pid)}) {
+        if (!id) continue;
+        if (auto found = withId(*id)) return found;
+    }
+    for (const QString& name : windowClasses()) {
+        if (auto found = withWindowClass(name)) return found;
+    }
+    for (const QString& program : ProcessFacts::programs(pid)) {
+        if (auto found = withProgram(program)) return found;
+    }
+    return std::nullopt;
 }
 
 std::optional<DesktopEntries::Entry> DesktopEntries::withId(const QString& id) {

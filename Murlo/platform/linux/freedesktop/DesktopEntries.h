@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -23,6 +24,10 @@ public:
     /// Looks in "applications" of the user's and the system's data folders, or in these folders.
     explicit DesktopEntries(Scheduler& scheduler, QStringList folders = {});
 
+    /// The application that a process belongs to, by, in this order: the launcher or sandbox that
+    /// started it, the names of its windows (only then asked for), its program.
+    [[nodiscard]] std::optional<Entry> ofProcess(qint64 pid,
+                                                 const std::function<QStringList()>& windowClasses);
     [[nodiscard]] std::optional<Entry> withId(const QString& id);
     /// By the class or instance name of a window: what the entry declares, else its id or the last
     /// part of that, without regard to case.

@@ -5,9 +5,9 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 
+#include <atomic>
+#include <cerrno>
 #include <csignal>
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace murlo {
 
@@ -18,12 +18,14 @@ const QString path = QStringLiteral("/org/freedesktop/login1");
 const QString interface = QStringLiteral("org.freedesktop.login1.Manager");
 constexpr int callLimitMilliseconds = 5000;
 
-/// Written by the signal handler, read by the main loop: the only safe thing to do in a handler.
-int signalPipe[2] = {-1, -1};
+/// Rung by the signal handler, heard by the main loop: writing to a descriptor is the only safe
+/// thing to do in a handler.
+std::atomic<const Bell*> signalBell = nullptr;
 
 extern "C" void tellMainLoop(int /*signal*/) {
-    const char byte = 1;
-    [[maybe_unused]] const auto written = write(signalPipe[1], &byte, 1);
+    const int before = errno;
+    if (const Bell* bell = signalBell) bell->ring();
+    errno = before;
 }
 
 } // namespace
@@ -33,8 +35,7 @@ Login1SystemEvents::Login1SystemEvents() = default;
 Login1SystemEvents::~Login1SystemEvents() {
     if (!m_signals) return;
     for (const int number : {SIGTERM, SIGINT, SIGHUP}) std::signal(number, SIG_DFL);
-    m_signals.reset();
-    for (int& end : signalPipe) close(std::exchange(end, -1));
+    signalBell = nullptr;
 }
 
 void Login1SystemEvents::start() {
@@ -81,12 +82,11 @@ void Login1SystemEvents::prepareForShutdown(bool beginning) {
 }
 
 void Login1SystemEvents::watchSignals() {
-    if (m_signals || pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0) return;
-    m_signals = std::make_unique<QSocketNotifier>(signalPipe[0], QSocketNotifier::Read);
+    if (m_signals) return;
+    signalBell = &m_bell;
+    m_signals = std::make_unique<QSocketNotifier>(m_bell.descriptor(), QSocketNotifier::Read);
     connect(m_signals.get(), &QSocketNotifier::activated, this, [this] {
-        char bytes[16];
-        while (read(signalPipe[0], bytes, sizeof bytes) > 0) {
-        }
+        m_bell.silence();
         if (onTerminationSignal) onTerminationSignal();
     });
     struct sigaction action {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/SystemEvents.h"
+#include "platform/linux/threads/Bell.h"
 
 #include <QDBusUnixFileDescriptor>
 #include <QObject>
@@ -11,7 +12,7 @@
 namespace murlo {
 
 /// Sleep and power-off from login1 on the system bus, held up by a delay inhibitor until the
-/// handlers have run; SIGTERM, SIGINT and SIGHUP through a pipe that the main loop reads. Without a
+/// handlers have run; SIGTERM, SIGINT and SIGHUP through a bell that the main loop hears. Without a
 /// system bus only the signals are told.
 class Login1SystemEvents : public QObject, public SystemEvents {
     Q_OBJECT
@@ -31,6 +32,7 @@ private:
     void watchSignals();
 
     QDBusUnixFileDescriptor m_inhibitor;
+    Bell m_bell; ///< outlives its notifier
     std::unique_ptr<QSocketNotifier> m_signals;
 };
 

@@ -1,6 +1,7 @@
 #include "platform/linux/freedesktop/OpenFile.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTimer>
@@ -13,12 +14,12 @@ namespace {
 constexpr int patience = 4000; // milliseconds
 }
 
-void openFile(const QString& path, std::function<void(bool)> done) {
+void openFile(const QString& target, std::function<void(bool)> done) {
     const auto tell = std::make_shared<std::function<void(bool)>>(std::move(done));
     const auto once = [tell](bool worked) {
         if (const auto answer = std::exchange(*tell, nullptr)) answer(worked);
     };
-    if (!QFileInfo::exists(path)) {
+    if (QDir::isAbsolutePath(target) && !QFileInfo::exists(target)) {
         QTimer::singleShot(0, qApp, [once] { once(false); });
         return;
     }
@@ -36,7 +37,7 @@ void openFile(const QString& path, std::function<void(bool)> done) {
                          opener->deleteLater();
                      });
     QTimer::singleShot(patience, opener, [once] { once(true); });
-    opener->start(QStringLiteral("xdg-open"), {path});
+    opener->start(QStringLiteral("xdg-open"), {target});
 }
 
 } // namespace murlo

@@ -6,8 +6,9 @@
 
 namespace murlo {
 
-/// Opens a file with the desktop's own opener and tells on a later turn whether it found a program
-/// for it. An opener that stays (some run the program themselves) counts as success. Main thread.
-void openFile(const QString& path, std::function<void(bool)> done);
+/// Opens a file, by its full path, or an address with the desktop's own opener and tells on a later
+/// turn whether it found a program for it. An opener that stays (some run the program themselves)
+/// counts as success. Main thread.
+void openFile(const QString& target, std::function<void(bool)> done);
 
 } // namespace murlo

@@ -29,11 +29,12 @@ SocketSingleInstance::~SocketSingleInstance() {
     release();
 }
 
-bool SocketSingleInstance::acquire(const QStringList& arguments) {
+SingleInstance::Start SocketSingleInstance::acquire(const QStringList& arguments) {
     if (!m_lock->tryLock(0)) {
         if (m_lock->error() == QLockFile::LockFailedError) {
+            if (handOver(arguments)) return Start::handedOver;
             // Who does not answer is about to end, or to begin to listen.
-            if (handOver(arguments) || !m_lock->tryLock(endingLimitMilliseconds)) return false;
+            if (!m_lock->tryLock(endingLimitMilliseconds)) return Start::unanswered;
         } else {
             // No lock can be had in this folder at all: running unlocked beats not running.
             Log::write(
@@ -44,7 +45,7 @@ bool SocketSingleInstance::acquire(const QStringList& arguments) {
     if (!m_server.listen(m_socketPath)) {
         Log::write(QStringLiteral("app: cannot be opened again: ") + m_server.errorString());
     }
-    return true;
+    return Start::first;
 }
 
 void SocketSingleInstance::release() {

@@ -17,7 +17,7 @@ public:
     explicit SocketSingleInstance(const QString& folder);
     ~SocketSingleInstance() override;
 
-    [[nodiscard]] bool acquire(const QStringList& arguments) override;
+    [[nodiscard]] Start acquire(const QStringList& arguments) override;
     void beginEnding() override { m_server.close(); }
     void release() override;
 

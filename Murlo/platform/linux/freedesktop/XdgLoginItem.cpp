@@ -1,7 +1,5 @@
 #include "platform/linux/freedesktop/XdgLoginItem.h"
 
-#include "support/Log.h"
-
 #include <QDir>
 #include <QFileInfo>
 #include <QSaveFile>
@@ -36,12 +34,11 @@ bool XdgLoginItem::isEnabled() const {
     return !text.contains("\nHidden=true") && !text.contains("\nX-GNOME-Autostart-enabled=false");
 }
 
-void XdgLoginItem::setEnabled(bool enabled) {
+tl::expected<void, QString> XdgLoginItem::setEnabled(bool enabled) {
     if (!enabled) {
-        if (QFileInfo::exists(m_entry) && !QFile::remove(m_entry)) {
-            Log::write(QStringLiteral("install: could not remove the login item"));
-        }
-        return;
+        QFile entry(m_entry);
+        if (entry.exists() && !entry.remove()) return tl::unexpected(entry.errorString());
+        return {};
     }
     QDir().mkpath(QFileInfo(m_entry).path());
     QSaveFile file(m_entry);
@@ -50,9 +47,9 @@ void XdgLoginItem::setEnabled(bool enabled) {
                        "Icon=murlo\nX-GNOME-Autostart-enabled=true\n")
             .arg(execQuoted(m_program))
             .toUtf8();
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
-        Log::write(QStringLiteral("install: could not add the login item: ") + file.errorString());
-    }
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
+        return tl::unexpected(file.errorString());
+    return {};
 }
 
 } // namespace murlo

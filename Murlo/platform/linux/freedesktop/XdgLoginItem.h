@@ -2,8 +2,6 @@
 
 #include "platform/LoginItem.h"
 
-#include <QString>
-
 namespace murlo {
 
 /// The login item as an entry "murlo.desktop" in the user's XDG autostart folder.
@@ -13,7 +11,7 @@ public:
     XdgLoginItem(const QString& configFolder, QString program);
 
     [[nodiscard]] bool isEnabled() const override;
-    void setEnabled(bool enabled) override;
+    [[nodiscard]] tl::expected<void, QString> setEnabled(bool enabled) override;
 
 private:
     QString m_entry;

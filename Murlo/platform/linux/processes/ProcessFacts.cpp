@@ -4,6 +4,8 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include <filesystem>
+
 namespace murlo::ProcessFacts {
 
 namespace {
@@ -76,6 +78,27 @@ QStringList programs(qint64 pid) {
 std::optional<QString> commandName(qint64 pid) {
     const QByteArray name = procFile(pid, "comm").trimmed();
     return name.isEmpty() ? std::nullopt : std::optional(QString::fromLocal8Bit(name));
+}
+
+QByteArray runningTime(qint64 pid) {
+    return procFile(pid, "schedstat");
+}
+
+bool isAsleep(qint64 pid) {
+    const QByteArray line = procFile(pid, "stat"); // the name, in brackets, may hold any character
+    return line.mid(line.lastIndexOf(')') + 1).trimmed().startsWith('S');
+}
+
+bool holdsSocket(qint64 pid, const QByteArray& number) {
+    namespace fs = std::filesystem;
+    const fs::path wanted = "socket:[" + number.toStdString() + ']';
+    std::error_code error;
+    fs::directory_iterator entry("/proc/" + std::to_string(pid) + "/fd", error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        std::error_code gone;
+        if (fs::read_symlink(entry->path(), gone) == wanted) return true;
+    }
+    return false;
 }
 
 } // namespace murlo::ProcessFacts

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
@@ -19,5 +20,12 @@ namespace murlo::ProcessFacts {
 [[nodiscard]] QStringList programs(qint64 pid);
 /// The kernel's short name of the process.
 [[nodiscard]] std::optional<QString> commandName(qint64 pid);
+/// The kernel's account of how long it has run, another one after every run; empty for a process
+/// that is gone or not to be looked at.
+[[nodiscard]] QByteArray runningTime(qint64 pid);
+/// Whether it waits for something to happen.
+[[nodiscard]] bool isAsleep(qint64 pid);
+/// Whether it has a socket open, by the socket's number in the kernel.
+[[nodiscard]] bool holdsSocket(qint64 pid, const QByteArray& number);
 
 } // namespace murlo::ProcessFacts

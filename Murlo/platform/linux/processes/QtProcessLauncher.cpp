@@ -1,12 +1,13 @@
 #include "platform/linux/processes/QtProcessLauncher.h"
 
+#include "platform/linux/processes/ProcessFacts.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QThread>
 
 #include <csignal>
-#include <filesystem>
 #include <set>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -126,18 +127,6 @@ void collectListeners(const QString& table, quint16 port, Listeners& listeners) 
     }
 }
 
-bool holdsSocket(qint64 pid, const QByteArray& number) {
-    namespace fs = std::filesystem;
-    const fs::path wanted = "socket:[" + number.toStdString() + ']';
-    std::error_code error;
-    fs::directory_iterator entry("/proc/" + std::to_string(pid) + "/fd", error);
-    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-        std::error_code gone;
-        if (fs::read_symlink(entry->path(), gone) == wanted) return true;
-    }
-    return false;
-}
-
 } // namespace
 
 tl::expected<std::unique_ptr<ChildProcess>, QString>
@@ -170,7 +159,8 @@ bool QtProcessLauncher::ownsListeningPort(qint64 pid, quint16 port) const {
     Listeners listeners;
     collectListeners(QStringLiteral("/proc/net/tcp"), port, listeners);
     collectListeners(QStringLiteral("/proc/net/tcp6"), port, listeners);
-    return listeners.served().size() == 1 && holdsSocket(pid, *listeners.served().begin());
+    return listeners.served().size() == 1 &&
+           ProcessFacts::holdsSocket(pid, *listeners.served().begin());
 }
 
 int QtProcessLauncher::activeProcessorCount() const {

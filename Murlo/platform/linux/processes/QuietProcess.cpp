@@ -1,6 +1,6 @@
 #include "platform/linux/processes/QuietProcess.h"
 
-#include <QFile>
+#include "platform/linux/processes/ProcessFacts.h"
 
 namespace murlo {
 
@@ -12,11 +12,6 @@ constexpr int quietLooks = 4;
 /// 250 ms, and 2 s for one that never rests.
 constexpr int blindLooks = 50;
 constexpr int mostLooks = 400;
-
-QByteArray read(qint64 pid, const char* name) {
-    QFile file(QStringLiteral("/proc/%1/%2").arg(pid).arg(QLatin1String(name)));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 } // namespace
 
@@ -35,9 +30,8 @@ void QuietProcess::watch(std::optional<qint64> pid) {
 }
 
 void QuietProcess::check() {
-    const QByteArray ran = m_pid ? read(*m_pid, "schedstat") : QByteArray();
-    const QByteArray state = m_pid ? read(*m_pid, "stat") : QByteArray();
-    const bool sleeps = state.mid(state.lastIndexOf(')') + 1).trimmed().startsWith('S');
+    const QByteArray ran = m_pid ? ProcessFacts::runningTime(*m_pid) : QByteArray();
+    const bool sleeps = m_pid && ProcessFacts::isAsleep(*m_pid);
     m_unchanged = sleeps && ran == m_ran ? m_unchanged + 1 : 0;
     m_ran = ran;
     const int most = ran.isEmpty() ? blindLooks : mostLooks;

@@ -111,12 +111,10 @@ void ClipboardReading::finish() {
     m_finished = true;
 }
 
-ClipboardReader::ClipboardReader(xcb_connection_t* connection, XcbAtoms& atoms, xcb_window_t root)
+ClipboardReader::ClipboardReader(const XcbConnection& connection)
     : m_connection(connection)
-    , m_atoms(atoms)
-    , m_root(root)
-    , m_clipboard(atoms.atom(QStringLiteral("CLIPBOARD")))
-    , m_property(atoms.atom(QStringLiteral("MURLO_CLIPBOARD"))) {}
+    , m_clipboard(connection.atom(QStringLiteral("CLIPBOARD")))
+    , m_property(connection.atom(QStringLiteral("MURLO_CLIPBOARD"))) {}
 
 void ClipboardReader::begin(std::shared_ptr<ClipboardReading> reading, xcb_timestamp_t time) {
     const auto job = std::make_shared<Job>();
@@ -149,8 +147,8 @@ xcb_window_t ClipboardReader::takeWindow() {
     }
     const xcb_window_t window = xcb_generate_id(m_connection);
     const quint32 mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_create_window(m_connection, 0, window, m_root, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
-                      XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
+    xcb_create_window(m_connection, 0, window, m_connection.root(), -1, -1, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
     return window;
 }
 
@@ -160,23 +158,19 @@ void ClipboardReader::ask(const JobRef& job, const QString& target) {
     ++job->open;
     const xcb_window_t window = takeWindow();
     m_requests.insert({window, {job, target, false, {}}});
-    xcb_convert_selection(m_connection, window, m_clipboard, m_atoms.atom(target), m_property,
+    xcb_convert_selection(m_connection, window, m_clipboard, m_connection.atom(target), m_property,
                           job->time);
 }
 
-XcbPointer<xcb_get_property_reply_t> ClipboardReader::takeProperty(Requests::const_iterator it) {
+XcbProperty ClipboardReader::takeProperty(Requests::const_iterator it) {
     const auto& job = it->second.job;
     const quint32 words = job ? static_cast<quint32>((sizeLimit - job->kept) / 4 + 1) : 0;
-    xcb_generic_error_t* error = nullptr;
-    const auto cookie = xcb_get_property(m_connection, 1, it->first, m_property,
-                                         XCB_GET_PROPERTY_TYPE_ANY, 0, words);
-    XcbPointer<xcb_get_property_reply_t> reply(
-        xcb_get_property_reply(m_connection, cookie, &error));
-    const XcbPointer<xcb_generic_error_t> ignored(error);
+    XcbProperty answer = m_connection.property(xcb_get_property(
+        m_connection, 1, it->first, m_property, XCB_GET_PROPERTY_TYPE_ANY, 0, words));
     // The server deletes a property only when it was read to its end.
-    if (reply && reply->bytes_after > 0) xcb_delete_property(m_connection, it->first, m_property);
+    if (answer.isCut()) xcb_delete_property(m_connection, it->first, m_property);
     if (job) job->reading->progressed();
-    return reply;
+    return answer;
 }
 
 void ClipboardReader::handleAnswer(const xcb_selection_notify_event_t& event) {
@@ -185,26 +179,25 @@ void ClipboardReader::handleAnswer(const xcb_selection_notify_event_t& event) {
     const Request& request = it->second;
     const auto& job = request.job;
     const bool refused = event.property == XCB_ATOM_NONE;
-    const auto reply = refused ? nullptr : takeProperty(it);
-    if (reply && reply->type == m_atoms.atom(QStringLiteral("INCR"))) {
-        beginPieces(it, *reply);
+    const XcbProperty answer = refused ? XcbProperty(nullptr) : takeProperty(it);
+    if (answer.isRead() && answer.type() == m_connection.atom(QStringLiteral("INCR"))) {
+        beginPieces(it, answer);
         return;
     }
     if (job && request.target == targetsName)
-        readTargets(job, reply.get());
+        readTargets(job, answer);
     else if (job && refused && !job->targetsKnown)
         job->reading->withdraw(request.target);
-    else if (job && reply && reply->bytes_after == 0)
-        readWhole(request, *reply);
+    else if (job && answer.isRead() && !answer.isCut())
+        readWhole(request, answer);
     close(it);
 }
 
-void ClipboardReader::readTargets(const JobRef& job, const xcb_get_property_reply_t* reply) {
+void ClipboardReader::readTargets(const JobRef& job, const XcbProperty& answer) {
     QStringList targets;
-    if (reply && reply->format == 32) {
-        const auto* atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply));
-        for (const QString& name :
-             m_atoms.names(QList<xcb_atom_t>(atoms, atoms + reply->value_len))) {
+    if (answer.bits() == 32) {
+        const auto atoms = answer.numbers();
+        for (const QString& name : m_connection.atoms().names({atoms.begin(), atoms.end()})) {
             if (!name.isEmpty() && !isProtocolTarget(name) && !targets.contains(name))
                 targets.append(name);
         }
@@ -219,27 +212,26 @@ void ClipboardReader::readTargets(const JobRef& job, const xcb_get_property_repl
     for (const QString& target : targets) ask(job, target);
 }
 
-void ClipboardReader::readWhole(const Request& request, const xcb_get_property_reply_t& reply) {
-    const QString type = m_atoms.name(reply.type);
+void ClipboardReader::readWhole(const Request& request, const XcbProperty& answer) {
+    const QString type = m_connection.atoms().name(answer.type());
     if (isResourceType(type)) request.job->reading->withdraw(request.target);
     // The owner may have promised a property and written none.
-    if (isResourceType(type) || reply.format == 0) return;
-    const QByteArray bytes(static_cast<const char*>(xcb_get_property_value(&reply)),
-                           xcb_get_property_value_length(&reply));
+    if (isResourceType(type) || answer.bits() == 0) return;
+    const QByteArray bytes = answer.bytes();
     request.job->kept += bytes.size();
-    request.job->reading->store({request.target, type, reply.format, bytes});
+    request.job->reading->store({request.target, type, answer.bits(), bytes});
 }
 
-void ClipboardReader::beginPieces(Requests::iterator it, const xcb_get_property_reply_t& reply) {
+void ClipboardReader::beginPieces(Requests::iterator it, const XcbProperty& answer) {
     // The owner goes on because its announcement was deleted.
     Request& request = it->second;
     request.incremental = true;
-    if (!request.job || reply.format != 32 || reply.value_len == 0) return;
-    const quint32 leastSize = *static_cast<const quint32*>(xcb_get_property_value(&reply));
-    if (leastSize > sizeLimit - request.job->kept)
+    const auto leastSize = answer.numbers();
+    if (!request.job || leastSize.empty()) return;
+    if (leastSize.front() > sizeLimit - request.job->kept)
         release(request);
     else
-        request.partial.bytes.reserve(leastSize);
+        request.partial.bytes.reserve(leastSize.front());
 }
 
 void ClipboardReader::handleProperty(const xcb_property_notify_event_t& event) {
@@ -247,20 +239,19 @@ void ClipboardReader::handleProperty(const xcb_property_notify_event_t& event) {
     // An answer that comes in one is announced by an event of its own.
     if (it == m_requests.end() || event.atom != m_property || !it->second.incremental) return;
     Request& request = it->second;
-    const auto reply = takeProperty(it);
-    const int length = reply ? xcb_get_property_value_length(reply.get()) : 0;
-    if (reply && reply->bytes_after > 0) {
+    const XcbProperty answer = takeProperty(it);
+    const QByteArray piece = answer.bytes();
+    if (answer.isCut()) {
         if (request.job) release(request);
-    } else if (length == 0) {
+    } else if (piece.isEmpty()) {
         request.partial.target = request.target;
-        if (request.job && reply) request.job->reading->store(request.partial);
+        if (request.job && answer.isRead()) request.job->reading->store(request.partial);
         close(it);
     } else {
-        request.partial.type = m_atoms.name(reply->type);
-        request.partial.bits = reply->format;
-        request.partial.bytes.append(static_cast<const char*>(xcb_get_property_value(reply.get())),
-                                     length);
-        request.job->kept += length;
+        request.partial.type = m_connection.atoms().name(answer.type());
+        request.partial.bits = answer.bits();
+        request.partial.bytes.append(piece);
+        request.job->kept += piece.size();
     }
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Pasteboard.h"
-#include "platform/linux/x11/XcbSupport.h"
+#include "platform/linux/x11/XcbConnection.h"
 #include "platform/linux/x11/clipboard/ClipboardContent.h"
 
 #include <chrono>
@@ -67,7 +67,7 @@ class ClipboardReader {
 public:
     using Clock = std::chrono::steady_clock;
 
-    ClipboardReader(xcb_connection_t* connection, XcbAtoms& atoms, xcb_window_t root);
+    explicit ClipboardReader(const XcbConnection& connection);
 
     /// Starts a reading of the present owner's content; `time` is the server's time since when that
     /// is the owner.
@@ -112,18 +112,16 @@ private:
     [[nodiscard]] xcb_window_t takeWindow();
     /// Reads and deletes the answer's property; what is larger than the request may keep is deleted
     /// unread.
-    [[nodiscard]] XcbPointer<xcb_get_property_reply_t> takeProperty(Requests::const_iterator it);
-    void readTargets(const JobRef& job, const xcb_get_property_reply_t* reply);
-    void readWhole(const Request& request, const xcb_get_property_reply_t& reply);
-    void beginPieces(Requests::iterator it, const xcb_get_property_reply_t& reply);
+    [[nodiscard]] XcbProperty takeProperty(Requests::const_iterator it);
+    void readTargets(const JobRef& job, const XcbProperty& answer);
+    void readWhole(const Request& request, const XcbProperty& answer);
+    void beginPieces(Requests::iterator it, const XcbProperty& answer);
     void close(Requests::iterator it);
     /// Takes the request's job from it, which is finished when it was the last.
     void release(Request& request);
     void abandon(JobRef job);
 
-    xcb_connection_t* m_connection;
-    XcbAtoms& m_atoms;
-    xcb_window_t m_root;
+    const XcbConnection& m_connection;
     xcb_atom_t m_clipboard;
     xcb_atom_t m_property;
     Requests m_requests;

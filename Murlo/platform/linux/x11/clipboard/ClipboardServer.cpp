@@ -17,9 +17,8 @@ bool isBefore(xcb_timestamp_t a, xcb_timestamp_t b) {
 
 } // namespace
 
-ClipboardServer::ClipboardServer(xcb_connection_t* connection, XcbAtoms& atoms)
+ClipboardServer::ClipboardServer(const XcbConnection& connection)
     : m_connection(connection)
-    , m_atoms(atoms)
     // In units of four bytes, less the request's own header.
     , m_pieceSize(std::min<qsizetype>(
           preferredPiece, xcb_get_maximum_request_length(connection) * qsizetype{4} - 64)) {}
@@ -43,13 +42,11 @@ const ClipboardServer::Period* ClipboardServer::periodAt(xcb_timestamp_t time) c
     return m_previous.content && !isBefore(time, m_previous.since) ? &m_previous : nullptr;
 }
 
-std::vector<xcb_atom_t> ClipboardServer::targets(const ClipboardContent& content) {
-    std::vector<xcb_atom_t> atoms{m_atoms.atom(QStringLiteral("TARGETS")),
-                                  m_atoms.atom(QStringLiteral("TIMESTAMP")),
-                                  m_atoms.atom(QStringLiteral("MULTIPLE"))};
-    for (const ClipboardFormat& format : content.formats)
-        atoms.push_back(m_atoms.atom(format.target));
-    return atoms;
+QList<xcb_atom_t> ClipboardServer::targets(const ClipboardContent& content) {
+    QStringList names{QStringLiteral("TARGETS"), QStringLiteral("TIMESTAMP"),
+                      QStringLiteral("MULTIPLE")};
+    for (const ClipboardFormat& format : content.formats) names.append(format.target);
+    return m_connection.atoms().atoms(names);
 }
 
 void ClipboardServer::handleRequest(const xcb_selection_request_event_t& request) {
@@ -63,7 +60,7 @@ void ClipboardServer::handleRequest(const xcb_selection_request_event_t& request
     const xcb_atom_t property = request.property ? request.property : request.target;
     const Period* period = periodAt(request.time);
     bool done = false;
-    if (period && request.target == m_atoms.atom(QStringLiteral("MULTIPLE")))
+    if (period && request.target == m_connection.atom(QStringLiteral("MULTIPLE")))
         done = request.property != XCB_ATOM_NONE &&
                convertMultiple(*period, request.requestor, property);
     else if (period)
@@ -76,22 +73,16 @@ void ClipboardServer::handleRequest(const xcb_selection_request_event_t& request
 
 bool ClipboardServer::convertMultiple(const Period& period, xcb_window_t window,
                                       xcb_atom_t property) {
-    const auto cookie =
-        xcb_get_property(m_connection, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 1024);
-    xcb_generic_error_t* error = nullptr;
-    const XcbPointer<xcb_get_property_reply_t> reply(
-        xcb_get_property_reply(m_connection, cookie, &error));
-    const XcbPointer<xcb_generic_error_t> ignored(error);
-    if (!reply || reply->format != 32) return false;
-    const auto* values = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply.get()));
-    std::vector<xcb_atom_t> pairs(values, values + reply->value_len);
-    const xcb_atom_t multiple = m_atoms.atom(QStringLiteral("MULTIPLE"));
+    const XcbProperty wanted = m_connection.property(window, property, XCB_GET_PROPERTY_TYPE_ANY);
+    if (wanted.bits() != 32) return false;
+    auto pairs = wanted.numbers();
+    const xcb_atom_t multiple = m_connection.atom(QStringLiteral("MULTIPLE"));
     for (size_t i = 0; i + 1 < pairs.size(); i += 2) {
         const bool done = pairs[i] != multiple && pairs[i + 1] != XCB_ATOM_NONE &&
                           convert(period, window, pairs[i], pairs[i + 1]);
         if (!done) pairs[i + 1] = XCB_ATOM_NONE;
     }
-    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, window, property, reply->type, 32,
+    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, window, property, wanted.type(), 32,
                         static_cast<quint32>(pairs.size()), pairs.data());
     return true;
 }
@@ -103,15 +94,15 @@ bool ClipboardServer::convert(const Period& period, xcb_window_t window, xcb_ato
                             static_cast<quint32>(count), data);
         return true;
     };
-    if (target == m_atoms.atom(QStringLiteral("TARGETS"))) {
-        const std::vector<xcb_atom_t> all = targets(*period.content);
-        return words(XCB_ATOM_ATOM, all.data(), all.size());
+    if (target == m_connection.atom(QStringLiteral("TARGETS"))) {
+        const QList<xcb_atom_t> all = targets(*period.content);
+        return words(XCB_ATOM_ATOM, all.data(), static_cast<size_t>(all.size()));
     }
-    if (target == m_atoms.atom(QStringLiteral("TIMESTAMP")))
+    if (target == m_connection.atom(QStringLiteral("TIMESTAMP")))
         return words(XCB_ATOM_INTEGER, &period.since, 1);
     for (const ClipboardFormat& format : period.content->formats) {
-        if (m_atoms.atom(format.target) != target) continue;
-        send(window, property, m_atoms.atom(format.type), format.bits, format.bytes);
+        if (m_connection.atom(format.target) != target) continue;
+        send(window, property, m_connection.atom(format.type), format.bits, format.bytes);
         return true;
     }
     return false;
@@ -132,7 +123,7 @@ void ClipboardServer::send(xcb_window_t window, xcb_atom_t property, xcb_atom_t 
     m_transfers.push_back({window, property, type, bits, bytes, 0, Clock::now()});
     const auto leastSize = static_cast<quint32>(bytes.size());
     xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, window, property,
-                        m_atoms.atom(QStringLiteral("INCR")), 32, 1, &leastSize);
+                        m_connection.atom(QStringLiteral("INCR")), 32, 1, &leastSize);
 }
 
 void ClipboardServer::handleDeleted(const xcb_property_notify_event_t& event) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/x11/XcbSupport.h"
+#include "platform/linux/x11/XcbConnection.h"
 #include "platform/linux/x11/clipboard/ClipboardContent.h"
 
 #include <chrono>
@@ -17,7 +17,7 @@ public:
     using Clock = std::chrono::steady_clock;
     using Content = std::shared_ptr<const ClipboardContent>;
 
-    ClipboardServer(xcb_connection_t* connection, XcbAtoms& atoms);
+    explicit ClipboardServer(const XcbConnection& connection);
 
     /// We own the selection since the server's time `since`, with this content (null: we gave it
     /// up).
@@ -28,7 +28,7 @@ public:
     [[nodiscard]] const Content& content() const { return m_current.content; }
     [[nodiscard]] xcb_timestamp_t since() const { return m_current.since; }
     /// What the TARGETS question is answered with.
-    [[nodiscard]] std::vector<xcb_atom_t> targets(const ClipboardContent& content);
+    [[nodiscard]] QList<xcb_atom_t> targets(const ClipboardContent& content);
 
     void handleRequest(const xcb_selection_request_event_t& request);
     /// A property of another program's window was deleted: its next piece may follow.
@@ -65,8 +65,7 @@ private:
               const QByteArray& bytes);
     void watch(xcb_window_t window, bool wanted);
 
-    xcb_connection_t* m_connection;
-    XcbAtoms& m_atoms;
+    const XcbConnection& m_connection;
     qsizetype m_pieceSize;
     Period m_current;
     Period m_previous;

@@ -1,6 +1,5 @@
 #include "platform/linux/x11/clipboard/ClipboardThread.h"
 
-#include "platform/linux/x11/XcbConnection.h"
 #include "support/Log.h"
 
 #include <poll.h>
@@ -53,42 +52,34 @@ void ClipboardThread::run() {
     connect();
     while (!m_stopping) serve(std::nullopt);
     if (m_connection && m_server->content()) handOver();
-    if (m_connection) xcb_disconnect(m_connection);
 }
 
 void ClipboardThread::connect() {
-    int screenNumber = 0;
-    xcb_connection_t* const connection = connectToDisplay(&screenNumber);
-    if (xcb_connection_has_error(connection) != 0) {
+    auto connection = std::make_unique<XcbConnection>();
+    if (!connection->isAlive()) {
         Log::write(QStringLiteral("clipboard: no X server"));
-        xcb_disconnect(connection);
         return;
     }
-    const auto* fixes = xcb_get_extension_data(connection, &xcb_xfixes_id);
-    const XcbPointer<xcb_xfixes_query_version_reply_t> version(xcb_xfixes_query_version_reply(
-        connection, xcb_xfixes_query_version(connection, 5, 0), nullptr));
-    if (!fixes || !fixes->present || !version) {
+    const auto* fixes = connection->extension(xcb_xfixes_id);
+    if (!fixes || !connection->reply(xcb_xfixes_query_version_reply,
+                                     xcb_xfixes_query_version(*connection, 5, 0))) {
         Log::write(QStringLiteral("clipboard: the X server has no XFixes"));
-        xcb_disconnect(connection);
         return;
     }
     m_fixesNotify = fixes->first_event + XCB_XFIXES_SELECTION_NOTIFY;
-    auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    for (; screenNumber > 0 && screen.rem > 1; --screenNumber) xcb_screen_next(&screen);
-    m_window = xcb_generate_id(connection);
+    m_window = xcb_generate_id(*connection);
     const quint32 mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_create_window(connection, 0, m_window, screen.data->root, -1, -1, 1, 1, 0,
+    xcb_create_window(*connection, 0, m_window, connection->root(), -1, -1, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
-    m_atoms = std::make_unique<XcbAtoms>(connection);
-    m_clipboard = m_atoms->atom(QStringLiteral("CLIPBOARD"));
-    m_manager = m_atoms->atom(QStringLiteral("CLIPBOARD_MANAGER"));
-    xcb_xfixes_select_selection_input(connection, m_window, m_clipboard,
+    m_clipboard = connection->atom(QStringLiteral("CLIPBOARD"));
+    m_manager = connection->atom(QStringLiteral("CLIPBOARD_MANAGER"));
+    xcb_xfixes_select_selection_input(*connection, m_window, m_clipboard,
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
-    m_server = std::make_unique<ClipboardServer>(connection, *m_atoms);
-    m_reader = std::make_unique<ClipboardReader>(connection, *m_atoms, screen.data->root);
-    m_connection = connection;
+    m_server = std::make_unique<ClipboardServer>(*connection);
+    m_reader = std::make_unique<ClipboardReader>(*connection);
+    m_connection = std::move(connection);
 }
 
 void ClipboardThread::serve(std::optional<Clock::time_point> limit) {
@@ -125,25 +116,25 @@ void ClipboardThread::wait(std::optional<Clock::time_point> limit) {
         timeout = std::max(0, static_cast<int>(left.count()));
     }
     pollfd files[] = {{m_bell.descriptor(), POLLIN, 0},
-                      {m_connection ? xcb_get_file_descriptor(m_connection) : -1, POLLIN, 0}};
+                      {m_connection ? m_connection->descriptor() : -1, POLLIN, 0}};
     poll(files, 2, timeout);
     m_bell.silence();
 }
 
 bool ClipboardThread::drainEvents() {
     if (!m_connection) return false;
-    xcb_flush(m_connection);
+    xcb_flush(*m_connection);
     bool any = false;
-    while (const auto event = XcbPointer<xcb_generic_event_t>(xcb_poll_for_event(m_connection))) {
+    while (const auto event = m_connection->nextEventOrError()) {
         handle(*event);
         any = true;
     }
-    if (xcb_connection_has_error(m_connection) == 0) return any;
+    if (m_connection->isAlive()) return any;
     Log::write(QStringLiteral("clipboard: the X server is gone"));
     m_reader->ownerGone();
     m_reader.reset();
     m_server.reset();
-    xcb_disconnect(std::exchange(m_connection, nullptr));
+    m_connection.reset();
     return false;
 }
 
@@ -204,16 +195,21 @@ void ClipboardThread::ownerChanged(const xcb_generic_event_t& event) {
     m_foreignChange();
 }
 
+xcb_window_t ClipboardThread::ownerOf(xcb_atom_t selection) const {
+    const auto answer = m_connection->reply(xcb_get_selection_owner_reply,
+                                            xcb_get_selection_owner(*m_connection, selection));
+    return answer ? answer->owner : xcb_window_t{XCB_WINDOW_NONE};
+}
+
 qint64 ClipboardThread::takeSelection(const ClipboardServer::Content& content) {
     if (!m_connection) return ++m_changeCount;
     m_reader->freeze();
     const auto request =
-        xcb_set_selection_owner(m_connection, content ? m_window : xcb_window_t{XCB_WINDOW_NONE},
+        xcb_set_selection_owner(*m_connection, content ? m_window : xcb_window_t{XCB_WINDOW_NONE},
                                 m_clipboard, XCB_CURRENT_TIME);
     m_change = {request.sequence, content};
     // Once this is answered, the notification of the change is in the queue.
-    const XcbPointer<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
-        m_connection, xcb_get_selection_owner(m_connection, m_clipboard), nullptr));
+    std::ignore = ownerOf(m_clipboard);
     drainEvents();
     return m_connection ? m_ownCount : ++m_changeCount;
 }
@@ -228,14 +224,12 @@ void ClipboardThread::beginReading(const std::shared_ptr<ClipboardReading>& read
 }
 
 void ClipboardThread::handOver() {
-    const XcbPointer<xcb_get_selection_owner_reply_t> manager(xcb_get_selection_owner_reply(
-        m_connection, xcb_get_selection_owner(m_connection, m_manager), nullptr));
-    if (!manager || manager->owner == XCB_WINDOW_NONE) return;
-    const xcb_atom_t saveTargets = m_atoms->atom(QStringLiteral("SAVE_TARGETS"));
+    if (ownerOf(m_manager) == XCB_WINDOW_NONE) return;
+    const xcb_atom_t saveTargets = m_connection->atom(QStringLiteral("SAVE_TARGETS"));
     const auto targets = m_server->targets(*m_server->content());
-    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, m_window, saveTargets, XCB_ATOM_ATOM,
+    xcb_change_property(*m_connection, XCB_PROP_MODE_REPLACE, m_window, saveTargets, XCB_ATOM_ATOM,
                         32, static_cast<quint32>(targets.size()), targets.data());
-    xcb_convert_selection(m_connection, m_window, m_manager, saveTargets, saveTargets,
+    xcb_convert_selection(*m_connection, m_window, m_manager, saveTargets, saveTargets,
                           m_server->since());
     const auto limit = Clock::now() + handOverLimit;
     while (m_connection && !m_handedOver && Clock::now() < limit) serve(limit);

@@ -49,6 +49,7 @@ private:
     void handle(const xcb_generic_event_t& event);
     void ownerChanged(const xcb_generic_event_t& event);
     void wait(std::optional<Clock::time_point> limit);
+    [[nodiscard]] xcb_window_t ownerOf(xcb_atom_t selection) const;
     qint64 takeSelection(const ClipboardServer::Content& content);
     void beginReading(const std::shared_ptr<ClipboardReading>& reading);
     void handOver();
@@ -60,7 +61,7 @@ private:
     Bell m_bell;
 
     bool m_stopping = false;
-    xcb_connection_t* m_connection = nullptr;
+    std::unique_ptr<XcbConnection> m_connection; ///< null without a server
     xcb_window_t m_window = XCB_WINDOW_NONE;
     xcb_atom_t m_clipboard = XCB_ATOM_NONE;
     xcb_atom_t m_manager = XCB_ATOM_NONE;
@@ -71,7 +72,6 @@ private:
     std::optional<std::pair<quint32, ClipboardServer::Content>> m_change;
     qint64 m_ownCount = 0; ///< the change count that our last change led to
     bool m_handedOver = false;
-    std::unique_ptr<XcbAtoms> m_atoms;
     std::unique_ptr<ClipboardServer> m_server;
     std::unique_ptr<ClipboardReader> m_reader;
 

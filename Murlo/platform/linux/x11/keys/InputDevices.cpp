@@ -7,13 +7,10 @@ namespace murlo::InputDevices {
 namespace {
 
 bool isSynthetic(const XcbConnection& connection, xcb_input_device_id_t device) {
-    static constexpr char name[] = "XTEST Device";
-    const auto atom = connection.reply(xcb_intern_atom_reply,
-                                       xcb_intern_atom(connection, 1, sizeof name - 1, name));
-    if (!atom || atom->atom == XCB_ATOM_NONE) return false;
+    const xcb_atom_t mark = connection.atom(QStringLiteral("XTEST Device"));
     const auto property = connection.reply(
         xcb_input_xi_get_property_reply,
-        xcb_input_xi_get_property(connection, device, 0, atom->atom, XCB_ATOM_ANY, 0, 1));
+        xcb_input_xi_get_property(connection, device, 0, mark, XCB_ATOM_ANY, 0, 1));
     return property && property->num_items == 1;
 }
 
@@ -28,9 +25,7 @@ bool hasKeys(const xcb_input_xi_device_info_t& device) {
 } // namespace
 
 bool prepare(const XcbConnection& connection) {
-    if (!connection.isAlive()) return false;
-    const auto* extension = xcb_get_extension_data(connection, &xcb_input_id);
-    if (!extension || !extension->present) return false;
+    if (!connection.extension(xcb_input_id)) return false;
     const auto version = connection.reply(xcb_input_xi_query_version_reply,
                                           xcb_input_xi_query_version(connection, 2, 2));
     return version && (version->major_version > 2 ||
@@ -90,8 +85,8 @@ KeySet keysDown(const XcbConnection& connection, xcb_input_device_id_t device) {
 int eventType(const XcbConnection& connection, const xcb_generic_event_t& event) {
     if ((event.response_type & 0x7f) != XCB_GE_GENERIC) return -1;
     const auto& generic = reinterpret_cast<const xcb_ge_generic_event_t&>(event);
-    const auto* extension = xcb_get_extension_data(connection, &xcb_input_id);
-    return generic.extension == extension->major_opcode ? generic.event_type : -1;
+    const auto* input = connection.extension(xcb_input_id);
+    return input && generic.extension == input->major_opcode ? generic.event_type : -1;
 }
 
 } // namespace murlo::InputDevices

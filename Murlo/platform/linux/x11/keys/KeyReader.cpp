@@ -49,7 +49,7 @@ void KeyReader::run() {
             carryOutRequests();
         }
         xcb_flush(m_connection);
-        pollfd sources[] = {{xcb_get_file_descriptor(m_connection), POLLIN, 0},
+        pollfd sources[] = {{m_connection.descriptor(), POLLIN, 0},
                             {m_bell.descriptor(), POLLIN, 0}};
         poll(sources, 2, untilGivenBack());
         m_bell.silence();

@@ -11,6 +11,14 @@
 #include <vector>
 #include <xkbcommon/xkbcommon.h>
 
+// The C header names a structure member with a C++ keyword.
+#ifdef __clang__
+#pragma clang diagnostic ignored "-Wkeyword-macro"
+#endif
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+
 namespace murlo {
 
 /// A copy of the session's keyboard map: positions and symbols of its keys. Groups are the layouts

@@ -13,10 +13,6 @@ QString borrowedProperty() {
 
 } // namespace
 
-BorrowedKeys::BorrowedKeys(const XcbConnection& connection)
-    : m_connection(connection)
-    , m_atoms(connection) {}
-
 void BorrowedKeys::adopt(KeyboardMap& map) {
     const auto before = std::exchange(m_keys, {});
     for (const xcb_keycode_t keycode : map.unusedKeycodes()) m_keys[keycode] = {};
@@ -34,15 +30,12 @@ void BorrowedKeys::adopt(KeyboardMap& map) {
 }
 
 void BorrowedKeys::adoptLeftovers() {
-    if (!m_connection.isAlive()) return;
-    const auto left = m_connection.reply(xcb_get_property_reply,
-                                         xcb_get_property(m_connection, 0, m_connection.root(),
-                                                          m_atoms.atom(borrowedProperty()),
-                                                          XCB_ATOM_CARDINAL, 0, 64));
-    if (!left || left->format != 8) return;
-    const auto* codes = static_cast<const xcb_keycode_t*>(xcb_get_property_value(left.get()));
-    for (int i = 0; i < xcb_get_property_value_length(left.get()); ++i)
-        m_keys[codes[i]].symbol = XKB_KEY_VoidSymbol; // whatever it is, it goes
+    const auto left = m_connection.property(
+        m_connection.root(), m_connection.atom(borrowedProperty()), XCB_ATOM_CARDINAL);
+    if (left.bits() != 8) return;
+    // Whatever they are, they go.
+    for (const char code : left.bytes())
+        m_keys[static_cast<xcb_keycode_t>(code)].symbol = XKB_KEY_VoidSymbol;
     m_borrowing = true;
 }
 
@@ -88,7 +81,7 @@ void BorrowedKeys::remember() {
     std::vector<xcb_keycode_t> codes;
     for (const auto& [keycode, use] : m_keys) codes.push_back(keycode);
     xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, m_connection.root(),
-                        m_atoms.atom(borrowedProperty()), XCB_ATOM_CARDINAL, 8,
+                        m_connection.atom(borrowedProperty()), XCB_ATOM_CARDINAL, 8,
                         static_cast<quint32>(codes.size()), codes.data());
 }
 
@@ -97,7 +90,7 @@ void BorrowedKeys::giveBack() {
     for (auto& [keycode, use] : m_keys) {
         if (use.symbol != XKB_KEY_NoSymbol) change(keycode, XKB_KEY_NoSymbol);
     }
-    xcb_delete_property(m_connection, m_connection.root(), m_atoms.atom(borrowedProperty()));
+    xcb_delete_property(m_connection, m_connection.root(), m_connection.atom(borrowedProperty()));
     xcb_flush(m_connection);
 }
 

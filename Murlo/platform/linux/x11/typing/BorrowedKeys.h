@@ -16,7 +16,8 @@ namespace murlo {
 /// late as possible, and never before their last batch counts as taken. Main thread.
 class BorrowedKeys {
 public:
-    explicit BorrowedKeys(const XcbConnection& connection);
+    explicit BorrowedKeys(const XcbConnection& connection)
+        : m_connection(connection) {}
 
     /// Takes the codes to borrow from: those without symbols in this map, those that still have the
     /// symbol given to them here, and those that a former run borrowed and could not give back.
@@ -47,7 +48,6 @@ private:
     void adoptLeftovers();
 
     const XcbConnection& m_connection;
-    XcbAtoms m_atoms;
     std::map<xcb_keycode_t, Use> m_keys;
     std::optional<xcb_keycode_t> m_neutral;
     bool m_borrowing = false;

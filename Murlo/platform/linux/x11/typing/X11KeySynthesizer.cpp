@@ -25,8 +25,7 @@ X11KeySynthesizer::X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic)
     , m_ping(m_connection)
     , m_quiet([this] { taken(m_batch); }) {
     if (!InputDevices::prepare(m_connection)) return;
-    const auto* test = xcb_get_extension_data(m_connection, &xcb_test_id);
-    m_available = test && test->present;
+    m_available = m_connection.extension(xcb_test_id) != nullptr;
     if (!m_available) return;
     m_watch.isOwnChange = [this](xcb_keycode_t keycode) { return m_borrowed.owns(keycode); };
     updateMap();
@@ -34,8 +33,8 @@ X11KeySynthesizer::X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic)
     m_limit.setSingleShot(true);
     m_limit.setTimerType(Qt::PreciseTimer);
     QObject::connect(&m_limit, &QTimer::timeout, &m_limit, [this] { taken(m_batch); });
-    m_notifier = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_connection),
-                                                   QSocketNotifier::Read);
+    m_notifier =
+        std::make_unique<QSocketNotifier>(m_connection.descriptor(), QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
                      [this] { readEvents(); });
 }

@@ -33,9 +33,7 @@ bool clickInto(const XcbConnection& connection, const QList<WindowInfo>& shown, 
     const auto there = std::ranges::find_if(
         shown, [&](const WindowInfo& window) { return window.bounds.contains(point); });
     if (there == shown.end() || there->pid != pid) return false;
-    const bool named = std::ranges::any_of(shown, [&](const WindowInfo& window) {
-        return window.pid == pid && window.title == title;
-    });
+    const bool named = windowOf(shown, pid, title)->title == title;
     if (named && there->title != title) return false;
 
     const auto fake = [&](quint8 type, quint8 detail, QPoint at) {

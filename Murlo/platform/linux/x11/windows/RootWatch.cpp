@@ -4,19 +4,18 @@
 
 namespace murlo {
 
-RootWatch::RootWatch()
-    : m_atoms(m_connection) {
+RootWatch::RootWatch() {
     if (!m_connection.isAlive()) return;
     const quint32 mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(m_connection, m_connection.root(), XCB_CW_EVENT_MASK, &mask);
-    m_stacking = m_atoms.atom(QStringLiteral("_NET_CLIENT_LIST_STACKING"));
+    m_stacking = m_connection.atom(QStringLiteral("_NET_CLIENT_LIST_STACKING"));
     // Requests of an extension fail until its version has been agreed on.
     std::ignore = m_connection.reply(xcb_xfixes_query_version_reply,
                                      xcb_xfixes_query_version(m_connection, 5, 0));
-    const auto* fixes = xcb_get_extension_data(m_connection, &xcb_xfixes_id);
-    if (fixes && fixes->present) m_fixesEvent = fixes->first_event;
-    m_notifier = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_connection),
-                                                   QSocketNotifier::Read);
+    if (const auto* fixes = m_connection.extension(xcb_xfixes_id))
+        m_fixesEvent = fixes->first_event;
+    m_notifier =
+        std::make_unique<QSocketNotifier>(m_connection.descriptor(), QSocketNotifier::Read);
     connect(m_notifier.get(), &QSocketNotifier::activated, this, &RootWatch::readEvents);
 }
 
@@ -24,7 +23,7 @@ RootWatch::~RootWatch() = default;
 
 bool RootWatch::follow(const QString& selection) {
     if (!m_connection.isAlive()) return false;
-    const xcb_atom_t atom = m_atoms.atom(selection);
+    const xcb_atom_t atom = m_connection.atom(selection);
     if (m_fixesEvent != 0)
         xcb_xfixes_select_selection_input(
             m_connection, m_connection.root(), atom,
@@ -47,7 +46,8 @@ void RootWatch::readEvents() {
         } else if (m_fixesEvent != 0 && type == m_fixesEvent + XCB_XFIXES_SELECTION_NOTIFY) {
             const auto& change =
                 reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(*event);
-            Q_EMIT ownerChanged(m_atoms.name(change.selection), change.owner != XCB_WINDOW_NONE);
+            Q_EMIT ownerChanged(m_connection.atoms().name(change.selection),
+                                change.owner != XCB_WINDOW_NONE);
         }
     }
     if (stackChanged) Q_EMIT restacked();

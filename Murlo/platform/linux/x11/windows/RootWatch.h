@@ -29,7 +29,6 @@ private:
     void readEvents();
 
     XcbConnection m_connection;
-    XcbAtoms m_atoms;
     xcb_atom_t m_stacking = XCB_ATOM_NONE;
     quint8 m_fixesEvent = 0; ///< 0 without the extension
     std::unique_ptr<QSocketNotifier> m_notifier;

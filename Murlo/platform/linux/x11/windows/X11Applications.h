@@ -2,9 +2,7 @@
 
 #include "platform/Applications.h"
 #include "platform/linux/freedesktop/DesktopEntries.h"
-#include "platform/linux/x11/XcbConnection.h"
-
-#include <vector>
+#include "platform/linux/x11/windows/WindowManager.h"
 
 namespace murlo {
 
@@ -27,23 +25,13 @@ public:
     [[nodiscard]] bool click(qint64 pid, const QString& title, const QRectF& box) override;
 
 private:
-    [[nodiscard]] std::vector<quint32> property(xcb_window_t window, const char* name,
-                                                xcb_atom_t type) const;
-    [[nodiscard]] std::optional<qint64> pidOf(xcb_window_t window) const;
-    /// The process's windows, the topmost first.
-    [[nodiscard]] std::vector<xcb_window_t> windows(qint64 pid) const;
-    /// The active window; XCB_WINDOW_NONE when there is none.
-    [[nodiscard]] xcb_window_t activeWindow() const;
-    [[nodiscard]] QString titleOf(xcb_window_t window) const;
-    /// Class and instance name of a window.
-    [[nodiscard]] QStringList classesOf(xcb_window_t window) const;
-    /// Those of the process's windows.
+    /// Class and instance names of the process's windows.
     [[nodiscard]] QStringList windowClasses(qint64 pid) const;
     [[nodiscard]] std::optional<DesktopEntries::Entry> entry(qint64 pid) const;
 
     XcbConnection m_connection;
-    mutable XcbAtoms m_atoms; ///< both only remember answers
-    mutable DesktopEntries m_entries;
+    WindowManager m_windows;
+    mutable DesktopEntries m_entries; ///< only remembers answers
 };
 
 } // namespace murlo

@@ -17,12 +17,11 @@ bool isWheel(quint32 button) {
 
 } // namespace
 
-X11Interruptions::X11Interruptions()
-    : m_atoms(m_connection) {
+X11Interruptions::X11Interruptions() {
     if (!InputDevices::prepare(m_connection)) return;
-    m_desktop = m_atoms.atom(QStringLiteral("_NET_CURRENT_DESKTOP"));
-    m_notifier = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_connection),
-                                                   QSocketNotifier::Read);
+    m_desktop = m_connection.atom(QStringLiteral("_NET_CURRENT_DESKTOP"));
+    m_notifier =
+        std::make_unique<QSocketNotifier>(m_connection.descriptor(), QSocketNotifier::Read);
     connect(m_notifier.get(), &QSocketNotifier::activated, this, [this] { readEvents(); });
     connect(qGuiApp, &QGuiApplication::screenRemoved, this, &X11Interruptions::interrupted);
     connect(qGuiApp, &QGuiApplication::screenAdded, this, [this](const QScreen* screen) {

@@ -26,7 +26,6 @@ private:
     void select(bool watching);
 
     XcbConnection m_connection;
-    XcbAtoms m_atoms;
     xcb_atom_t m_desktop = XCB_ATOM_NONE;
     bool m_watching = false;
     std::unique_ptr<QSocketNotifier> m_notifier;
