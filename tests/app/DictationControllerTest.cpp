@@ -42,19 +42,16 @@ class DictationControllerTest : public QObject {
         m_rig->scheduler.runPending();
     }
     void pass(double seconds) { m_rig->scheduler.advance(seconds); }
-    template <typename Value>
-    void set(const char* key, const Value& value) {
-        m_rig->settings.set(key, value);
-    }
+    void set(const char* key, const QJsonValue& value) { m_rig->settings.set(key, value); }
 
     /// Carries out steps of a dictation, separated by blanks; a number lets so many seconds pass.
     void play(const QString& steps) {
         const QHash<QString, std::function<void()>> actions{
-            {"account", [this] { set(SettingKey::accountEmail, QString("someone@example.com")); }},
+            {"account", [this] { set(SettingKey::accountEmail, "someone@example.com"); }},
             {"enhanced", [this] { set(SettingKey::enhancePrompt, true); }},
             {"silent", [this] { set(SettingKey::playSounds, false); }},
-            {"copying", [this] { set(SettingKey::insertMode, QString("clipboardOnly")); }},
-            {"typing", [this] { set(SettingKey::insertMode, QString("type")); }},
+            {"copying", [this] { set(SettingKey::insertMode, "clipboardOnly"); }},
+            {"typing", [this] { set(SettingKey::insertMode, "type"); }},
             {"brief", [this] { set(SettingKey::maxRecordingSeconds, 3.0); }},
             {"loading", [this] { m_rig->server.restart(); }},
             {"modelless", [this] { m_rig->modelPath.clear(); }},
