@@ -10,6 +10,16 @@ constexpr double readingLimit = 0.3;
 const QString textFormat = QStringLiteral("UTF8_STRING");
 const QString secretFormat = QStringLiteral("x-kde-passwordManagerHint");
 
+/// The first item's bytes in this format that has them.
+std::optional<QByteArray> find(const QList<PasteboardItem>& items, const QString& wanted) {
+    for (const PasteboardItem& item : items) {
+        for (const auto& [format, bytes] : item) {
+            if (format == wanted) return bytes;
+        }
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 class FakePasteboard::Reading : public PasteboardReading {
@@ -18,22 +28,21 @@ public:
         : m_scheduler(scheduler)
         , m_changeCount(changeCount)
         , m_began(scheduler.uptime())
-        , m_source(std::move(source)) {}
+        , m_source(std::move(source))
+        , m_isSecret(find(m_source, secretFormat) == QByteArray("secret"))
+        , m_answered(m_isSecret) {}
 
     [[nodiscard]] qint64 changeCount() const override { return m_changeCount; }
     [[nodiscard]] bool isComplete() const override { return m_answered || isOver(); }
     [[nodiscard]] bool lacksText() const override {
-        return m_answered && std::ranges::none_of(m_source, [](const PasteboardItem& item) {
-                   return std::ranges::any_of(
-                       item, [](const auto& format) { return format.first == textFormat; });
-               });
+        return m_answered && !find(m_source, textFormat);
     }
     [[nodiscard]] PasteboardSnapshot snapshot() const override {
         PasteboardSnapshot snapshot;
         for (const PasteboardItem& item : m_source) {
             PasteboardItem kept;
             for (const auto& format : item) {
-                if (m_answered && !m_withheld.contains(format.first))
+                if (m_answered && !m_isSecret && !m_withheld.contains(format.first))
                     kept.append(format);
                 else
                     snapshot.unread.append(format.first);
@@ -55,8 +64,9 @@ private:
     const qint64 m_changeCount;
     const double m_began;
     const QList<PasteboardItem> m_source;
+    const bool m_isSecret; ///< nothing of it is handed over
+    bool m_answered;
     QStringList m_withheld;
-    bool m_answered = false;
 };
 
 FakePasteboard::FakePasteboard(Scheduler& scheduler)
@@ -81,20 +91,8 @@ void FakePasteboard::write(const PasteboardSnapshot& snapshot) {
 
 std::shared_ptr<PasteboardReading> FakePasteboard::read() {
     ++readings;
-    QList<PasteboardItem> source = m_items;
-    bool isSecret = false;
-    for (const auto& item : m_items) {
-        for (const auto& [name, bytes] : item)
-            isSecret |= name == secretFormat && bytes == "secret";
-    }
-    const auto reading = std::make_shared<Reading>(m_scheduler, m_changeCount, source);
-    if (isSecret) {
-        QStringList all;
-        for (const auto& item : m_items) {
-            for (const auto& format : item) all.append(format.first);
-        }
-        reading->answer(all);
-    } else if (!m_foreign || source.isEmpty()) {
+    const auto reading = std::make_shared<Reading>(m_scheduler, m_changeCount, m_items);
+    if (!m_foreign || m_items.isEmpty()) {
         reading->answer({});
     } else {
         m_readings.append(reading);
@@ -134,12 +132,8 @@ void FakePasteboard::foreignExit() {
 }
 
 std::optional<QString> FakePasteboard::text() const {
-    for (const auto& item : m_items) {
-        for (const auto& [name, bytes] : item) {
-            if (name == textFormat) return QString::fromUtf8(bytes);
-        }
-    }
-    return std::nullopt;
+    const auto bytes = find(m_items, textFormat);
+    return bytes ? std::optional(QString::fromUtf8(*bytes)) : std::nullopt;
 }
 
 } // namespace murlo

@@ -35,17 +35,13 @@ QByteArray copy(const QString& fileName) {
 
 void obey() {
     std::string line;
-    if (!std::getline(std::cin, line)) {
-        QCoreApplication::quit();
-        return;
-    }
+    if (!std::getline(std::cin, line)) return QCoreApplication::quit();
     // Commands overtake what the X server has sent, and with it the server's time, which goes into
     // every request.
     QGuiApplication::sync();
-    const QString text = QString::fromStdString(line);
-    const auto blank = text.indexOf(QLatin1Char(' '));
-    const QString argument = text.mid(blank + 1);
-    const bool isCopy = text.startsWith(QLatin1String("copy "));
+    const QString command = QString::fromStdString(line);
+    const QString argument = command.section(QLatin1Char(' '), 1);
+    const bool isCopy = command.startsWith(QLatin1String("copy "));
     std::cout << (isCopy ? copy(argument) : paste(argument)).constData() << std::endl;
 }
 
