@@ -23,6 +23,7 @@ public:
         setTitle(title);
         setGeometry(100, 100, 300, 200);
         show();
+        std::ignore = QTest::qWaitForWindowExposed(this);
     }
     QList<QPoint> clicks;
 
@@ -110,7 +111,8 @@ private Q_SLOTS:
         QTRY_COMPARE(front.clicks, QList{end});
         QCOMPARE(below.clicks.size(), 1);
         m_applications.activate(own, "below");
-        QTRY_VERIFY(m_applications.click(own, "below", there));
+        QCOMPARE(contentOfFront("below"), place);
+        QVERIFY(m_applications.click(own, "below", there));
         QTRY_COMPARE(below.clicks.size(), 2);
         below.showMinimized();
         QTRY_COMPARE(windowOf(m_applications.windowsOnScreen(), own, "below")->title, "in front");
