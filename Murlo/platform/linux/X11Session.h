@@ -5,8 +5,8 @@ namespace murlo {
 struct Platform;
 
 /// Adds the ports that an X session serves: applications and their windows, key events and their
-/// synthesis, clipboard, surfaces, the desktop's own services. The scheduler is there already. A
-/// session without a server gets adapters that say so in their answers. Main thread.
+/// synthesis, clipboard, surfaces, the desktop's own services. `platform` must have its scheduler
+/// already. Without an X server the adapters report failure in their results. Main thread.
 void addX11Session(Platform& platform);
 
 } // namespace murlo

@@ -9,7 +9,7 @@ namespace {
 
 /// Never null; a failure is a connection with an error.
 xcb_connection_t* connectToDisplay(int* screen) {
-    // The library that looks up the display's key keeps the file's name in a static buffer.
+    // libXau, which reads the authorisation file, keeps its name in a static buffer.
     static std::mutex oneAtATime;
     const std::lock_guard guard(oneAtATime);
     return xcb_connect(nullptr, screen);

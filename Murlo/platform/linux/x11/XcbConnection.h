@@ -24,7 +24,7 @@ struct XcbFree {
 template <typename T>
 using XcbPointer = std::unique_ptr<T, XcbFree>;
 
-/// A window's property as the server sent it; without values when the window has not got it.
+/// A window's property as the server sent it; without values when the window does not have it.
 class XcbProperty {
 public:
     explicit XcbProperty(XcbPointer<xcb_get_property_reply_t> reply)
@@ -32,12 +32,12 @@ public:
 
     /// False when the window is gone or the connection is lost.
     [[nodiscard]] bool isRead() const { return m_reply != nullptr; }
-    /// Whether there is more of it than was asked for.
+    /// Whether the property is longer than the part that was requested.
     [[nodiscard]] bool isCut() const { return m_reply && m_reply->bytes_after > 0; }
     [[nodiscard]] xcb_atom_t type() const { return m_reply ? m_reply->type : 0U; }
-    /// The size of its values: 8, 16 or 32; 0 when the window has not got it.
+    /// The size of its values: 8, 16 or 32; 0 when the window does not have it.
     [[nodiscard]] int bits() const { return m_reply ? m_reply->format : 0; }
-    /// The values, whatever their size, in this machine's byte order.
+    /// The raw values, of any size, in this machine's byte order.
     [[nodiscard]] QByteArray bytes() const;
     /// The values if they are of 8 bits.
     [[nodiscard]] QByteArray text() const { return bits() == 8 ? bytes() : QByteArray(); }
@@ -48,18 +48,18 @@ private:
     XcbPointer<xcb_get_property_reply_t> m_reply;
 };
 
-/// The names and numbers of atoms on one connection, asked for once. For the thread that owns the
-/// connection.
+/// Cache of the atom names and numbers of one connection. For the thread that owns the connection.
 class XcbAtoms {
 public:
     explicit XcbAtoms(xcb_connection_t* connection)
         : m_connection(connection) {}
 
-    /// The atoms of these names, made if need be, unknown ones asked for together; XCB_ATOM_NONE
-    /// when the connection is lost.
+    /// The atoms of these names, created if necessary; one round trip for all that are not cached;
+    /// XCB_ATOM_NONE when the connection is lost.
     [[nodiscard]] QList<xcb_atom_t> atoms(const QStringList& names);
     [[nodiscard]] xcb_atom_t atom(const QString& name) { return atoms({name}).first(); }
-    /// The names of the atoms, unknown ones asked for together; empty for what is no atom.
+    /// The names of the atoms; one round trip for all that are not cached; empty for an invalid
+    /// atom.
     [[nodiscard]] QStringList names(const QList<xcb_atom_t>& atoms);
     [[nodiscard]] QString name(xcb_atom_t atom) { return names({atom}).first(); }
 
@@ -71,9 +71,9 @@ private:
     QHash<xcb_atom_t, QString> m_names;
 };
 
-/// A connection to the desktop's X server (the DISPLAY variable), closed with its owner. Used
-/// on one thread at a time. Errors of requests come as events or null replies and a lost server as
-/// `isAlive() == false`: neither ends the process.
+/// A connection to the desktop's X server (the DISPLAY variable), closed with its owner. Used on
+/// one thread at a time. Request errors arrive as events or null replies, and a lost server as
+/// `isAlive() == false`; neither ends the process.
 class XcbConnection : NonCopyable {
 public:
     /// Any thread.
@@ -82,26 +82,27 @@ public:
 
     operator xcb_connection_t*() const { return m_connection; }
     [[nodiscard]] bool isAlive() const { return !xcb_connection_has_error(m_connection); }
-    /// Readable when the server has sent something that no call has read along with its reply.
+    /// The socket, to poll for events. Events that were read along with a reply do not make it
+    /// readable.
     [[nodiscard]] int descriptor() const { return xcb_get_file_descriptor(m_connection); }
     /// The session's screen.
     [[nodiscard]] int screen() const { return m_screen; }
     /// Its root window; XCB_WINDOW_NONE without a server.
     [[nodiscard]] xcb_window_t root() const { return m_root; }
-    /// How an extension's requests and events are numbered; null when the server has not got it.
+    /// Opcode and event numbers of an extension; null when the server does not have it.
     [[nodiscard]] const xcb_query_extension_reply_t* extension(xcb_extension_t& extension) const;
-    /// Numbers and names of atoms; known ones without asking the server.
+    /// Numbers and names of atoms, cached.
     [[nodiscard]] XcbAtoms& atoms() const { return m_atoms; }
     [[nodiscard]] xcb_atom_t atom(const QString& name) const { return m_atoms.atom(name); }
 
-    /// A round trip: everything sent before has been carried out when it returns.
+    /// One round trip: when it returns, the server has processed everything sent before.
     void sync() const;
-    /// The next event read so far or waiting at the socket, or the error (type 0) of a request
-    /// without a reply; null when there is none.
+    /// The next event, queued or waiting on the socket, or the error (type 0) of a request without
+    /// a reply; null when there is none. Does not block.
     [[nodiscard]] XcbPointer<xcb_generic_event_t> nextEventOrError() const {
         return XcbPointer<xcb_generic_event_t>(xcb_poll_for_event(m_connection));
     }
-    /// The same without the errors.
+    /// The same, but skips errors.
     [[nodiscard]] XcbPointer<xcb_generic_event_t> nextEvent() const;
     /// The reply to a request, for any request and its reply function.
     template <typename Reply, typename Cookie>
@@ -117,11 +118,11 @@ public:
     askProperty(xcb_window_t window, xcb_atom_t name, xcb_atom_t type, quint32 words = 1024) const {
         return xcb_get_property(m_connection, 0, window, name, type, 0, words);
     }
-    /// The answer to any question for a property.
+    /// The reply to any property request.
     [[nodiscard]] XcbProperty property(xcb_get_property_cookie_t cookie) const {
         return XcbProperty(reply(xcb_get_property_reply, cookie));
     }
-    /// The same at once.
+    /// Both in one call: a round trip.
     [[nodiscard]] XcbProperty property(xcb_window_t window, xcb_atom_t name,
                                        xcb_atom_t type) const {
         return property(askProperty(window, name, type));
@@ -131,7 +132,7 @@ private:
     int m_screen = 0;
     xcb_connection_t* m_connection;
     xcb_window_t m_root = XCB_WINDOW_NONE;
-    mutable XcbAtoms m_atoms; ///< only remembers answers
+    mutable XcbAtoms m_atoms; ///< a cache
 };
 
 } // namespace murlo

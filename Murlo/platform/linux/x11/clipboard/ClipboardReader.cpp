@@ -6,11 +6,11 @@ namespace murlo {
 
 namespace {
 
-/// All formats of one content together. More than any picture a person copies, and little enough to
-/// be held twice.
+/// All formats of one content together. Larger than any copied picture, and small enough to be held
+/// in memory twice.
 constexpr qsizetype sizeLimit = qsizetype{256} << 20;
 
-/// An owner that says nothing for this long is taken to hang.
+/// Timeout after which a silent owner is considered hung.
 constexpr auto silenceLimit = std::chrono::milliseconds(300);
 
 const QString targetsName = QStringLiteral("TARGETS");
@@ -129,7 +129,7 @@ void ClipboardReader::freeze() {
         if (job->frozen) continue;
         job->frozen = true;
         if (job->targetsKnown) continue;
-        // No time to learn what there is: at least the user's text shall survive, if it may.
+        // The list of targets has not arrived: request at least the text, and whether it is secret.
         ask(job, secretHint);
         ask(job, textName);
     }
@@ -204,7 +204,7 @@ void ClipboardReader::readTargets(const JobRef& job, const XcbProperty& answer) 
         job->targetsKnown = true;
         job->reading->offer(targets);
     } else {
-        // No owner, or an old one that has nothing but text and does not know the question.
+        // No owner, or an old program that has only text and does not support TARGETS.
         job->reading->withdraw(targetsName);
         targets = {textName, QStringLiteral("STRING")};
     }
@@ -215,7 +215,7 @@ void ClipboardReader::readTargets(const JobRef& job, const XcbProperty& answer) 
 void ClipboardReader::readWhole(const Request& request, const XcbProperty& answer) {
     const QString type = m_connection.atoms().name(answer.type());
     if (isResourceType(type)) request.job->reading->withdraw(request.target);
-    // The owner may have promised a property and written none.
+    // The owner may announce a property without writing one.
     if (isResourceType(type) || answer.bits() == 0) return;
     const QByteArray bytes = answer.bytes();
     request.job->kept += bytes.size();
@@ -223,7 +223,7 @@ void ClipboardReader::readWhole(const Request& request, const XcbProperty& answe
 }
 
 void ClipboardReader::beginPieces(Requests::iterator it, const XcbProperty& answer) {
-    // The owner goes on because its announcement was deleted.
+    // Deleting the announcement has told the owner to send the first piece.
     Request& request = it->second;
     request.incremental = true;
     const auto leastSize = answer.numbers();
@@ -236,7 +236,7 @@ void ClipboardReader::beginPieces(Requests::iterator it, const XcbProperty& answ
 
 void ClipboardReader::handleProperty(const xcb_property_notify_event_t& event) {
     const auto it = m_requests.find(event.window);
-    // An answer that comes in one is announced by an event of its own.
+    // A complete answer (not INCR) is announced by a SelectionNotify event instead.
     if (it == m_requests.end() || event.atom != m_property || !it->second.incremental) return;
     Request& request = it->second;
     const XcbProperty answer = takeProperty(it);
@@ -279,7 +279,7 @@ void ClipboardReader::abandon(JobRef job) { // a copy: releasing a request may d
 void ClipboardReader::expire(Clock::time_point now) {
     const auto jobs = m_jobs;
     for (const JobRef& job : jobs) {
-        // Nobody holds the reading any more, or the owner hangs.
+        // The reading was dropped by its holder, or the owner has timed out.
         if (job->reading.use_count() == 1 || now >= job->reading->deadline()) abandon(job);
     }
 }

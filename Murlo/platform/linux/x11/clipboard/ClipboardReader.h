@@ -25,23 +25,22 @@ public:
     [[nodiscard]] bool isComplete() const override;
     [[nodiscard]] bool lacksText() const override;
     [[nodiscard]] PasteboardSnapshot snapshot() const override;
-    /// When an owner that stays silent is given up.
+    /// When the reading times out if the owner does not answer.
     [[nodiscard]] Clock::time_point deadline() const;
 
-    // For the clipboard's thread.
+    // Called on the clipboard's thread:
 
-    /// What the owner says it has, in its order. Answers that came before and are not among these
-    /// are forgotten.
+    /// Sets the targets that the owner offers, in its order, and drops earlier answers for others.
     void offer(const QStringList& targets);
-    /// A target that is asked for, whether it is there or not.
+    /// Adds a target that is requested without being listed by the owner.
     void add(const QString& target);
-    /// A target that is neither kept nor missing: the owner never had it, or it is of no use.
+    /// Removes a target that the owner does not have or that is not worth keeping.
     void withdraw(const QString& target);
-    /// Keeps the answer, if its target is one that the owner offers.
+    /// Stores the answer if its target is among those expected.
     void store(const ClipboardFormat& format);
-    /// The owner is alive: its time limit begins anew.
+    /// The owner has answered: restarts its timeout.
     void progressed();
-    /// Takes all of a content at once.
+    /// Stores a complete content at once.
     void fill(const ClipboardContent& content);
     void finish();
 
@@ -60,30 +59,30 @@ private:
     bool m_finished = false;
 };
 
-/// The requestor's side of the CLIPBOARD selection: asks its owner for everything at once and
-/// collects the answers. Lives on the clipboard's thread and never waits for another program. A
-/// request stays with the owner to whom it went, whoever takes the selection afterwards.
+/// The requestor's side of the CLIPBOARD selection: requests every target from the owner at once
+/// and collects the answers. Lives on the clipboard's thread and never blocks on another program. A
+/// request stays with the owner it was sent to, even if the selection changes hands.
 class ClipboardReader {
 public:
     using Clock = std::chrono::steady_clock;
 
     explicit ClipboardReader(const XcbConnection& connection);
 
-    /// Starts a reading of the present owner's content; `time` is the server's time since when that
-    /// is the owner.
+    /// Starts to read the current owner's content; `time` is the server time at which it became
+    /// owner.
     void begin(std::shared_ptr<ClipboardReading> reading, xcb_timestamp_t time);
-    /// The selection is about to change hands: what is to be asked of its owner must be asked now.
+    /// The selection is about to change hands: sends the requests that must still reach this owner.
     void freeze();
-    /// The owner is gone: what it has not answered will never be.
+    /// The owner is gone: abandons all requests that it has not answered.
     void ownerGone();
 
     void handleAnswer(const xcb_selection_notify_event_t& event);
     /// A property got a new value: perhaps the next piece of a large answer.
     void handleProperty(const xcb_property_notify_event_t& event);
 
-    /// Ends the readings whose time is up.
+    /// Ends the readings that have timed out.
     void expire(Clock::time_point now);
-    /// When `expire` has something to do next.
+    /// When `expire` is due next.
     [[nodiscard]] std::optional<Clock::time_point> deadline() const;
 
 private:
@@ -98,10 +97,10 @@ private:
         bool frozen = false;
     };
     using JobRef = std::shared_ptr<Job>;
-    /// One question to the owner. Each has a window of its own: there are owners that answer one
-    /// question at a time per window and forget the others.
+    /// One request to the owner. Each has its own window, because some owners answer only one
+    /// request at a time per window and drop the others.
     struct Request {
-        JobRef job; ///< null: given up, but seen to its end for the owner's sake
+        JobRef job; ///< null: abandoned, but the transfer is completed so that the owner can finish
         QString target;
         bool incremental = false;
         ClipboardFormat partial;
@@ -110,14 +109,13 @@ private:
 
     void ask(const JobRef& job, const QString& target);
     [[nodiscard]] xcb_window_t takeWindow();
-    /// Reads and deletes the answer's property; what is larger than the request may keep is deleted
-    /// unread.
+    /// Reads and deletes the answer's property; a property above the size limit is deleted unread.
     [[nodiscard]] XcbProperty takeProperty(Requests::const_iterator it);
     void readTargets(const JobRef& job, const XcbProperty& answer);
     void readWhole(const Request& request, const XcbProperty& answer);
     void beginPieces(Requests::iterator it, const XcbProperty& answer);
     void close(Requests::iterator it);
-    /// Takes the request's job from it, which is finished when it was the last.
+    /// Detaches the request from its job, which finishes with its last request.
     void release(Request& request);
     void abandon(JobRef job);
 

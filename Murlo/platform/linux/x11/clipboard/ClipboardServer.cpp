@@ -24,8 +24,8 @@ ClipboardServer::ClipboardServer(const XcbConnection& connection)
           preferredPiece, xcb_get_maximum_request_length(connection) * qsizetype{4} - 64)) {}
 
 void ClipboardServer::adopt(Content content, xcb_timestamp_t since) {
-    // A slow program may ask for a dictated text after the clipboard was given back, but with the
-    // time of the paste key: it must get what was on the clipboard then.
+    // A slow program may request the text after the clipboard was given back, with the timestamp of
+    // the paste key: it must get what was on the clipboard at that time.
     const bool keep = m_current.content && m_current.content->isLent && content;
     m_previous = keep ? std::move(m_current) : Period{};
     m_current = {std::move(content), since};
@@ -56,7 +56,7 @@ void ClipboardServer::handleRequest(const xcb_selection_request_event_t& request
     answer.requestor = request.requestor;
     answer.selection = request.selection;
     answer.target = request.target;
-    // Old programs leave the choice of the property to the owner.
+    // Obsolete clients pass no property; the target's name is used then.
     const xcb_atom_t property = request.property ? request.property : request.target;
     const Period* period = periodAt(request.time);
     bool done = false;
@@ -139,7 +139,7 @@ void ClipboardServer::handleDeleted(const xcb_property_notify_event_t& event) {
     it->sent += size;
     it->progressed = Clock::now();
     if (size > 0) return;
-    // The empty piece just sent ends the transfer.
+    // The empty piece just sent terminates the INCR transfer.
     m_transfers.erase(it);
     watch(event.window, false);
 }

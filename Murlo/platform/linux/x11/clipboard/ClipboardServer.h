@@ -27,22 +27,22 @@ public:
     /// Null while somebody else, or nobody, owns the selection.
     [[nodiscard]] const Content& content() const { return m_current.content; }
     [[nodiscard]] xcb_timestamp_t since() const { return m_current.since; }
-    /// What the TARGETS question is answered with.
+    /// The answer to a TARGETS request.
     [[nodiscard]] QList<xcb_atom_t> targets(const ClipboardContent& content);
 
     void handleRequest(const xcb_selection_request_event_t& request);
-    /// A property of another program's window was deleted: its next piece may follow.
+    /// A property of a requestor's window was deleted: sends the next piece.
     void handleDeleted(const xcb_property_notify_event_t& event);
-    /// The window is no more; its number may soon be another program's.
+    /// The window was destroyed; its id may soon be reused by another program.
     void forgetWindow(xcb_window_t window);
 
-    /// Gives up the transfers whose requestor has not gone on for 10 s.
+    /// Drops the transfers whose requestor has been inactive for 10 s.
     void expire(Clock::time_point now);
-    /// When `expire` has something to do next.
+    /// When `expire` is due next.
     [[nodiscard]] std::optional<Clock::time_point> deadline() const;
 
 private:
-    /// A content with the beginning of the period in which it was ours.
+    /// A content and the server time at which we became its owner.
     struct Period {
         Content content;
         xcb_timestamp_t since = XCB_CURRENT_TIME;

@@ -83,8 +83,8 @@ void ClipboardThread::connect() {
 }
 
 void ClipboardThread::serve(std::optional<Clock::time_point> limit) {
-    // Whatever was handled may have sent requests, and its round trips may have left events in the
-    // library's queue, where poll() sees nothing: wait only when a whole round had nothing to do.
+    // Handlers may send requests, and their round trips may leave events in xcb's queue, which
+    // poll() does not see: block only after a round in which there was nothing to do.
     const bool anyEvents = drainEvents();
     const bool anyCommands = runCommands();
     if (anyEvents || anyCommands) return;
@@ -183,8 +183,8 @@ void ClipboardThread::ownerChanged(const xcb_generic_event_t& event) {
     const auto& change = reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(event);
     m_ownerSince = change.selection_timestamp;
     ++m_changeCount;
-    // Our own change is the first that the server reports with that request's number: it is sent
-    // while the request is carried out.
+    // Our own change is the first event with the sequence number of that request: the server sends
+    // it while it processes the request.
     if (m_change && static_cast<qint32>(event.full_sequence - m_change->first) >= 0) {
         m_server->adopt(std::exchange(m_change, std::nullopt)->second, change.selection_timestamp);
         m_ownCount = m_changeCount;
@@ -208,7 +208,7 @@ qint64 ClipboardThread::takeSelection(const ClipboardServer::Content& content) {
         xcb_set_selection_owner(*m_connection, content ? m_window : xcb_window_t{XCB_WINDOW_NONE},
                                 m_clipboard, XCB_CURRENT_TIME);
     m_change = {request.sequence, content};
-    // Once this is answered, the notification of the change is in the queue.
+    // After this round trip, the notification of the change is in the event queue.
     std::ignore = ownerOf(m_clipboard);
     drainEvents();
     return m_connection ? m_ownCount : ++m_changeCount;

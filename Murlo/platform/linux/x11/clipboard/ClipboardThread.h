@@ -13,24 +13,25 @@
 
 namespace murlo {
 
-/// The CLIPBOARD selection on a connection and a thread of its own, so that nobody else ever waits
-/// for a dead owner or a slow requestor. Without an X server nothing is read or written.
+/// The CLIPBOARD selection on a connection and a thread of its own, so that no other thread blocks
+/// on a hung owner or a slow requestor. Without an X server nothing is read or written.
 class ClipboardThread : NonCopyable {
 public:
     /// `foreignChange` is called on the clipboard's thread.
     explicit ClipboardThread(std::function<void()> foreignChange);
-    /// Hands a content that we own to the clipboard manager, if one runs (at most 0.3 s), and ends.
+    /// Hands a content that we own to the clipboard manager, if one runs (at most 0.3 s), and joins
+    /// the thread.
     ~ClipboardThread();
 
     /// Any thread.
     [[nodiscard]] qint64 changeCount() const { return m_changeCount; }
 
     /// Takes the selection with this content, or gives it up when null, and returns the change
-    /// count that this leads to. Any thread but the clipboard's. The server has carried it out by
-    /// then, unless it answers nothing for 0.5 s.
+    /// count that this leads to. Any thread but the clipboard's. On return the server has processed
+    /// it, unless it did not answer for 0.5 s.
     qint64 own(ClipboardServer::Content content);
 
-    /// Begins to read what the selection's owner has. Any thread.
+    /// Starts to read the selection owner's content. Any thread.
     [[nodiscard]] std::shared_ptr<ClipboardReading> read();
 
 private:
@@ -38,13 +39,13 @@ private:
 
     void post(std::function<void()> command);
 
-    // On the thread.
+    // Called on the clipboard's thread:
     void run();
     void connect();
-    /// Serves one round: commands, events, time limits; then waits for more, at most until `limit`.
+    /// One iteration of the loop: commands, events, timeouts; then polls, at most until `limit`.
     void serve(std::optional<Clock::time_point> limit);
     bool runCommands();
-    /// Sends what is to be sent and handles what has arrived; false if there was nothing.
+    /// Runs queued commands and handles the events that have arrived; false if there were none.
     bool drainEvents();
     void handle(const xcb_generic_event_t& event);
     void ownerChanged(const xcb_generic_event_t& event);
@@ -67,8 +68,8 @@ private:
     xcb_atom_t m_manager = XCB_ATOM_NONE;
     quint8 m_fixesNotify = 0;
     xcb_timestamp_t m_ownerSince = XCB_CURRENT_TIME;
-    /// Our change of the owner until the server has confirmed it: the request's number, the
-    /// content.
+    /// Our change of the owner until the server has confirmed it: the request's sequence number and
+    /// the content.
     std::optional<std::pair<quint32, ClipboardServer::Content>> m_change;
     qint64 m_ownCount = 0; ///< the change count that our last change led to
     bool m_handedOver = false;

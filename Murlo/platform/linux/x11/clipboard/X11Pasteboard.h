@@ -12,8 +12,8 @@ class ClipboardThread;
 
 /// The clipboard of an X11 session: its CLIPBOARD selection. A text that is lent is offered with
 /// the mark that keeps it out of clipboard histories; a content of somebody else that carries the
-/// mark is never kept, so its snapshot is empty. What this application owns when it ends goes to
-/// the session's clipboard manager.
+/// mark is never kept, so its snapshot is empty. On exit, a content that this application owns is
+/// handed to the session's clipboard manager.
 class X11Pasteboard : public Pasteboard {
 public:
     /// Connects to the display of the session (`DISPLAY`), on another thread.

@@ -48,7 +48,7 @@ void X11Surface::hide() {
 }
 
 void X11Surface::setShape(const std::optional<QRegion>& shape) {
-    // An empty mask would be none at all, so what shows nothing keeps a pixel outside.
+    // Qt takes an empty mask as no mask, so an empty shape is one pixel outside the window.
     if (shape) {
         setMask(shape->isEmpty() ? QRegion(-2, -2, 1, 1) : *shape);
     } else {

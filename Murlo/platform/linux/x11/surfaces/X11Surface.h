@@ -8,7 +8,7 @@ namespace murlo {
 
 class X11Surfaces;
 
-/// One surface: a window that the window manager leaves alone. Main thread.
+/// One surface: a window that the window manager does not manage. Main thread.
 class X11Surface : public QWidget, public Surface {
 public:
     X11Surface(X11Surfaces& owner, SurfaceTraits traits);
@@ -23,8 +23,7 @@ public:
     /// Moves it to its place on the screens as they are now.
     void place();
     [[nodiscard]] SurfaceLevel level() const { return m_traits.level; }
-    /// Its window on the server. Not the widget's own id, which may be that of a window it had
-    /// before it was shown.
+    /// Its window id on the server. Not `QWidget::winId()`, which may be that of an earlier window.
     [[nodiscard]] quint32 id() const;
 
 protected:

@@ -11,7 +11,7 @@ namespace murlo {
 X11Surfaces::X11Surfaces(Scheduler& scheduler, std::shared_ptr<RootWatch> watch)
     : m_scheduler(scheduler)
     , m_watch(std::move(watch)) {
-    // One per screen; sessions of today have the one screen.
+    // One selection per X screen; today's sessions have a single X screen.
     const auto compositor = QStringLiteral("_NET_WM_CM_S0");
     connect(m_watch.get(), &RootWatch::ownerChanged, this,
             [this, compositor](const QString& selection, bool owned) {
@@ -27,7 +27,7 @@ X11Surfaces::~X11Surfaces() = default;
 QList<ScreenInfo> X11Surfaces::screens() const {
     QList<ScreenInfo> screens;
     for (const QScreen* screen : QGuiApplication::screens()) { // the primary one comes first
-        // A screen keeps its device pixels' corner and is measured in points from there.
+        // A screen's origin is in device pixels, its size in points.
         const QRect frame = screen->geometry();
         screens.append(
             {frame, screen->availableGeometry(),
@@ -57,7 +57,7 @@ void X11Surfaces::followScreens() {
 }
 
 void X11Surfaces::placeAgain() {
-    // On a later turn: by then the toolkit has moved the windows of a screen that went away.
+    // On a later turn of the event loop: by then Qt has moved the windows of a removed screen.
     m_scheduler.nextTurn(m_lifetime.guard([this] {
         for (X11Surface* surface : m_shown) surface->place();
         raiseAll();
@@ -75,7 +75,8 @@ void X11Surfaces::letGo(X11Surface* surface) {
 }
 
 void X11Surfaces::raiseAll() {
-    // On the toolkit's own connection, so that it follows the requests that make and show windows.
+    // On Qt's own connection, so that it is ordered after the requests that create and show
+    // windows.
     const auto* native = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
     if (!native) return;
     for (const SurfaceLevel level : {SurfaceLevel::card, SurfaceLevel::hints}) {

@@ -12,8 +12,8 @@ namespace murlo {
 
 class X11Surface;
 
-/// `Surfaces` as windows that the window manager does not manage. They are put on top again
-/// whenever it has changed the order of the others, and placed anew when the screens change.
+/// `Surfaces` as override-redirect windows. They are raised again whenever the stacking order
+/// changes, and placed again when the screens change.
 class X11Surfaces : public Surfaces {
 public:
     X11Surfaces(Scheduler& scheduler, std::shared_ptr<RootWatch> watch);

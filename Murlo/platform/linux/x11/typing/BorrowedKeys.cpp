@@ -6,7 +6,8 @@ namespace murlo {
 
 namespace {
 
-/// Root window property with the codes that are borrowed now, for a run that follows a crash.
+/// Root window property that lists the borrowed codes, so that the next run can free them after a
+/// crash.
 QString borrowedProperty() {
     return QStringLiteral("_MURLO_BORROWED_KEYS");
 }
@@ -33,7 +34,7 @@ void BorrowedKeys::adoptLeftovers() {
     const auto left = m_connection.property(
         m_connection.root(), m_connection.atom(borrowedProperty()), XCB_ATOM_CARDINAL);
     if (left.bits() != 8) return;
-    // Whatever they are, they go.
+    // Their present symbols do not matter: they will be cleared.
     for (const char code : left.bytes())
         m_keys[static_cast<xcb_keycode_t>(code)].symbol = XKB_KEY_VoidSymbol;
     m_borrowing = true;
@@ -53,7 +54,7 @@ bool BorrowedKeys::map(const std::vector<xkb_keysym_t>& symbols, quint64 batch, 
         if (use.batch <= taken && !isWanted(use.symbol)) free.emplace_back(use.batch, keycode);
     }
     if (free.size() < missing.size()) return false;
-    std::sort(free.begin(), free.end()); // the longest unused first
+    std::sort(free.begin(), free.end()); // least recently used first
     for (std::size_t i = 0; i < missing.size(); ++i) change(free[i].second, missing[i]);
     for (auto& [keycode, use] : m_keys) {
         if (use.symbol != XKB_KEY_NoSymbol && isWanted(use.symbol)) use.batch = batch;
@@ -70,8 +71,8 @@ std::optional<xcb_keycode_t> BorrowedKeys::keyOf(xkb_keysym_t symbol) const {
 }
 
 void BorrowedKeys::change(xcb_keycode_t keycode, xkb_keysym_t symbol) {
-    // The same symbol with and without Shift, so that the server's guess of a key type leaves a
-    // letter's case alone.
+    // The same symbol with and without Shift: otherwise the server guesses an alphabetic key type
+    // and changes the case of letters.
     const xkb_keysym_t symbols[] = {symbol, symbol};
     xcb_change_keyboard_mapping(m_connection, 1, keycode, 2, symbols);
     m_keys[keycode].symbol = symbol;

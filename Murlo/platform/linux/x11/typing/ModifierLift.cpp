@@ -19,7 +19,7 @@ void ModifierLift::lift(const KeyboardMap& map, std::optional<xcb_keycode_t> neu
     for (int keycode = 8; keycode < 256; ++keycode) {
         if (!(keys->keys[keycode / 8] >> (keycode % 8) & 1)) continue;
         const auto key = static_cast<xcb_keycode_t>(keycode);
-        // Caps Lock has no family: it is no matter whether its key is down.
+        // Caps Lock has no family: whether its key is down makes no difference.
         const quint32 family = map.position(key).familyFlag;
         if (!family) continue;
         if (family & openingMenus) {
@@ -43,14 +43,14 @@ void ModifierLift::restore() {
         xcb_xkb_latch_lock_state(m_connection, XCB_XKB_ID_USE_CORE_KBD, locked, locked, 0, 0, 0, 0,
                                  0);
     if (const auto lifted = std::exchange(m_lifted, {}); !lifted.empty()) {
-        // Watching first: a release that falls between question and press is then seen as well.
+        // Select the events first, so that a release between the query and the press is not missed.
         m_restored.insert(lifted.begin(), lifted.end());
         watchReleases();
         const KeySet held = heldOnKeyboards();
         for (const xcb_keycode_t key : lifted) {
             if (held[key]) {
-                // The device of the synthetic keys may still have it down from before and would
-                // then take no second press.
+                // The synthetic device may still hold this key down and would then ignore a second
+                // press.
                 m_synthetic.post(m_connection, key, false);
                 m_synthetic.post(m_connection, key, true);
                 if (m_openingMenus.contains(key)) tap(m_neutral);

@@ -17,13 +17,14 @@ public:
         , m_synthetic(synthetic) {}
 
     /// Releases every modifier key that is down and switches Caps Lock and other locks off (Num
-    /// Lock changes no key that is posted). May be called again for what came down since. `neutral`
-    /// is a key without symbols, pressed so that the release of Alt or Super opens no menu.
+    /// Lock changes no key that is posted). May be called again for modifiers pressed since.
+    /// `neutral` is a key without symbols, pressed so that the release of Alt or Super opens no
+    /// menu.
     void lift(const KeyboardMap& map, std::optional<xcb_keycode_t> neutral);
-    /// Presses those again that a real keyboard still holds down, and locks what was locked.
+    /// Presses the keys again that are still held down on a real keyboard, and restores the locks.
     void restore();
 
-    /// Takes an event of the connection: keys put back by us must be let go with the real ones.
+    /// Handles an event of the connection: restored keys are released when the real ones are.
     void handle(const xcb_generic_event_t& event);
 
 private:
@@ -34,7 +35,7 @@ private:
     const XcbConnection& m_connection;
     SyntheticKeys& m_synthetic;
     std::set<xcb_keycode_t> m_lifted;
-    std::set<xcb_keycode_t> m_restored;     ///< down by our hand until the user lets go
+    std::set<xcb_keycode_t> m_restored;     ///< pressed by us until the user releases them
     std::set<xcb_keycode_t> m_openingMenus; ///< Alt and Super keys among the lifted
     std::optional<xcb_keycode_t> m_neutral;
     quint8 m_locked = 0;

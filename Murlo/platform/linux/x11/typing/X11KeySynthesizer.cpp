@@ -10,8 +10,8 @@ namespace murlo {
 
 namespace {
 
-/// A program that answers pings has taken its keys when it answers. One that is busy for longer
-/// than this is not waited for.
+/// Timeout for a ping: a program that answers has processed its keys; one that is busy for longer
+/// counts as if it had.
 constexpr std::chrono::milliseconds answerLimit{2000};
 constexpr int insertKeyCode = 114;
 
@@ -29,7 +29,7 @@ X11KeySynthesizer::X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic)
     if (!m_available) return;
     m_watch.isOwnChange = [this](xcb_keycode_t keycode) { return m_borrowed.owns(keycode); };
     updateMap();
-    m_borrowed.giveBack(); // of a run that ended too early to do it
+    m_borrowed.giveBack(); // left over from a run that crashed
     m_limit.setSingleShot(true);
     m_limit.setTimerType(Qt::PreciseTimer);
     QObject::connect(&m_limit, &QTimer::timeout, &m_limit, [this] { taken(m_batch); });
@@ -75,7 +75,7 @@ void X11KeySynthesizer::readEvents() {
     while (const auto event = m_connection.nextEvent()) {
         if (m_watch.handle(*event)) continue;
         if (const auto number = m_ping.answered(*event)) {
-            // The number is the low end of the batch's.
+            // A ping carries the low 24 bits of the batch number.
             const quint64 batch = m_batch - ((m_batch - *number) & 0xffffff);
             m_taken = std::max(m_taken, batch);
         } else {
@@ -153,7 +153,7 @@ void X11KeySynthesizer::pump() {
         KeyResult result = tl::unexpected(KeyFailure::noAccess);
         if (m_connection.isAlive()) {
             const auto sent = send(m_chunks.front().text);
-            if (!sent) return; // `taken` goes on
+            if (!sent) return; // pump() is called again when keys are taken
             result = *sent;
         }
         Chunk chunk = std::move(m_chunks.front());
@@ -162,7 +162,7 @@ void X11KeySynthesizer::pump() {
         if (chunk.sent)
             QTimer::singleShot(0, &m_limit,
                                [sent = std::move(chunk.sent), result] { sent(result); });
-        else if (!m_chunks.empty()) // a part of the next
+        else if (!m_chunks.empty()) // the first half of the next chunk
             m_chunks.front().soFar = result;
     }
     if (!m_ending || !m_connection.isAlive()) return;
@@ -183,7 +183,7 @@ std::optional<KeyResult> X11KeySynthesizer::send(const QString& text) {
         if (!stroke.key) borrowed.push_back(stroke.symbol);
     }
     if (!borrowed.empty() && !m_borrowed.map(borrowed, m_batch + 1, m_taken)) {
-        if (m_taken != m_batch) return std::nullopt; // codes get free
+        if (m_taken != m_batch) return std::nullopt; // wait until codes become free
         return sendHalf(text);
     }
     for (Stroke& stroke : all) {
@@ -192,19 +192,19 @@ std::optional<KeyResult> X11KeySynthesizer::send(const QString& text) {
     post(all);
     ++m_batch;
     if (borrowed.empty() && m_taken + 1 == m_batch)
-        m_taken = m_batch; // nothing depends on it
+        m_taken = m_batch; // no borrowed key, so no need to wait
     else
         awaitTaken();
     return carriedOut();
 }
 
 std::optional<KeyResult> X11KeySynthesizer::sendHalf(const QString& text) {
-    // One long character may need more codes than there are: it goes in parts, then.
+    // A single long character (grapheme cluster) may need more codes than exist: split it.
     if (text.size() < 2) return tl::unexpected(KeyFailure::missingKey);
     const qsizetype half = text.size() / 2;
     const qsizetype cut = text.at(half).isLowSurrogate() ? half - 1 : half;
     if (cut < 1) return tl::unexpected(KeyFailure::missingKey);
-    // The rest goes next, and its `sent` is the whole's.
+    // The second half is sent next and keeps the `sent` callback of the whole.
     m_chunks.push_front({text.left(cut), {}, m_chunks.front().soFar});
     m_chunks[1].text = text.mid(cut);
     return send(m_chunks.front().text);
@@ -238,11 +238,11 @@ std::vector<X11KeySynthesizer::Stroke> X11KeySynthesizer::strokes(const QString&
         else if (character == '\t')
             symbol = XKB_KEY_Tab;
         else if (character < 0x20 || character == 0x7f)
-            continue; // keys that do things
+            continue; // control characters
         if (symbol == XKB_KEY_NoSymbol) continue;
-        // The layout's own keys as far as they go: every change of the map makes all programs read
-        // it again, and programs that pass on key codes (virtual machines, remote desktops) know
-        // real keys only.
+        // Prefer the layout's own keys: every change of the map makes all programs read it again,
+        // and programs that forward key codes (virtual machines, remote desktops) know real keys
+        // only.
         Stroke stroke{symbol, m_map->keyTyping(symbol, group), {}};
         if (!stroke.key && shift) {
             stroke.key = m_map->keyTyping(symbol, group, true);

@@ -19,7 +19,7 @@ class X11KeySynthesizer : public KeySynthesizer {
 public:
     /// `synthetic` is shared with the event tap.
     explicit X11KeySynthesizer(std::shared_ptr<SyntheticKeys> synthetic);
-    /// Gives back what is still borrowed.
+    /// Returns the key codes that are still borrowed.
     ~X11KeySynthesizer() override;
 
     [[nodiscard]] bool canPostKeys() override;
@@ -31,23 +31,23 @@ private:
     struct Chunk {
         QString text;
         std::function<void(const KeyResult&)> sent;
-        KeyResult soFar; ///< how the parts of it that went before have fared
+        KeyResult soFar; ///< result of its parts sent so far
     };
     struct Stroke {
         xkb_keysym_t symbol;
-        std::optional<xcb_keycode_t> key;   ///< of the layout; nothing for a borrowed one
+        std::optional<xcb_keycode_t> key;   ///< of the layout; empty for a borrowed key
         std::optional<xcb_keycode_t> shift; ///< the Shift key that the layout's key needs
     };
 
     void updateMap();
-    /// The key with a modifier on the left side, else that on the right.
+    /// The left-hand key of a modifier, else the right-hand one.
     [[nodiscard]] std::optional<xcb_keycode_t> modifierKey(xkb_keysym_t left,
                                                            xkb_keysym_t right) const;
-    /// The key that a chord means, lent to it if the keyboard has none.
+    /// The key for a chord; a borrowed one if the keyboard has none.
     [[nodiscard]] std::optional<xcb_keycode_t> keyOf(const KeyChord& chord);
     void readEvents();
     void pump();
-    /// Nothing while the text has to wait for spare keys.
+    /// Empty while the text has to wait for free key codes.
     [[nodiscard]] std::optional<KeyResult> send(const QString& text);
     [[nodiscard]] std::optional<KeyResult> sendHalf(const QString& text);
     void post(const std::vector<Stroke>& strokes);
@@ -70,8 +70,8 @@ private:
     bool m_ending = false;
     quint64 m_batch = 0;  ///< last batch posted
     quint64 m_taken = 0;  ///< last batch that the focused program has taken
-    QTimer m_limit;       ///< until what is on its way counts as taken
-    QuietProcess m_quiet; ///< the same for programs that take no pings
+    QTimer m_limit;       ///< timeout after which pending events count as taken
+    QuietProcess m_quiet; ///< the same for programs that do not answer pings
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 

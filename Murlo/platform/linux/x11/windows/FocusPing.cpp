@@ -6,7 +6,7 @@ namespace murlo {
 
 namespace {
 
-/// Marks our questions among those of the window manager, which puts a time there.
+/// Distinguishes our pings from the window manager's, which carry a timestamp there.
 constexpr quint32 mark = 0x4d000000;
 
 } // namespace
@@ -46,7 +46,7 @@ std::optional<quint32> FocusPing::answered(const xcb_generic_event_t& event) {
 }
 
 void FocusPing::stop() {
-    m_focus = XCB_WINDOW_NONE; // its protocols may be others the next time
+    m_focus = XCB_WINDOW_NONE; // read its protocols again next time
     if (!std::exchange(m_listening, false)) return;
     const quint32 nothing = 0;
     xcb_change_window_attributes(m_connection, m_connection.root(), XCB_CW_EVENT_MASK, &nothing);

@@ -4,26 +4,26 @@
 
 namespace murlo {
 
-/// Asks the program with the keyboard focus to answer once it has got to this point of its event
-/// queue: the window managers' "are you alive" message, which the common toolkits answer in order
-/// with the keys before it. Main thread; never waits for the program.
+/// Asks the focused program to answer once it has reached this point of its event queue, by the
+/// window managers' _NET_WM_PING message, which the common toolkits answer in order with the
+/// preceding key events. Main thread; never blocks.
 class FocusPing {
 public:
     explicit FocusPing(const XcbConnection& connection)
         : m_connection(connection)
         , m_windows(connection) {}
 
-    /// Sends the question; false when the focused window takes none.
+    /// Sends a ping; false when the focused window does not support it.
     bool send(quint32 number);
     /// The process that owns the focused window, if it says so.
     [[nodiscard]] std::optional<qint64> focusedPid() const;
-    /// The number that an event of the connection answers, if it is an answer.
+    /// The number of the ping that an event of the connection answers, if any.
     [[nodiscard]] std::optional<quint32> answered(const xcb_generic_event_t& event);
-    /// No answer is awaited any more.
+    /// Stops waiting for answers.
     void stop();
 
 private:
-    /// Whether a window's program says that it answers.
+    /// Whether a window declares that it answers pings.
     [[nodiscard]] bool isAnswering(xcb_window_t window) const;
 
     const XcbConnection& m_connection;

@@ -8,8 +8,8 @@ namespace murlo {
 
 namespace {
 
-/// Where a click leaves the caret behind the text, as far as one can tell: at the end of a single
-/// line; well inside of several lines, away from the scroll bars that come up at their edges.
+/// Where a click most likely puts the caret at the end of the text: at the right end of a
+/// single-line box; well inside a multi-line one, away from the scroll bars at its edges.
 QPoint endOfText(const QRectF& box) {
     constexpr double singleLine = 60; // at most this high, in device pixels
     constexpr double fromEdge = 3;

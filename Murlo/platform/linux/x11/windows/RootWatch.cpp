@@ -32,7 +32,7 @@ bool RootWatch::follow(const QString& selection) {
                 XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
     const auto owner = m_connection.reply(xcb_get_selection_owner_reply,
                                           xcb_get_selection_owner(m_connection, atom));
-    readEvents(); // those read along with the reply do not wake the notifier
+    readEvents(); // events read along with the reply do not trigger the notifier
     return owner && owner->owner != XCB_WINDOW_NONE;
 }
 
@@ -51,7 +51,7 @@ void RootWatch::readEvents() {
         }
     }
     if (stackChanged) Q_EMIT restacked();
-    // The socket of a lost server is readable for ever.
+    // The socket of a lost server stays readable for ever.
     if (!m_connection.isAlive()) m_notifier->setEnabled(false);
 }
 

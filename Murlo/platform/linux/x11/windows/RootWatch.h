@@ -9,8 +9,8 @@
 
 namespace murlo {
 
-/// Tells when a selection of the screen's services gets or loses its owner and when the window
-/// manager has restacked the windows, on a connection of its own. Main thread.
+/// Reports when a watched selection (compositor, tray) gains or loses its owner and when the
+/// windows were restacked, on a connection of its own. Main thread.
 class RootWatch : public QObject {
     Q_OBJECT
 
@@ -18,7 +18,7 @@ public:
     RootWatch();
     ~RootWatch() override;
 
-    /// Follows a selection from now on; returns whether it has an owner.
+    /// Starts to watch a selection; returns whether it has an owner.
     [[nodiscard]] bool follow(const QString& selection);
 
 Q_SIGNALS:

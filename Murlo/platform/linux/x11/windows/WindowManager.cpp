@@ -14,7 +14,7 @@ bool has(const std::vector<quint32>& values, quint32 wanted) {
     return std::ranges::find(values, wanted) != values.end();
 }
 
-/// What a window says of its border, in the order left, right, top, bottom.
+/// Widths of a window's border (frame extents) in the order left, right, top, bottom.
 QMarginsF marginsOf(const XcbProperty& border) {
     const auto values = border.numbers();
     if (values.size() < 4) return {};
@@ -23,7 +23,7 @@ QMarginsF marginsOf(const XcbProperty& border) {
 
 } // namespace
 
-/// The questions about one window, on their way together.
+/// The pending requests about one window, sent together.
 struct WindowManager::Question {
     xcb_get_property_cookie_t pid;
     xcb_get_property_cookie_t desktop;
@@ -108,7 +108,7 @@ QStringList WindowManager::classesOf(xcb_window_t window) const {
 }
 
 WindowManager::Question WindowManager::ask(xcb_window_t window) const {
-    // The library sets no limit to lists, which a program can make as long as it likes.
+    // The library does not limit the length of lists, which a program chooses.
     constexpr xcb_atom_t any = XCB_GET_PROPERTY_TYPE_ANY;
     return {xcb_ewmh_get_wm_pid(&m_ewmh, window),
             xcb_ewmh_get_wm_desktop(&m_ewmh, window),
@@ -163,7 +163,7 @@ QList<WindowInfo> WindowManager::shown() const {
 
 void WindowManager::activate(xcb_window_t window) const {
     if (!m_ewmh.nb_screens) return;
-    // The user's wish, as from a task bar: not subject to focus stealing rules.
+    // Source indication "user action", as from a task bar: exempt from focus stealing prevention.
     xcb_ewmh_request_change_active_window(&m_ewmh, m_connection.screen(), window,
                                           XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, XCB_CURRENT_TIME,
                                           XCB_WINDOW_NONE);

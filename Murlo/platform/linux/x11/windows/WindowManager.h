@@ -13,23 +13,22 @@
 namespace murlo {
 
 /// What the window manager and the programs publish about windows (EWMH). Without a server, or a
-/// window manager, there is nothing to tell. For the thread that owns the connection.
+/// window manager, answers are empty. For the thread that owns the connection.
 class WindowManager : NonCopyable {
 public:
     explicit WindowManager(const XcbConnection& connection);
     ~WindowManager() { xcb_ewmh_connection_wipe(&m_ewmh); }
 
-    /// The windows that the current desktop shows, front to back. Two round trips, however many
-    /// there are.
+    /// The windows that the current desktop shows, front to back. Always two round trips.
     [[nodiscard]] QList<WindowInfo> shown() const;
-    /// The windows of a process, the topmost first, those that are not shown included.
+    /// The windows of a process, topmost first, including those that are not shown.
     [[nodiscard]] std::vector<xcb_window_t> windowsOf(qint64 pid) const;
     /// The active window; XCB_WINDOW_NONE when there is none.
     [[nodiscard]] xcb_window_t active() const;
-    /// The window with the keyboard focus, which may be none that the window manager knows.
+    /// The window with the keyboard focus, which may be unknown to the window manager.
     [[nodiscard]] xcb_window_t focused() const;
-    /// Goes from a window outwards until `found` has found what it looks for: toolkits may focus a
-    /// window inside the one that is described. XCB_WINDOW_NONE when that is nowhere.
+    /// The first of a window and its ancestors for which `found` holds: toolkits may focus a child
+    /// of the window that carries the properties. XCB_WINDOW_NONE when there is none.
     [[nodiscard]] xcb_window_t outwards(xcb_window_t window,
                                         const std::function<bool(xcb_window_t)>& found) const;
 
@@ -48,13 +47,13 @@ private:
     /// All windows, the topmost first.
     [[nodiscard]] std::vector<xcb_window_t> windows() const;
     [[nodiscard]] Question ask(xcb_window_t window) const;
-    /// Nothing for a window that the desktop does not show.
+    /// Empty for a window that is not shown.
     [[nodiscard]] std::optional<WindowInfo> answer(const Question& question,
                                                    std::optional<quint32> currentDesktop) const;
     [[nodiscard]] std::optional<quint32> number(xcb_get_property_cookie_t cookie) const;
 
     const XcbConnection& m_connection;
-    /// The library asks for it to be writable and writes nothing; no screens without a server.
+    /// Not const because the library's functions take it so; has no screens without a server.
     mutable xcb_ewmh_connection_t m_ewmh{};
 };
 

@@ -25,7 +25,7 @@ std::optional<qint64> X11Applications::frontmostPid() const {
 }
 
 QStringList X11Applications::focusedProgram() const {
-    // Menus and launchers have the focus without being the window manager's active window.
+    // Menus and launchers can have the focus without being the active window.
     QStringList classes;
     const xcb_window_t named = m_windows.outwards(m_windows.focused(), [&](xcb_window_t window) {
         classes = m_windows.classesOf(window);

@@ -10,7 +10,7 @@ namespace murlo {
 /// entries.
 class X11Applications : public Applications {
 public:
-    /// Begins to read the desktop entries, in the background.
+    /// Starts to read the desktop entries in the background.
     explicit X11Applications(Scheduler& scheduler);
 
     [[nodiscard]] std::optional<qint64> frontmostPid() const override;
@@ -31,7 +31,7 @@ private:
 
     XcbConnection m_connection;
     WindowManager m_windows;
-    mutable DesktopEntries m_entries; ///< only remembers answers
+    mutable DesktopEntries m_entries; ///< a cache
 };
 
 } // namespace murlo

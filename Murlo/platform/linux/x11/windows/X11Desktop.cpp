@@ -8,7 +8,7 @@ X11Desktop::X11Desktop(std::shared_ptr<RootWatch> watch)
     : m_watch(std::move(watch)) {
     connect(&m_motion, &MotionPreference::changed, this, &Desktop::changed);
     m_trayWatch.onTray = [this] { trayFound(); };
-    // One per screen; sessions of today have the one screen.
+    // One selection per X screen; today's sessions have a single X screen.
     const auto oldTray = QStringLiteral("_NET_SYSTEM_TRAY_S0");
     connect(m_watch.get(), &RootWatch::ownerChanged, this,
             [this, oldTray](const QString& selection, bool owned) {

@@ -9,8 +9,8 @@
 
 namespace murlo {
 
-/// `Desktop` on an X server: the old kind of tray by its selection, everything else over the
-/// session bus.
+/// `Desktop` on an X server: the XEmbed tray by its selection, everything else over the session
+/// bus.
 class X11Desktop : public Desktop {
 public:
     explicit X11Desktop(std::shared_ptr<RootWatch> watch);

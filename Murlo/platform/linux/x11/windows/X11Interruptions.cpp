@@ -10,7 +10,7 @@ namespace murlo {
 
 namespace {
 
-/// Turning a wheel up, down, left or right comes as the press of a button, too.
+/// Buttons 4 to 7 are the wheel: up, down, left, right.
 bool isWheel(quint32 button) {
     return button >= 4 && button <= 7;
 }

@@ -9,8 +9,8 @@
 
 namespace murlo {
 
-/// `Interruptions` on an X server: raw button presses, the number of the current desktop, and the
-/// toolkit's word about screens. Main thread.
+/// `Interruptions` on an X server: raw button presses, the number of the current desktop, and Qt's
+/// signals about screens. Main thread.
 class X11Interruptions : public QObject, public Interruptions {
     Q_OBJECT
 
