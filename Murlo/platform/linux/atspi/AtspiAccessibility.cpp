@@ -46,15 +46,15 @@ void AtspiAccessibility::focus(const ElementRef& window, const ElementRef& eleme
         m_scheduler.nextTurn(std::move(done));
         return;
     }
-    // Who remembered the box may have done so before its window was known.
+    // The box may have been remembered before its window was known.
     const auto* const frame = window ? atspiElement(window) : target->topmost.get();
     if (target->program.pid > 0)
         m_windows.activate(target->program.pid, frame ? frame->description.title : QString());
     std::vector<QDBusMessage> calls{atspi::grabFocus(target->reference)};
-    // Toolkits raise a window that is asked to take the focus.
+    // Toolkits raise a window when GrabFocus is called on it.
     if (frame) calls.insert(calls.begin(), atspi::grabFocus(frame->reference));
     const std::size_t grabs = calls.size();
-    // Where the box is, in case it has to be clicked.
+    // The position of the box, in case it has to be clicked.
     addCalls(calls, target->reference, placeQuestions, target->program.coordinates());
     const bool asksWindow = target->program.knowsWindowExtentsOnly && target->topmost;
     if (asksWindow)
@@ -65,7 +65,7 @@ void AtspiAccessibility::focus(const ElementRef& window, const ElementRef& eleme
             done();
             return;
         }
-        // As by GTK 4.
+        // GTK 4 does not support GrabFocus.
         const auto extentsOf = [](const QDBusMessage& reply) {
             return answersOf(&reply, placeQuestions).extents.value_or(QRect());
         };
@@ -90,7 +90,7 @@ void AtspiAccessibility::clickInto(const Place& place, int attempts,
                                    const std::function<void()>& done) {
     constexpr double untilRaised = 0.05; // seconds
     const auto box = onScreen(place);
-    endClick(); // of an earlier box
+    endClick(); // the attempts at an earlier box
     m_clicked = done;
     if (!box || !m_windows.click || attempts < 1 ||
         m_windows.click(place.element->pid(), titleOfWindow(*place.element), *box)) {

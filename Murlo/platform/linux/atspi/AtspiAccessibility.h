@@ -8,24 +8,24 @@
 
 namespace murlo {
 
-/// What the accessibility bus does not tell of windows; from the window system. None of them may
-/// wait for another program.
+/// What the accessibility bus does not know about windows, provided by the window system. None of
+/// these functions may block on another program.
 struct AtspiWindows {
     /// Process that owns the active window.
     std::function<std::optional<qint64>()> frontmostPid;
-    /// Brings a process's window to the front, the one called `title` where there is one.
+    /// Brings a process's window to the front, the one with this `title` if there is one.
     std::function<void(qint64 pid, const QString& title)> activate;
-    /// What a process draws its window called `title` in, or else its frontmost one, in device
-    /// pixels from the top left corner of the screen; only asked for toolkits that don't know. May
-    /// be empty.
+    /// The client area of a process's window with this `title`, else of its frontmost one, in
+    /// device pixels from the top left corner of the screen; only used for toolkits that do not
+    /// know it. The function may be empty.
     std::function<std::optional<QRectF>(qint64 pid, const QString& title)> content;
-    /// Clicks into a text box of a process's window called `title` (or of any, if it has none of
-    /// that name); false while another window is in front of it. May be empty.
+    /// Clicks into a text box of a process's window with this `title` (or of any, if none has it);
+    /// false while another window is in front of it. The function may be empty.
     std::function<bool(qint64 pid, const QString& title, const QRectF& box)> click;
 };
 
-/// Accessibility over AT-SPI. The keyboard focus is followed by events and read in advance, so an
-/// answer never waits for a program. Main thread.
+/// Accessibility over AT-SPI. The keyboard focus is tracked by events and read in advance, so that
+/// no call blocks on a program. Main thread.
 class AtspiAccessibility : public Accessibility {
 public:
     AtspiAccessibility(Scheduler& scheduler, AtspiWindows windows);
@@ -44,11 +44,11 @@ public:
     [[nodiscard]] AtspiBus& bus() { return m_bus; }
 
 private:
-    /// What an object told of its place.
+    /// What an object reported about its position.
     struct Place {
         std::shared_ptr<const AtspiElement> element;
         QRect extents;
-        QSize window; ///< of its window, where the extents count from that
+        QSize window; ///< of its window, where extents are relative to that
     };
 
     [[nodiscard]] std::optional<QRectF> onScreen(const Place& place) const;
@@ -59,8 +59,8 @@ private:
     AtspiWindows m_windows;
     AtspiBus m_bus;
     mutable FocusTracker m_focus;
-    ScheduledWork m_click;           ///< waits until the window has come to the front
-    std::function<void()> m_clicked; ///< who waits for it
+    ScheduledWork m_click;           ///< retried until the window has come to the front
+    std::function<void()> m_clicked; ///< callback for its end
     Lifetime m_lifetime;
 };
 

@@ -18,10 +18,10 @@ const QString statusInterface = QStringLiteral("org.a11y.Status");
 const QString propertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
 const QString enabledProperty = QStringLiteral("IsEnabled");
 
-// The launcher and the registry may have to be started first.
+// In milliseconds: D-Bus may have to start the launcher and the registry first.
 constexpr int activationLimit = 10000;
-// Seconds: a bus that broke is looked for this soon, then at doubling intervals up to the last; a
-// launcher that comes (again) is noticed by itself.
+// Seconds: retry intervals after the bus was lost, doubling from the first to the last; a launcher
+// that (re)starts is noticed without polling.
 constexpr double firstRetry = 1;
 constexpr double lastRetry = 32;
 
@@ -36,7 +36,7 @@ AtspiBus::AtspiBus(Scheduler& scheduler)
     : m_scheduler(scheduler)
     , m_session(QString())
     , m_connection(QString()) {
-    // Connecting waits for the bus daemon's greeting, so it is done off the main thread.
+    // Connecting blocks until the bus daemon answers, so it runs off the main thread.
     m_scheduler.background(
         [&scheduler, ready = m_lifetime.guard(
                          [this](const QDBusConnection& bus) { sessionReady(bus); })]() mutable {
@@ -55,7 +55,7 @@ void AtspiBus::sessionReady(const QDBusConnection& session) {
         Log::write(QStringLiteral("accessibility: no session bus"));
         return;
     }
-    // By path alone: naming the service would make Qt wait for its owner.
+    // Match by path alone: with a service name Qt would block to look up its owner.
     m_session.connect(QString(), launcherPath, propertiesInterface,
                       QStringLiteral("PropertiesChanged"), this,
                       SLOT(onStatusChanged(QDBusMessage)));
@@ -180,7 +180,7 @@ void AtspiBus::close() {
 
 void AtspiBus::onDisconnected() {
     Log::write(QStringLiteral("accessibility: the bus went away"));
-    // Not from within the connection's own signal.
+    // The connection must not be closed from inside its own signal.
     m_scheduler.nextTurn(m_lifetime.guard([this] {
         close();
         retryLater();
@@ -189,7 +189,7 @@ void AtspiBus::onDisconnected() {
 
 void AtspiBus::onOwnerChanged(const QString& name, const QString& oldOwner,
                               const QString& newOwner) {
-    // A registry that starts again has forgotten what it was told.
+    // A restarted registry has lost the registrations.
     if (name == atspi::registryService && !oldOwner.isEmpty() && !newOwner.isEmpty())
         for (const auto& listener : m_listeners) registerEvent(listener.event);
     if (name.startsWith(QLatin1Char(':')) && newOwner.isEmpty() && !oldOwner.isEmpty())
@@ -222,7 +222,7 @@ void AtspiBus::registerEvent(const Event& event) {
             activationLimit);
 }
 
-/// Calls that are on their way together.
+/// Calls that were sent together.
 struct AtspiBus::Batch {
     Replies replies;
     std::function<void(const Replies&)> done;
@@ -235,14 +235,14 @@ struct AtspiBus::Batch {
     void finish() {
         patience.cancel();
         missing = 0;
-        // It may send the next batch.
+        // Moved out first, because the callback may send the next batch.
         std::exchange(done, nullptr)(replies);
     }
 };
 
 void AtspiBus::send(const std::vector<QDBusMessage>& calls,
                     std::function<void(const Replies&)> done, int limit) {
-    // For Qt, which counts from the sending: by then each of a long queue has had its turn.
+    // Qt's own timeout starts when a call is sent, so it must allow for a long queue of calls.
     constexpr int longest = 10000; // milliseconds
     const auto batch = std::make_shared<Batch>();
     batch->replies.resize(calls.size());

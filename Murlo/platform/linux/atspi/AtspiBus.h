@@ -13,13 +13,13 @@
 
 namespace murlo {
 
-/// The connection to the accessibility bus: found through the session bus, kept while the desktop
-/// keeps it, opened anew when it comes late or restarts. Every call is asynchronous with a time
-/// limit, and any number may be in flight together. Main thread.
+/// The connection to the accessibility bus: found through the session bus and reconnected when it
+/// starts late or restarts. Every call is asynchronous with a timeout, and any number may be in
+/// flight together. Main thread.
 class AtspiBus : public QObject {
     Q_OBJECT
 public:
-    /// Events of other programs: the D-Bus signals to be received ("org.a11y.atspi.Event.Object",
+    /// Events of other programs: the D-Bus signals to receive ("org.a11y.atspi.Event.Object",
     /// "StateChanged"; an empty field stands for any), and the names under which programs are asked
     /// to send them ("object:state-changed:focused").
     struct Event {
@@ -32,35 +32,36 @@ public:
 
     using Replies = std::vector<QDBusMessage>;
 
-    /// Begins to look for the bus; `opened` is emitted once it is there.
+    /// Starts to look for the bus; `opened` is emitted once it is connected.
     explicit AtspiBus(Scheduler& scheduler);
     ~AtspiBus() override;
 
-    /// Whether the desktop's accessibility is switched on (org.a11y.Status), as last heard.
+    /// Whether the desktop's accessibility is switched on (org.a11y.Status), as last reported.
     [[nodiscard]] bool isEnabled() const { return m_enabled; }
     [[nodiscard]] bool isOpen() const { return m_connection.isConnected(); }
-    /// Switches the desktop's accessibility on; `isEnabled` follows when that was accepted.
+    /// Switches the desktop's accessibility on; `isEnabled` changes once that was accepted.
     void enable();
 
-    /// Sends all `calls` (at least one) at once and hands over their replies in the same order when
-    /// the last has come. When none comes for `limit` milliseconds, those that are missing are
-    /// errors. Replies come on a later turn; none after this object is gone.
+    /// Sends all `calls` (at least one) at once and calls back with their replies, in the same
+    /// order, when the last has arrived. When none arrives for `limit` milliseconds, the missing
+    /// ones are errors. Calls back on a later turn of the event loop, never after this object is
+    /// destroyed.
     void send(const std::vector<QDBusMessage>& calls, std::function<void(const Replies&)> done,
               int limit = budget::answerMilliseconds);
     /// One call by itself.
     void send(const QDBusMessage& call, std::function<void(const QDBusMessage&)> done,
               int limit = budget::answerMilliseconds);
 
-    /// From now on, on this bus and on those that follow it, delivers `event` to a slot of
-    /// `receiver` that takes a QDBusMessage.
+    /// Delivers `event` from now on, also after a reconnection, to a slot of `receiver` that takes
+    /// a QDBusMessage.
     void listen(const Event& event, QObject* receiver, const char* slot);
 
 Q_SIGNALS:
-    /// The bus is there and events flow.
+    /// The bus is connected and events are delivered.
     void opened();
-    /// The bus is gone; every reference into it is void.
+    /// The bus is gone; every reference to its objects is invalid.
     void closed();
-    /// A program left the bus; references to its objects are void.
+    /// A program left the bus; references to its objects are invalid.
     void programLeft(const QString& service);
 
 private Q_SLOTS:

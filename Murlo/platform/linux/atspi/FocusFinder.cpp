@@ -61,10 +61,11 @@ void FocusFinder::descend(const std::shared_ptr<Descent>& descent,
             const AtspiAnswers answers = answersOf(&replies[i * asked.size()], asked);
             const AtspiStates states = answers.states.value_or(AtspiStates());
             const AtspiRole role = answers.role.value_or(AtspiRole::invalid);
-            // GTK 4 never says that something is showing.
+            // GTK 4 never reports the state "showing".
             if (!states.has(AtspiState::showing) && !states.has(AtspiState::visible)) continue;
             const AtspiReference& object = level[static_cast<qsizetype>(i)];
-            // Both: Qt calls the current tab of a tab bar focused, wherever the focus is.
+            // Both states: Qt reports the current tab of a tab bar as focused, wherever the focus
+            // is.
             if (states.has(AtspiState::focused) && states.has(AtspiState::focusable)) {
                 const bool takesText = states.has(AtspiState::editable);
                 if (takesText || descent->what == Wanted::anything) descent->innermost = object;

@@ -4,9 +4,9 @@
 
 namespace murlo {
 
-/// Looks for the focus where no event told of it: the active window among all programs, and the
-/// focused object inside a window. Main thread; nothing waits, and a program that does not answer
-/// delays no other. It lives as long as the bus.
+/// Searches for the focus where no event reported it: the active window among all programs, and the
+/// focused object inside a window. Main thread; nothing blocks, and a hung program delays no other.
+/// It must live as long as the bus.
 class FocusFinder {
 public:
     FocusFinder(Scheduler& scheduler, AtspiBus& bus)
@@ -14,7 +14,7 @@ public:
         , m_bus(bus) {}
 
     using Found = std::function<void(const AtspiReference&)>;
-    /// Calls `found` for every window that says it is active.
+    /// Calls `found` for every window that reports the state "active".
     void findActiveWindows(Found found);
 
     /// The same for the windows of one program, whose root object is `application`.
@@ -22,8 +22,8 @@ public:
 
     enum class Wanted { anything, text };
     /// Calls `found` with the focused object inside `window`, if there is one and while `wanted`
-    /// holds: of several the first that takes text, else the innermost, if `what` is not text.
-    /// Looks at what is showing, level by level, and enters no tables.
+    /// holds: of several the first that takes text, else, if `what` is not text, the innermost.
+    /// Searches the showing objects breadth-first, tables excluded.
     void findFocus(const AtspiReference& window, Wanted what, std::function<bool()> wanted,
                    Found found);
 

@@ -6,11 +6,11 @@ namespace murlo {
 
 namespace {
 
-// Seconds that a window which became active has to tell its focus by itself: most do, and looking
-// for it costs a program with many objects a moment of its time.
+// Seconds to wait for the focus event of a window that became active: most send one, and searching
+// for the focus is slow in a program with many objects.
 constexpr double settling = 0.1;
 
-/// Focused, and to be seen as far as the toolkit knows. An object that is gone has no states.
+/// Focused, and visible as far as the toolkit knows. An object that is gone has no states.
 bool isFocused(const std::optional<AtspiStates>& states) {
     return states && states->has(AtspiState::focused) &&
            (states->has(AtspiState::showing) || states->has(AtspiState::visible));
@@ -39,7 +39,7 @@ FocusTracker::FocusTracker(Scheduler& scheduler, AtspiBus& bus,
                 QString(),
                 {QStringLiteral("window:activate"), QStringLiteral("window:deactivate")}},
                this, SLOT(onWindowEvent(QDBusMessage)));
-    // The registry's own list of programs; sent unasked.
+    // Changes of the registry's list of programs; sent without registration.
     bus.listen({objectEvents,
                 QStringLiteral("ChildrenChanged"),
                 atspi::rootPath,
@@ -65,7 +65,7 @@ std::shared_ptr<const AtspiElement> FocusTracker::focused() {
             if (ownsActiveWindow(*active, element, frontmost)) return element;
         }
     }
-    // The window that said it is active is another program's, or none said so.
+    // The window that reported to be active is another program's, or none did.
     if (!frontmost) return nullptr;
     const Program* latest = nullptr;
     for (const auto& program : std::as_const(m_programs)) {
@@ -107,8 +107,8 @@ void FocusTracker::onFocusedChanged(const QDBusMessage& signal) {
     const auto program = m_programs.find(object.service);
     if (program == m_programs.end() || program->object != object) return;
     drop(*program);
-    // Of several objects that were focused at once the others still are; who moves the focus tells
-    // of the next one in a moment.
+    // If several objects were focused at once, the others still are; if the focus moves, the event
+    // for the next object follows shortly.
     if (m_activeWindow && m_activeWindow->service == object.service)
         m_search = m_scheduler.after(settling, [this, window = *m_activeWindow] {
             lookForFocus(window, FocusFinder::Wanted::anything);
@@ -122,12 +122,12 @@ void FocusTracker::onWindowEvent(const QDBusMessage& signal) {
         activate(window);
     else if (event == QLatin1String("deactivate") && m_activeWindow == window) {
         m_activeWindow.reset();
-        m_search.cancel(); // what a window in the background calls focused is not
+        m_search.cancel(); // the focused state in a background window does not count
     }
 }
 
 void FocusTracker::onProgramAdded(const QDBusMessage& signal) {
-    // Some programs take the focus before they are ready to be asked about it.
+    // Some programs take the focus before they have joined the accessibility bus.
     const auto program = atspi::referenceArgumentOf(signal, 3);
     if (!program.isNull()) m_finder.findActiveWindow(program, activeWindowFound());
 }
@@ -177,17 +177,17 @@ void FocusTracker::preferIfFocused(const std::shared_ptr<const AtspiElement>& be
 
 void FocusTracker::recheck(std::function<void()> corrected) {
     const auto element = focused();
-    if (!element) return; // then it is being looked for already, if there is anything to find
+    if (!element) return; // then a search is under way already, if there is anything to find
     m_bus.send(atspi::getState(element->reference),
                [this, element, corrected = std::move(corrected)](const QDBusMessage& reply) {
                    const auto program = m_programs.find(element->reference.service);
-                   // A program that is too busy for an answer is believed.
+                   // A timeout does not count: the program is only busy.
                    if (program == m_programs.end() || program->element != element ||
                        atspi::isTimeout(reply))
                        return;
                    const bool stillFocused = isFocused(atspi::statesOf(reply));
-                   // A control may call itself focused beside the box that has the keys, and Qt
-                   // tells of a combo box and not of the text in it.
+                   // A control may report itself as focused along with the text box, and Qt reports
+                   // a combo box instead of the text in it.
                    if (stillFocused && (takesText(element) || !isControl(element->role))) return;
                    if (!stillFocused) {
                        drop(*program);
@@ -231,7 +231,7 @@ void FocusTracker::discover() {
 
 FocusFinder::Found FocusTracker::activeWindowFound() {
     return [this](const AtspiReference& window) {
-        // A stopped program may still claim to be active beside the one that is.
+        // A stopped (SIGSTOP) program may still report to be active along with the real one.
         if (!m_activeWindow)
             activate(window);
         else if (m_programs[window.service].object.isNull())

@@ -8,24 +8,24 @@
 namespace murlo {
 
 /// Knows which object has the keyboard focus, from the events of the programs: the focused object
-/// of each program, and which window is active. What no event tells (at start, of a program that
-/// comes late to the bus, or of a window that becomes active without a word about its focus) is
-/// looked for once. Main thread; no event is handled between its end and that of the bus.
+/// of each program, and which window is active. Where no event has told (at start, for a program
+/// that joins the bus late, or for a window that becomes active without a focus event) it searches
+/// once. Main thread; destroy it together with the bus, without an event in between.
 class FocusTracker : public QObject {
     Q_OBJECT
 public:
-    /// `frontmostPid` tells the process that owns the active window, cheaply.
+    /// `frontmostPid` returns the process that owns the active window; it must be cheap.
     FocusTracker(Scheduler& scheduler, AtspiBus& bus,
                  std::function<std::optional<qint64>()> frontmostPid);
 
     /// The focused object of the active window's program; null while it is being read, when nothing
-    /// has the focus, and when the active window is of a program that told nothing.
+    /// has the focus, and when the active window's program reports nothing.
     [[nodiscard]] std::shared_ptr<const AtspiElement> focused();
 
-    /// Asks the focused object whether it still is: where the events of its program have not told
-    /// the truth, it is forgotten and the focus looked for; where it takes no text, another is
-    /// looked for that has the focus too and does. `corrected` is called on a later turn for each
-    /// change that follows from that, not at all if all is well.
+    /// Asks the focused object whether it still is. If not (its program's events were wrong),
+    /// forgets it and searches for the focus; if it takes no text, searches for another focused
+    /// object that does. `corrected` is called on a later turn for each resulting change, not at
+    /// all if there is none.
     void recheck(std::function<void()> corrected);
 
 private Q_SLOTS:
@@ -38,11 +38,11 @@ private:
         /// The object that has the focus as far as known; `element` is null until it was read.
         AtspiReference object;
         std::shared_ptr<const AtspiElement> element;
-        /// Counts the changes of focus: an answer to an older question is dropped, and the program
-        /// with the latest change is preferred among those of one process.
+        /// Counts focus changes: a reply to an earlier request is dropped, and among the programs
+        /// of one process that with the latest change is preferred.
         quint64 change = 0;
-        /// The program's process was seen to own the active window, so the two can be compared; not
-        /// so for sandboxed programs.
+        /// The program's process was seen to own the active window, so the process ids are
+        /// comparable; for sandboxed programs they are not.
         bool pidComparable = false;
     };
 
@@ -58,8 +58,8 @@ private:
     /// `known` is called once it has been read.
     void setFocus(const AtspiReference& object, const std::function<void()>& known = {});
     void drop(Program& program);
-    /// Of `owner`, the program of a window, and those that show something in it (a web page), the
-    /// one that has told of its focus last.
+    /// Among `owner`, the program of a window, and those embedded in it (a web page), the one that
+    /// reported its focus last.
     const Program& latestIn(const AtspiReference& window, const Program& owner) const;
     /// Whether `focused`, in a window of `program`, is in the frontmost process.
     static bool ownsActiveWindow(Program& program,
@@ -75,7 +75,7 @@ private:
     std::optional<AtspiReference> m_activeWindow;
     quint64 m_changes = 0;
     ScheduledWork m_search;
-    /// The frontmost process and the state of knowledge for which a focus was looked for in vain.
+    /// The frontmost process and the change count at the last search that found no focus.
     std::pair<qint64, quint64> m_sought;
 };
 

@@ -67,7 +67,7 @@ KeySet keysDown(const XcbConnection& connection, xcb_input_device_id_t device) {
         connection.reply(xcb_input_query_device_state_reply,
                          xcb_input_query_device_state(connection, static_cast<quint8>(device)));
     if (!state) return down;
-    // The classes are records of their own lengths, one after the other.
+    // The classes are consecutive records of variable length.
     const auto* at = reinterpret_cast<const quint8*>(state.get() + 1);
     const auto* end =
         reinterpret_cast<const quint8*>(state.get()) + 32 + std::size_t{state->length} * 4;

@@ -22,13 +22,14 @@ struct SlaveKeyboard {
 /// The X Input extension on a connection: the keyboards, their keys, and raw events of them.
 namespace InputDevices {
 
-/// Declares the version whose raw events arrive also under another program's grab. False when the
-/// server has not got it. Once per connection, before anything else here.
+/// Requests the XI version whose raw events are delivered during another program's grab as well.
+/// False when the server does not support it. Call it once per connection, before anything else
+/// here.
 [[nodiscard]] bool prepare(const XcbConnection& connection);
-/// Reports presses and releases of all keyboards to this connection, or no longer; with news of
-/// keyboards that come and go.
+/// Selects or deselects raw presses and releases of all keyboards, and hierarchy events, which
+/// report keyboards that are added or removed.
 void selectRawKeys(const XcbConnection& connection, bool select);
-/// The enabled slave keyboards, with those that are off their master for the time of a grab.
+/// The enabled slave keyboards, including those detached from their master by a grab.
 [[nodiscard]] std::vector<SlaveKeyboard> keyboards(const XcbConnection& connection);
 /// The keys of a device that are down now; none when it is gone.
 [[nodiscard]] KeySet keysDown(const XcbConnection& connection, xcb_input_device_id_t device);

@@ -18,7 +18,7 @@ std::optional<bool> KeyMailbox::ask(const KeyPress& press, std::chrono::millisec
     m_answer.reset();
     enqueue({press, ++m_question});
     m_answered.wait_for(lock, limit, [this] { return m_answer || m_closed; });
-    ++m_question; // an answer after the limit finds its question gone
+    ++m_question; // makes a late answer invalid
     return m_answer;
 }
 

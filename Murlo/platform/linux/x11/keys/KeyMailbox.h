@@ -16,30 +16,30 @@ namespace murlo {
 /// The tap was switched off.
 struct TapDisabled {};
 
-/// What the reader thread tells the main thread. A press with a question number waits for an
-/// answer.
+/// A message from the reader thread to the main thread. The reader waits for the answer to a press
+/// that has a question number.
 struct KeyNews {
     std::variant<KeyPress, ModifierChange, TapDisabled> what;
     quint64 question = 0;
 };
 
-/// The way from the reader thread to the main thread and back. The descriptor of the main thread's
-/// side is readable while something is there.
+/// The queue from the reader thread to the main thread, and its answers. The main thread's file
+/// descriptor is readable while the queue is not empty.
 class KeyMailbox : NonCopyable {
 public:
-    /// Reader thread: never waits.
+    /// Reader thread; never blocks.
     void post(KeyNews news);
-    /// Reader thread: offers the press and waits for the main thread's answer; nothing when none
-    /// came within the time or the mailbox was closed.
+    /// Reader thread: posts the press and blocks for the main thread's answer; empty after the
+    /// timeout or when the mailbox is closed.
     [[nodiscard]] std::optional<bool> ask(const KeyPress& press, std::chrono::milliseconds limit);
 
     /// Main thread.
     [[nodiscard]] int descriptor() const { return m_bell.descriptor(); }
-    /// Main thread: the oldest news; nothing when all are taken.
+    /// Main thread: takes the oldest message; empty when there is none.
     [[nodiscard]] std::optional<KeyNews> next();
-    /// Main thread: answers a question; too late has no effect.
+    /// Main thread: answers a question; ignored after the timeout.
     void answer(quint64 question, bool swallow);
-    /// Drops what is there and ends any waiting; nothing is taken in from now on. Main thread.
+    /// Drops all messages, wakes a waiting reader and ignores further messages. Main thread.
     void close();
 
 private:

@@ -21,7 +21,7 @@ const QHash<QByteArray, Entry>& table() {
         const auto modifier = [&all](const char* name, int code, quint32 side, quint32 family) {
             all.insert(name, Entry{{code, side, family, true}, 0});
         };
-        // A row of neighbouring keys: their names count up from 1, their US characters given.
+        // A row of neighbouring keys: names numbered from 1, with their US characters.
         const auto row = [&key](const QByteArray& prefix, const char* us,
                                 std::initializer_list<int> codes) {
             int number = 1;
@@ -88,7 +88,7 @@ const QHash<QByteArray, Entry>& table() {
         modifier("RWIN", 54, 0x00000010, ModifierFlag::command);
         modifier("LMTA", 55, 0x00000008, ModifierFlag::command);
         modifier("RMTA", 54, 0x00000010, ModifierFlag::command);
-        modifier("CAPS", 57, 0, 0); // its bit is the lock's state, not the key's
+        modifier("CAPS", 57, 0, 0); // its modifier bit is the lock state, not the key state
         return all;
     }();
     return entries;

@@ -94,7 +94,8 @@ int KeyReader::untilGivenBack() {
 void KeyReader::takeKeyboards() {
     for (const auto& [device, keyboard] : m_keyboards) {
         if (keyboard.isSynthetic || m_grab.begin(device, keyboard.down)) continue;
-        // Whoever has it sees its keys first; hints are then picked by keys that applications get.
+        // The other program gets its keys first, and applications also get those that pick a
+        // letter.
         Log::write(
             QStringLiteral("hotkey: another program holds keyboard %1, its keys are not filtered")
                 .arg(device));
@@ -107,7 +108,7 @@ void KeyReader::handle(const xcb_generic_event_t& event) {
     case XCB_INPUT_RAW_KEY_PRESS:
     case XCB_INPUT_RAW_KEY_RELEASE: {
         const auto& key = reinterpret_cast<const xcb_input_raw_key_press_event_t&>(event);
-        // Every key comes twice, from the keyboard and from the master it is attached to.
+        // Every key is reported twice: by the keyboard and by the master it is attached to.
         if (key.deviceid == key.sourceid && key.detail < 256)
             handleKey(key, key.event_type == XCB_INPUT_RAW_KEY_PRESS);
         break;
@@ -123,7 +124,7 @@ void KeyReader::handle(const xcb_generic_event_t& event) {
 void KeyReader::handleKey(const xcb_input_raw_key_press_event_t& key, bool press) {
     const auto keycode = static_cast<xcb_keycode_t>(key.detail);
     const auto known = m_keyboards.find(key.deviceid);
-    if (known == m_keyboards.end()) return; // told by its hierarchy event, which is still to come
+    if (known == m_keyboards.end()) return; // its hierarchy event has not arrived yet
     Keyboard& keyboard = known->second;
     m_time += static_cast<qint32>(key.time - static_cast<quint32>(m_time));
     if (keyboard.isSynthetic && m_synthetic->take(keycode, press)) return;
@@ -199,7 +200,7 @@ void KeyReader::hierarchyChanged(const xcb_input_hierarchy_event_t& event) {
 void KeyReader::forgetKeyboard(xcb_input_device_id_t device) {
     const auto known = m_keyboards.find(device);
     if (known == m_keyboards.end()) return;
-    // What was let go while nobody told us (another console, an unplugged keyboard) is told now.
+    // Report the modifiers whose release was not seen (another console, an unplugged keyboard).
     const KeySet down = known->second.down;
     m_keyboards.erase(known);
     for (std::size_t keycode = 0; keycode < down.size(); ++keycode) {
@@ -219,14 +220,14 @@ void KeyReader::readKeyboards() {
     }
     for (const xcb_input_device_id_t device : gone) forgetKeyboard(device);
     for (const SlaveKeyboard& slave : present) {
-        // Of a known keyboard the events tell: the server's answer may hold keys whose events are
-        // still to be read, and keys that we have posted ourselves.
+        // The state of a known keyboard comes from events: the server's reply may include keys
+        // whose events are still queued, and keys that we have posted ourselves.
         if (m_keyboards.contains(slave.id)) continue;
         KeySet down = InputDevices::keysDown(m_connection, slave.id);
         if (slave.isSynthetic) down &= ~m_synthetic->down();
         m_keyboards[slave.id] = {slave.isSynthetic, down};
     }
-    if (m_filtering) takeKeyboards(); // a new one is filtered as well
+    if (m_filtering) takeKeyboards(); // filter new keyboards as well
 }
 
 } // namespace murlo

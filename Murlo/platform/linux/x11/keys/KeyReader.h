@@ -14,9 +14,9 @@
 
 namespace murlo {
 
-/// Watches every keyboard on a connection and thread of its own and puts what happens into a
-/// mailbox. A busy main thread thus never delays typing by more than the limit of one answer, and
-/// keys keep their order between listening and filtering, for both read the same events.
+/// Watches every keyboard on a connection and thread of its own and posts key events to a mailbox.
+/// A busy main thread thus never delays typing by more than one answer timeout, and keys keep their
+/// order when filtering begins or ends, because both modes read the same events.
 class KeyReader : NonCopyable {
 public:
     /// How long a press waits for the main thread's answer.
@@ -24,7 +24,7 @@ public:
 
     /// Connects and reads the state of the keyboards; ask `isUsable` before `start`.
     KeyReader(std::shared_ptr<SyntheticKeys> synthetic, std::shared_ptr<KeyMailbox> mailbox);
-    /// Gives every key back and ends the thread. Close the mailbox first.
+    /// Releases all keyboards and joins the thread. Close the mailbox first.
     ~KeyReader();
 
     [[nodiscard]] bool isUsable() const { return m_usable; }
@@ -32,12 +32,12 @@ public:
     [[nodiscard]] bool isRunning() const { return m_running; }
     void start();
 
-    /// Carried out by the thread before the next key.
+    /// Takes effect on the thread before the next key.
     void setFiltering(bool filtering);
-    /// How long a swallowed key may keep its keyboard from going back when filtering has ended:
-    /// the release of one may get lost.
+    /// How long a swallowed key may delay the release of its keyboard after filtering has ended:
+    /// the key's release event may get lost.
     static constexpr std::chrono::milliseconds releaseLimit{2000};
-    /// Makes the thread look again which keyboards there are.
+    /// Makes the thread enumerate the keyboards again.
     void refresh();
 
 private:
@@ -51,12 +51,12 @@ private:
     void handle(const xcb_generic_event_t& event);
     void handleKey(const xcb_input_raw_key_press_event_t& key, bool press);
     void updateMap();
-    /// Finds out which keyboards there are, and which keys of those that are new are down.
+    /// Enumerates the keyboards, and reads which keys of new ones are down.
     void readKeyboards();
-    /// Keyboards came, went, or were switched off and on.
+    /// Keyboards were added, removed, enabled or disabled.
     void hierarchyChanged(const xcb_input_hierarchy_event_t& event);
     void forgetKeyboard(xcb_input_device_id_t device);
-    /// Milliseconds until a keyboard must go back; -1 for no such time.
+    /// Milliseconds until the keyboards must be released; -1 for no timeout.
     [[nodiscard]] int untilGivenBack();
     void takeKeyboards();
     void offer(const KeyMove& key);
@@ -71,7 +71,7 @@ private:
     std::atomic<bool> m_filteringWanted = false;
     std::atomic<bool> m_refreshWanted = false;
 
-    // The rest is the thread's once it runs.
+    // The rest is used by the thread alone once it runs.
     XcbConnection m_connection;
     bool m_usable;
     KeyboardWatch m_watch;
@@ -79,9 +79,10 @@ private:
     std::vector<xcb_keycode_t> m_modifiers; ///< the map's modifier keys
     std::map<xcb_input_device_id_t, Keyboard> m_keyboards;
     KeyboardGrab m_grab;
-    bool m_filtering = false;                                        ///< the last wish carried out
-    std::optional<std::chrono::steady_clock::time_point> m_giveBack; ///< keyboards, at the latest
-    qint64 m_time = 0; ///< of the last event, counted on where the server's number begins anew
+    bool m_filtering = false; ///< the last request carried out
+    std::optional<std::chrono::steady_clock::time_point>
+        m_giveBack;    ///< deadline for releasing the keyboards
+    qint64 m_time = 0; ///< of the last event, extended to 64 bits across wrap-arounds
     std::thread m_thread;
 };
 

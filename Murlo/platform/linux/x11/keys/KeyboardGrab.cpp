@@ -8,7 +8,7 @@ bool KeyboardGrab::begin(xcb_input_device_id_t device, const KeySet& down) {
     m_finishing = false;
     Taken& keyboard = m_taken[device];
     if (keyboard.from && keyboard.until == open) return true;
-    // The holder of a grab gets its raw events through the grab alone.
+    // During a grab, raw events are delivered only through the grab's own event mask.
     const quint32 mask =
         XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE;
     const auto cookie = xcb_input_xi_grab_device(
@@ -35,7 +35,7 @@ void KeyboardGrab::end() {
         if (!keyboard.from || keyboard.until != open) continue;
         keyboard.until =
             xcb_input_xi_ungrab_device(m_connection, XCB_CURRENT_TIME, device).sequence;
-        keyboard.seen.reset(); // their releases are the keyboard's own again
+        keyboard.seen.reset(); // the keyboard delivers their releases itself again
         keyboard.swallowed.reset();
     }
     xcb_flush(m_connection);
@@ -65,7 +65,7 @@ void KeyboardGrab::pass(const KeyMove& key) {
         found->second.passed.set(key.keycode);
         post(key.keycode, true);
     } else if (found->second.until == open) {
-        found->second.seen.set(key.keycode); // it moved before the keyboard was ours
+        found->second.seen.set(key.keycode); // pressed before the keyboard was grabbed
     }
 }
 
@@ -73,8 +73,8 @@ void KeyboardGrab::release(const KeyMove& key) {
     const auto found = m_taken.find(key.device);
     if (found == m_taken.end()) return;
     Taken& keyboard = found->second;
-    // A release while the keyboard is ours is seen by nobody else; a posted press always needs its
-    // posted release.
+    // Applications do not see a release during the grab, so it is posted; a posted press always
+    // needs a posted release.
     if (keyboard.passed[key.keycode] || (keyboard.seen[key.keycode] && holds(key)))
         post(key.keycode, false);
     for (KeySet* keys : {&keyboard.seen, &keyboard.passed, &keyboard.swallowed})

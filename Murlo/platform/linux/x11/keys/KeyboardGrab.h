@@ -8,54 +8,54 @@
 
 namespace murlo {
 
-/// A key of one keyboard, with the number of the last request that the server had carried out when
-/// it moved: that tells whether it moved before or after a grab began.
+/// A key event of one keyboard, with the sequence number of the last request that the server had
+/// processed: that tells whether it came before or after a grab began.
 struct KeyMove {
     xcb_input_device_id_t device = 0;
     xcb_keycode_t keycode = 0;
     quint32 sequence = 0;
 };
 
-/// Keyboards whose keys reach applications only through us: each is taken off its master for as
-/// long, without any change of focus, and what may pass is posted as a synthetic key in its place.
-/// Every move of a key is told in the order of events. Reader thread.
+/// Grabbed keyboards, whose keys reach applications only through us: the grab detaches each from
+/// its master, without a focus change, and keys that may pass are posted as synthetic ones. Report
+/// every press and release in the order of events. Reader thread.
 class KeyboardGrab {
 public:
     KeyboardGrab(const XcbConnection& connection, SyntheticKeys& synthetic)
         : m_connection(connection)
         , m_synthetic(synthetic) {}
 
-    /// Takes a keyboard; `down` are its keys that applications have seen go down. False when
-    /// another program has taken it.
+    /// Grabs a keyboard; `down` are its keys whose press applications have seen. False when another
+    /// program has grabbed it.
     bool begin(xcb_input_device_id_t device, const KeySet& down);
-    /// Every key passes from now on. The keyboards go back when no swallowed key is down any more:
-    /// one that is would begin to repeat in the focused application.
+    /// Lets every key pass from now on. The keyboards are ungrabbed once no swallowed key is down:
+    /// otherwise it would start to repeat in the focused application.
     void finish();
-    /// Keyboards wait for swallowed keys to be released before they go back.
+    /// Whether keyboards wait to be ungrabbed until swallowed keys are released.
     [[nodiscard]] bool isFinishing() const { return m_finishing; }
-    /// Gives all keyboards back at once.
+    /// Ungrabs all keyboards at once.
     void end();
-    /// The keyboard is gone, and its keys with it.
+    /// Forgets a keyboard that was removed.
     void forget(xcb_input_device_id_t device);
 
-    /// Whether applications have not seen this key and somebody is to judge whether they may.
+    /// Whether this press is hidden by the grab, so that it must be passed or swallowed.
     [[nodiscard]] bool isFiltering(const KeyMove& key) const {
         return !m_finishing && holds(key) && m_taken.at(key.device).until == open;
     }
-    /// A key went down and may be seen by applications.
+    /// A key was pressed and may reach applications.
     void pass(const KeyMove& key);
-    /// A key went down and stays unseen.
+    /// A key was pressed and must not reach applications.
     void swallow(const KeyMove& key) { m_taken[key.device].swallowed.set(key.keycode); }
-    /// A key went up, also after the keyboard was given back.
+    /// A key was released; also call it after the keyboard was ungrabbed.
     void release(const KeyMove& key);
 
 private:
     static constexpr quint32 open = std::numeric_limits<quint32>::max();
 
     struct Taken {
-        quint32 from = 0;     ///< number of the request that took the keyboard
-        quint32 until = open; ///< of the one that gave it back
-        KeySet seen;          ///< down for applications from before
+        quint32 from = 0;     ///< sequence number of the grab request
+        quint32 until = open; ///< of the ungrab request
+        KeySet seen;          ///< down; applications saw the press before the grab
         KeySet passed;        ///< down, posted by us
         KeySet swallowed;     ///< down, unseen
     };
@@ -65,7 +65,7 @@ private:
 
     const XcbConnection& m_connection;
     SyntheticKeys& m_synthetic;
-    std::map<xcb_input_device_id_t, Taken> m_taken; ///< now, or before
+    std::map<xcb_input_device_id_t, Taken> m_taken; ///< grabbed now or earlier
     bool m_finishing = false;
 };
 

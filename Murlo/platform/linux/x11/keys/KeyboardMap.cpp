@@ -92,7 +92,7 @@ void KeyboardMap::readKey(xkb_keymap* keymap, xcb_keycode_t keycode) {
                 key.shifted.back() = symbols[0];
         }
     }
-    // By function only where the position says nothing of a side.
+    // Fall back to the symbol only where the position does not tell left from right.
     if (key.unshifted.empty() || key.position.sideFlag) return;
     if (const quint32 family = familyOf(key.unshifted.front())) {
         key.position.familyFlag = family;
@@ -197,9 +197,9 @@ bool KeyboardWatch::update(std::optional<KeyboardMap>& map) {
 
 bool KeyboardWatch::handle(const xcb_generic_event_t& event) {
     const int type = event.response_type & 0x7f;
-    if (type == XCB_MAPPING_NOTIFY) return true; // told in more detail by the extension
+    if (type == XCB_MAPPING_NOTIFY) return true; // the XKB event has the details
     if (!m_firstEvent || type != m_firstEvent) return false;
-    switch (event.pad0) { // every event of the extension has its own type here
+    switch (event.pad0) { // the XKB event type
     case XCB_XKB_STATE_NOTIFY: {
         const auto& state = reinterpret_cast<const xcb_xkb_state_notify_event_t&>(event);
         m_group = state.group;

@@ -25,7 +25,7 @@ namespace murlo {
 /// that the user switches between, counted from 0. Not bound to a thread.
 class KeyboardMap {
 public:
-    /// Reads the map of the core keyboard; nothing when the server has none or is gone. Several
+    /// Reads the map of the core keyboard; empty when the server has none or is gone. Takes several
     /// round trips, a few milliseconds.
     [[nodiscard]] static std::optional<KeyboardMap> read(const XcbConnection& connection);
 
@@ -48,7 +48,7 @@ public:
     [[nodiscard]] std::optional<xcb_keycode_t> keyForShortcut(xkb_keysym_t symbol, int group) const;
     /// The first key whose position has this virtual key code.
     [[nodiscard]] std::optional<xcb_keycode_t> keyAt(qint64 virtualKeyCode) const;
-    /// Takes the symbols off a key of this copy.
+    /// Removes a key's symbols from this copy.
     void forget(xcb_keycode_t keycode) { m_keys[keycode] = {}; }
     /// Key codes without any symbol, which nothing on the keyboard uses.
     [[nodiscard]] std::vector<xcb_keycode_t> unusedKeycodes() const;
@@ -78,17 +78,18 @@ public:
     /// Selects the events. Without the extension nothing is ever reported.
     explicit KeyboardWatch(const XcbConnection& connection);
 
-    /// Changes of a single key's symbols that this says to be our own do not count.
+    /// Predicate for changes of a single key's symbols that are our own: they do not mark the map
+    /// as changed.
     std::function<bool(xcb_keycode_t)> isOwnChange;
 
-    /// Takes an event of the connection; false when it is none of the keyboard's.
+    /// Handles an event of the connection; false when it is not a keyboard map event.
     bool handle(const xcb_generic_event_t& event);
     [[nodiscard]] int group() const { return m_group; }
     [[nodiscard]] bool isCapsLocked() const { return m_capsLocked; }
-    /// Reads the map into `map` if it has changed since it was last read; true when it did. A map
-    /// caught in the middle of a change cannot be read: `map` stays, and the next call tries again.
+    /// Reads the map into `map` if it has changed since it was last read; true when it did. If the
+    /// map changes while it is read, `map` stays as it was and the next call tries again.
     bool update(std::optional<KeyboardMap>& map);
-    /// Asks the server for the state now: one round trip.
+    /// Reads the current state from the server: one round trip.
     void refresh();
 
 private:

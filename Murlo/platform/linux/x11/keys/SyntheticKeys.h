@@ -10,12 +10,12 @@
 namespace murlo {
 
 /// The key events that this application is about to synthesize, shared by those who post them and
-/// by the event tap, which must ignore them. All synthetic keys of a session come from one and the
-/// same device, ours as well as those of remote desktops and on-screen keyboards, and carry no
-/// sender: the only way to tell is to remember what we posted. Any thread.
+/// by the event tap, which must ignore them. All synthetic keys of a session come from the same
+/// device, ours as well as those of remote desktops and on-screen keyboards, and carry no sender:
+/// the only way to recognise ours is to remember what we posted. Any thread.
 class SyntheticKeys {
 public:
-    /// Posts a key event through the connection, remembered as ours. Leaves with the next flush.
+    /// Queues a key event on the connection and remembers it as ours. Sent with the next flush.
     void post(const XcbConnection& connection, xcb_keycode_t keycode, bool press);
 
     /// Remembers an event that is about to be posted.
@@ -26,13 +26,13 @@ public:
         if (keycode < m_down.size()) m_down[keycode] = press;
     }
 
-    /// The keys that were posted down and not up again.
+    /// The keys that were pressed by us and not released yet.
     [[nodiscard]] std::bitset<256> down() {
         const std::lock_guard guard(m_lock);
         return m_down;
     }
 
-    /// Whether an event just seen is one of ours; each expectation answers once.
+    /// Whether an event just received is one of ours; consumes the expectation.
     [[nodiscard]] bool take(unsigned keycode, bool press) {
         const std::lock_guard guard(m_lock);
         dropExpired();
@@ -52,8 +52,8 @@ private:
         Clock::time_point end;
     };
 
-    /// The server leaves out some events (the release of a key that is up) and nobody reads them
-    /// while no tap is installed; what did not come in this time will not come any more.
+    /// Expectations expire: the server drops some events (the release of a key that is up), and
+    /// none are read while no tap is installed.
     static constexpr std::chrono::milliseconds validity{1000};
 
     void dropExpired() {

@@ -23,7 +23,7 @@ bool X11EventTap::startReader() {
     m_mailbox = std::make_shared<KeyMailbox>();
     m_reader = std::make_unique<KeyReader>(m_synthetic, m_mailbox);
     if (!m_reader->isUsable()) return false;
-    // A notifier may go from inside its own signal only by way of the event loop.
+    // Deleted with deleteLater(), because it may be removed from inside its own signal.
     m_notifier.reset(new QSocketNotifier(m_mailbox->descriptor(), QSocketNotifier::Read));
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
                      [this] { deliver(); });
@@ -44,7 +44,7 @@ void X11EventTap::remove() {
 }
 
 void X11EventTap::deliver() {
-    // Handlers may remove the tap, or destroy it: everything needed until then is held here.
+    // Handlers may remove or destroy the tap: keep what this loop needs alive.
     const auto mailbox = m_mailbox;
     const auto handlers = m_handlers;
     while (const auto news = mailbox->next()) {
@@ -66,7 +66,7 @@ void X11EventTap::enable() {
         m_reader->setFiltering(m_filtering);
         return;
     }
-    // The server went away. A session that has one again gets a new reader.
+    // The reader ends when the connection to the server is lost: start a new one.
     const bool filtering = m_filtering;
     const auto handlers = m_handlers;
     install(*handlers);

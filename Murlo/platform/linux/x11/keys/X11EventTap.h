@@ -10,8 +10,8 @@ namespace murlo {
 class KeyMailbox;
 class KeyReader;
 
-/// `EventTap` on the raw key events of the X server. Keys are known by their position, so that left
-/// and right stay what they are under any layout.
+/// `EventTap` on the raw key events of the X server. Keys are identified by their position, so that
+/// left and right do not depend on the layout.
 class X11EventTap : public EventTap {
 public:
     /// `synthetic` is shared with whoever posts key events of this application.
@@ -20,13 +20,13 @@ public:
 
     bool install(Handlers handlers) override;
     void remove() override;
-    /// Looks again which keyboards there are and filters again if `setFiltering(true)` still holds.
+    /// Enumerates the keyboards again and resumes filtering if `setFiltering(true)` is in effect.
     void enable() override;
-    /// Takes effect within a millisecond. After false, a pressed key that was kept from the
-    /// applications stays so until it is released.
+    /// Takes effect within a millisecond. After false, a key that was swallowed and is still down
+    /// stays hidden from applications until it is released.
     void setFiltering(bool filtering) override;
 
-    /// `granted` on any X server that has the extension: there is nobody to ask for permission.
+    /// `granted` on any X server that has the extension: X has no permission for it.
     [[nodiscard]] InputMonitoringAccess access() const override;
     bool requestAccess() override { return access() == InputMonitoringAccess::granted; }
 
