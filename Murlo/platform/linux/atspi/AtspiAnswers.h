@@ -7,7 +7,7 @@
 
 namespace murlo {
 
-/// What there is to ask of an object.
+/// What an object can be asked for.
 enum class AtspiQuestion {
     role,
     states,
@@ -19,15 +19,15 @@ enum class AtspiQuestion {
     extents,
 };
 
-/// Questions that are put to an object together.
+/// Questions that are sent to an object together.
 using AtspiQuestions = std::span<const AtspiQuestion>;
 
-/// What an object answered; what it was not asked, or did not say in time, is absent or empty.
+/// What an object answered; what was not asked, or not answered in time, is absent or empty.
 struct AtspiAnswers {
     std::optional<AtspiRole> role;
     std::optional<AtspiStates> states;
     QStringList interfaces;             ///< D-Bus interface names
-    QHash<QString, QString> attributes; ///< as its toolkit tells them
+    QHash<QString, QString> attributes; ///< as its toolkit reports them
     AtspiReference parent;
     QString name;
     int childCount = 0;
@@ -38,7 +38,7 @@ struct AtspiAnswers {
 void addCalls(std::vector<QDBusMessage>& calls, const AtspiReference& object,
               AtspiQuestions questions,
               atspi::Coordinates coordinates = atspi::Coordinates::screen);
-/// Reads the replies to these calls, the first at `replies`.
+/// Reads the replies to these calls; `replies` points to the first.
 [[nodiscard]] AtspiAnswers answersOf(const QDBusMessage* replies, AtspiQuestions questions);
 
 } // namespace murlo

@@ -182,7 +182,7 @@ QDBusMessage getProperty(const QString& service, const QString& path, const QStr
 bool isUnknown(const QDBusMessage& reply) {
     if (reply.type() != QDBusMessage::ErrorMessage) return false;
     const auto type = QDBusError(reply).type();
-    // Qt calls the object unknown.
+    // Qt reports an unknown object here.
     return type == QDBusError::UnknownMethod || type == QDBusError::UnknownInterface ||
            type == QDBusError::UnknownObject;
 }

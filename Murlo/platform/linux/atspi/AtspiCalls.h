@@ -5,8 +5,8 @@
 #include <QDBusMessage>
 #include <QHash>
 
-/// The calls of the AT-SPI protocol that are used here, as messages to be sent, and readers for
-/// their replies. A reply that is an error or carries something else reads as absent or empty.
+/// Builds the AT-SPI calls that are used here as D-Bus messages, and parses their replies. An error
+/// or a reply of another type yields an absent or empty value.
 namespace murlo::atspi {
 
 /// Coordinate systems of `getExtents` (AtspiCoordType).
@@ -33,7 +33,7 @@ inline const QString textInterface = QStringLiteral("org.a11y.atspi.Text");
                                       const QList<AtspiRole>& roles, int limit);
 [[nodiscard]] QDBusMessage getToolkitName(const QString& service);
 [[nodiscard]] QDBusMessage getToolkitVersion(const QString& service);
-/// Process of a name on the bus, asked of the bus itself.
+/// Process of a bus name; answered by the bus daemon.
 [[nodiscard]] QDBusMessage getProcessId(const QString& service);
 /// Asks the registry to have programs send an event ("object:state-changed:focused").
 [[nodiscard]] QDBusMessage registerEvent(const QString& event);
@@ -43,11 +43,11 @@ inline const QString textInterface = QStringLiteral("org.a11y.atspi.Text");
 
 /// Whether the object does not have the method or interface that was called.
 [[nodiscard]] bool isUnknown(const QDBusMessage& reply);
-/// Whether the toolkit does not carry out such calls.
+/// Whether the toolkit does not support the call.
 [[nodiscard]] bool isUnsupported(const QDBusMessage& reply);
 /// Whether no answer came in time.
 [[nodiscard]] bool isTimeout(const QDBusMessage& reply);
-/// Whether a toolkit does not know where its windows are on the screen: GTK 4 says (0, 0) there.
+/// Whether a toolkit does not know the screen position of its windows: GTK 4 reports (0, 0).
 [[nodiscard]] bool tellsWindowExtentsOnly(const QString& toolkit, const QString& version);
 [[nodiscard]] std::optional<AtspiRole> roleOf(const QDBusMessage& reply);
 [[nodiscard]] std::optional<AtspiStates> statesOf(const QDBusMessage& reply);
@@ -56,11 +56,11 @@ inline const QString textInterface = QStringLiteral("org.a11y.atspi.Text");
 [[nodiscard]] QList<AtspiReference> referencesOf(const QDBusMessage& reply);
 [[nodiscard]] std::optional<QRect> extentsOf(const QDBusMessage& reply);
 [[nodiscard]] std::optional<quint32> numberOf(const QDBusMessage& reply);
-/// Of a property's value, as `getProperty` brings it.
+/// Parses a property's value, the reply to `getProperty`.
 [[nodiscard]] std::optional<int> numberPropertyOf(const QDBusMessage& reply);
 [[nodiscard]] QString stringPropertyOf(const QDBusMessage& reply);
 [[nodiscard]] AtspiReference referencePropertyOf(const QDBusMessage& reply);
-/// Of an event, whose arguments may be wrapped in variants.
+/// Parses an argument of an event, which may be wrapped in a variant.
 [[nodiscard]] AtspiReference referenceArgumentOf(const QDBusMessage& event, int index);
 
 } // namespace murlo::atspi

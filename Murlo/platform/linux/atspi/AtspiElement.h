@@ -7,17 +7,17 @@
 
 namespace murlo {
 
-/// What is the same for all objects of a program.
+/// The properties that all objects of a program share.
 struct AtspiProgram {
     qint64 pid = 0;
-    /// The toolkit does not know where its windows are: its extents count from the window's top
-    /// left corner.
+    /// The toolkit does not know where its windows are: its extents are relative to the window's
+    /// top left corner.
     bool knowsWindowExtentsOnly = false;
 
-    /// What to ask extents in.
+    /// The coordinate system in which to ask for extents.
     [[nodiscard]] atspi::Coordinates coordinates() const;
-    /// Where on the screen an object is that told `extents`, in a window whose top left corner is
-    /// at `origin`.
+    /// The screen position of an object that reported `extents`, in a window whose top left corner
+    /// is at `origin`.
     [[nodiscard]] QRectF onScreen(const QRect& extents, QPointF origin) const;
 };
 
@@ -40,7 +40,7 @@ public:
     std::shared_ptr<const AtspiElement> topmost;
 };
 
-/// An element out of what an object answered; null when it did not tell its role.
+/// Makes an element from an object's answers; null when they lack the role.
 [[nodiscard]] std::shared_ptr<AtspiElement>
 elementFrom(const AtspiReference& object, const AtspiProgram& program, const AtspiAnswers& answers);
 

@@ -24,10 +24,11 @@ struct AtspiWindow {
     std::shared_ptr<AtspiElement> element;
     AccessibleApplication::Window result;
     HitList hits;
-    std::deque<Open> open;          ///< what a walk has still to look at, from the outside in
-    std::deque<Entrance> entrances; ///< looked at, and to be entered
-    int budget = 0;                 ///< objects that the walk may still look at
-    bool scouting = false; ///< the walk is to end in a search, unless it finds what forbids that
+    std::deque<Open> open;          ///< objects that a walk still has to visit, from the top down
+    std::deque<Entrance> entrances; ///< visited; their children are still to be requested
+    int budget = 0;                 ///< objects that the walk may still visit
+    bool scouting =
+        false; ///< the walk ends in a search, unless it finds an object that is too large for one
     std::shared_ptr<int> turn; ///< held while it is being read
 
     [[nodiscard]] QPointF origin() const { return result.root.frame->topLeft(); }
@@ -46,17 +47,18 @@ struct AtspiReading {
     int outstanding = 0; ///< programs, and then windows, that are being read
     QElapsedTimer clock;
     bool hangs = false;
-    bool mayBeSilent = false; ///< the toolkit tells nothing of its windows unless it is made to
-    bool searchable = true;   ///< the toolkit's own search can be used
+    bool mayBeSilent =
+        false;              ///< the toolkit may report no content unless accessibility is forced on
+    bool searchable = true; ///< the toolkit's own search can be used
 
     [[nodiscard]] bool isOver() const { return !done; }
-    /// Whether the program answers and its time is not up.
+    /// Whether the program has not hung and the time limit is not reached.
     [[nodiscard]] bool mayGoOn() const;
-    /// Where the window of an element (null when unknown: then the frontmost one) is on the screen.
+    /// Screen position of an element's window (null when unknown: then of the frontmost one).
     [[nodiscard]] QPointF originOf(const std::shared_ptr<const AtspiElement>& window) const;
-    /// One of `outstanding` is done, the last of which ends the reading.
+    /// Counts `outstanding` down; the last one ends the reading.
     void partRead();
-    /// Hands over what has been read.
+    /// Calls back with what has been read.
     void end(bool complete);
 };
 

@@ -12,17 +12,17 @@ namespace {
 enum class Kind {
     plain,     ///< never text to edit, whatever its states say
     text,      ///< a text box where its states say so, static text otherwise
-    number,    ///< a text box with arrows; toolkits differ in what they say of it
+    number,    ///< a text box with arrows; toolkits report it differently
     choice,    ///< a combo box, with or without a text box
     terminal,  ///< takes text always
     container, ///< plain, but web pages and word processors make some of them editable
     cell,      ///< the same, where a cell that could be edited but isn't says it is editable too
 };
 
-// What else is known of a role.
+// Flags of a role.
 constexpr unsigned box = 1;     ///< can be a text box without the state "editable"
-constexpr unsigned barren = 2;  ///< nobody looks for a text box inside
-constexpr unsigned control = 4; ///< one operates it, rather than put something into it
+constexpr unsigned barren = 2;  ///< no text box is searched for inside
+constexpr unsigned control = 4; ///< a control that is operated, not filled in
 
 struct Row {
     AtspiRole atspi;
@@ -116,8 +116,8 @@ bool isDateField(const QHash<QString, QString>& attributes) {
     return types.contains(attributes.value(QStringLiteral("text-input-type")));
 }
 
-/// GTK calls its lists tables. A key searches in them, where in other tables it begins to edit a
-/// cell. What a program draws itself (an office program's sheets) lacks the attribute.
+/// GTK reports its lists as tables. Typing searches in them, while in other tables it begins to
+/// edit a cell. Tables that a program draws itself (spreadsheets) lack the attribute.
 bool isListOfGtk(AtspiRole role, const QHash<QString, QString>& attributes) {
     return role == AtspiRole::table &&
            attributes.value(QStringLiteral("toolkit")).toLower() == QLatin1String("gtk");
@@ -142,7 +142,7 @@ bool isControl(AtspiRole role) {
 }
 
 bool isBarren(AtspiRole role) {
-    return has(role, barren); // a label of a web page may hold the box that it names
+    return has(role, barren); // a web page's label may contain its text box
 }
 
 bool mayBeBox(AtspiRole role, const AtspiStates& states) {

@@ -12,14 +12,14 @@ namespace murlo {
 
 namespace {
 
-// Positions of the replies to what a program is asked first.
+// Indices of the replies to the first calls to a program.
 enum ProgramReply { windowsReply, toolkitReply, versionReply };
 
 constexpr std::array windowQuestions{AtspiQuestion::role, AtspiQuestion::states,
                                      AtspiQuestion::name, AtspiQuestion::extents};
 constexpr std::array placeQuestions{AtspiQuestion::extents};
 
-/// Opened by a click and closed by the next one.
+/// Roles of windows that a click opens and the next one closes.
 bool isPopup(AtspiRole role) {
     return role == AtspiRole::window || role == AtspiRole::menu;
 }
@@ -32,7 +32,7 @@ public:
         : m_reading(std::move(reading)) {}
     ~Handle() override { m_reading->done = nullptr; }
     void handOver() override {
-        const AtspiReadingRef reading = m_reading; // who gets it may destroy this
+        const AtspiReadingRef reading = m_reading; // the callback may destroy this handle
         reading->end(false);
     }
 
@@ -54,7 +54,7 @@ AtspiTree::read(qint64 pid, int mostWindows,
     reading->mostWindows = mostWindows;
     reading->done = std::move(done);
     reading->clock.start();
-    if (!m_programs.isFinding()) m_seen = m_shown(); // several readings begin together
+    if (!m_programs.isFinding()) m_seen = m_shown(); // readings that start together share one list
     for (const WindowInfo& window : std::as_const(m_seen))
         if (window.pid == pid) reading->shown.append(window);
     m_programs.find(m_lifetime.guard([this, reading] {
@@ -81,7 +81,7 @@ void AtspiTree::readProgram(const AtspiReadingRef& reading, const AtspiBus::Repl
     const AtspiProgram program{
         reading->pid,
         atspi::tellsWindowExtentsOnly(name, atspi::stringPropertyOf(replies[versionReply]))};
-    // It always shows a page: when none is found, it does not tell.
+    // Its windows always show a page: if none is found, its accessibility is switched off.
     reading->mayBeSilent = name == QLatin1String("Chromium");
     if (!searchesSafely(name)) reading->searchable = false;
     std::vector<AtspiReference> windows;
@@ -150,7 +150,7 @@ void AtspiTree::programRead(const AtspiReadingRef& reading) {
 void AtspiTree::readFocus(const AtspiReadingRef& reading) {
     const auto focused = std::dynamic_pointer_cast<const AtspiElement>(m_focus.focusedElement());
     if (!focused || focused->program.pid != reading->pid) return;
-    // A paragraph of a document that is one box as a whole.
+    // A paragraph: the document around it is the text box.
     if (focused->around && focused->around->role == AtspiRole::documentText) return;
     ++reading->outstanding;
     std::vector<QDBusMessage> calls;

@@ -7,15 +7,14 @@
 namespace murlo {
 
 /// Text boxes over AT-SPI: a program's windows as far as the screen shows them, and its focused
-/// element. What is found is read on the way: whenever the time is up, that is handed over. Main
-/// thread.
+/// element. Results are read on the way, so that a timeout hands over what has been found so far.
+/// Main thread.
 class AtspiTree : public AccessibilityTree {
 public:
-    /// The windows that the screen shows, front to back: what an application says of its own is
-    /// held against them.
+    /// The visible windows, front to back, to check against those that an application reports.
     using ShownWindows = std::function<QList<WindowInfo>()>;
 
-    /// `focus` tells the element with the keyboard focus.
+    /// `focus` knows the element with the keyboard focus.
     AtspiTree(AtspiBus& bus, const Accessibility& focus, ShownWindows shown);
 
     [[nodiscard]] std::unique_ptr<TreeReading>

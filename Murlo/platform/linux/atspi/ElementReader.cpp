@@ -18,7 +18,7 @@ void setWindow(std::vector<std::shared_ptr<AtspiElement>>& chain,
     for (const auto& element : chain) {
         if (element == window) continue;
         element->topmost = window;
-        // What shows a page may be a program of its own, in the window of another.
+        // A web page may be rendered by a process of its own, inside another's window.
         if (element->reference.service != window->reference.service && window->program.pid > 0)
             element->program.pid = window->program.pid;
     }
@@ -68,7 +68,7 @@ void ElementReader::addLevel(const std::shared_ptr<Reading>& reading, const Atsp
     auto& chain = reading->chain;
     if (!element || element->role == AtspiRole::application) {
         if (!chain.empty()) setWindow(chain, chain.back());
-        // What a program said of itself before it was ready to answer is asked again.
+        // The program may not be ready yet: drop what was read of it, so that it is read again.
         else if (!element)
             m_programs.remove(object.service);
         reading->done(chain.empty() ? nullptr : chain.front());

@@ -21,7 +21,7 @@ const AtspiElement& elementOf(const AccessibleNode& node) {
 }
 
 /// The text of a word processor is one box for the user, but only its paragraphs can be focused.
-/// So is the line in which a spreadsheet's cell is edited.
+/// The same holds for the line in which a spreadsheet's cell is edited.
 void joinParagraphs(AccessibleNode& node) {
     const AtspiElement& element = elementOf(node);
     const bool isDocument =
@@ -70,7 +70,7 @@ void HitList::read(const QDBusMessage* replies, const std::shared_ptr<AtspiEleme
         element->topmost = window;
         hit.parent = answers.parent;
         const bool hasEditableText = answers.interfaces.contains(atspi::editableTextInterface);
-        if (hasEditableText && isInTextHolder(hit)) { // whatever its states say
+        if (hasEditableText && isInTextHolder(hit)) { // regardless of its states
             element->description.role = ElementRole::textArea;
             element->description.subrole = ElementSubrole::none;
             element->description.editable = true;
@@ -157,7 +157,8 @@ std::vector<AccessibleNode> HitList::takeNodes() {
         else
             outermost.push_back(i);
     }
-    // What is inside comes later in the list, so from the end each node is complete when it moves.
+    // Children come after their parents in the list, so going backwards each node is complete when
+    // it is moved.
     for (std::size_t i = m_hits.size(); i-- > 0;) {
         for (const std::size_t child : inside[i])
             m_hits[i].node->children.push_back(std::move(*m_hits[child].node));

@@ -5,33 +5,33 @@
 
 namespace murlo {
 
-/// The objects of a window that may be text boxes: what to ask of them, portion by portion, and
-/// the tree that their answers make.
+/// The objects of a window that may be text boxes: generates the calls for them, portion by
+/// portion, and builds a tree from the replies.
 class HitList {
 public:
-    /// Each object once; those above others come first.
+    /// Ignores duplicates. Ancestors must be added before their descendants.
     void add(const AtspiReference& hit);
 
-    /// How many questions one object is asked.
+    /// Number of calls per object.
     [[nodiscard]] static std::size_t questionsEach();
-    /// What to ask of the next `most` objects that nothing was asked of; empty when there are none.
+    /// The calls for the next `most` objects that were not asked yet; empty when there are none.
     [[nodiscard]] std::vector<QDBusMessage> questions(std::size_t most,
                                                       atspi::Coordinates coordinates);
-    /// Reads the replies to the last `questions`, the first at `replies`. `origin` is where
-    /// `window` is on the screen, for programs that do not know.
+    /// Reads the replies to the last `questions`; `replies` points to the first. `origin` is where
+    /// `window` is on the screen, for toolkits that do not know it.
     void read(const QDBusMessage* replies, const std::shared_ptr<AtspiElement>& window,
               QPointF origin);
 
-    /// How many questions an object around others is asked.
+    /// Number of calls per ancestor of a hit.
     [[nodiscard]] static std::size_t questionsEachAround();
-    /// What to ask of `most` more objects that are around those read, of each level the nearest
-    /// first; empty when all are known that may hide a text box.
+    /// The calls for `most` more ancestors of the hits, nearest levels first; empty when all that
+    /// could exclude a text box are known.
     [[nodiscard]] std::vector<QDBusMessage> questionsAround(std::size_t most);
     /// Reads the replies to the last `questionsAround`.
     void readAround(const std::vector<QDBusMessage>& replies);
 
-    /// The nodes of what was read: a hit whose parent is one, too, is inside of it; one inside of
-    /// what has no text boxes is left out. They are moved out of here.
+    /// Moves out the tree of nodes: a hit whose parent is a hit becomes its child; hits inside an
+    /// object that cannot contain text boxes are left out.
     [[nodiscard]] std::vector<AccessibleNode> takeNodes();
 
 private:
@@ -40,7 +40,7 @@ private:
         AtspiReference parent;
         std::optional<AccessibleNode> node;
     };
-    /// An object around hits.
+    /// An ancestor of hits.
     struct Outer {
         AtspiReference parent;
         bool barren = false;

@@ -6,17 +6,17 @@
 
 namespace murlo {
 
-/// Which program on the accessibility bus is which process. The bus itself answers for that, so a
-/// program that hangs is found as quickly as any. Main thread; it lives as long as the bus.
+/// Maps processes to programs on the accessibility bus. The bus daemon answers this, so hung
+/// programs cause no delay. Main thread; it must live as long as the bus.
 class ProgramFinder {
 public:
     explicit ProgramFinder(AtspiBus& bus);
 
-    /// Learns of the programs that came since the last time, then calls back, at once when there
-    /// is nothing to ask. Calls that come meanwhile share the questions that are under way.
+    /// Looks up the programs that were added since the last call, then calls back; immediately if
+    /// there are none. Concurrent calls share the requests in flight.
     void find(std::function<void()> done);
     [[nodiscard]] bool isFinding() const { return !m_waiting.empty(); }
-    /// The names of a process on the bus; known after `find`.
+    /// The bus names of a process; valid after `find`.
     [[nodiscard]] QStringList servicesOf(qint64 pid) const { return m_programs.keys(pid); }
 
 private:

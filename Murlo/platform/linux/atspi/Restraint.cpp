@@ -6,7 +6,7 @@ namespace murlo {
 
 bool mayEnter(AtspiRole role, const AtspiStates& states, int children) {
     if (children < 1 || children > budget::children) return false;
-    // A word processor tells of the paragraphs that show.
+    // A word processor returns the visible paragraphs only.
     if (states.has(AtspiState::managesDescendants) && role != AtspiRole::documentText) return false;
     switch (role) {
     case AtspiRole::documentText:

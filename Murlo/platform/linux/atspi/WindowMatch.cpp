@@ -12,7 +12,7 @@ void markUnseen(const std::vector<AccessibleApplication::Window*>& windows,
         return window.root.frame && overlap(*window.root.frame, shown.bounds) > 0.5;
     };
     for (Window* window : windows) {
-        if (window->isPopup) continue; // the window manager does not know of it
+        if (window->isPopup) continue; // the window manager does not manage it
         const bool anything = std::ranges::any_of(
             onScreen, [&](const WindowInfo& shown) { return isAt(*window, shown); });
         if (!anything) window->minimized = true;

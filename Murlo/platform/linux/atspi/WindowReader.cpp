@@ -14,14 +14,15 @@ namespace {
 constexpr std::array walkQuestions{AtspiQuestion::role, AtspiQuestion::states,
                                    AtspiQuestion::childCount, AtspiQuestion::extents};
 
-/// What a walk asks of each object: extents alone tell what a toolkit that knows no places shows.
+/// What a walk asks of each object; extents only where a toolkit does not know screen positions, to
+/// tell what is visible.
 AtspiQuestions questionsOfWalk(const AtspiProgram& program) {
     const AtspiQuestions all(walkQuestions);
     return program.knowsWindowExtentsOnly ? all : all.first(all.size() - 1);
 }
 
-/// Whether an object can be seen. A toolkit that knows no places does not know what shows either:
-/// there, all that could show says so, and what lies on a hidden page has no size.
+/// Whether an object is visible. A toolkit that does not know screen positions does not report
+/// "showing" either; there, "visible" must do, and objects on a hidden page have no size.
 bool isSeen(const AtspiAnswers& object, const AtspiProgram& program) {
     if (!program.knowsWindowExtentsOnly) return object.states->has(AtspiState::showing);
     return object.states->has(AtspiState::visible) && object.states->has(AtspiState::sensitive) &&
@@ -63,7 +64,7 @@ void WindowReader::ask(const AtspiReadingRef& reading, const std::vector<QDBusMe
                        std::function<void(const AtspiBus::Replies&)> then, int limit) {
     m_bus.send(calls, m_lifetime.guard([reading, then = std::move(then)](const auto& replies) {
         if (reading->isOver()) return;
-        // Who hangs is not asked again: it has cost its time.
+        // A hung program is not asked again: it has used up its time.
         if (std::ranges::any_of(replies, atspi::isTimeout)) reading->hangs = true;
         then(replies);
     }),
@@ -71,7 +72,7 @@ void WindowReader::ask(const AtspiReadingRef& reading, const std::vector<QDBusMe
 }
 
 void WindowReader::search(const AtspiReadingRef& reading, const AtspiWindowRef& window) {
-    // One after the other: a program in which the first takes too long is spared the second.
+    // One after the other: if the first search times out, the second is not sent.
     searchFor(reading, window, {AtspiState::showing, AtspiState::editable}, {}, [=, this] {
         searchFor(reading, window, {AtspiState::showing},
                   boxRoles() + QList{AtspiRole::documentWeb},
@@ -115,7 +116,7 @@ void WindowReader::walk(const AtspiReadingRef& reading, const AtspiWindowRef& wi
         finish(*reading, *window);
         return;
     }
-    // A portion is of one level.
+    // All objects of a portion are on the same level.
     const int depth = open.front().depth;
     std::vector<AtspiReference> asked;
     std::vector<QDBusMessage> calls;

@@ -7,19 +7,19 @@
 
 namespace murlo {
 
-/// Reads what may be text boxes of windows, each from the outside in, around what may hold more
-/// objects than a program can be asked for; a window of web pages is searched with a single call,
-/// where the toolkit's own search is known to stay within what is there. Questions go out in
-/// portions, and what is found is read on the way. Main thread.
+/// Reads the possible text boxes of windows. It walks each window from the top down and skips
+/// objects with too many children; a window with web pages is searched with a single call if the
+/// toolkit's own search is known to be bounded. Calls are sent in portions, and hits are read on
+/// the way. Main thread.
 class WindowReader {
 public:
     explicit WindowReader(AtspiBus& bus);
 
-    /// Reads a window, which is one of the parts outstanding in `reading`, of a program that does
-    /// not hang.
+    /// Reads a window, already counted in `reading->outstanding`, of a program that does not hang.
     void read(const AtspiReadingRef& reading, const AtspiWindowRef& window);
 
-    /// Sends `calls` of a reading and goes on with the replies, unless it is over by then.
+    /// Sends `calls` of a reading and passes the replies to `then`, unless the reading is over by
+    /// then.
     void ask(const AtspiReadingRef& reading, const std::vector<QDBusMessage>& calls,
              std::function<void(const AtspiBus::Replies&)> then,
              int limit = budget::answerMilliseconds);
@@ -31,21 +31,22 @@ private:
                    const std::function<void()>& then);
     /// The next portion of a walk.
     void walk(const AtspiReadingRef& reading, const AtspiWindowRef& window);
-    /// The walk is not to end in a search.
+    /// Makes the walk end without a search.
     static void walkOnly(AtspiWindow& window);
-    /// Goes into the window's `entrances` at `depth`, some at a time, and reads the hits found
-    /// there.
+    /// Requests the children of the window's `entrances` at `depth`, some at a time, and reads the
+    /// hits found there.
     void enter(const AtspiReadingRef& reading, const AtspiWindowRef& window, int depth);
-    /// The next portion of what a search has found, and then of what is around that.
+    /// Reads the next portion of the hits of a search, and then the objects around them.
     void readHits(const AtspiReadingRef& reading, const AtspiWindowRef& window);
     void readAroundHits(const AtspiReadingRef& reading, const AtspiWindowRef& window);
     static void finish(AtspiReading& reading, AtspiWindow& window);
-    /// How many objects the next portion of a window may have, where each is asked `questions`.
+    /// Size of a window's next portion in objects, with `questions` calls for each.
     [[nodiscard]] std::size_t portion(std::size_t questions) const;
 
     AtspiBus& m_bus;
-    QSet<QString> m_slow; ///< names on the bus of programs whose search takes too long
-    std::shared_ptr<int> m_turns = std::make_shared<int>(); ///< held by each window being read
+    QSet<QString> m_slow; ///< bus names of programs whose search has timed out
+    std::shared_ptr<int> m_turns =
+        std::make_shared<int>(); ///< its use count is the number of windows being read, plus one
     Lifetime m_lifetime;
 };
 

@@ -80,8 +80,7 @@ private:
     std::map<xcb_input_device_id_t, Keyboard> m_keyboards;
     KeyboardGrab m_grab;
     bool m_filtering = false; ///< the last request carried out
-    std::optional<std::chrono::steady_clock::time_point>
-        m_giveBack;    ///< deadline for releasing the keyboards
+    std::optional<std::chrono::steady_clock::time_point> m_giveBack; ///< of keyboards; deadline
     qint64 m_time = 0; ///< of the last event, extended to 64 bits across wrap-arounds
     std::thread m_thread;
 };
