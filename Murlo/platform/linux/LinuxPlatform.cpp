@@ -1,4 +1,4 @@
-// The one place that picks adapters: those of every session, and those of the kind it is.
+// The one place that chooses adapters: those common to all sessions, and those of the session type.
 
 #include "platform/Platform.h"
 #include "platform/linux/X11Session.h"
@@ -22,7 +22,7 @@ namespace murlo {
 
 namespace {
 
-/// What the accessibility bus needs to be told of windows.
+/// What the accessibility adapter needs from the window system.
 AtspiWindows windowsOf(Applications& applications) {
     const auto content = [&applications](qint64 pid,
                                          const QString& title) -> std::optional<QRectF> {
@@ -38,7 +38,7 @@ AtspiWindows windowsOf(Applications& applications) {
         }};
 }
 
-/// What is the same in every kind of session.
+/// Adds the adapters that are the same in every type of session.
 void addCommon(Platform& platform) {
     using Location = QStandardPaths;
     platform.scheduler = std::make_unique<QtScheduler>();

@@ -27,9 +27,8 @@ struct AtspiWindow {
     std::deque<Open> open;          ///< objects that a walk still has to visit, from the top down
     std::deque<Entrance> entrances; ///< visited; their children are still to be requested
     int budget = 0;                 ///< objects that the walk may still visit
-    bool scouting =
-        false; ///< the walk ends in a search, unless it finds an object that is too large for one
-    std::shared_ptr<int> turn; ///< held while it is being read
+    bool scouting = false;          ///< the walk ends in a search, unless an object rules that out
+    std::shared_ptr<int> turn;      ///< held while it is being read
 
     [[nodiscard]] QPointF origin() const { return result.root.frame->topLeft(); }
 };
@@ -47,9 +46,8 @@ struct AtspiReading {
     int outstanding = 0; ///< programs, and then windows, that are being read
     QElapsedTimer clock;
     bool hangs = false;
-    bool mayBeSilent =
-        false;              ///< the toolkit may report no content unless accessibility is forced on
-    bool searchable = true; ///< the toolkit's own search can be used
+    bool mayBeSilent = false; ///< the toolkit may report no content unless forced to
+    bool searchable = true;   ///< the toolkit's own search can be used
 
     [[nodiscard]] bool isOver() const { return !done; }
     /// Whether the program has not hung and the time limit is not reached.

@@ -45,8 +45,7 @@ private:
 
     AtspiBus& m_bus;
     QSet<QString> m_slow; ///< bus names of programs whose search has timed out
-    std::shared_ptr<int> m_turns =
-        std::make_shared<int>(); ///< its use count is the number of windows being read, plus one
+    std::shared_ptr<int> m_turns = std::make_shared<int>(); ///< held by each window being read
     Lifetime m_lifetime;
 };
 

@@ -15,7 +15,8 @@ namespace murlo {
 
 namespace {
 
-/// The file name of the program in an entry's command line, past an "env" and its assignments.
+/// The file name of the program in an entry's command line, after an optional "env" with its
+/// assignments.
 QString programOf(const QString& commandLine) {
     for (const QString& word : QProcess::splitCommand(commandLine)) {
         QString file = QFileInfo(word).fileName();
@@ -24,7 +25,7 @@ QString programOf(const QString& commandLine) {
     return {};
 }
 
-/// "Name[de]" ranks above "Name"; a name for a foreign language has no rank.
+/// "Name[de]" ranks above "Name"; a name in another language has no rank.
 int rankOfName(const QString& key) {
     if (key == QLatin1String("Name")) return 1;
     if (!key.startsWith(QLatin1String("Name[")) || !key.endsWith(QLatin1Char(']'))) return 0;
@@ -96,7 +97,7 @@ void DesktopEntries::Index::readFolder(const QString& folder) {
         const QString path = files.next();
         QString id = path.mid(folder.size() + 1).chopped(8); // ".desktop"
         id.replace(QLatin1Char('/'), QLatin1Char('-'));
-        if (!byId.contains(id)) read(path, id); // the folders come in order of precedence
+        if (!byId.contains(id)) read(path, id); // the folders are in order of precedence
     }
 }
 
@@ -112,7 +113,7 @@ void DesktopEntries::Index::read(const QString& path, const QString& id) {
     while (!file.atEnd()) {
         const QString line = QString::fromUtf8(file.readLine(65536)).trimmed();
         if (line.startsWith(QLatin1Char('['))) {
-            if (inEntry) break; // the actions follow
+            if (inEntry) break; // the groups of actions follow
             inEntry = line == QLatin1String("[Desktop Entry]");
         }
         const qsizetype equals = line.indexOf(QLatin1Char('='));
@@ -129,7 +130,7 @@ void DesktopEntries::Index::read(const QString& path, const QString& id) {
     }
     byId.insert(id, entry);
     const auto index = [&id, isHidden](QHash<QString, QString>& names, const QString& name) {
-        // A hidden entry (a handler, a variant) never stands in for the one that users see.
+        // A hidden entry (a handler, a variant) never replaces a visible one.
         if (!name.isEmpty() && !isHidden && !names.contains(name)) names.insert(name, id);
     };
     index(byClass, windowClass);

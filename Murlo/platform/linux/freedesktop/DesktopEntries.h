@@ -12,8 +12,8 @@
 namespace murlo {
 
 /// The applications installed on this desktop: the desktop entries in the XDG data folders. Read in
-/// the background from the beginning, and again when a folder was found changed; a question that
-/// comes before the first reading is done waits for one. Main thread.
+/// the background at construction, and again when a folder has changed; a call before the first
+/// reading is complete blocks for it. Main thread.
 class DesktopEntries {
 public:
     struct Entry {
@@ -24,8 +24,8 @@ public:
     /// Looks in "applications" of the user's and the system's data folders, or in these folders.
     explicit DesktopEntries(Scheduler& scheduler, QStringList folders = {});
 
-    /// The application that a process belongs to, by, in this order: the launcher or sandbox that
-    /// started it, the names of its windows (only then asked for), its program.
+    /// The application that a process belongs to, found by, in this order: the launcher or sandbox
+    /// that started it, the names of its windows (called only if needed), its program.
     [[nodiscard]] std::optional<Entry> ofProcess(qint64 pid,
                                                  const std::function<QStringList()>& windowClasses);
     [[nodiscard]] std::optional<Entry> withId(const QString& id);

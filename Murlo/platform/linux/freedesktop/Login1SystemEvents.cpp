@@ -18,8 +18,8 @@ const QString path = QStringLiteral("/org/freedesktop/login1");
 const QString interface = QStringLiteral("org.freedesktop.login1.Manager");
 constexpr int callLimitMilliseconds = 5000;
 
-/// Rung by the signal handler, heard by the main loop: writing to a descriptor is the only safe
-/// thing to do in a handler.
+/// Written by the signal handler and read by the main event loop through an eventfd: a handler may
+/// make async-signal-safe calls only, such as write().
 std::atomic<const Bell*> signalBell = nullptr;
 
 extern "C" void tellMainLoop(int /*signal*/) {
@@ -69,7 +69,7 @@ void Login1SystemEvents::prepareForSleep(bool beginning) {
         return;
     }
     if (onWillSleep) onWillSleep();
-    m_inhibitor = {}; // closing it lets the system go on
+    m_inhibitor = {}; // closing the inhibitor lets the system proceed
 }
 
 void Login1SystemEvents::prepareForShutdown(bool beginning) {

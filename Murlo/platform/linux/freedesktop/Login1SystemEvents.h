@@ -11,9 +11,9 @@
 
 namespace murlo {
 
-/// Sleep and power-off from login1 on the system bus, held up by a delay inhibitor until the
-/// handlers have run; SIGTERM, SIGINT and SIGHUP through a bell that the main loop hears. Without a
-/// system bus only the signals are told.
+/// Sleep and power-off from login1 on the system bus, delayed by an inhibitor until the handlers
+/// have run; SIGTERM, SIGINT and SIGHUP through an eventfd that the main event loop watches.
+/// Without a system bus only the signals are reported.
 class Login1SystemEvents : public QObject, public SystemEvents {
     Q_OBJECT
 

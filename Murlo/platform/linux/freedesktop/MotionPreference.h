@@ -5,9 +5,9 @@
 
 namespace murlo {
 
-/// Whether the user wants animations: what the desktop's settings portal says (GNOME's switch,
-/// KDE's animation speed, the common one for contrast and motion), else GTK's settings file. Until
-/// the portal has answered, what the file says. Main thread.
+/// Whether the user wants animations: from the desktop's settings portal (GNOME's switch, KDE's
+/// animation speed, the common "reduced motion" setting), else, and until the portal has answered,
+/// from GTK's settings file. Main thread.
 class MotionPreference : public QObject {
     Q_OBJECT
 

@@ -6,9 +6,9 @@
 
 namespace murlo {
 
-/// Opens a file, by its full path, or an address with the desktop's own opener and tells on a later
-/// turn whether it found a program for it. An opener that stays (some run the program themselves)
-/// counts as success. Main thread.
+/// Opens a file, by its full path, or an address with the desktop's own opener and reports on a
+/// later turn whether that found a program for it. An opener that keeps running (some run the
+/// program themselves) counts as success. Main thread.
 void openFile(const QString& target, std::function<void(bool)> done);
 
 } // namespace murlo

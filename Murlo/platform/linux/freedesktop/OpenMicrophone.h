@@ -5,8 +5,8 @@
 
 namespace murlo {
 
-/// Recording is allowed: a program that is not confined needs nobody's leave on this desktop, and
-/// no portal grants or refuses it one.
+/// Always authorised: on this desktop a program outside a sandbox needs no permission to record,
+/// and no portal manages one.
 class OpenMicrophone : public MicrophoneAuthorization {
 public:
     explicit OpenMicrophone(Scheduler& scheduler)

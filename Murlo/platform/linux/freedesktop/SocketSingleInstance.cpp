@@ -18,7 +18,7 @@ constexpr qint64 longestMessage = 64LL * 1024;
 SocketSingleInstance::SocketSingleInstance(const QString& folder)
     : m_socketPath(folder + QStringLiteral("/murlo.socket"))
     , m_lock(std::make_unique<QLockFile>(folder + QStringLiteral("/murlo.lock"))) {
-    m_lock->setStaleLockTime(0); // only the death of its process makes a lock stale
+    m_lock->setStaleLockTime(0); // a lock becomes stale only when its process ends
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
     QObject::connect(&m_server, &QLocalServer::newConnection, &m_server, [this] {
         while (QLocalSocket* from = m_server.nextPendingConnection()) receive(from);
@@ -33,15 +33,16 @@ SingleInstance::Start SocketSingleInstance::acquire(const QStringList& arguments
     if (!m_lock->tryLock(0)) {
         if (m_lock->error() == QLockFile::LockFailedError) {
             if (handOver(arguments)) return Start::handedOver;
-            // Who does not answer is about to end, or to begin to listen.
+            // An instance that does not answer is shutting down or not listening yet: wait for its
+            // lock.
             if (!m_lock->tryLock(endingLimitMilliseconds)) return Start::unanswered;
         } else {
-            // No lock can be had in this folder at all: running unlocked beats not running.
+            // The folder does not allow locks at all: run without one rather than not at all.
             Log::write(
                 QStringLiteral("app: cannot lock the runtime folder, running without a lock"));
         }
     }
-    QLocalServer::removeServer(m_socketPath); // what a crash left behind
+    QLocalServer::removeServer(m_socketPath); // left over from a crash
     if (!m_server.listen(m_socketPath)) {
         Log::write(QStringLiteral("app: cannot be opened again: ") + m_server.errorString());
     }

@@ -22,7 +22,7 @@ public:
     void release() override;
 
 private:
-    /// Whether the one that holds the lock has taken them.
+    /// Whether the instance that holds the lock has accepted the arguments.
     [[nodiscard]] bool handOver(const QStringList& arguments) const;
     void receive(QLocalSocket* from);
 

@@ -6,13 +6,13 @@
 
 namespace murlo {
 
-/// Waits for a tray that takes StatusNotifierItems over the session bus: a watcher that has a host.
-/// Main thread.
+/// Waits for a tray that takes StatusNotifierItems over the session bus: a StatusNotifierWatcher
+/// with a registered host. Main thread.
 class TrayWatch : public QObject {
     Q_OBJECT
 
 public:
-    /// There is one; called once, when the first has been seen.
+    /// Called once, when the first tray is found.
     std::function<void()> onTray;
 
     TrayWatch();

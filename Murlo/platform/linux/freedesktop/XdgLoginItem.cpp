@@ -8,8 +8,8 @@ namespace murlo {
 
 namespace {
 
-/// An argument of an Exec line: quoted, with the characters escaped that mean something there. The
-/// file's own strings have escapes too, so a backslash of the line is two of the file.
+/// An argument of an Exec line: quoted, with special characters escaped. Strings in the file are
+/// escaped once more, so a backslash in the line becomes two in the file.
 QString execQuoted(const QString& argument) {
     QString quoted;
     for (const QChar c : argument) {
@@ -29,7 +29,7 @@ XdgLoginItem::XdgLoginItem(const QString& configFolder, QString program)
 bool XdgLoginItem::isEnabled() const {
     QFile file(m_entry);
     if (!file.open(QIODevice::ReadOnly)) return false;
-    // A desktop's own switch leaves the entry in place and marks it hidden or disabled.
+    // Desktops disable an entry by marking it hidden or disabled, without removing it.
     const QByteArray text = file.readAll();
     return !text.contains("\nHidden=true") && !text.contains("\nX-GNOME-Autostart-enabled=false");
 }

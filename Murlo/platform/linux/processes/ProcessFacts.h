@@ -8,7 +8,7 @@
 
 namespace murlo::ProcessFacts {
 
-/// The desktop entry that a launcher says it started this very process from.
+/// The desktop entry from which the launcher started exactly this process.
 [[nodiscard]] std::optional<QString> launchedEntry(qint64 pid);
 /// The application that a control group is named after, as session managers and sandboxes do:
 /// "app-gnome-org.example.Editor-1234.scope", "snap.editor.editor.….scope". `path` is a line of
@@ -20,12 +20,12 @@ namespace murlo::ProcessFacts {
 [[nodiscard]] QStringList programs(qint64 pid);
 /// The kernel's short name of the process.
 [[nodiscard]] std::optional<QString> commandName(qint64 pid);
-/// The kernel's account of how long it has run, another one after every run; empty for a process
-/// that is gone or not to be looked at.
+/// The process's running time as the kernel counts it, to be compared only; empty for a process
+/// that is gone or cannot be inspected.
 [[nodiscard]] QByteArray runningTime(qint64 pid);
-/// Whether it waits for something to happen.
+/// Whether the process is sleeping.
 [[nodiscard]] bool isAsleep(qint64 pid);
-/// Whether it has a socket open, by the socket's number in the kernel.
+/// Whether the process has the socket with this inode open.
 [[nodiscard]] bool holdsSocket(qint64 pid, const QByteArray& number);
 
 } // namespace murlo::ProcessFacts

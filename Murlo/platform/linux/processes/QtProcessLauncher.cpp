@@ -22,7 +22,7 @@ int toMilliseconds(double seconds) {
     return static_cast<int>(std::ceil(seconds * 1000));
 }
 
-/// Runs in the child between fork and exec: only calls that are safe there.
+/// Runs in the child between fork and exec: async-signal-safe calls only.
 void prepareChild(pid_t parent) {
     // The kernel sends this when the thread that forked ends, not only the process.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -78,7 +78,7 @@ public:
         };
         QObject::connect(m_process, &QProcess::readyRead, m_process, passOutput);
         QObject::connect(m_process, &QProcess::finished, m_process,
-                         [shared](int status) { // what it wrote last was read before
+                         [shared](int status) { // its last output has been read before
                              const auto exited = shared->exited;
                              if (exited) exited(status);
                          });
@@ -100,8 +100,8 @@ private:
     qint64 m_pid = 0;
 };
 
-/// Sockets (by their numbers in the kernel) that listen on a port and would get a connection to
-/// 127.0.0.1: those bound to that very address come before those bound to every address.
+/// Sockets (by their numbers in the kernel) that listen on a port and would accept a connection to
+/// 127.0.0.1: those bound to that address take precedence over those bound to any address.
 struct Listeners {
     std::set<QByteArray> exact;
     std::set<QByteArray> any;
@@ -109,7 +109,7 @@ struct Listeners {
     [[nodiscard]] const std::set<QByteArray>& served() const { return exact.empty() ? any : exact; }
 };
 
-/// Adds what one of the kernel's tables holds. Columns: 1 local address, 3 state, 9 socket number.
+/// Adds the sockets of one table in /proc/net. Columns: 1 local address, 3 state, 9 socket number.
 void collectListeners(const QString& table, quint16 port, Listeners& listeners) {
     QFile file(table);
     if (!file.open(QIODevice::ReadOnly)) return;

@@ -7,9 +7,9 @@ namespace murlo {
 namespace {
 
 constexpr std::chrono::milliseconds interval{5};
-/// 20 ms: xterm on a busy machine was never seen to pause for longer in the middle of its work.
+/// 20 ms: on a busy machine xterm never paused for longer in the middle of its work.
 constexpr int quietLooks = 4;
-/// 250 ms, and 2 s for one that never rests.
+/// 250 ms, and 2 s for a process that never sleeps.
 constexpr int blindLooks = 50;
 constexpr int mostLooks = 400;
 

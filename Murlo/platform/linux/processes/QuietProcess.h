@@ -8,14 +8,14 @@
 
 namespace murlo {
 
-/// Notices when a program that answers no pings (xterm, say) has caught up with its events: a
-/// process that sleeps and has not run at all for a while has nothing left to do. Main thread.
+/// Detects when a program that does not answer pings (such as xterm) has processed its events: its
+/// process sleeps and has used no CPU time for a while. Main thread.
 class QuietProcess {
 public:
     /// `onQuiet` is called on a later turn for every `watch` that is not followed by another.
     explicit QuietProcess(std::function<void()> onQuiet);
 
-    /// Begins anew. Without a process, or one that cannot be looked at, a fixed time has to do.
+    /// Starts over. Without a process, or if it cannot be inspected, waits for a fixed time.
     void watch(std::optional<qint64> pid);
     void stop() { m_timer.stop(); }
 
@@ -25,8 +25,8 @@ private:
     std::function<void()> m_onQuiet;
     QTimer m_timer;
     std::optional<qint64> m_pid;
-    QByteArray m_ran;    ///< the kernel's account of its running time
-    int m_unchanged = 0; ///< looks since that changed
+    QByteArray m_ran;    ///< its running time as last read from the kernel
+    int m_unchanged = 0; ///< polls since that changed
     int m_looks = 0;
 };
 

@@ -6,13 +6,13 @@
 
 namespace murlo {
 
-/// Main thread only. Observers leave by letting go of their function.
+/// Main thread only. Observers unsubscribe by releasing their function.
 struct PulseAudioInput::Observers {
     std::vector<std::weak_ptr<std::function<void()>>> functions;
 
     void call() {
         std::erase_if(functions, [](const auto& function) { return function.expired(); });
-        const auto present = functions; // one may come or go meanwhile
+        const auto present = functions; // a copy, since a callback may change the list
         for (const auto& function : present) {
             if (const auto alive = function.lock()) (*alive)();
         }

@@ -40,7 +40,7 @@ void PulseConnection::open() {
     m_context = pa_context_new(pa_threaded_mainloop_get_api(m_loop), "Murlo");
     const auto onState = [](pa_context*, void* connection) { self(connection).contextChanged(); };
     pa_context_set_state_callback(m_context, onState, this);
-    // Starting a sound server is the session's business.
+    // The session starts the sound server, not this program.
     const int result = pa_context_connect(m_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr);
     if (result < 0 && m_retry == nullptr) contextChanged();
 }
@@ -122,7 +122,7 @@ bool PulseConnection::connect(double seconds) {
     {
         const Lock lock(*this);
         if (m_ready) return true;
-        // Waiting for its next attempt: this is it.
+        // A retry is scheduled: connect now instead.
         if (m_retry != nullptr) {
             pa_threaded_mainloop_get_api(m_loop)->time_free(m_retry);
             m_retry = nullptr;

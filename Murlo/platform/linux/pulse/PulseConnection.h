@@ -14,9 +14,9 @@
 
 namespace murlo {
 
-/// The application's one connection to the sound server, on a thread of its own. It connects when
-/// it is made, and again after the server went away or was not there, ever more rarely (0.25 s to
-/// 16 s). Nothing is started for it: without a server it stays unconnected, at no cost.
+/// The application's one connection to the sound server, on a thread of its own. It connects at
+/// construction, and retries at doubling intervals (0.25 s to 16 s) when the server is missing or
+/// was lost. It never starts a server.
 ///
 /// Calls of the sound library are made under a `Lock`; its callbacks run on the connection's thread
 /// and hold it already. Destroy it, and take locks, on any other thread.
@@ -37,21 +37,21 @@ public:
     PulseConnection();
     ~PulseConnection();
 
-    /// Waits until the connection stands, trying again at once when it does not, at most `seconds`;
-    /// false at once when there is no server. Without the lock.
+    /// Blocks until connected, retrying at once if it is not, at most `seconds`; returns false at
+    /// once when there is no server. Call it without the lock.
     bool connect(double seconds);
 
-    /// Waits until `condition`, evaluated under the lock after every `changed`, holds; false after
-    /// `seconds`. Without the lock.
+    /// Blocks until `condition`, evaluated under the lock after every `changed`, holds; false after
+    /// `seconds`. Call it without the lock.
     bool waitFor(double seconds, const std::function<bool()>& condition);
     /// Something that a `waitFor` may wait for has changed. Any thread.
     void changed();
 
-    /// The context, when the connection stands. Under the lock.
+    /// The context, null when not connected. Call it under the lock.
     [[nodiscard]] pa_context* context() const { return m_ready ? m_context : nullptr; }
 
-    /// Sets what is called on the connection's thread when another source became the default, or
-    /// the server came (back) after it was missing. Under the lock.
+    /// Sets the callback for when another source becomes the default or a missing server
+    /// (re)appears. It runs on the connection's thread. Call this under the lock.
     void setDefaultSourceObserver(std::function<void()> observer) {
         m_observer = std::move(observer);
     }

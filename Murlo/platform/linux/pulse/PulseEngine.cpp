@@ -6,13 +6,13 @@ namespace murlo {
 
 namespace {
 
-// Limits towards the server, in seconds.
+// Timeouts for the server, in seconds.
 constexpr double connectLimit = 3;
 constexpr double openLimit = 5;
 constexpr double uncorkLimit = 2;
 
-/// How much audio the server gathers before it sends it: short, for an early first sample; every
-/// piece wakes this process once.
+/// Fragment size of the stream: short for an early first sample, but every fragment wakes this
+/// process once.
 constexpr pa_usec_t fragment = 10 * PA_USEC_PER_MSEC;
 
 PlatformError failure(const QString& description, int code = PA_ERR_BADSTATE) {
@@ -63,7 +63,7 @@ bool PulseEngine::open() {
     close();
     pa_context* context = m_connection->context();
     if (context == nullptr) return false;
-    // Rate and channels are the source's own in the end; these only have to be valid.
+    // The server replaces rate and channels by the source's own; these only have to be valid.
     const pa_sample_spec spec{PA_SAMPLE_FLOAT32NE, 48000, 1};
     m_stream = pa_stream_new(context, "Dictation", &spec, nullptr);
     if (m_stream == nullptr) return false;
@@ -145,7 +145,7 @@ tl::expected<void, PlatformError> PulseEngine::start() {
         };
         uncorking = pa_stream_cork(m_stream, 0, onDone, m_connection.get());
     }
-    // A source that was idle is suspended and wakes up now; one that stays so gives no audio.
+    // An idle source is suspended and resumes now; one that stays suspended delivers no audio.
     const bool isFlowing =
         uncorking != nullptr && m_connection->waitFor(uncorkLimit, [this, uncorking] {
             if (pa_operation_get_state(uncorking) == PA_OPERATION_RUNNING) return false;

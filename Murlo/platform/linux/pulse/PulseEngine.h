@@ -12,8 +12,8 @@
 namespace murlo {
 
 /// A record stream of the sound server's default source, in the source's own rate and channels. It
-/// is opened corked; un-corking it lets audio flow within some 20 ms. The server moves it when the
-/// default source changes or its source goes away.
+/// is opened corked; after un-corking, audio arrives within about 20 ms. The server moves it when
+/// the default source changes or its source goes away.
 class PulseEngine : public AudioEngine {
 public:
     PulseEngine(Scheduler& scheduler, std::shared_ptr<PulseConnection> connection);
@@ -50,7 +50,7 @@ private:
     Scheduler& m_scheduler;
     std::shared_ptr<PulseConnection> m_connection;
 
-    // Under the connection's lock.
+    // The following are used under the connection's lock.
     pa_stream* m_stream = nullptr;
     PulseSourceCheck m_check;
     bool m_checked = false;

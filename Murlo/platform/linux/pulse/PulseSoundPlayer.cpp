@@ -7,7 +7,8 @@
 
 namespace murlo {
 
-/// One stream that plays its samples once and then closes itself. All under the connection's lock.
+/// One stream that plays its samples once and then closes itself. Use it under the connection's
+/// lock.
 class PulseSoundPlayer::Playing : NonCopyable {
 public:
     Playing(pa_context* context, const QString& name, std::vector<float> samples)
@@ -20,7 +21,7 @@ public:
         pa_proplist_free(properties);
         if (m_stream == nullptr) return;
         pa_stream_set_state_callback(m_stream, &Playing::stateChanged, this);
-        // It sounds with the first sample that arrives.
+        // No prebuffering: playback starts with the first sample.
         constexpr auto serverDefault = static_cast<std::uint32_t>(-1);
         const pa_buffer_attr buffer{serverDefault, serverDefault, 0, serverDefault, serverDefault};
         if (pa_stream_connect_playback(m_stream, nullptr, &buffer, PA_STREAM_NOFLAGS, nullptr,

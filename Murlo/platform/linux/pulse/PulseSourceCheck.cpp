@@ -22,7 +22,7 @@ void PulseSourceCheck::ask(pa_context* context, std::uint32_t index,
     m_answered = std::move(answered);
     m_sources.clear();
     m_defaultSource.clear();
-    // The answers come in the order of the questions.
+    // The server answers requests in order.
     const auto onServer = [](pa_context*, const pa_server_info* server, void* check) {
         if (server == nullptr || server->default_source_name == nullptr) return;
         static_cast<PulseSourceCheck*>(check)->m_defaultSource = server->default_source_name;

@@ -11,30 +11,29 @@
 
 namespace murlo {
 
-/// One source of the sound server, as far as it matters for telling microphones apart.
+/// The properties of a sound server's source that tell whether it is a microphone.
 struct PulseSource {
     std::uint32_t index = PA_INVALID_INDEX;
     std::string name;
-    bool isMonitor = false;  ///< what a sink plays
+    bool isMonitor = false;  ///< it records what a sink plays
     bool isHardware = false; ///< belongs to a sound card
 };
 
-/// Whether recording from the source `index` records a microphone. A monitor does not, except where
-/// it stands for one: it is the default source, and not merely because nothing else is there. That
-/// it was chosen is clear when a real source could have been the default, and assumed of the
-/// monitor of a virtual sink other than "auto_null", which the server makes up when no device is
-/// left.
+/// Whether recording from the source `index` records a microphone. A monitor does not, unless it
+/// was chosen as the default source and is not just the last one left. It was chosen if a real
+/// source could have been the default; this is also assumed for the monitor of a virtual sink other
+/// than "auto_null", which the server creates when no device is left.
 [[nodiscard]] bool isMicrophone(const std::vector<PulseSource>& sources, std::uint32_t index,
                                 const std::string& defaultSource);
 
-/// The question to the server whether a source is a microphone. Use it under the connection's lock;
-/// destroying it drops the question.
+/// An asynchronous query whether a source is a microphone. Use it under the connection's lock;
+/// destroying it cancels the query.
 class PulseSourceCheck : NonCopyable {
 public:
     ~PulseSourceCheck() { cancel(); }
 
-    /// Calls `answered` on the connection's thread; a source that is not there is none. Replaces a
-    /// question that is still open.
+    /// Calls `answered` on the connection's thread, with false for an unknown source. Replaces a
+    /// pending query.
     void ask(pa_context* context, std::uint32_t index, std::function<void(bool)> answered);
     void cancel();
 

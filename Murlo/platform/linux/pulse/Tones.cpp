@@ -8,16 +8,16 @@ namespace murlo {
 
 namespace {
 
-/// A sine of a note, which swells and dies away exponentially; frequencies in hertz, times in
+/// One sine of a tone, with a short attack and an exponential decay; frequencies in hertz, times in
 /// seconds.
 struct Partial {
-    double start;     ///< when it sets in
-    double frequency; ///< where it begins
-    double glideTo;   ///< where it would end, exponentially
-    double glideTime; ///< how quickly it gets there
+    double start;     ///< onset
+    double frequency; ///< initial frequency
+    double glideTo;   ///< frequency that it approaches exponentially
+    double glideTime; ///< time constant of the glide
     double amplitude;
-    double attack; ///< from silence to full, as half a cosine: no click
-    double decay;  ///< until it has lost two thirds
+    double attack; ///< duration of the rise, half a cosine to avoid a click
+    double decay;  ///< time constant of the decay
 };
 
 struct Tone {
@@ -26,7 +26,7 @@ struct Tone {
 };
 
 std::vector<Partial> note(double start, double frequency, double attack, double decay) {
-    // Low notes live by their overtones on small speakers.
+    // On small speakers only the overtones of low notes are audible.
     return {{start, frequency, frequency, 1, 1.0, attack, decay},
             {start, 2 * frequency, 2 * frequency, 1, 0.5, attack, decay * 0.8},
             {start, 3 * frequency, 3 * frequency, 1, 0.3, attack, decay * 0.6},
@@ -35,7 +35,7 @@ std::vector<Partial> note(double start, double frequency, double attack, double 
 
 Tone toneNamed(const QString& name) {
     if (name == QLatin1String("Tink")) {
-        // A bell's upper partials are not harmonic and die first (those of a free bar: 2.76, 5.40).
+        // A bell's upper partials are inharmonic and decay first (those of a free bar: 2.76, 5.40).
         return {0.32,
                 {{0, 1318.5, 1318.5, 1, 1.0, 0.004, 0.070},
                  {0, 2.76 * 1318.5, 2.76 * 1318.5, 1, 0.22, 0.003, 0.028},

@@ -13,7 +13,7 @@ namespace murlo {
 
 namespace {
 
-constexpr qint64 streamBuffer = qint64{64} * 1024; // bytes that wait for whoever takes a stream
+constexpr qint64 streamBuffer = qint64{64} * 1024; // bytes buffered for the reader of a stream
 
 bool isLoopback(const QString& host) {
     return host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 ||
@@ -38,16 +38,15 @@ QNetworkRequest toLibrary(const HttpRequest& request) {
     result.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                         QNetworkRequest::ManualRedirectPolicy);
     result.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    // No compression: its bombs would pass the limit on the body.
+    // No compression: a decompression bomb would bypass the size limit.
     result.setRawHeader("Accept-Encoding", "identity");
     if (isLoopback(request.url.host())) result.setRawHeader("Connection", "close");
     for (const auto& [name, value] : request.headers) result.setRawHeader(name, value);
     return result;
 }
 
-/// A body that can be read once. The library would otherwise send the request again when the other
-/// end closes the connection without an answer: twice to a server that acts on it, or to whoever
-/// listens there by then.
+/// A body that can be read once. Otherwise Qt would resend the request when the peer closes the
+/// connection without an answer: the server might act on it twice, or another one might receive it.
 class BodyToSendOnce : public QIODevice {
 public:
     explicit BodyToSendOnce(QByteArray body)
@@ -97,8 +96,8 @@ bool isStatusError(QNetworkReply::NetworkError code) {
 }
 
 HttpError describe(QNetworkReply::NetworkError code, QString words, const QUrl& url) {
-    // A body that cannot be sent again (see BodyToSendOnce) hides what happened: the other end went
-    // away, which the library words as a resend or an unknown error, depending on the moment.
+    // With a body that cannot be resent (see BodyToSendOnce) Qt reports a closed connection as a
+    // resend or an unknown error, depending on the moment.
     if (code == QNetworkReply::ContentReSendError || code == QNetworkReply::UnknownNetworkError) {
         code = QNetworkReply::RemoteHostClosedError;
     }
@@ -109,7 +108,7 @@ HttpError describe(QNetworkReply::NetworkError code, QString words, const QUrl& 
     return {words.simplified(), QStringLiteral("QNetworkReply"), code};
 }
 
-/// One request under way, shared by its handle and the library's signals.
+/// One request under way, shared by its handle and the handlers of Qt's signals.
 class Exchange : public std::enable_shared_from_this<Exchange> {
 public:
     Exchange(QNetworkReply* reply, const HttpRequest& request, Delay delay,
@@ -154,7 +153,7 @@ private:
         return {status.toInt(), {}, m_reply->rawHeaderPairs()};
     }
     void finish() {
-        const auto self = shared_from_this(); // whoever takes a piece may end the handle
+        const auto self = shared_from_this(); // the callback may destroy the handle
         if (m_piece && !passOn()) return;
         const QNetworkReply::NetworkError code = m_reply->error();
         HttpResponse response = answered();
@@ -176,10 +175,10 @@ private:
                                           QStringLiteral("QNetworkReply"),
                                           QNetworkReply::UnknownContentError}));
     }
-    /// Hands on what has come of a stream; false when it is over.
+    /// Passes on the data received of a stream; false when the transfer was ended.
     [[nodiscard]] bool passOn() {
         const HttpResponse response = answered();
-        if (response.status == 0) return true; // no answer to hand on
+        if (response.status == 0) return true; // no answer yet
         bool wanted = !m_head || std::exchange(m_head, nullptr)(response);
         while (wanted && m_completion && m_reply && m_reply->bytesAvailable() > 0)
             wanted = m_piece(m_reply->read(streamBuffer));
@@ -204,7 +203,7 @@ private:
     }
     void release() {
         if (!m_reply) return;
-        // Our own connections alone: the library's abort works through signals of the reply.
+        // Disconnect only our own connections: Qt's abort relies on signals of the reply.
         m_reply->disconnect(&m_receiver);
         if (!m_reply->isFinished()) m_reply->abort();
         m_reply->deleteLater();
@@ -213,15 +212,15 @@ private:
 
     QObject m_receiver;
     QPointer<QNetworkReply> m_reply;
-    std::function<bool(const HttpResponse&)> m_head; ///< gone once told
-    std::function<bool(const QByteArray&)> m_piece;  ///< of a stream alone
+    std::function<bool(const HttpResponse&)> m_head; ///< null once called
+    std::function<bool(const QByteArray&)> m_piece;  ///< streams only
     double m_timeout;
     Delay m_delay;
     std::function<void(HttpResult)> m_completion;
     ScheduledWork m_limit;
 };
 
-/// What the caller holds; its end is the exchange's.
+/// The caller's handle: destroying it cancels the exchange.
 class Handle : public HttpTask {
 public:
     explicit Handle(std::shared_ptr<Exchange> exchange)

@@ -9,8 +9,8 @@ class QNetworkAccessManager;
 namespace murlo {
 
 /// HTTP through `QNetworkAccessManager`, HTTP/1.1 only, so that cancelling closes the connection.
-/// Connections to loopback are not kept for a next request; others go through the system's proxy.
-/// Bodies above `largestBody` are refused.
+/// Connections to loopback are not reused; others go through the system's proxy. Bodies above
+/// `largestBody` are refused.
 class QtHttpClient : public HttpClient {
 public:
     static constexpr qint64 largestBody = 16LL * 1024 * 1024; ///< bytes

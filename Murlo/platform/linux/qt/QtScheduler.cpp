@@ -24,11 +24,11 @@ public:
     TimerEntry(double seconds, bool repeating, Work work)
         : m_timer(new QTimer) {
         m_timer->setSingleShot(!repeating);
-        // A coarse timer may be a twentieth early.
+        // A coarse timer may fire up to 5 % early.
         m_timer->setTimerType(Qt::PreciseTimer);
         QObject::connect(m_timer, &QTimer::timeout, m_timer,
                          [timer = m_timer, repeating, work = std::move(work)] {
-                             const Work tick = work; // outlives a cancel from inside
+                             const Work tick = work; // a copy that survives a cancel from inside
                              if (!repeating) timer->deleteLater();
                              tick();
                          });
@@ -52,7 +52,7 @@ private:
 class ThreadQueue : public SerialQueue {
 public:
     explicit ThreadQueue(const QString& label) {
-        m_thread.setObjectName(label.section(QLatin1Char('.'), -1)); // the kernel keeps 15 letters
+        m_thread.setObjectName(label.section(QLatin1Char('.'), -1)); // the kernel keeps 15 bytes
         m_thread.start();
     }
     ~ThreadQueue() override {
@@ -106,7 +106,7 @@ QDateTime QtScheduler::now() const {
 }
 
 double QtScheduler::uptime() const {
-    // Counts while the computer sleeps, so that a deadline set before a sleep has passed after it.
+    // Includes time asleep, so that a deadline set before a suspend has passed after it.
     timespec time{};
     clock_gettime(CLOCK_BOOTTIME, &time);
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;

@@ -26,7 +26,7 @@ public:
 private:
     WorkInbox m_inbox;
     std::unique_ptr<QSocketNotifier> m_receiving;
-    WorkPool m_pool; ///< ends first: its work may still hand something to the main thread
+    WorkPool m_pool; ///< destroyed first: its work may still post to the main thread
 };
 
 } // namespace murlo

@@ -24,8 +24,8 @@ void WorkInbox::runOne() {
         if (m_work.empty()) return;
         work = std::move(m_work.front());
         m_work.pop_front();
-        // The bell rings on while there is work: a piece that runs an event loop of its own does
-        // not hold up the next.
+        // The eventfd stays readable while there is work, so that a task that runs a nested event
+        // loop does not block the next.
         if (m_work.empty()) m_bell.silence();
     }
     work();

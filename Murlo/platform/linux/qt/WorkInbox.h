@@ -12,15 +12,15 @@ class QSocketNotifier;
 
 namespace murlo {
 
-/// Work handed to a thread with a Qt event loop, run there in the order in which it came, one piece
-/// a turn. Everything shared stands behind a standard mutex, so that a thread checker can follow
-/// it; the receiver is woken through a descriptor of its own.
+/// A work queue for a thread with a Qt event loop, which runs it in order, one task per turn.
+/// Shared state is guarded by a standard mutex, which thread sanitizers understand; the receiver is
+/// woken through an eventfd.
 class WorkInbox : NonCopyable {
 public:
-    /// Any thread.
+    /// Queues `work`. Any thread.
     void push(Work work);
 
-    /// Makes the calling thread the one that runs the work, for as long as the result is held.
+    /// Makes the calling thread run the work, until the result is destroyed.
     [[nodiscard]] std::unique_ptr<QSocketNotifier> receive();
 
 private:

@@ -11,13 +11,13 @@
 
 namespace murlo {
 
-/// Threads for work in the background, made when they are first needed and kept; idle ones wait
-/// without waking up. Destruction runs what was handed in and joins them.
+/// Threads for background work, created on demand and kept; idle ones block without waking up. The
+/// destructor runs queued work and joins them.
 class WorkPool : NonCopyable {
 public:
     ~WorkPool();
 
-    /// Any thread.
+    /// Queues `work`. Any thread.
     void start(Work work);
 
 private:

@@ -7,15 +7,15 @@
 
 namespace murlo {
 
-/// Wakes a thread that waits for descriptors: an eventfd. Any thread rings; the waiting one
-/// silences it.
+/// An eventfd that wakes a thread which polls file descriptors. `ring` from any thread; `silence`
+/// on the polling one.
 class Bell : NonCopyable {
 public:
     Bell()
         : m_descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
     ~Bell() { ::close(m_descriptor); }
 
-    /// Readable from `ring` to `silence`.
+    /// The file descriptor, readable after `ring` until `silence`.
     [[nodiscard]] int descriptor() const { return m_descriptor; }
     void ring() const { eventfd_write(m_descriptor, 1); }
     void silence() const {
