@@ -10,18 +10,18 @@
 
 namespace murlo {
 
-/// One element of an application's window as a scan reads it, with what lies inside. What cannot
-/// lead to a text box may be left out, and what lies inside a button, a menu or a picture is: no
-/// text box is looked for there.
+/// One element of an application's window as a scan reads it, with its children. Subtrees without
+/// text boxes may be left out; the insides of buttons, menus and pictures always are, because no
+/// text box is searched for there.
 struct AccessibleNode {
     ElementRef element;
     ElementFacts facts;
     std::optional<QRectF> frame; ///< device pixels, origin at the top left, y growing downwards
     std::vector<AccessibleNode> children;
-    bool hasHiddenChildren = false; ///< more lies inside than `children`, none of it a text box
+    bool hasHiddenChildren = false; ///< it has more children than `children`, none with a text box
 };
 
-/// What an application says of its windows.
+/// The windows of an application as it reports them.
 struct AccessibleApplication {
     /// The element with the keyboard focus; its `children` stay empty.
     std::optional<AccessibleNode> focused;
@@ -29,32 +29,32 @@ struct AccessibleApplication {
         AccessibleNode root;
         QString title;
         bool isMain = false;    ///< the one that the user works in
-        bool isPopup = false;   ///< a menu, a list that dropped down: the user closes it soon
-        bool minimized = false; ///< or on another desktop: nobody sees it
+        bool isPopup = false;   ///< a transient menu or drop-down list
+        bool minimized = false; ///< or on another desktop: not visible
     };
     std::vector<Window> windows; ///< the focused one first
-    /// It says of no window what is inside, but would if it were started with
+    /// It reports no content for any window, but would if it were started with
     /// `--force-renderer-accessibility`.
     bool silent = false;
-    bool hung = false; ///< it let a question wait too long; the rest was not asked
+    bool hung = false; ///< a call to it timed out; the rest was not requested
 };
 
-/// A reading of an application that is under way. Destroying it ends it: nothing more is asked and
-/// nobody is called back. Main thread.
+/// A reading of an application that is under way. Destroying it cancels it: no further calls are
+/// sent and `done` is not called. Main thread.
 class TreeReading : public Port {
 public:
-    /// Ends it with what has been read so far, which is handed over before this returns. Does
-    /// nothing once everything was handed over.
+    /// Ends it with what has been read so far, and calls `done` before this returns. Does nothing
+    /// if `done` was called already.
     virtual void handOver() = 0;
 };
 
-/// Whole user interfaces of other applications, read in bulk. A reading ends by itself, however
-/// much there is. Main thread; no call waits.
+/// Reads whole user interfaces of other applications in bulk. The duration of a reading is bounded.
+/// Main thread; no call blocks.
 class AccessibilityTree : public Port {
 public:
     /// Reads up to `mostWindows` windows of an application and calls `done` on a later turn with
-    /// what answered: an application has 0.4 s for each answer, what it did not say is left out.
-    /// Any number of readings may be under way together; one lasts as long as what is returned.
+    /// the answers: the timeout for each is 0.4 s, missing ones are left out. Any number of
+    /// readings may run at the same time; each lasts as long as the returned handle.
     [[nodiscard]] virtual std::unique_ptr<TreeReading>
     read(qint64 pid, int mostWindows, std::function<void(const AccessibleApplication&)> done) = 0;
 };

@@ -22,14 +22,14 @@ struct WindowInfo {
     bool isDocument = true; ///< an ordinary window, not a panel, dock or desktop
 };
 
-/// The running applications of this desktop session. Main thread; never waits for one of them.
+/// The running applications of this desktop session. Main thread; never blocks on one of them.
 class Applications : public Port {
 public:
     /// Process that owns the active window.
     [[nodiscard]] virtual std::optional<qint64> frontmostPid() const = 0;
-    /// The names by which the window system knows the kind of program that keys go to now (on X11
-    /// the class and instance name of the window with the keyboard focus), in lower case; empty
-    /// when it knows none. Nothing is read from a disk.
+    /// The window system's names for the program that receives keys now (on X11 the class and
+    /// instance name of the window with the keyboard focus), in lower case; empty when unknown.
+    /// Does not access the disk.
     [[nodiscard]] virtual QStringList focusedProgram() const = 0;
     /// The identifier under which the desktop knows the application of a process (its desktop
     /// file's name without ".desktop").
@@ -38,16 +38,16 @@ public:
     [[nodiscard]] virtual std::optional<QString> name(qint64 pid) const = 0;
     /// The windows that can be seen on the current desktop, front to back.
     [[nodiscard]] virtual QList<WindowInfo> windowsOnScreen() const = 0;
-    /// Brings a window of the application to the front: the one called `title` where there is one,
-    /// else the one that is the farthest in front already.
+    /// Brings a window of the application to the front: the one with this `title` if there is one,
+    /// else its frontmost one.
     virtual void activate(qint64 pid, const QString& title) = 0;
-    /// Clicks at the end of the text box `box` (device pixels) of a process's window called
-    /// `title`, or of any, if it has none of that name; false, with nothing clicked, while another
-    /// window is in front of it.
+    /// Clicks at the end of the text box `box` (device pixels) of a process's window with this
+    /// `title`, or of any, if none has it; false, without a click, while another window is in front
+    /// of it.
     [[nodiscard]] virtual bool click(qint64 pid, const QString& title, const QRectF& box) = 0;
 };
 
-/// The process's window called `title` among these, which are front to back, or else its first.
+/// The process's window with this `title` among `windows` (front to back), else its first.
 [[nodiscard]] inline std::optional<WindowInfo> windowOf(const QList<WindowInfo>& windows,
                                                         qint64 pid, const QString& title) {
     std::optional<WindowInfo> first;
@@ -59,7 +59,7 @@ public:
     return first;
 }
 
-/// How much of both rectangles is common to them: 0 nothing … 1 they are the same.
+/// Intersection over union of two rectangles: 0 (disjoint) … 1 (equal).
 [[nodiscard]] inline double overlap(const QRectF& a, const QRectF& b) {
     const auto area = [](const QRectF& rect) { return rect.width() * rect.height(); };
     const double common = area(a & b);

@@ -33,9 +33,9 @@ struct PlatformError {
     int code = 0;
 };
 
-/// A capture from the default microphone. Made ready (device open, nothing flowing) by the first
-/// call of `inputFormat`; flowing from `start` to `stop`. Its calls come from one thread at a time,
-/// not always the same one. Destroying it off the audio thread releases the device.
+/// A capture from the default microphone. The first call of `inputFormat` opens the device; audio
+/// flows from `start` to `stop`. Call it from one thread at a time, not necessarily always the
+/// same. Destroying it off the audio thread releases the device.
 class AudioEngine : public Port {
 public:
     using Tap = std::function<void(const AudioBuffer&)>;
@@ -45,26 +45,28 @@ public:
     [[nodiscard]] virtual AudioFormat inputFormat() = 0;
 
     /// Installs the receiver of the audio, called on the audio thread with at most `frames` frames
-    /// at a time. At most one; replaces none. The error's description tells why it was refused.
+    /// at a time. At most one; it does not replace an earlier one. The error says why it was
+    /// refused.
     [[nodiscard]] virtual tl::expected<void, PlatformError> installTap(std::size_t frames,
                                                                        Tap tap) = 0;
 
-    /// After it returns the tap is not called any more. Harmless without a tap.
+    /// Once it returns, the tap is not called any more. Does nothing without a tap.
     virtual void removeTap() = 0;
 
-    /// Lets audio flow. Returns when the device has accepted, or the reason why not.
+    /// Starts the audio. Returns once the device has accepted, or with the reason why not.
     [[nodiscard]] virtual tl::expected<void, PlatformError> start() = 0;
     virtual void stop() = 0;
 
-    /// Flowing, and from a device that still exists. Any thread.
+    /// Whether audio flows from a device that still exists. Any thread.
     [[nodiscard]] virtual bool isRunning() const = 0;
 
-    /// Sets what is called, on a later turn of the main thread, when the device of a started engine
-    /// moved, changed its format, was suspended or went away. An empty function removes it.
+    /// Sets the callback, run on a later turn of the main thread, for when a started engine was
+    /// moved to another device, or its device changed its format, was suspended or removed. An
+    /// empty function removes it.
     virtual void observeConfigurationChange(std::function<void()> changed) = 0;
 };
 
-/// Where engines come from, and news of the default input device.
+/// Creates engines and reports changes of the default input device.
 class AudioInput : public Port {
 public:
     /// A new engine; nothing is opened yet. Any thread.

@@ -8,8 +8,7 @@
 
 namespace murlo {
 
-/// What the desktop's user has set, and what the desktop does for its programs. Main thread;
-/// answers at once, from what is known.
+/// Desktop settings and services. Main thread; getters return cached values and never block.
 class Desktop : public QObject {
     Q_OBJECT
 
@@ -18,12 +17,12 @@ public:
     [[nodiscard]] virtual bool reducesMotion() const = 0;
 
     /// Calls `there` once, as soon as the desktop is known to have a tray: during the call if it
-    /// already is, never where no tray comes. One that is restarted is not told again.
+    /// already is, never if there is none. Not called again when the tray restarts.
     virtual void awaitTray(std::function<void()> there) = 0;
 
     /// Opens a file, by its full path, or an address ("https://…") with the program that the user
-    /// has chosen for its kind, and tells on a later turn whether that worked: not when there is
-    /// none or the file is missing.
+    /// has chosen for its kind, and reports on a later turn whether that worked: false when there
+    /// is none or the file is missing.
     virtual void open(const QString& target, std::function<void(bool)> done) = 0;
 
 Q_SIGNALS:

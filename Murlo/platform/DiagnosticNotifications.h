@@ -6,14 +6,14 @@
 
 namespace murlo {
 
-/// Hooks for diagnosis that another process of the same user can pull. Main thread.
+/// Diagnostic commands that another process of the same user can send. Main thread.
 class DiagnosticNotifications : public Port {
 public:
     std::function<void()> onProbe;    ///< "murlo.probe": write a report about the text boxes
     std::function<void()> onIm;       ///< "murlo.im": log whether keys may be listened to
     std::function<void()> onSnapshot; ///< "murlo.snapshot": render the screens into pictures
 
-    /// Begins to listen; handlers may be set before or after.
+    /// Starts to listen; handlers may be set before or after.
     virtual void start() = 0;
 };
 

@@ -16,8 +16,8 @@ struct KeyPress {
     /// What the key types in the current layout, modifiers ignored; empty for keys that type
     /// nothing.
     QString characters;
-    /// When it went down, in milliseconds of the keyboard's own clock, which does not go backwards:
-    /// comparable with other events only. It tells what the user did, however late it is handled.
+    /// Timestamp in milliseconds of the keyboard's own monotonic clock: comparable with other
+    /// events only. It is independent of how late the event is handled.
     qint64 time = 0;
 };
 
@@ -29,7 +29,7 @@ struct ModifierChange {
     qint64 time = 0; ///< as of `KeyPress`
 };
 
-/// Whether key events of other applications can be had at all.
+/// Whether key events of other applications can be received.
 enum class InputMonitoringAccess { granted = 0, denied = 1, unknown = 2 };
 
 /// The keyboard, watched across all applications. All calls and all handlers on the main thread.
@@ -41,15 +41,15 @@ public:
         /// press from every application; otherwise the answer has no effect.
         std::function<bool(const KeyPress&)> keyDown;
         std::function<void(const ModifierChange&)> flagsChanged;
-        /// The system switched the tap off; `enable` switches it on again.
+        /// The tap was disabled (by the system or a timeout); `enable` re-enables it.
         std::function<void()> disabled;
     };
 
     /// Starts reporting to `handlers`. False when the desktop offers no way to see key events.
     virtual bool install(Handlers handlers) = 0;
-    /// Stops reporting and gives every key back. Harmless when not installed.
+    /// Stops reporting and filtering. Does nothing when not installed.
     virtual void remove() = 0;
-    /// Switches an installed tap on again after `disabled`.
+    /// Re-enables an installed tap after `disabled`.
     virtual void enable() = 0;
     /// While true, key presses wait for the answer of `keyDown` before any application sees them.
     /// Modifiers and releases always pass. If the main thread does not answer within 0.25 s, the

@@ -46,8 +46,8 @@ struct HttpRequest {
     std::function<bool(const QByteArray&)> piece = {};
 };
 
-/// Why no whole HTTP response came: refused, unreachable, timed out, cut off, larger than
-/// 16 MB (unless it is a stream), or a stream that was not wanted.
+/// Why no whole HTTP response came: refused, unreachable, timed out, cut off, larger than 16 MB
+/// (unless it is a stream), or a stream that its callbacks ended.
 struct HttpError {
     QString description; ///< a sentence for the user, without the address
     QString domain;
@@ -72,7 +72,7 @@ public:
     send(const HttpRequest& request, std::function<void(HttpResult)> completion) = 0;
 };
 
-/// A new client for the calling thread; `delay` is what that thread's time limits run on.
+/// A new client for the calling thread; `delay` runs that thread's timeouts.
 using MakeHttpClient = std::function<std::unique_ptr<HttpClient>(Delay delay)>;
 
 } // namespace murlo

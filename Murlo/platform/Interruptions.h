@@ -6,14 +6,14 @@
 
 namespace murlo {
 
-/// What the user does elsewhere: a mouse button pressed anywhere, another virtual desktop, a screen
-/// that came, went or moved. Main thread.
+/// User actions outside of Murlo: a mouse button pressed anywhere, a switch of the virtual desktop,
+/// a screen added, removed or moved. Main thread.
 class Interruptions : public Port {
 public:
-    /// Told once for each, while watching.
+    /// Called for each, while watching.
     std::function<void()> onInterruption;
 
-    /// Begins or ends watching; nothing is listened to in between.
+    /// Starts or stops watching.
     virtual void setWatching(bool watching) = 0;
 };
 

@@ -18,30 +18,29 @@ struct KeyChord {
 
 /// Why keys did not reach the focused program.
 enum class KeyFailure {
-    noAccess,   ///< the desktop lets nobody send keys, or the connection to it was lost
+    noAccess,   ///< the desktop does not allow it, or the connection to it was lost
     missingKey, ///< the keyboard has no key for it, nor a spare one to borrow
 };
 using KeyResult = tl::expected<void, KeyFailure>;
 
-/// Key events as if typed by the user. Main thread. Modifiers and Caps Lock that the user holds
-/// neither change what is sent nor stay lifted (or stuck) afterwards.
+/// Key events as if typed by the user. Main thread. Modifiers and Caps Lock of the user do not
+/// affect what is sent, and are restored afterwards.
 class KeySynthesizer : public Port {
 public:
-    /// Whether the desktop lets key events be synthesized now. It needs nothing but that: no
-    /// accessibility.
+    /// Whether the desktop lets key events be synthesized now. It does not need accessibility.
     [[nodiscard]] virtual bool canPostKeys() = 0;
 
     /// Presses and releases the chord. After a failure no key of it was sent.
     [[nodiscard]] virtual KeyResult postChord(const KeyChord& chord) = 0;
 
     /// Types `text` (whole characters, at most 16 UTF-16 units unless one character is longer) in
-    /// any keyboard layout, without modifiers. `sent` is called once, on a later turn: when the
-    /// next text may follow, not before the events have left for the focused program; or with why
+    /// any keyboard layout, without modifiers. `sent` is called once, on a later turn, once the
+    /// events were sent to the focused program and the next text may follow, or with the reason why
     /// the text, or a part of it, was not typed.
     virtual void postText(const QString& text, std::function<void(const KeyResult&)> sent) = 0;
 
-    /// No more text follows: whatever was borrowed from the keyboard map is given back once the
-    /// focused program has taken the events.
+    /// No more text follows: borrowed key codes are returned once the focused program has processed
+    /// the events.
     virtual void endText() = 0;
 };
 

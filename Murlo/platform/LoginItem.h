@@ -12,8 +12,7 @@ namespace murlo {
 class LoginItem : public Port {
 public:
     [[nodiscard]] virtual bool isEnabled() const = 0;
-    /// Registers or unregisters; a failure, with the platform's description, leaves things as they
-    /// were.
+    /// Registers or unregisters; a failure, with the platform's description, changes nothing.
     [[nodiscard]] virtual tl::expected<void, QString> setEnabled(bool enabled) = 0;
 };
 

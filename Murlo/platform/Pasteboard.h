@@ -29,15 +29,15 @@ class PasteboardReading : public Port {
 public:
     /// The change count of the content being read.
     [[nodiscard]] virtual qint64 changeCount() const = 0;
-    /// Everything arrived, or the owner has handed over nothing for 0.3 s.
+    /// Everything arrived, or the owner has timed out (0.3 s without an answer).
     [[nodiscard]] virtual bool isComplete() const = 0;
-    /// Whether it is known that there was no plain text to be had.
+    /// Whether the content is known to have no plain text.
     [[nodiscard]] virtual bool lacksText() const = 0;
     /// What has arrived so far; formats still missing are listed in `unread`.
     [[nodiscard]] virtual PasteboardSnapshot snapshot() const = 0;
 };
 
-/// The system clipboard. Main thread. No call waits for another program.
+/// The system clipboard. Main thread. No call blocks on another program.
 class Pasteboard : public QObject {
     Q_OBJECT
 
@@ -45,24 +45,24 @@ public:
     /// Grows by at least one whenever anybody, this application included, changes the clipboard.
     [[nodiscard]] virtual qint64 changeCount() const = 0;
 
-    /// Replaces the content by plain text for the user to keep: an ordinary content, which a later
-    /// `read` finds like any other. Returns the change count that this write leads to: later
-    /// comparisons with `changeCount()` are equal until somebody else writes.
+    /// Replaces the content by plain text for the user to keep, as an ordinary content that a later
+    /// `read` returns. Returns the change count after this write: `changeCount()` stays equal to it
+    /// until somebody else writes.
     virtual qint64 setString(const QString& text) = 0;
 
-    /// The same for a text that is taken back in a moment: it is marked so that clipboard histories
-    /// leave it alone, and a `read` finds nothing to keep.
+    /// The same for a text that is soon removed again: it is marked so that clipboard histories
+    /// ignore it, and a `read` returns nothing.
     virtual qint64 lendString(const QString& text) = 0;
 
     /// Replaces the content by the snapshot; an empty snapshot leaves the clipboard empty.
     virtual void write(const PasteboardSnapshot& snapshot) = 0;
 
-    /// Begins to read every format now offered. A reading that has begun survives a later
-    /// `setString`: what the former owner was already asked for still arrives.
+    /// Starts to read every format now offered. A reading continues after a later `setString`:
+    /// answers to requests already sent to the former owner still arrive.
     [[nodiscard]] virtual std::shared_ptr<PasteboardReading> read() = 0;
 
 Q_SIGNALS:
-    /// `changeCount` has changed through another program.
+    /// `changeCount` has changed because of another program.
     void changed();
 };
 

@@ -50,8 +50,8 @@ struct Platform {
 };
 
 /// The adapters for the desktop session this process runs in. Call it on the main thread with the
-/// Qt application created. Parts of the desktop that are missing yield adapters that say so in
-/// their answers, never a failure here.
+/// Qt application created. For parts of the desktop that are missing, the adapters report failure
+/// in their results; this call never fails.
 [[nodiscard]] Platform loadPlatform();
 
 } // namespace murlo

@@ -13,7 +13,7 @@ protected:
     ~NonCopyable() = default;
 };
 
-/// An interface: destroying one destroys what stands behind it.
+/// Base of all interfaces, with a virtual destructor.
 class Port : public NonCopyable {
 public:
     virtual ~Port() = default;

@@ -16,8 +16,8 @@ namespace murlo {
 
 /// A running child program. It dies with the thread that started it, and so with this application,
 /// however that ends. Use it on that thread, which has an event loop; handlers run there and may
-/// destroy the handle. Destroying a handle ends a child that still runs: SIGTERM, and SIGKILL to
-/// one that does not listen within 2 seconds.
+/// destroy the handle. Destroying a handle ends a child that still runs: SIGTERM, and SIGKILL after
+/// 2 seconds.
 class ChildProcess : public Port {
 public:
     [[nodiscard]] virtual qint64 pid() const = 0;
@@ -39,7 +39,7 @@ struct ChildHandlers {
 /// Variables by their names.
 using Environment = QMap<QString, QString>;
 
-/// Starts programs and answers what the system knows of them. Any thread with an event loop.
+/// Starts programs and queries processes. Any thread with an event loop.
 class ProcessLauncher : public Port {
 public:
     /// Starts the program with this application's environment and the variables of `environment`,
@@ -54,8 +54,8 @@ public:
     [[nodiscard]] virtual std::optional<int> run(const QString& program,
                                                  const QStringList& arguments, double seconds) = 0;
 
-    /// Whether the process itself, and nobody beside it, has the TCP port of 127.0.0.1 open for
-    /// listening: with SO_REUSEPORT two programs can hold one port and share its connections.
+    /// Whether this process alone listens on the TCP port of 127.0.0.1: with SO_REUSEPORT two
+    /// programs can listen on one port and share its connections.
     [[nodiscard]] virtual bool ownsListeningPort(qint64 pid, quint16 port) const = 0;
 
     [[nodiscard]] virtual int activeProcessorCount() const = 0;

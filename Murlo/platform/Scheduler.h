@@ -17,7 +17,7 @@ using Work = std::function<void()>;
 /// thread (or serial queue) that created it.
 class ScheduledWork {
 public:
-    /// What a scheduler keeps behind the handle.
+    /// The scheduler's state behind the handle.
     class Entry : public Port {
     public:
         virtual void cancel() = 0;
@@ -77,8 +77,8 @@ public:
     /// Runs `work` on the main thread once `seconds` have passed. Main thread.
     [[nodiscard]] virtual ScheduledWork after(double seconds, Work work) = 0;
 
-    /// Runs `work` on the main thread every `seconds`, first after one period. A tick that finds
-    /// the main thread busy is not made up for. Main thread.
+    /// Runs `work` on the main thread every `seconds`, first after one period. Ticks missed while
+    /// the main thread is busy are dropped. Main thread.
     [[nodiscard]] virtual ScheduledWork every(double seconds, Work work) = 0;
 
     /// Runs `work` on a later turn of the main thread's loop, in the order of the calls. Any
@@ -92,8 +92,8 @@ public:
     [[nodiscard]] virtual std::unique_ptr<SerialQueue> makeSerialQueue(const QString& label) = 0;
 };
 
-/// How one thread has work done later: `Scheduler::after` on the main thread, a queue's `after` on
-/// its own. For what is used on several kinds of thread.
+/// Schedules work on one thread: `Scheduler::after` on the main thread, or a serial queue's
+/// `after`. For classes that are used on either.
 using Delay = std::function<ScheduledWork(double seconds, Work work)>;
 
 /// Ties callbacks to the life of their owner: a function wrapped by `guard` does nothing once the

@@ -12,17 +12,17 @@ namespace murlo {
 /// Main thread.
 class SingleInstance : public Port {
 public:
-    /// What becomes of a start.
+    /// The result of a start.
     enum class Start {
-        first,      ///< this process is now the one
-        handedOver, ///< another is, and has taken the arguments
-        unanswered, ///< another is, and neither takes them nor ends
+        first,      ///< this process is now the only instance
+        handedOver, ///< another instance runs and has taken the arguments
+        unanswered, ///< another instance runs, but neither answers nor ends
     };
-    /// Waits at most 2 s for the other's answer, and at most 10 s for the end of one that is
-    /// ending.
+    /// Blocks at most 2 s for the other instance's answer, and at most 10 s for it to end if it is
+    /// shutting down.
     [[nodiscard]] virtual Start acquire(const QStringList& arguments) = 0;
-    /// This process is about to end: a later start waits for that, rather than hand over its
-    /// arguments to somebody who will not act on them.
+    /// This process is shutting down: a later start waits for its end instead of handing its
+    /// arguments over.
     virtual void beginEnding() = 0;
     /// Gives the lock up early, for a restart.
     virtual void release() = 0;

@@ -18,16 +18,16 @@ namespace murlo {
 struct ScreenInfo {
     QRect frame;   ///< in points, where surfaces are put
     QRect visible; ///< of `frame`: what panels and docks leave free
-    QRectF device; ///< in device pixels, as other programs tell their frames
+    QRectF device; ///< in device pixels, as other programs report frames
 
     bool operator==(const ScreenInfo&) const = default;
 };
 
-/// Which of Murlo's surfaces covers which, lowest first.
+/// Stacking order of Murlo's surfaces, lowest first.
 enum class SurfaceLevel { card, hints };
 
-/// In the middle of the pointer's screen, or of the main one where the session does not tell which
-/// that is, `distance` points above the lower end of the screen's visible part.
+/// In the middle of the pointer's screen, or of the main one if that is unknown, `distance` points
+/// above the lower end of the screen's visible part.
 struct AboveBottom {
     QSize size; ///< points
     int distance = 0;
@@ -42,19 +42,19 @@ struct AtFrame {
 };
 using SurfacePlace = std::variant<AboveBottom, WholeScreen, AtFrame>;
 
-/// What a surface is, from its making to its end.
+/// The constant properties of a surface.
 struct SurfaceTraits {
     QString title;          ///< for the window system, never shown
     QString accessibleName; ///< for assistive technology; may be empty
     SurfaceLevel level = SurfaceLevel::card;
     SurfacePlace place;
-    /// Draws it, in points from its top left corner. The painter is clipped to what is wanted, and
-    /// that has been made transparent.
+    /// Draws it, in points from its top left corner. The painter is clipped to the part to be
+    /// redrawn, which has been cleared to transparent.
     std::function<void(QPainter&)> paint;
 };
 
-/// A window that is nothing but a picture above all others: it takes neither the focus nor clicks.
-/// It begins hidden. Main thread.
+/// A picture in a window above all others, which takes neither the focus nor clicks. Initially
+/// hidden. Main thread.
 class Surface {
 public:
     Surface() = default;
@@ -68,10 +68,10 @@ public:
     virtual void hide() = 0;
     /// Asks for a part to be drawn anew with the next frame.
     virtual void update(const QRect& part) = 0;
-    /// Draws now what was asked for.
+    /// Draws the requested parts immediately.
     virtual void flush() = 0;
-    /// Lets only this part of the surface be there at all, none of it if the region is empty;
-    /// without a region all of it is.
+    /// Restricts the window to this region, which may be empty; without a region it is the whole
+    /// surface.
     virtual void setShape(const std::optional<QRegion>& shape) = 0;
 };
 
@@ -82,10 +82,10 @@ class Surfaces : public QObject {
 public:
     /// The screens now, the main one first.
     [[nodiscard]] virtual QList<ScreenInfo> screens() const = 0;
-    /// Where the pointer is, in points; nothing where the session does not tell.
+    /// Where the pointer is, in points; empty if the session does not report it.
     [[nodiscard]] virtual std::optional<QPoint> pointer() const = 0;
-    /// Whether what is behind a surface shows through it now. Where it does not, a surface is
-    /// black wherever nothing is drawn, and needs a shape.
+    /// Whether surfaces are translucent now (a compositor runs). Otherwise undrawn parts are black,
+    /// and a surface needs a shape.
     [[nodiscard]] virtual bool areTranslucent() const = 0;
     /// Makes a surface; it may not outlive this object.
     [[nodiscard]] virtual std::unique_ptr<Surface> make(SurfaceTraits traits) = 0;
