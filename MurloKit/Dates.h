@@ -10,15 +10,15 @@ namespace murlo {
 
 /// The one form in which dates and identities are written into files and requests.
 
-/// ISO 8601 in UTC with whole seconds, cut down: "2026-11-16T20:53:14Z".
+/// ISO 8601 in UTC, truncated to whole seconds: "2026-11-16T20:53:14Z".
 [[nodiscard]] inline QString isoSeconds(const QDateTime& date) {
     return date.toUTC().toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")) + QLatin1Char('Z');
 }
 
 /// Reads exactly that form; anything else yields nothing.
 [[nodiscard]] inline std::optional<QDateTime> fromIsoSeconds(const QString& text) {
-    // Day and time apart: together they would be read as local ones, and an hour that the clocks
-    // left out there would not exist.
+    // Day and time apart: together they would be parsed as local time, where the hour skipped by
+    // daylight saving is invalid.
     if (text.size() != 20 || text[10] != QLatin1Char('T') || text[19] != QLatin1Char('Z'))
         return std::nullopt;
     const auto day = QDate::fromString(text.left(10), QStringLiteral("yyyy-MM-dd"));

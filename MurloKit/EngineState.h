@@ -4,7 +4,7 @@
 
 namespace murlo {
 
-/// What the speech engine's supervisor has to say of it.
+/// The state of the speech engine as its supervisor reports it.
 struct EngineState {
     enum Case {
         stopped, ///< no engine process is wanted

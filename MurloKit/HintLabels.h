@@ -10,12 +10,12 @@ inline constexpr char letters[] = "asdfghjklqwertyuiopzxcvbnm";
 inline constexpr int size = 26;
 } // namespace HintAlphabet
 
-/// The most boxes that are labelled; those read later go without.
+/// Maximum number of labelled boxes; further ones get no label.
 inline constexpr int mostHints = 702;
 
 /// `count` labels (at most `mostHints`) in upper case, none the beginning of another, so that every
 /// one can be typed to its end. Single letters as long as they suffice; of more, the last letters
-/// become the beginnings of longer labels, so what is read first keeps the shortest.
+/// become the beginnings of longer labels, so the first boxes in reading order keep the shortest.
 [[nodiscard]] QStringList hintLabels(qsizetype count);
 
 } // namespace murlo

@@ -6,7 +6,7 @@
 
 namespace murlo {
 
-/// Every sentence and label that a person reads; `Words` has them in the languages.
+/// Every sentence and label shown to the user; `Words` has the translations.
 enum class Word {
     // Why a dictation could not begin, or not be transcribed
     microphoneOff,
@@ -87,11 +87,11 @@ enum class Word {
     leftShiftKey,
     rightControlKey,
     fnKey,
-    count ///< of the words, itself none
+    count ///< number of words, not a word itself
 };
 
-/// What a person is told, as a value: sentences, each with what it is about. It knows no language
-/// and is never a report: only a presenter turns it into words.
+/// A message to the user as a language-independent value: sentences, each with its arguments. Only
+/// presenters turn it into text; it is never sent in a report.
 struct Message {
     struct Sentence {
         Word word = Word::asReported;
@@ -108,7 +108,7 @@ struct Message {
 
     QList<Sentence> sentences;
 
-    /// One after the other.
+    /// Both messages, one after the other.
     friend Message operator+(Message first, const Message& second) {
         first.sentences += second.sentences;
         return first;

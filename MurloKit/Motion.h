@@ -2,7 +2,7 @@
 
 namespace murlo {
 
-/// How a value moves to where it is wanted.
+/// How a value is animated towards its target.
 struct Motion {
     enum Kind {
         spring,  ///< a damped spring of unit mass
@@ -30,13 +30,13 @@ public:
     [[nodiscard]] double velocity() const { return m_velocity; }
     [[nodiscard]] bool isSettled() const { return m_settled; }
 
-    /// Is there at once.
+    /// Jumps to the value without animation.
     void jumpTo(double value);
-    /// Sets off for `target`. Nothing changes when it is on its way there already.
+    /// Starts to move to `target`. Does nothing if that is the target already.
     void moveTo(double target, const Motion& motion);
-    /// Lets `seconds` (0 or more) pass. A spring follows its closed solution, so the result does
-    /// not depend on how the time is cut; it settles once what is left would not be seen, taking 1
-    /// as the smallest distance that matters at full strength.
+    /// Advances by `seconds` (0 or more). A spring uses the closed-form solution, so the result
+    /// does not depend on the step size; it settles once the remaining distance is invisible, where
+    /// a distance of 1 counts as the full range.
     void advance(double seconds);
 
 private:

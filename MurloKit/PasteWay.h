@@ -6,12 +6,12 @@
 
 namespace murlo {
 
-/// What a program pastes the clipboard with.
+/// The key chord with which a program pastes the clipboard.
 enum class PasteWay {
     controlV,
     controlShiftV,
     shiftInsert,
-    typing, ///< with no chord at all: the text is typed into it
+    typing, ///< no chord: the text is typed
 };
 
 /// As written in the settings: "ctrl+v", "ctrl+shift+v", "shift+insert" or "type", in any case.

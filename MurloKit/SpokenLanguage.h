@@ -13,7 +13,7 @@ struct SpokenLanguage {
     const char16_t* native; ///< in the language itself
 };
 
-/// Stored instead of a code: the speech engine finds the language out.
+/// Stored instead of a code: the speech engine detects the language.
 inline constexpr const char* automaticLanguage = "auto";
 
 /// In display order.

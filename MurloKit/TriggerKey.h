@@ -38,7 +38,7 @@ struct TriggerKeyInfo {
     const char* rawValue;   ///< as stored in the settings
     qint64 keyCode;         ///< virtual key code of the physical key
     quint32 deviceFlag;     ///< side bit: set while this very key is down
-    quint32 otherModifiers; ///< families that spoil a tap of this key; never its own
+    quint32 otherModifiers; ///< families that cancel a tap of this key; not its own
     const char16_t* label;  ///< for log lines, menus and settings
 };
 

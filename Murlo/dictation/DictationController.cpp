@@ -97,8 +97,8 @@ void DictationController::begin(bool fromHotkey) {
     m_startedByHotkey = fromHotkey;
     m_startedAt = m_with.scheduler.uptime();
     m_session = std::make_shared<Session>();
-    // The microphone comes first, the card second: whatever stands before them costs a piece of the
-    // first word.
+    // The microphone is started first, the card second: any work before them cuts into the first
+    // word.
     startRecorder();
     m_liveTranscript.reset();
     m_with.overlay.model().resetRecording();
@@ -131,8 +131,8 @@ void DictationController::startRecorder() {
     const qint64 generation = ++m_startGeneration;
     m_with.recorder.start(
         m_lifetime.guard([this, generation](const AudioRecorder::StartResult& result) {
-            // Whoever moved the generation on has also stopped the recorder, which ended this
-            // start.
+            // Whatever incremented the generation has also stopped the recorder, which cancelled
+            // this start.
             if (generation != m_startGeneration) return;
             if (!result) {
                 const RecorderError& error = result.error();
@@ -190,7 +190,7 @@ void DictationController::finish() {
     stopTimer();
     m_startedByHotkey = false;
     ++m_startGeneration;
-    // The engine works on one clip at a time: a preview still with it would only delay this one.
+    // The engine works on one clip at a time: a pending preview would delay this one.
     m_preview.reset();
     const double seconds = static_cast<double>(m_with.recorder.sampleCount()) / samplesPerSecond;
     std::optional<QByteArray> clip = m_with.recorder.stop();

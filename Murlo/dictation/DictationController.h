@@ -31,7 +31,7 @@ class Settings;
 class SystemEvents;
 class WhisperServer;
 
-/// Who a dictation works with.
+/// The collaborators of the controller; all must outlive it.
 struct DictationPartners {
     Scheduler& scheduler;
     Settings& settings;
@@ -54,9 +54,8 @@ struct DictationPartners {
 ///
 /// One session is current at a time. A session that has been finished goes on by itself while the
 /// user already speaks the next one: its text still goes to its own box, but it no longer touches
-/// the state, the recorder or the card. What the user must be told of it is told when the card is
-/// free again. A session that was cancelled ends without a trace but a log
-/// line.
+/// the state, the recorder or the card. Its messages to the user are shown when the card is free
+/// again. A cancelled session leaves only a log line.
 class DictationController : public QObject {
     Q_OBJECT
 
@@ -69,13 +68,13 @@ public:
     void begin(bool fromHotkey);
     /// Starts a session whose text goes into a box that the user has picked.
     void startAfterTargetPicked(const InputTarget& target);
-    /// Ends the recording and sends it on.
+    /// Ends the recording and sends it to the engine.
     void finish();
-    /// Gives the session up, or, once it is recorded, its result.
+    /// Cancels the session, or, once it is recorded, discards its result.
     void cancel();
 
-    /// Murlo is about to end: puts aside what is still being said and what the engine has not
-    /// answered.
+    /// Call before the program ends: saves the recording under way and the clips that are not
+    /// transcribed.
     void keepUnfinished();
 
     [[nodiscard]] const DictationState& state() const { return m_state; }
@@ -85,9 +84,9 @@ public:
     [[nodiscard]] bool isRecording() const;
 
 Q_SIGNALS:
-    /// Told after the change.
+    /// Emitted after the change.
     void stateChanged(const murlo::DictationState& state);
-    /// The engine's state has changed; told before the card says so.
+    /// The engine's state has changed; emitted before the card is updated.
     void engineStateChanged(const murlo::EngineState& state);
 
 private:
@@ -98,10 +97,10 @@ private:
     void show(const DictationState& state);
     void play(Sound& sound);
     [[nodiscard]] bool isCurrent(const SessionRef& session) const { return session == m_session; }
-    /// Whether the card can tell the session's result: no newer dictation is under way.
+    /// Whether the card can show the session's result: no newer dictation is under way.
     [[nodiscard]] bool ownsCard(const SessionRef& session) const;
     void becomeIdle();
-    /// Shows what could not be told while a newer dictation had the card.
+    /// Shows the message that was held back while a newer dictation had the card.
     void tellUntold();
 
     void startRecorder();
@@ -134,7 +133,7 @@ private:
     SessionRef m_session;               ///< the current one, or the last
     std::set<SessionRef> m_waiting;     ///< sessions that wait for the engine or its answer
     std::set<SessionRef> m_undelivered; ///< sessions whose text is on its way to its box
-    Message m_untold; ///< the last result of an earlier session that the user must still be told
+    Message m_untold;                   ///< message of an earlier session that is still to be shown
     TranscriptAccumulator m_liveTranscript{6};
     std::unique_ptr<HttpTask> m_preview;
     ScheduledWork m_timer;

@@ -95,7 +95,7 @@ void DictationController::transcribed(const SessionRef& session, const Transcrib
     const double latency = m_with.scheduler.uptime() - session->finishedAt;
     session->latency = latency;
     // A session that is no longer the current one has no card to say "Enhancing…" on, and its user
-    // waits for nothing: its words go in as they were spoken.
+    // waits for nothing: its transcript is inserted without rewriting.
     if (isCurrent(session) && m_with.settings.truth(SettingKey::enhancePrompt) &&
         m_with.account.isSignedIn()) {
         enhanceThenRoute(session, *result);

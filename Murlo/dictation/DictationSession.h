@@ -4,12 +4,12 @@
 
 namespace murlo {
 
-/// One dictation, from its trigger to its text. It outlives its turn as the current one for as long
-/// as its clip is still being worked on.
+/// One dictation, from its trigger to its text. It may live on after the next one has become
+/// current, until its clip is processed.
 struct DictationController::Session {
     std::optional<InputTarget> target; ///< the box that is to receive the text
     bool picked = false;               ///< by its letter; else the one that had the focus
-    std::shared_ptr<void> clipboard;   ///< kept read for as long as a text may come
+    std::shared_ptr<void> clipboard;   ///< handle that keeps the clipboard read
     bool discarded = false;            ///< the user does not want it any more
     bool inserting = false;            ///< its keys are being sent: too late to give it up
     QByteArray clip;                   ///< until its transcript is there

@@ -3,7 +3,7 @@
 namespace murlo {
 
 std::optional<FocusVerdict> focusVerdict(const Accessibility& accessibility) {
-    if (!accessibility.isTrusted()) return std::nullopt; // what little is known may be wrong
+    if (!accessibility.isTrusted()) return std::nullopt; // partial knowledge may be wrong
     const ElementRef focused = accessibility.focusedElement();
     if (!focused) return std::nullopt;
     if (takesText(focused)) return FocusVerdict{focused, true};

@@ -13,8 +13,8 @@ struct FocusVerdict {
 };
 
 /// Judges the focused element: editable if it, or one of its three nearest ancestors, is a text
-/// box; not editable only if it is a control that certainly takes no text. Nothing for all that is
-/// vague, when no focused element is known, and without access to other programs' accessibility.
+/// box; not editable only if it is a control that certainly takes no text. Empty for ambiguous
+/// elements, when no focused element is known, and without access to accessibility.
 [[nodiscard]] std::optional<FocusVerdict> focusVerdict(const Accessibility& accessibility);
 
 } // namespace murlo

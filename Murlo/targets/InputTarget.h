@@ -16,7 +16,7 @@ struct InputTarget {
     /// The window that holds the box; null when unknown.
     ElementRef window;
     qint64 pid = 0;
-    /// The application's name for the user, "app" when it has none; empty where nobody asked.
+    /// The application's name for the user, "app" when it has none; empty when it was not read.
     QString appName;
     /// In device pixels, origin at the top left of the primary screen, y growing downwards.
     QRectF frame;
@@ -24,18 +24,18 @@ struct InputTarget {
     QString hint;
 };
 
-/// What can be done with the text boxes of other programs. Main thread; nothing waits.
+/// Operations on the text boxes of other programs. Main thread; nothing blocks.
 class InputTargets {
 public:
     explicit InputTargets(Accessibility& accessibility)
         : m_accessibility(accessibility) {}
 
     /// The text box that has keyboard focus, or nothing: no focus, or none that takes text. Its
-    /// name and frame stay empty: nobody asks for them while the user begins to speak.
+    /// name and frame stay empty: they are not read, to keep the start of a dictation fast.
     [[nodiscard]] std::optional<InputTarget> captureFocused() const;
 
-    /// Asks anew who has the focus, and calls back on a later turn each time that corrects what
-    /// `captureFocused` said before.
+    /// Verifies the focus, and calls back on a later turn each time that changes the result of
+    /// `captureFocused`.
     void recheckFocus(std::function<void()> corrected) const;
 
     /// Whether the box has the keyboard focus; false when it is not known who has.

@@ -64,7 +64,7 @@ void HotkeyMonitor::handleFlagsChanged(const ModifierChange& event) {
     }
     const TriggerKeyInfo& trigger = info(key);
     if (trigger.keyCode != event.keyCode) {
-        // Some other modifier: whoever uses it is not double-tapping.
+        // Another modifier: this is not a double tap.
         forgetPendingTaps();
         return;
     }

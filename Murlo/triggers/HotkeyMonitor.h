@@ -19,13 +19,13 @@ struct TapState {
     std::optional<qint64> armedDownAt;   ///< the press that completed a double tap went down
 };
 
-/// Double taps of two modifier keys, out of everything the keyboard does. Main thread.
+/// Detects double taps of two modifier keys in the key events. Main thread.
 ///
 /// The double tap is reported on the second press, before its release, so that recording starts
 /// while the key is still held; the release is reported with the time the key was held. Which of a
 /// pair of keys moved is told by its side bit alone. Trigger keys and the window are read from the
-/// settings at every event, so a change holds from the next key on. Time is the events' own: a busy
-/// main thread neither makes two taps of a double tap nor a double tap of two.
+/// settings at every event, so a change holds from the next key on. Only the events' timestamps
+/// count, so a busy main thread does not affect the detection.
 class HotkeyMonitor : NonCopyable {
 public:
     /// Longest press, in milliseconds, that still counts as a tap.
@@ -36,7 +36,8 @@ public:
     std::function<void(HotkeyAction)> onDoubleTap;
     /// The key that completed a double tap was released; seconds it was held.
     std::function<void(HotkeyAction, double)> onTriggerUp;
-    /// Escape went down and the interceptor did not want it; the focused application gets it, too.
+    /// Escape was pressed and the interceptor did not take it; the focused application gets it,
+    /// too.
     std::function<void()> onEscape;
     /// Offered every key press first; true keeps it from the other applications while filtering.
     std::function<bool(const QString& characters, qint64 keyCode)> keyInterceptor;
@@ -48,7 +49,7 @@ public:
     bool start();
     /// Removes the tap; nothing is reported any more.
     void stop();
-    /// The trigger keys have changed: forget what was begun with the old ones.
+    /// Call when the trigger keys have changed: resets the state of the old ones.
     void reload();
 
     [[nodiscard]] bool hasTap() const { return m_installed; }

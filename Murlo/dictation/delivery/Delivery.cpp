@@ -62,7 +62,7 @@ void Delivery::next() {
     m_targets.isAlive(*target, m_lifetime.guard([this, attempt, box = *target](bool alive) {
         if (attempt != m_attempt) return;
         if (alive) {
-            // Not under the keys of an insertion that is still being typed.
+            // The focus must not move while an earlier text is still being typed.
             m_inserter.whenIdle(m_lifetime.guard([this, box] { bringIntoFocus(box); }));
         } else {
             deliver(); // the box is gone: whatever has the focus now gets the words
@@ -101,7 +101,7 @@ void Delivery::keep(const QString& text) {
 
 void Delivery::insert(const QString& text, double clipDuration, std::shared_ptr<void> prepared,
                       std::function<void(const std::optional<Message>&)> done) {
-    m_history.add(text); // first: whatever becomes of the keys, the words are not lost
+    m_history.add(text); // first, so that the text is not lost if the insertion fails
     const auto frontmost = m_applications.frontmostPid();
     m_inserter.insert(text, m_settings.insertMode(), std::move(prepared), std::move(done));
     m_usage.append({clipDuration, wordCount(text),

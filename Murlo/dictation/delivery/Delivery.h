@@ -30,8 +30,8 @@ public:
 
     /// Calls `ready` once the box has the focus: at once when it has it, when there is no box or it
     /// no longer exists; else 0.18 s after it was refocused, and at the latest 2.5 s after the
-    /// attempt. `ready` is called exactly once, on this or a later turn. No box gets the focus for
-    /// a text that is not `wanted` any more when its turn comes.
+    /// attempt. `ready` is called exactly once, on this or a later turn. The focus is not moved for
+    /// a text that is no longer `wanted` when its turn comes.
     void prepare(const std::optional<InputTarget>& target, std::function<bool()> wanted,
                  std::function<void()> ready);
 
@@ -43,8 +43,8 @@ public:
     /// Only keeps the text in the history: there is no time left to insert it.
     void keep(const QString& text);
 
-    /// Call it when a dictation begins: what is on the clipboard is read while the user speaks, for
-    /// as long as the result is held.
+    /// Call it when a dictation begins: what is on the clipboard is read while the user speaks,
+    /// until the result is destroyed.
     [[nodiscard]] std::shared_ptr<void> dictationBegins();
 
 private:
@@ -67,7 +67,7 @@ private:
     Applications& m_applications;
     std::deque<Pending> m_pending; ///< the first is being delivered while `m_busy`
     bool m_busy = false;
-    qint64 m_attempt = 0; ///< tells late answers of an earlier delivery
+    qint64 m_attempt = 0; ///< identifies late replies to an earlier delivery
     ScheduledWork m_settled;
     ScheduledWork m_patience;
     Lifetime m_lifetime;

@@ -10,7 +10,7 @@
 namespace murlo {
 
 /// Every delivered dictation, newest first, kept in "history.json" in the support folder. Main
-/// thread; the file is written on the disk queue, each time with the list as it was asked for.
+/// thread; the file is written on the disk queue, from a copy of the list made at each change.
 class HistoryStore : public QObject {
     Q_OBJECT
 
@@ -19,12 +19,12 @@ public:
     static constexpr int capacity = 500;
     static constexpr qsizetype mostRecent = 10;
 
-    /// Loads the file. Destruction waits for what is still to be written.
+    /// Loads the file. The destructor waits for pending writes.
     HistoryStore(const Paths& paths, Scheduler& scheduler, SerialQueue& disk);
     ~HistoryStore() override;
 
     [[nodiscard]] const QList<HistoryEntry>& entries() const { return m_entries; }
-    /// The newest texts that came since the start, at most ten, newest first: for the menu.
+    /// The texts added since the program started, at most ten, newest first: for the menu.
     [[nodiscard]] QStringList recent() const;
 
     /// Adds a text at the front, trimmed; a blank one adds nothing.
@@ -39,7 +39,7 @@ private:
     JsonFile m_file;
     SerialQueue& m_disk;
     QList<HistoryEntry> m_entries;
-    qsizetype m_recent = 0; ///< how many `recent` tells
+    qsizetype m_recent = 0; ///< number of texts that `recent` returns
 };
 
 } // namespace murlo

@@ -14,17 +14,17 @@ struct Row {
     const char* programs; ///< window classes, in lower case
 };
 
-// Which chords a program knows is found by trying it; docs/programs.md has what was tried.
+// The chords were found by trial; see docs/programs.md.
 constexpr Row table[] = {
     {PasteWay::controlShiftV,
      "st st-256color alacritty kitty org.wezfurlong.wezterm foot gnome-terminal-server "
      "gnome-terminal konsole xfce4-terminal mate-terminal lxterminal qterminal terminator tilix "
      "terminology guake tilda yakuake deepin-terminal cool-retro-term sakura roxterm "
      "com.mitchellh.ghostty kgx org.gnome.console ptyxis hyper tabby zutty contour termite"},
-    // Ctrl+V turns the page there.
+    // Ctrl+V pages down in these.
     {PasteWay::shiftInsert, "emacs"},
-    // Old terminals paste the other selection only; Vim's Ctrl+V quotes the next key; what shows
-    // another computer's screen passes keys on and knows little of this one's clipboard.
+    // Old terminals paste the PRIMARY selection only; Vim's Ctrl+V quotes the next key; remote
+    // desktop viewers forward keys and may not share this computer's clipboard.
     {PasteWay::typing, "xterm uxterm urxvt rxvt aterm eterm mlterm gvim vim nvim-qt neovide xedit "
                        "virt-viewer remote-viewer virt-manager virtualboxvm qemu gnome-boxes"},
 };

@@ -8,8 +8,9 @@ namespace murlo {
 
 class Settings;
 
-/// Which program pastes with what: the user's own rows (the setting "pasteWays"), then those below,
-/// then Ctrl+Shift+V for whatever says of itself that it is a terminal, then Ctrl+V. Main thread.
+/// How to paste into a program: by the user's own rows (the setting "pasteWays"), then by the
+/// built-in ones, then Ctrl+Shift+V for a program that reports to be a terminal, then Ctrl+V. Main
+/// thread.
 class PasteTable {
 public:
     explicit PasteTable(const Settings& settings);

@@ -31,12 +31,12 @@ void PasteboardRestore::release() {
 
 void PasteboardRestore::refresh() {
     const qint64 count = m_pasteboard.changeCount();
-    if (m_lentCount == count) return; // our own text is no content to keep
+    if (m_lentCount == count) return; // our own lent text must not be kept
     if (!m_reading || m_reading->changeCount() != count) {
         m_reading = m_pasteboard.read();
         m_former.reset();
     } else if (m_reading->isComplete() && !m_reading->snapshot().unread.isEmpty()) {
-        // An owner that was too busy to answer then may answer now.
+        // Formats that the owner did not deliver in time may arrive now.
         m_former = std::exchange(m_reading, m_pasteboard.read());
     }
 }

@@ -15,8 +15,8 @@ namespace {
 constexpr int chunkUnits = 16;       ///< UTF-16 units that one key event carries
 constexpr double chunkPause = 0.004; ///< seconds between two typed chunks
 constexpr double pasteLasts = 0.45;  ///< seconds until the clipboard is given back
-/// Seconds that a program has to notice that there is a text on the clipboard where there was none:
-/// some switch their paste command off until then.
+/// Seconds for a program to notice a text on a clipboard that had none: some disable their paste
+/// command until then.
 constexpr double noticeTime = 0.08;
 constexpr int keyV = 9;
 constexpr int keyInsert = 114;
@@ -114,14 +114,14 @@ void TextInserter::start() {
 }
 
 void TextInserter::tell(const Outcome& outcome) {
-    // Whoever hears it may insert the next text.
+    // Moved out first, because the callback may insert the next text.
     if (const Done done = std::exchange(m_queue.front().done, nullptr)) done(outcome);
 }
 
 void TextInserter::copyInstead() {
     Log::write(QStringLiteral("insert: the keys could not be sent, the text is copied"));
     m_with.pasteboard.setString(m_queue.front().text);
-    m_clipboard.giveBack(); // nothing: it is the user's again
+    m_clipboard.giveBack(); // ends the loan only: the new content belongs to the user
     tell(Message(Word::noKeys));
     finish();
 }
@@ -152,7 +152,7 @@ void TextInserter::pressPaste() {
     const KeyResult sent = m_with.keys.postChord(m_queue.front().chord);
     if (!sent) {
         if (sent.error() == KeyFailure::missingKey)
-            type(); // not a key of the chord was sent
+            type(); // no key of the chord was sent
         else
             copyInstead();
         return;
@@ -162,7 +162,7 @@ void TextInserter::pressPaste() {
 }
 
 void TextInserter::finishPaste() {
-    // The focused program reads the clipboard in its own time.
+    // The focused program reads the clipboard asynchronously.
     m_step = m_with.scheduler.after(pasteLasts, [this] {
         m_clipboard.giveBack();
         finish();

@@ -20,8 +20,8 @@ namespace murlo {
 class Accessibility;
 class Applications;
 
-/// Cuts a text into what one key event each carries: whole characters, at most 16 UTF-16 units
-/// together; a single character that is longer stands alone.
+/// Splits a text into chunks of whole characters with at most 16 UTF-16 units each; a longer
+/// character is a chunk of its own.
 [[nodiscard]] QStringList typingChunks(const QString& text);
 
 /// Delivers a finished text into whatever the user is working in: pasted, typed, or left on the
@@ -29,7 +29,8 @@ class Applications;
 /// been given back. Main thread; nothing blocks.
 class TextInserter {
 public:
-    /// Nothing when the text was pasted or typed; otherwise what the user is told of where it is.
+    /// Empty when the text was pasted or typed; otherwise the message that tells the user where it
+    /// is.
     using Outcome = std::optional<Message>;
     using Done = std::function<void(const Outcome&)>;
 
@@ -43,14 +44,14 @@ public:
     };
     explicit TextInserter(const Partners& partners);
 
-    /// Keeps the clipboard read while somebody holds what is returned: from the beginning of a
-    /// dictation, while the user speaks, to its `insert`, or until nothing more can come of it.
+    /// Keeps the clipboard read until the returned handle is destroyed: hold it from the beginning
+    /// of a dictation until its `insert` or its cancellation.
     [[nodiscard]] std::shared_ptr<void> prepare() { return m_clipboard.prepare(); }
 
     /// Decides at once, from the present focus and permissions, how the text is delivered and
     /// delivers it, or queues it behind an insertion still under way. `done` is called once, during
-    /// the call or later, when the keys of it are sent: a text whose keys could not be is on the
-    /// clipboard then. `prepared` comes from `prepare`; without it, the clipboard is only read now.
+    /// the call or later, when its keys are sent; if that failed, the text is on the clipboard.
+    /// `prepared` comes from `prepare`; without it, the clipboard is read only now.
     void insert(const QString& text, InsertMode mode, std::shared_ptr<void> prepared, Done done);
 
     /// Calls back once no insertion is under way or queued: at once if that is so now. Before the

@@ -24,7 +24,7 @@ public:
 
     /// The next piece of output, of any size, cut anywhere.
     void add(QByteArrayView piece);
-    /// The process ended: what was not ended by a line feed is a line too.
+    /// The process ended: an unterminated last line counts as a line.
     void finish() { endLine(); }
     /// From now on the process may have been sent speech.
     void setHeardSpeech() { m_heardSpeech = true; }

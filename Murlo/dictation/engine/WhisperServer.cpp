@@ -16,14 +16,14 @@ constexpr std::array respawnDelays{2.0, 5.0, 15.0}; ///< seconds before each res
 constexpr double startLimit = 180;                  ///< seconds for the model to load
 constexpr double probePause = 0.5; ///< seconds between an answer and the next probe
 constexpr double probeLimit = 2;   ///< seconds for one answer
-constexpr double portPause = 0.4;  ///< seconds that a killed orphan gets to let go
+constexpr double portPause = 0.4;  ///< seconds for a killed orphan to release the port
 constexpr double reapLimit = 5;    ///< seconds for the clean-up program
 
 void log(const QString& message) {
     Log::write(QStringLiteral("whisper-server: ") + message);
 }
 
-/// Where the engine looks for its secret (packaging/engine.patch).
+/// Environment variable from which the engine reads its secret (packaging/engine.patch).
 const QString secretVariable = QStringLiteral("WHISPER_SERVER_SECRET");
 const QByteArray secretHeader = QByteArrayLiteral("X-Whisper-Server-Secret");
 
@@ -176,7 +176,7 @@ void WhisperServer::probe() {
         m_http->send(request, [this](const HttpResult& result) { answered(result.has_value()); });
 }
 
-/// After a probe: whatever answered must be our own child.
+/// After a successful probe: checks that our own child answered.
 void WhisperServer::answered(bool anything) {
     m_probe.reset();
     if (!anything || !m_child->isRunning() ||
@@ -212,7 +212,7 @@ void WhisperServer::terminate() {
     setState({State::stopped, {}});
     stopProbing();
     m_respawn.cancel();
-    m_child.reset(); // SIGTERM, and SIGKILL to one that does not listen; tells nobody
+    m_child.reset(); // SIGTERM, then SIGKILL; no exit callback
 }
 
 void WhisperServer::stopProbing() {

@@ -18,18 +18,18 @@ namespace murlo {
 /// it with the chosen model, probes it until it answers, restarts it after unexpected exits (2, 5
 /// and 15 seconds later) and gives up on the fourth exit between two moments of readiness.
 ///
-/// `ready` means that our own child, alive and alone on the port, answers; a stranger's server on
-/// the port never makes it ready. Everything happens on a serial queue as a chain of short steps,
+/// `ready` means that our own child runs, is the only listener on the port, and answers; a foreign
+/// server on the port never counts. Everything happens on a serial queue as a chain of short steps,
 /// so that a restart, an exit or the end of the application is handled at once also while the model
-/// loads. The waits are for a child that is told to end, which gets 2 seconds before it is killed,
-/// and, at a launch, for the clean-up of the port (at most 7 seconds).
+/// loads. The queue blocks only while a child terminates (killed after 2 seconds) and, at a launch,
+/// while the port is cleaned up (at most 7 seconds).
 class WhisperServer : public QObject {
     Q_OBJECT
 
 public:
     using State = EngineState;
 
-    /// Where the program has its engine listen.
+    /// The default TCP port of the engine.
     static constexpr quint16 usualPort = 8756;
 
     /// Nothing is started. `modelPath` (the speech model's full path) and `language` (the spoken
@@ -42,10 +42,10 @@ public:
 
     /// Launches the engine unless one is running. Any thread; returns at once.
     void start();
-    /// Ends a running engine and launches one, with all its restarts before it. Any thread; returns
-    /// at once.
+    /// Ends a running engine and launches a new one, with the count of restarts reset. Any thread;
+    /// returns at once.
     void restart();
-    /// Ends the engine; when it returns, the child has ended. At most about 2 seconds, or longer
+    /// Ends the engine and blocks until the child has ended: at most about 2 seconds, or longer
     /// when a launch has just begun. Any thread.
     void shutdown();
 
@@ -53,8 +53,8 @@ public:
     /// The transcription endpoint. Send speech there only while the state is `ready`.
     [[nodiscard]] QUrl inferenceURL() const { return url(QStringLiteral("/inference")); }
 
-    /// The header that the engine demands with every request: each start of it gets another secret,
-    /// in its environment. One that knows nothing of it takes no notice. Any thread.
+    /// The header that the engine demands with every request: each launch passes a new secret in
+    /// the environment. An engine without this feature ignores it. Any thread.
     [[nodiscard]] HttpHeader credentials() const;
 
     /// The engine's program: the application's own copy in `resourceFolder`, else one of the usual
@@ -67,7 +67,7 @@ Q_SIGNALS:
 
 private:
     [[nodiscard]] QUrl url(const QString& path) const;
-    // All below on the queue.
+    // The following run on the queue.
     void launch();
     [[nodiscard]] bool reapOrphan();
     void spawn(const QString& program, const QString& model);
@@ -86,12 +86,12 @@ private:
     std::function<std::optional<QString>()> m_modelPath;
     std::function<QString()> m_language;
 
-    mutable std::mutex m_stateLock; ///< of the next two
+    mutable std::mutex m_stateLock; ///< guards the next two
     State m_state;
     QByteArray m_secret;
 
     std::unique_ptr<SerialQueue> m_queue;
-    // Of the queue's thread alone:
+    // Used on the queue's thread only:
     std::unique_ptr<HttpClient> m_http;
     std::unique_ptr<HttpTask> m_probe;
     std::unique_ptr<ChildProcess> m_child;

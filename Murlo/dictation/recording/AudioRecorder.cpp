@@ -14,7 +14,7 @@ namespace {
 constexpr int sampleRate = AudioConverter::targetSampleRate;
 constexpr std::size_t longestTooShortClip = sampleRate / 10;
 constexpr std::size_t longestTooShortSnapshot = sampleRate / 2;
-/// Longer recordings are kept too, at the price of moving what there is.
+/// Longer recordings work too, at the cost of a reallocation.
 constexpr std::size_t expectedSamples = std::size_t{300} * sampleRate;
 constexpr double retirement = 2.0; // seconds
 
@@ -104,7 +104,7 @@ bool AudioRecorder::commit(quint64 epoch, std::unique_ptr<Capture> capture,
 void AudioRecorder::completeStart(quint64 epoch, const StartResult& result,
                                   const std::function<void(StartResult)>& completion) {
     if (currentEpoch() != epoch) {
-        if (!hasWarmEngine()) prewarm(); // the start has used it up
+        if (!hasWarmEngine()) prewarm(); // the cancelled start has consumed it
         completion(Started::superseded);
         return;
     }
@@ -180,7 +180,7 @@ void AudioRecorder::prewarm() {
     if (m_closed || m_authorization.status() != MicrophoneStatus::authorized) return;
     m_queue->async([this] {
         auto engine = m_input.makeEngine();
-        // Opening is what takes time; what it opened is asked for again at the start.
+        // Opening the device takes time; the format itself is read again at the start.
         [[maybe_unused]] const AudioFormat format = engine->inputFormat();
         replaceWarmEngine(std::move(engine));
     });
@@ -211,7 +211,7 @@ void AudioRecorder::retire(std::shared_ptr<AudioEngine> engine) {
 // --- changes of the device ---
 
 void AudioRecorder::handleDefaultInputChange() {
-    if (isRecording()) return; // the capturing engine tells of what concerns it
+    if (isRecording()) return; // the capturing engine reports its own route changes
     replaceWarmEngine(nullptr);
     prewarm();
     Log::write(QStringLiteral("audio: default input changed, rewarming"));

@@ -108,7 +108,7 @@ private:
     std::shared_ptr<SampleStore> endRecording();
     void handleDefaultInputChange();
     void handleRouteChange(const AudioEngine* engine);
-    /// Acts on a device that went away before its capture was in place to hear of it.
+    /// Handles the loss of a device before its capture was installed.
     void checkDevice();
 
     // On any thread.

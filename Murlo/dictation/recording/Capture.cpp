@@ -14,7 +14,7 @@ constexpr std::size_t tapFrames = 4096;
 
 } // namespace
 
-/// What the audio passes through on the audio thread: converter, samples, level meter.
+/// The processing chain on the audio thread: converter, sample store, level meter.
 class Capture::Chain {
 public:
     Chain(std::unique_ptr<AudioConverter> converter, std::shared_ptr<SampleStore> samples,

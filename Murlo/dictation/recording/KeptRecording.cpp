@@ -22,7 +22,7 @@ void KeptRecording::keep(const QByteArray& wav) {
     if (wav.isEmpty()) return;
     const QString name = nameOf(1);
     m_disk.async([name, paths = m_paths, wav] {
-        // Where there is no room for it, the earlier ones stay.
+        // Write to a new file first: if the disk is full, the earlier recordings stay.
         const QString fresh = paths.file(name + QStringLiteral(".new"));
         if (const auto kept = writePrivateFile(fresh, wav); !kept) {
             QFile::remove(fresh);
