@@ -166,8 +166,7 @@ void AppDelegate::wireHotkeys() {
 void AppDelegate::wireSettings() {
     m_root.settingsModel.onEngineOptionChange = [this] { m_root.server.restart(); };
     m_root.settingsModel.onTriggerChange = [this] { m_root.hotkeys.reload(); };
-    // Whoever signs out by hand stops the keys; a key of the account that was withdrawn elsewhere
-    // leaves them as they are.
+    // Only a manual sign-out stops the keys; an account key that was revoked elsewhere does not.
     QObject::connect(&m_root.account, &AccountManager::signedIn, &m_context,
                      [this] { startHotkeys(); });
 }

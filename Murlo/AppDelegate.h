@@ -14,7 +14,7 @@ namespace murlo {
 
 struct CompositionRoot;
 
-/// The switchboard: who calls whom, what starts when, and what ends how. Main thread.
+/// Connects the subsystems' callbacks, and defines the order of start and end. Main thread.
 class AppDelegate : NonCopyable {
 public:
     /// `quit` ends the event loop.
@@ -42,7 +42,7 @@ private:
     [[nodiscard]] StatusItemController& statusItem();
     [[nodiscard]] SettingsWindowActions windowActions();
     void startHotkeys();
-    /// Nothing new begins any more.
+    /// Prevents new dictations.
     void closeDoors();
     [[nodiscard]] DictationPhase phase() const;
     void carryOut(TriggerCommand command);

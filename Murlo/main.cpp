@@ -16,7 +16,7 @@
 
 namespace {
 
-/// Everything that lives between a started Qt and its end.
+/// Everything that lives while Qt's application object exists.
 int run(QApplication& application) {
     murlo::Platform platform = murlo::loadPlatform();
     const murlo::Paths paths = murlo::Paths::ofUser();
@@ -69,7 +69,7 @@ int enableAccessibility() {
     return status;
 }
 
-/// Prints what other applications tell of their text boxes.
+/// Prints what other applications report about their text boxes.
 int probe() {
     constexpr double busLimit = 2; // seconds until the accessibility bus has been found, or not
     constexpr double poll = 0.02;

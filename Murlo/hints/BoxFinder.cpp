@@ -19,7 +19,8 @@ bool isLargeEnough(const QSizeF& size) {
     return size.width() >= leastWidth && size.height() >= leastHeight;
 }
 
-/// What lies in front of a process's window at `frame`; among several at one place its title tells.
+/// The windows in front of a process's window at `frame`; its title distinguishes several at one
+/// position.
 QRegion coverOf(const QRectF& frame, const QString& title, qint64 pid,
                 const QList<WindowInfo>& shown) {
     const auto own = std::ranges::max_element(shown, {}, [&](const WindowInfo& window) {
@@ -71,7 +72,7 @@ public:
     }
 
 private:
-    /// What can be seen of a box; empty when that is not enough to be one.
+    /// The visible part of a box; empty when that is too small.
     QRectF uncovered(const QRectF& whole) const {
         // A long text that is scrolled reaches beyond its window.
         const QRectF inside = whole & m_window;
@@ -113,7 +114,7 @@ BoxesFound boxesOf(const AccessibleApplication& application, qint64 pid, const Q
              *window.root.frame)
             .visit(window.root);
     }
-    // The focused box is met again inside its window, where it is known how much of it is seen.
+    // The focused box is found again in its window, where its visible part is known.
     const auto& targets = found.targets;
     if (targets.size() > 1 && application.focused &&
         std::any_of(targets.begin() + 1, targets.end(), [&](const InputTarget& target) {

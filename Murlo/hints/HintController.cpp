@@ -55,7 +55,7 @@ void HintController::begin() {
     m_safety = m_scheduler.after(expiry, [this] { cancel(); });
     if (onActiveChange) onActiveChange(true);
     m_interruptions.setWatching(true);
-    if (!m_active) return; // a click at this very moment
+    if (!m_active) return; // cancelled meanwhile by an interruption
     m_scanner.scan(
         m_lifetime.guard([this](const QList<InputTarget>& targets) { scanned(targets); }));
 }
@@ -105,10 +105,10 @@ bool HintController::handleKey(const QString& characters, qint64 keyCode) {
 }
 
 void HintController::cancel() {
-    ++m_activation; // a pick whose box has not answered yet is void
+    ++m_activation; // invalidates a pick whose box has not answered yet
     if (!m_active) return;
     m_active = false;
-    m_typed.clear(); // the layer keeps them while it goes
+    m_typed.clear(); // the layer still shows them while it fades out
     m_targets.clear();
     m_safety.cancel();
     m_scanner.cancel();
@@ -120,7 +120,7 @@ void HintController::cancel() {
 void HintController::pick(const InputTarget& target) {
     cancel();
     m_boxes.isAlive(target, m_lifetime.guard([this, target, picked = m_activation](bool alive) {
-        if (picked != m_activation) return; // the user has moved on
+        if (picked != m_activation) return; // cancelled meanwhile
         if (!alive) {
             Log::write(QStringLiteral("hint: target vanished before pick"));
             status(Word::boxVanished);

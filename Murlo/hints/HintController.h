@@ -11,17 +11,17 @@ namespace murlo {
 class Accessibility;
 class InputScanner;
 
-/// A letter on every text box: takes every key while it is on, and ends on a pick, on Escape, after
-/// eight seconds, or when the user does something else. Main thread.
+/// The mode with a letter on every text box: takes every key while it is on, and ends on a pick, on
+/// Escape, after eight seconds, or when the user does something else. Main thread.
 class HintController {
 public:
     /// The user has picked a box.
     std::function<void(const InputTarget&)> onPick;
-    /// Something the user is to be told.
+    /// Called with a message for the user.
     std::function<void(const Message&)> onStatus;
-    /// Calls back once no text is on its way into another box: the focus is not moved before.
+    /// Calls back once no text is being inserted into another box; the focus must not move earlier.
     std::function<void(std::function<void()> idle)> whenIdle = [](const auto& idle) { idle(); };
-    /// The mode has begun or ended: keys are to be kept from other programs, or no longer.
+    /// Called when the mode begins or ends, to switch the filtering of keys on or off.
     std::function<void(bool)> onActiveChange;
 
     HintController(Scheduler& scheduler, Accessibility& accessibility, InputTargets& targets,
@@ -29,7 +29,7 @@ public:
 
     /// Begins; ends it if it is on.
     void begin();
-    /// A key press while other programs wait for it; true keeps it from them.
+    /// Handles a key press before other programs get it; true swallows it.
     bool handleKey(const QString& characters, qint64 keyCode);
     /// Ends it, if it is on.
     void cancel();
@@ -52,7 +52,7 @@ private:
     Interruptions& m_interruptions;
     HintOverlay& m_overlay;
     bool m_active = false;
-    qint64 m_activation = 0; ///< tells what answers an earlier scan or pick
+    qint64 m_activation = 0; ///< identifies late replies to an earlier scan or pick
     QList<InputTarget> m_targets;
     QString m_typed;
     ScheduledWork m_safety;

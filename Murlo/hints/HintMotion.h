@@ -36,12 +36,13 @@ struct HintRecord {
 /// The font of labels. Main thread, with a Qt GUI application.
 [[nodiscard]] const QFont& hintFont();
 
-/// A layer in motion: takes up the model and turns it into what there is to draw. It knows no
-/// window and no clock. Main thread.
+/// Animates a layer: turns the model into the marks to draw at a moment. Independent of windows and
+/// clocks. Main thread.
 class HintMotion {
 public:
     explicit HintMotion(const QList<HintBadge>& badges);
 
+    /// Sets the targets of all animations from the model.
     void update(const HintOverlayModel& model, bool reducedMotion);
     void advance(double seconds);
     [[nodiscard]] bool isMoving() const;

@@ -14,7 +14,7 @@
 
 namespace murlo {
 
-/// What the hint layers show. Main thread; observers are told after a value has changed.
+/// What the hint layers show. Main thread; observers are notified after a value has changed.
 class HintOverlayModel : public QObject {
     Q_OBJECT
 
@@ -63,6 +63,7 @@ public:
     [[nodiscard]] HintOverlayModel& model() { return m_model; }
     [[nodiscard]] const HintOverlayModel& model() const { return m_model; }
 
+    /// Shows the labels of these boxes, in place of those shown now.
     void show(const QList<InputTarget>& targets);
     void hide();
 

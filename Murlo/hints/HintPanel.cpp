@@ -34,7 +34,7 @@ HintPanel::HintPanel(HintOverlayModel& model, const HintScreen& screen,
 }
 
 QRegion HintPanel::shape() const {
-    // Only what is drawn is there at all; the screen behind stays as it is.
+    // Restrict the window to outlines and labels, so that the rest of the screen stays visible.
     HintMotion settled = m_motion;
     QRegion region;
     for (const HintMark& mark : settled.present().marks) {
@@ -49,7 +49,7 @@ void HintPanel::modelChanged() {
     if (m_clock.isPending()) return;
     m_lastFrame = m_scheduler.uptime();
     m_motion.update(m_model, m_desktop.reducesMotion());
-    m_motion.advance(frameInterval); // who typed does not wait for the first frame
+    m_motion.advance(frameInterval); // a key shows its effect at once
     takeFrame();
     m_clock = m_scheduler.every(frameInterval, [this] { tick(); });
 }

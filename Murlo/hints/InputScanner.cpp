@@ -94,7 +94,7 @@ QList<qint64> InputScanner::eligible(const QList<WindowInfo>& shown) const {
 void InputScanner::beginPass(const std::shared_ptr<Scan>& scan) {
     const int pass = ++scan->pass;
     scan->deadline = m_scheduler.uptime() + passLimit;
-    scan->outstanding = 1; // this call itself, so that nothing ends before all have been asked
+    scan->outstanding = 1; // this call, so that the pass lasts until all are asked
     scan->limit = m_scheduler.after(passLimit, [this, scan] { timeUp(scan); });
     scan->shown = m_applications.windowsOnScreen();
     for (const qint64 pid : eligible(scan->shown)) {
@@ -117,7 +117,7 @@ void InputScanner::readApplication(const std::shared_ptr<Scan>& scan, qint64 pid
         if (application.silent && !m_silent.contains(name)) m_silent.append(name);
         const bool timeLeft = m_scheduler.uptime() + pauseBetween < scan->deadline;
         if (boxes.unready && timeLeft && again) {
-            // The program builds its pages' content only once somebody asks for it.
+            // The program creates its pages' content only after the first request.
             scan->timers.push_back(m_scheduler.after(pauseBetween, [this, scan, pid, name] {
                 readApplication(scan, pid, name, false);
             }));
@@ -131,7 +131,7 @@ void InputScanner::readApplication(const std::shared_ptr<Scan>& scan, qint64 pid
 void InputScanner::timeUp(const std::shared_ptr<Scan>& scan) {
     const int pass = scan->pass;
     for (const auto& reading : std::exchange(scan->readings, {})) reading->handOver();
-    // The last of them may have ended the pass; what waits for a second look has not.
+    // The last reply may have ended the pass, unless applications wait for a second reading.
     if (scan->pass == pass && scan->outstanding > 0) endPass(scan);
 }
 

@@ -11,14 +11,13 @@
 
 namespace murlo {
 
-/// Finds every text box that can be seen, in the frontmost applications. Main thread; nothing
-/// waits.
+/// Finds every visible text box in the frontmost applications. Main thread; nothing blocks.
 class InputScanner {
 public:
-    /// The most windows that are looked at of one application.
+    /// Maximum number of windows that are scanned per application.
     static constexpr int mostWindows = 6;
 
-    /// While true, Murlo's own windows are looked at as well.
+    /// While true, Murlo's own windows are scanned as well.
     bool includeOwnWindows = false;
 
     InputScanner(AccessibilityTree& tree, Applications& applications, Scheduler& scheduler,
@@ -26,17 +25,17 @@ public:
     ~InputScanner();
 
     /// Scans and hands over the labelled boxes in reading order; an empty list when there are none.
-    /// A further scan ends one that is under way, which then never completes.
+    /// A new scan cancels one that is under way, whose completion is then never called.
     void scan(std::function<void(const QList<InputTarget>&)> completion);
-    /// Ends the scan under way, if there is one, without its completion: nobody is asked any more.
+    /// Ends the scan under way, if there is one, without calling its completion.
     void cancel();
 
-    /// The names of applications that the last scan found to tell nothing of their windows, though
-    /// they could be started so that they do.
+    /// Names of the applications that reported no content in the last scan, but would if they were
+    /// started with accessibility forced on.
     [[nodiscard]] const QStringList& silentApplications() const { return m_silent; }
 
-    /// The processes that a scan looks at now: those of the frontmost eight applications with a
-    /// window worth it.
+    /// The processes that a scan would read now: those of the frontmost eight applications with a
+    /// large enough window.
     [[nodiscard]] QList<qint64> eligibleApplications() const;
 
 private:
@@ -44,10 +43,10 @@ private:
 
     [[nodiscard]] QList<qint64> eligible(const QList<WindowInfo>& shown) const;
     void beginPass(const std::shared_ptr<Scan>& scan);
-    /// `again`: once more when a web page turns out to have told nothing yet.
+    /// `again`: read it once more if a web page has no content yet.
     void readApplication(const std::shared_ptr<Scan>& scan, qint64 pid, const QString& name,
                          bool again);
-    /// Ends a pass whose time is up with what was found.
+    /// Ends a pass that has timed out, with what was found.
     void timeUp(const std::shared_ptr<Scan>& scan);
     void endPass(const std::shared_ptr<Scan>& scan);
     void deliver(const std::shared_ptr<Scan>& scan);
@@ -62,23 +61,23 @@ private:
     Lifetime m_lifetime;
 };
 
-/// What one application's windows hold: its boxes, and whether a web page among them has not told
-/// its content yet.
+/// The result for one application: its boxes, and whether a web page among them has not loaded its
+/// content yet.
 struct BoxesFound {
     QList<InputTarget> targets;
     bool unready = false;
 };
 
 /// Walks an application's windows for its text boxes. `shown` are the windows on the screen, front
-/// to back: a box is left out when what others leave of it is too small, and its frame is that of
-/// what can be seen.
+/// to back: a box is left out when its visible part is too small, and its frame is that of the
+/// visible part.
 [[nodiscard]] BoxesFound boxesOf(const AccessibleApplication& application, qint64 pid,
                                  const QString& name, const ScreenGeometry& screens,
                                  const QList<WindowInfo>& shown);
 /// Drops boxes of the same process at (nearly) the same place; the first of them stays.
 [[nodiscard]] QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets,
                                                    const ScreenGeometry& screens);
-/// Puts the boxes into reading order and labels them; what no label is left for is dropped.
+/// Puts the boxes into reading order and labels them; boxes beyond the last label are dropped.
 [[nodiscard]] QList<InputTarget> assignHints(QList<InputTarget> targets,
                                              const ScreenGeometry& screens);
 

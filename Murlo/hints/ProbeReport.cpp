@@ -65,8 +65,7 @@ void ProbeReport::applicationRead(qint64 pid, const AccessibleApplication& appli
     m_lines.append(QStringLiteral("%1 (process %2)")
                        .arg(m_applications.name(pid).value_or(QStringLiteral("app")))
                        .arg(pid));
-    // Programs of this desktop tell of themselves while accessibility is on; there is no switch
-    // for a single one.
+    // On this desktop accessibility is on or off for all programs together.
     m_lines.append(
         QStringLiteral("  AXManualAccessibility and AXEnhancedUserInterface: none here"));
     m_lines.append(QStringLiteral("  focused: ") + (application.focused

@@ -6,17 +6,17 @@
 
 namespace murlo {
 
-/// A report for who looks into why a text box has no letter: what the applications on the screen
-/// say of their windows, and what a scan makes of it. It holds titles of windows and no text of
-/// boxes. Main thread; nothing waits.
+/// A report for diagnosing why a text box has no letter: what the visible applications report about
+/// their windows, and the result of a scan. It contains window titles but no text of boxes. Main
+/// thread; nothing blocks.
 class ProbeReport {
 public:
     /// As for a scanner.
     ProbeReport(AccessibilityTree& tree, Applications& applications, Scheduler& scheduler,
                 const std::function<ScreenGeometry()>& screens, qint64 ownPid);
 
-    /// Reads everything and hands the report over on a later turn. A call while one is being made
-    /// does nothing.
+    /// Reads everything and calls back with the report on a later turn. Does nothing while a report
+    /// is being made.
     void make(std::function<void(const QString& report)> done);
 
 private:

@@ -11,7 +11,7 @@ namespace {
 
 /// Averages every value of a row or column with `reach` neighbours on either side.
 void boxBlur(uchar* first, qsizetype step, int count, int reach, std::vector<uchar>& line) {
-    // The copy has a border of nothing, so that the window needs no looking at the ends.
+    // The copy is padded with zeros, so that the loop needs no bounds checks.
     std::fill(line.begin(), line.end(), 0);
     uchar* copy = line.data() + reach;
     for (int i = 0; i < count; ++i) copy[i] = first[i * step];

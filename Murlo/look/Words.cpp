@@ -110,7 +110,7 @@ QString ofThisDesktop(QString words) {
     return words;
 }
 
-/// Puts the arguments in at once, so that a %1 in one of them stays what it is.
+/// Inserts all arguments at once, so that a "%1" in one of them is not replaced.
 QString filled(const QString& text, const QStringList& arguments) {
     switch (arguments.size()) {
     case 0:
@@ -165,7 +165,7 @@ void speak(const QLocale& locale) {
     const bool speaks = translator.load(locale, QStringLiteral("murlo"), QStringLiteral("_"),
                                         QStringLiteral(":/translations"));
     if (speaks) QCoreApplication::installTranslator(&translator);
-    // As the words run, not as the locale would have it.
+    // The layout follows the language of the texts, which may differ from the locale's.
     QGuiApplication::setLayoutDirection(speaks ? locale.textDirection() : Qt::LeftToRight);
 }
 

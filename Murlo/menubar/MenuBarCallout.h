@@ -19,9 +19,9 @@ struct CalloutPlacement {
 };
 
 /// Places a callout of a size at the status item: 8 points away from it, centred on it as far as
-/// the screen allows. A tray that does not tell where the item is (`item` empty) is taken to be at
-/// the right end of the edge that panels leave the least room at; `visible` is the screen without
-/// them.
+/// the screen allows. If the tray does not report the item's position (`item` empty), it is assumed
+/// at the right end of the screen edge with the widest panel; `visible` is the screen without
+/// panels.
 [[nodiscard]] CalloutPlacement calloutPlacement(const QSize& size, const QRect& item,
                                                 const QRect& screen, const QRect& visible);
 

@@ -55,7 +55,7 @@ struct MenuInput {
 /// The whole menu, from top to bottom.
 [[nodiscard]] QList<MenuEntry> menuEntries(const MenuInput& input);
 
-/// What starts or stops a dictation is called.
+/// The title of the entry that starts or stops a dictation.
 [[nodiscard]] QString dictationTitle(DictationState::Case state, TriggerKey trigger);
 /// The engine's state in a line.
 [[nodiscard]] QString engineTitle(const EngineState& state);

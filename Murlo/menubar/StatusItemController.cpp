@@ -38,7 +38,7 @@ void fillMenu(QMenu& menu, const QList<MenuEntry>& entries,
 StatusItemController::StatusItemController(const Partners& partners)
     : m_with(partners) {
     connect(&m_menu, &QMenu::aboutToShow, this, &StatusItemController::menuNeedsUpdate);
-    menuNeedsUpdate(); // hosts that ask for the menu before they open it find one
+    menuNeedsUpdate(); // some hosts request the menu before they open it
     apply({});
 }
 

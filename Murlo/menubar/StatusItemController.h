@@ -21,9 +21,8 @@ class HistoryStore;
 class SettingsModel;
 class Surfaces;
 
-/// Murlo's one permanent presence: the item in the desktop's tray, tinted by what goes on, and its
-/// menu, which is made anew at each opening. It decides nothing: every command is a callback. Main
-/// thread.
+/// The item in the desktop's tray, tinted by the state of the dictation, and its menu, which is
+/// rebuilt each time it opens. Every command is a callback. Main thread.
 class StatusItemController : public QObject {
     Q_OBJECT
 
@@ -56,14 +55,14 @@ public:
     void show();
     /// Tints the item: red while it listens, orange after a failure.
     void apply(const DictationState& state);
-    /// Makes the menu anew from what is true now.
+    /// Rebuilds the menu from the current state.
     void menuNeedsUpdate();
 
     /// The menu as records, as it would be now.
     [[nodiscard]] QList<MenuEntry> entries() const;
     /// Carries out an entry.
     void perform(const MenuEntry& entry);
-    /// The item's place on the screen; empty where the tray does not tell.
+    /// The item's place on the screen; empty if the tray does not report it.
     [[nodiscard]] QRect geometry() const { return m_item ? m_item->geometry() : QRect(); }
 
 private:

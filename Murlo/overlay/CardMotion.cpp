@@ -19,7 +19,7 @@ bool showsWords(const DictationState& state) {
 
 void CardMotion::update(const OverlayModel& model, const Motions& motions) {
     m_still = motions.reduced;
-    // What comes up from nothing has its size and content at once; only its coming is seen.
+    // A card that appears has its final size and content at once; only its entry is animated.
     const bool hidden = m_presented.value() <= 0 && !model.isPresented();
     m_presented.moveTo(model.isPresented() ? 1 : 0, motions.state);
     if (hidden) {
@@ -38,8 +38,8 @@ void CardMotion::update(const OverlayModel& model, const Motions& motions) {
 
 void CardMotion::takeUpState(const OverlayModel& model, const Motions& motions) {
     const DictationState& state = model.state();
-    if (state.state == DictationState::idle) return; // the card leaves as it is
-    // A delivered text is no part of what the row says.
+    if (state.state == DictationState::idle) return; // the card keeps its content while it leaves
+    // The row does not show the delivered text.
     const auto same = [](const DictationState& a, const DictationState& b) {
         return a.state == b.state && (a.state != DictationState::failed || a.message == b.message);
     };
@@ -48,7 +48,7 @@ void CardMotion::takeUpState(const OverlayModel& model, const Motions& motions) 
         for (Row& row : m_rows) row.opacity.moveTo(0, motions.state);
         m_rows.push_back({state, Animated(first ? 1 : 0)});
         m_rows.back().opacity.moveTo(1, motions.state);
-        m_rows.back().size = content(m_rows.back()).size; // whatever it counts, it stays
+        m_rows.back().size = content(m_rows.back()).size; // fixed while the clock runs
     }
     const QList<TranscriptWord> words = showsWords(state) ? model.words() : QList<TranscriptWord>();
     if (words != m_words) {
@@ -145,7 +145,7 @@ CardRecord CardMotion::present() const {
         QRectF((panelWidth - m_width.value()) / 2, bottom - height, m_width.value(), height);
     record.radius = radius;
     for (const Row& row : m_rows) {
-        // The old one has gone before the new one comes: two texts at once cannot be read.
+        // The old row fades out before the new one fades in: two overlapping texts are illegible.
         PlacedRow placed{content(row), {}, std::clamp(2 * row.opacity.value() - 1, 0.0, 1.0)};
         placed.origin = {std::round((panelWidth - placed.row.size.width()) / 2),
                          bottom - paddingAlong - placed.row.size.height()};

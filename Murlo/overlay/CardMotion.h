@@ -8,17 +8,17 @@
 
 namespace murlo {
 
-/// The recording card in motion: takes up what the model says and turns it, moment by moment, into
-/// what there is to draw. It knows no window and no clock. Main thread.
+/// Animates the recording card: turns the model into a record of what to draw at a moment.
+/// Independent of windows and clocks. Main thread.
 class CardMotion {
 public:
-    /// Takes up the model as it is now.
+    /// Sets the targets of all animations from the model.
     void update(const OverlayModel& model, const CardMetrics::Motions& motions);
-    /// Lets time pass.
+    /// Advances all animations.
     void advance(double seconds);
-    /// Whether the card will look different in the next moment, nothing new said.
+    /// Whether anything is still moving without a change of the model.
     [[nodiscard]] bool isMoving() const { return movesAsAWhole() || movesInPlace(); }
-    /// Whether more than the waveform's bars or a turning symbol will.
+    /// Whether more than the waveform's bars or a turning symbol is moving.
     [[nodiscard]] bool movesAsAWhole() const;
     [[nodiscard]] CardRecord present() const;
 

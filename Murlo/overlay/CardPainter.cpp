@@ -19,8 +19,8 @@ namespace {
 constexpr double shadowBlur = 12;
 constexpr double shadowDrop = 3;
 
-/// The card's empty surface with its shadow. Its two ends hold all that is costly; they change
-/// only while the card grows, and a card that changes its width stretches what is between them.
+/// The card's empty surface with its shadow. Its two ends, which are costly to draw, are cached by
+/// height; a change of width only stretches the middle.
 struct Backdrop {
     QSize card; ///< in pixels
     double ratio = 0;
@@ -104,7 +104,7 @@ const QImage& backdropFor(const QSize& card, double radius, double ratio, CardSu
 
 void paintBackdrop(QPainter& painter, const CardRecord& card, CardSurface surface) {
     const double ratio = painter.device()->devicePixelRatioF();
-    // Edges meet the pixels, also while they move.
+    // Align edges to whole pixels, also while they move.
     const QPoint from((card.card.topLeft() * ratio).toPoint());
     const QPoint to((card.card.bottomRight() * ratio).toPoint());
     const QSize size(to.x() - from.x(), to.y() - from.y());
@@ -255,7 +255,7 @@ void paintCard(QPainter& painter, const CardRecord& card, CardSurface surface) {
     painter.save();
     painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing |
                            QPainter::SmoothPixmapTransform);
-    // Where nothing shines through, the card comes and goes without fading into black.
+    // On an opaque surface the card does not fade, which would look black.
     if (surface == CardSurface::translucent) {
         painter.setOpacity(card.opacity);
         const QPointF foot(card.card.center().x(), card.card.bottom());

@@ -27,6 +27,7 @@ struct CardText {
     friend bool operator==(const CardText&, const CardText&) = default;
 };
 
+/// A symbol with its place and look.
 struct CardSymbol {
     Symbol symbol = Symbol::check;
     QRectF square;

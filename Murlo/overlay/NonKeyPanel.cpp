@@ -72,14 +72,14 @@ void NonKeyPanel::orderOut() {
     m_up = false;
     m_clock.cancel();
     m_surface->hide();
-    // The next card begins from nothing.
+    // The next card starts from the hidden state.
     m_motion = {};
     m_record = {};
 }
 
 void NonKeyPanel::modelChanged() {
     if (!m_up || m_clock.isPending()) return;
-    // However often the model changes, it is looked at once per frame.
+    // The model is read once per frame, however often it changes.
     m_lastFrame = m_scheduler.uptime();
     m_motion.update(m_model, motions());
     awaitFrame();
@@ -94,7 +94,7 @@ void NonKeyPanel::awaitFrame() {
 void NonKeyPanel::presentedChanged() {
     modelChanged();
     if (!m_up || !m_model.isPresented()) return;
-    // Who has just asked for the card does not wait for its first frame.
+    // The first frame of a new card is drawn immediately.
     m_motion.update(m_model, motions());
     m_motion.advance(CardMetrics::frameInterval);
     m_lastFrame = m_scheduler.uptime();

@@ -19,7 +19,7 @@ void OverlayController::show(const DictationState& state) {
     m_wanted = true;
     m_shown = true;
     warmUp();
-    // A card without content is not worth a window on the screen.
+    // A card without content is not shown.
     if (m_panel && state.state != DictationState::idle) m_panel->orderFront();
     if (!m_model.isPresented() && state.state != DictationState::idle) {
         // On the next turn, so that the entry begins from the hidden state.

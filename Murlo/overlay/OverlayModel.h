@@ -7,7 +7,7 @@
 
 namespace murlo {
 
-/// What the recording card shows. Main thread; observers are told after a value has changed.
+/// What the recording card shows. Main thread; observers are notified after a value has changed.
 class OverlayModel : public QObject {
     Q_OBJECT
 

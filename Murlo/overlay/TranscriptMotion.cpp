@@ -76,7 +76,7 @@ void TranscriptMotion::setWords(const QList<TranscriptWord>& words, const Motion
             m_words.push_back(std::move(word));
         }
     }
-    // Revised words give way where they stood; those that only moved out of sight are gone.
+    // Revised words fade out in place; words that scrolled out of view are removed.
     for (Word& word : before) {
         if (!word.leaving && word.above.target() > visibleLines * lineHeight) continue;
         word.leaving = true;

@@ -9,13 +9,12 @@
 
 namespace murlo {
 
-/// The live transcript in motion: the last two lines, the one before on its way out, words that
-/// arrive and words that were revised. Its origin is the left end of its bottom edge, so that a
-/// line stays where it is while the view grows upwards. Main thread.
+/// Animates the live transcript: the last two lines, the line that scrolls out, words that appear
+/// and words that were revised. Its origin is the left end of its bottom edge, so that a line stays
+/// where it is while the view grows upwards. Main thread.
 class TranscriptMotion {
 public:
-    /// Takes up a new list of words. The first words of all stand in their places at once and
-    /// arrive there.
+    /// Sets a new list of words. The very first words appear in their final positions.
     void setWords(const QList<TranscriptWord>& words, const CardMetrics::Motions& motions);
     void setDimmed(bool dimmed, const CardMetrics::Motions& motions);
     void clear();

@@ -18,6 +18,7 @@ namespace murlo {
 /// Name and value.
 using HttpHeader = std::pair<QByteArray, QByteArray>;
 
+/// A whole HTTP response; in a stream, its head.
 struct HttpResponse {
     int status = 0;
     QByteArray body;
@@ -31,6 +32,7 @@ struct HttpResponse {
     }
 };
 
+/// A request with its timeout.
 struct HttpRequest {
     QByteArray method = "GET";
     QUrl url;

@@ -17,6 +17,7 @@ namespace murlo {
 /// One thing on the clipboard: its formats (platform names) with their bytes, in the owner's order.
 using PasteboardItem = QList<std::pair<QString, QByteArray>>;
 
+/// The content of the clipboard, as far as it was read.
 struct PasteboardSnapshot {
     QList<PasteboardItem> items;
     /// Formats that the owner offered but did not hand over in time, or that were too large to

@@ -28,6 +28,7 @@ public:
     virtual bool waitForExit(double seconds) = 0;
 };
 
+/// Callbacks of a child program, on the thread that started it.
 struct ChildHandlers {
     /// Standard output and standard error, as they come, in pieces of any size.
     std::function<void(const QByteArray&)> output;

@@ -8,7 +8,7 @@ namespace {
 
 const QSize desktop(1280, 800);
 
-/// A window of a desktop that never was, with its text boxes in columns.
+/// A made-up window with its text boxes in columns.
 struct Window {
     QRectF frame;
     int columns = 1;

@@ -36,8 +36,8 @@ public:
     [[nodiscard]] std::optional<QString> text(const char* key) const;
     [[nodiscard]] QHash<QString, QString> words(const char* key) const;
 
-    /// Stores a string, a truth, a number or an object of strings; "undefined" forgets what is
-    /// stored, and readers get the fallback.
+    /// Stores a string, a boolean, a number or an object of strings; "undefined" removes the value,
+    /// and readers get the fallback.
     void set(const char* key, const QJsonValue& value);
     void remove(const char* key) { set(key, QJsonValue(QJsonValue::Undefined)); }
     /// Whether a value, of whatever kind, is stored under the key.

@@ -88,7 +88,7 @@ void SettingsModel::refreshModelPath() {
 void SettingsModel::refreshFromSystem() {
     advancePermissionsTick();
     if (m_launchAtLogin != m_loginItem.isEnabled()) {
-        m_launchAtLogin = !m_launchAtLogin; // switched elsewhere: not this user's decision here
+        m_launchAtLogin = !m_launchAtLogin; // changed elsewhere: not recorded as a decision
         Q_EMIT changed();
     }
     refreshModelPath();

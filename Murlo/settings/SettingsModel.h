@@ -17,8 +17,8 @@ class Settings;
 /// The settings window's sections, in order.
 enum class SettingsSection { shortcuts, enhance, voice, history, permissions, general };
 
-/// The settings as the settings window edits them: a view of the store, whose rows tell what an
-/// assignment brings about, and what is shown beside them. Main thread.
+/// The settings as the settings window edits them: a view of the store, whose table defines the
+/// effect of an assignment, plus read-only state shown beside them. Main thread.
 class SettingsModel : public QObject {
     Q_OBJECT
 
@@ -38,8 +38,8 @@ public:
 
     /// What is set, or its fallback; see `settingsTable`.
     [[nodiscard]] const Settings& values() const { return m_settings; }
-    /// The user's choice: stored, then taken up by whom the table names, then sent to the account
-    /// if the table has it travel.
+    /// The user's choice: stored, then applied by the effect in the table, then sent to the account
+    /// if it is synchronised.
     void assign(const char* key, const QJsonValue& value);
     void addVocabularyTerm(const QString& typed);
     void removeVocabularyTerm(const QString& term);
@@ -52,7 +52,7 @@ public:
     // Shown only; fed from outside and never stored.
     [[nodiscard]] const EngineState& engineState() const { return m_engineState; }
     void setEngineState(const EngineState& state);
-    /// Grows whenever permissions are to be read again.
+    /// Incremented whenever permissions must be read again.
     [[nodiscard]] int permissionsTick() const { return m_permissionsTick; }
     void advancePermissionsTick();
     [[nodiscard]] SettingsSection selection() const { return m_selection; }
@@ -65,8 +65,8 @@ public:
     [[nodiscard]] QStringList availableModels() const;
     /// Takes up a model that came or went, without restarting the engine.
     void refreshModelPath();
-    /// Takes up what changed outside: permissions, the login item, the model. For each time the
-    /// settings window is shown or becomes active.
+    /// Reads external changes: permissions, the login item, the model. Call it when the settings
+    /// window is shown or activated.
     void refreshFromSystem();
 
 Q_SIGNALS:

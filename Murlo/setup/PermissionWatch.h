@@ -20,6 +20,7 @@ public:
         , m_permissions(permissions)
         , m_hotkeys(hotkeys) {}
 
+    /// Starts the trigger keys, or begins to poll for the permission.
     void start();
     void stop() { m_poll.cancel(); }
 

@@ -15,7 +15,7 @@ public:
     /// Writes one line. Any thread; never fails. Line breaks inside the message become blanks.
     static void write(const QString& message);
 
-    /// What Qt warns of becomes lines of this log, in the area "qt", from now on.
+    /// Redirects Qt's messages to this log, in the area "qt".
     static void takeQtWarnings();
 
     /// Appends to the log file from now on, on this queue, which outlives the log's being open. If

@@ -42,7 +42,7 @@ void QuitQuestion::ask(std::function<void()> quit) {
             m_box.get(), &QDialog::finished, m_box.get(), [this, quit = std::move(quit)] {
                 auto* const answer = m_box->clickedButton();
                 const bool yes = answer && m_box->buttonRole(answer) == QMessageBox::AcceptRole;
-                m_box.release()->deleteLater(); // it is still telling of its end
+                m_box.release()->deleteLater(); // it is still emitting `finished`
                 if (yes) quit();
             });
         m_box->open();

@@ -7,14 +7,14 @@
 
 namespace murlo {
 
-/// "Quit Murlo?", for who quits for the first time. Nothing waits for the answer but the quitting.
-/// Main thread.
+/// The dialog "Quit Murlo?" of a first quit; nothing but the quitting waits for its answer. Main
+/// thread.
 class QuitQuestion {
 public:
     /// Asks, in front of other windows; `quit` is called if the answer is yes. While the question
     /// is on the screen, another call only brings it forward.
     void ask(std::function<void()> quit);
-    /// Takes the question back.
+    /// Closes the dialog without an answer.
     void withdraw() { m_box.reset(); }
 
     /// The question as a window, not yet shown.

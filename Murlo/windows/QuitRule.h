@@ -9,8 +9,8 @@ namespace murlo {
 
 class Settings;
 
-/// How the program comes to its end: the user is asked until a quit was confirmed once, the system
-/// is obeyed at once, and words on their way into a box may arrive first. Main thread.
+/// How the program ends: asks the user until a quit was confirmed once, obeys the system at once,
+/// and lets a pending insertion finish first. Main thread.
 class QuitRule {
 public:
     struct Partners {
@@ -31,7 +31,7 @@ public:
     void sessionEnds() { m_sessionEnds = true; }
     /// Quits without a question, once the words on their way have arrived; after 3 s at the latest.
     void quit();
-    /// Takes the question and the time limit back.
+    /// Cancels the question and the timeout.
     void withdraw();
 
 private:

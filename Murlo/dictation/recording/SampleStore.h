@@ -15,6 +15,7 @@ public:
     /// what is there; memory is taken only as it is written.
     explicit SampleStore(std::size_t expected) { m_samples.reserve(expected); }
 
+    /// Adds captured audio at the end.
     void append(std::span<const float> samples) {
         const std::lock_guard guard(m_lock);
         m_samples.insert(m_samples.end(), samples.begin(), samples.end());

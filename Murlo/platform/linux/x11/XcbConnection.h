@@ -16,6 +16,7 @@
 
 namespace murlo {
 
+/// Deleter for memory that xcb allocated with malloc().
 struct XcbFree {
     void operator()(void* memory) const { std::free(memory); }
 };

@@ -76,6 +76,7 @@ public:
     /// The owner is gone: abandons all requests that it has not answered.
     void ownerGone();
 
+    /// The owner has answered a request, or refused it.
     void handleAnswer(const xcb_selection_notify_event_t& event);
     /// A property got a new value: perhaps the next piece of a large answer.
     void handleProperty(const xcb_property_notify_event_t& event);

@@ -30,6 +30,7 @@ public:
     /// The answer to a TARGETS request.
     [[nodiscard]] QList<xcb_atom_t> targets(const ClipboardContent& content);
 
+    /// Another program requests our content: answers it at once or begins a transfer in pieces.
     void handleRequest(const xcb_selection_request_event_t& request);
     /// A property of a requestor's window was deleted: sends the next piece.
     void handleDeleted(const xcb_property_notify_event_t& event);
