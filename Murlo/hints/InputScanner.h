@@ -3,8 +3,8 @@
 #include "platform/AccessibilityTree.h"
 #include "platform/Applications.h"
 #include "platform/Scheduler.h"
+#include "platform/Surfaces.h"
 #include "targets/InputTarget.h"
-#include "targets/ScreenGeometry.h"
 
 #include <memory>
 #include <vector>
@@ -22,7 +22,7 @@ public:
     bool includeOwnWindows = false;
 
     InputScanner(AccessibilityTree& tree, Applications& applications, Scheduler& scheduler,
-                 std::function<ScreenGeometry()> screens, qint64 ownPid);
+                 AskScreens screens, qint64 ownPid);
     ~InputScanner();
 
     /// Scans and hands over the labelled boxes in reading order; an empty list when there are none.
@@ -55,7 +55,7 @@ private:
     AccessibilityTree& m_tree;
     Applications& m_applications;
     Scheduler& m_scheduler;
-    std::function<ScreenGeometry()> m_screens;
+    AskScreens m_screens;
     qint64 m_ownPid;
     std::shared_ptr<Scan> m_current;
     QStringList m_silent;
@@ -73,13 +73,13 @@ struct BoxesFound {
 /// to back: a box is left out when what others leave of it is too small, and its frame is that of
 /// what can be seen.
 [[nodiscard]] BoxesFound boxesOf(const AccessibleApplication& application, qint64 pid,
-                                 const QString& name, const ScreenGeometry& screens,
+                                 const QString& name, const QList<ScreenInfo>& screens,
                                  const QList<WindowInfo>& shown);
 /// Drops boxes of the same process at (nearly) the same place; the first of them stays.
 [[nodiscard]] QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets,
-                                                   const ScreenGeometry& screens);
+                                                   const QList<ScreenInfo>& screens);
 /// Puts the boxes into reading order and labels them; what no label is left for is dropped.
 [[nodiscard]] QList<InputTarget> assignHints(QList<InputTarget> targets,
-                                             const ScreenGeometry& screens);
+                                             const QList<ScreenInfo>& screens);
 
 } // namespace murlo
