@@ -1,12 +1,19 @@
 #include "CompositionRoot.h"
 
 #include "hints/HintPanel.h"
-#include "hints/ScreenList.h"
 #include "overlay/NonKeyPanel.h"
 
 #include <QCoreApplication>
 
 namespace murlo {
+
+namespace {
+
+AskScreens screensOf(const Platform& on) {
+    return [&on] { return on.surfaces->screens(); };
+}
+
+} // namespace
 
 CompositionRoot::CompositionRoot(Platform& on, const Paths& at, SerialQueue& disk,
                                  quint16 enginePort)
@@ -43,16 +50,16 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, SerialQueue& dis
                   delivery, keptRecording, enhancer, errors, *on.microphoneAuthorization,
                   *on.systemEvents, sounds})
     , callout(*on.scheduler, settings, *on.surfaces)
-    , scanner(*on.accessibilityTree, *on.applications, *on.scheduler, currentScreens,
+    , scanner(*on.accessibilityTree, *on.applications, *on.scheduler, screensOf(on),
               QCoreApplication::applicationPid())
     , hintOverlay(
-          *on.scheduler, hintScreens,
-          [&on](HintOverlayModel& model, const HintScreen& screen, const QList<HintBadge>& badges) {
+          *on.scheduler, screensOf(on),
+          [&on](HintOverlayModel& model, const ScreenInfo& screen, const QList<HintBadge>& badges) {
               return std::make_unique<HintPanel>(model, screen, badges, *on.scheduler, *on.desktop,
                                                  *on.surfaces);
           })
     , hints(*on.scheduler, *on.accessibility, targets, scanner, *on.interruptions, hintOverlay)
-    , probe(*on.accessibilityTree, *on.applications, *on.scheduler, currentScreens,
+    , probe(*on.accessibilityTree, *on.applications, *on.scheduler, screensOf(on),
             QCoreApplication::applicationPid()) {}
 
 } // namespace murlo

@@ -1,7 +1,6 @@
 #include "AppDelegate.h"
 #include "CompositionRoot.h"
 #include "hints/ProbeReport.h"
-#include "hints/ScreenList.h"
 #include "look/Look.h"
 #include "look/Words.h"
 #include "platform/Platform.h"
@@ -74,9 +73,9 @@ int probe() {
     constexpr double busLimit = 2; // seconds until the accessibility bus has been found, or not
     constexpr double poll = 0.02;
     const murlo::Platform platform = murlo::loadPlatform();
-    murlo::ProbeReport report(*platform.accessibilityTree, *platform.applications,
-                              *platform.scheduler, murlo::currentScreens,
-                              QCoreApplication::applicationPid());
+    murlo::ProbeReport report(
+        *platform.accessibilityTree, *platform.applications, *platform.scheduler,
+        [&platform] { return platform.surfaces->screens(); }, QCoreApplication::applicationPid());
     const double began = platform.scheduler->uptime();
     murlo::ScheduledWork waiting = platform.scheduler->every(poll, [&] {
         if (!platform.accessibility->isTrusted() && platform.scheduler->uptime() - began < busLimit)

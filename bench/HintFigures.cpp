@@ -3,7 +3,6 @@
 #include "hints/HintPainter.h"
 #include "hints/HintPanel.h"
 #include "hints/InputScanner.h"
-#include "hints/ScreenList.h"
 #include "platform/Platform.h"
 #include "tests/harness/desktop/Waiting.h"
 
@@ -24,8 +23,9 @@ constexpr int restMilliseconds = 500; ///< longer than any motion of the letters
 /// An application that answers at once: `boxes` boxes all over the screen.
 class ManyBoxes : public AccessibilityTree, public Applications {
 public:
-    explicit ManyBoxes(Scheduler& scheduler)
-        : m_scheduler(scheduler) {}
+    ManyBoxes(Scheduler& scheduler, const QRectF& screen)
+        : m_scheduler(scheduler)
+        , m_screen(screen) {}
 
     [[nodiscard]] std::unique_ptr<TreeReading>
     read(qint64 /*pid*/, int /*mostWindows*/,
@@ -33,7 +33,7 @@ public:
         AccessibleApplication application;
         auto& root = application.windows.emplace_back().root;
         root.facts.role = ElementRole::window;
-        root.frame = currentScreens().screens.value(0);
+        root.frame = m_screen;
         for (int i = 0; i < boxes; ++i) {
             AccessibleNode& box = root.children.emplace_back();
             box.facts.role = ElementRole::textField;
@@ -49,8 +49,7 @@ public:
     [[nodiscard]] std::optional<QString> identifier(qint64 /*pid*/) const override { return {}; }
     [[nodiscard]] std::optional<QString> name(qint64 /*pid*/) const override { return {}; }
     [[nodiscard]] QList<WindowInfo> windowsOnScreen() const override {
-        const QRectF screen = currentScreens().screens.value(0);
-        return {{owner, {}, screen, screen, true}};
+        return {{owner, {}, m_screen, m_screen, true}};
     }
     void activate(qint64 /*pid*/, const QString& /*title*/) override {}
     [[nodiscard]] bool click(qint64 /*pid*/, const QString& /*title*/,
@@ -64,11 +63,11 @@ private:
     };
 
     Scheduler& m_scheduler;
+    QRectF m_screen; ///< its one window covers this
 };
 
 /// Painting the letters' first frame against filling the same picture once.
-Figure firstFrame(const QList<InputTarget>& targets) {
-    const HintScreen screen = hintScreens().first();
+Figure firstFrame(const QList<InputTarget>& targets, const ScreenInfo& screen) {
     QImage image(screen.frame.size(), QImage::Format_ARGB32_Premultiplied);
     HintOverlayModel model;
     model.setPresented(true);
@@ -93,11 +92,12 @@ Figure firstFrame(const QList<InputTarget>& targets) {
 QList<Figure> hintFigures() {
     progress(QStringLiteral("keys while letters are on"));
     const Platform platform = loadPlatform();
-    ManyBoxes many(*platform.scheduler);
+    const AskScreens screens = [&platform] { return platform.surfaces->screens(); };
+    ManyBoxes many(*platform.scheduler, screens().first().device);
     InputTargets targets(*platform.accessibility);
-    InputScanner scanner(many, many, *platform.scheduler, currentScreens, 0);
-    HintOverlay overlay(*platform.scheduler, hintScreens,
-                        [&platform](HintOverlayModel& model, const HintScreen& screen,
+    InputScanner scanner(many, many, *platform.scheduler, screens, 0);
+    HintOverlay overlay(*platform.scheduler, screens,
+                        [&platform](HintOverlayModel& model, const ScreenInfo& screen,
                                     const QList<HintBadge>& badges) {
                             return std::make_unique<HintPanel>(
                                 model, screen, badges, *platform.scheduler, *platform.desktop,
@@ -134,7 +134,7 @@ QList<Figure> hintFigures() {
     return {figure("one key at rest while 200 letters are on, judged, worst", handled, 1.0, 1,
                    "a millisecond of a typist's time"),
             figure("the same with all its frames, p50", withFrames, 0.5, 16.7, "a frame"),
-            firstFrame(labelled)};
+            firstFrame(labelled, screens().first())};
 }
 
 } // namespace murlo

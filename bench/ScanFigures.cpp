@@ -5,7 +5,6 @@
 #include "hints/HintController.h"
 #include "hints/HintPanel.h"
 #include "hints/InputScanner.h"
-#include "hints/ScreenList.h"
 #include "platform/Platform.h"
 #include "platform/linux/x11/XcbConnection.h"
 #include "settings/Settings.h"
@@ -77,11 +76,11 @@ private:
     XcbConnection m_x;
     InputTargets m_targets{*m_platform.accessibility};
     InputScanner m_scanner{*m_platform.accessibilityTree, *m_platform.applications,
-                           *m_platform.scheduler, currentScreens,
+                           *m_platform.scheduler, [this] { return m_platform.surfaces->screens(); },
                            QCoreApplication::applicationPid()};
     HintOverlay m_overlay{
-        *m_platform.scheduler, hintScreens,
-        [this](HintOverlayModel& model, const HintScreen& screen, const QList<HintBadge>& badges) {
+        *m_platform.scheduler, [this] { return m_platform.surfaces->screens(); },
+        [this](HintOverlayModel& model, const ScreenInfo& screen, const QList<HintBadge>& badges) {
             return std::make_unique<HintPanel>(model, screen, badges, *m_platform.scheduler,
                                                *m_platform.desktop, *m_platform.surfaces);
         }};

@@ -37,7 +37,7 @@ QRegion coverOf(const QRectF& frame, const QString& title, qint64 pid,
 /// One walk through one window.
 class Walk {
 public:
-    Walk(BoxesFound& found, const ScreenGeometry& screens, const InputTarget& common,
+    Walk(BoxesFound& found, const QList<ScreenInfo>& screens, const InputTarget& common,
          QRegion cover = {}, const QRectF& window = {})
         : m_found(found)
         , m_screens(screens)
@@ -52,8 +52,8 @@ public:
             return false;
         const QRectF& frame = *node.frame;
         const bool seen = std::ranges::any_of(
-            m_screens.screens, [&](const QRectF& screen) { return screen.intersects(frame); });
-        if (!seen || !isLargeEnough(frame.size() / m_screens.scaleAt(frame))) return false;
+            m_screens, [&](const ScreenInfo& screen) { return screen.device.intersects(frame); });
+        if (!seen || !isLargeEnough(frame.size() / scaleAt(m_screens, frame))) return false;
         if (const QRectF part = uncovered(frame); !part.isEmpty()) {
             InputTarget target = m_common;
             target.element = node.element;
@@ -77,18 +77,18 @@ private:
         // A long text that is scrolled reaches beyond its window.
         const QRectF inside = whole & m_window;
         const QRectF frame =
-            isLargeEnough(inside.size() / m_screens.scaleAt(inside)) ? inside : whole;
+            isLargeEnough(inside.size() / scaleAt(m_screens, inside)) ? inside : whole;
         if (!m_cover.intersects(frame.toAlignedRect())) return frame;
         const QRegion rest = QRegion(frame.toRect()) - m_cover;
         const bool enough =
-            std::ranges::any_of(rest, [scale = m_screens.scaleAt(frame)](const QRect& part) {
+            std::ranges::any_of(rest, [scale = scaleAt(m_screens, frame)](const QRect& part) {
                 return isLargeEnough(QSizeF(part.size()) / scale);
             });
         return enough ? QRectF(rest.boundingRect()) : QRectF();
     }
 
     BoxesFound& m_found;
-    const ScreenGeometry& m_screens;
+    const QList<ScreenInfo>& m_screens;
     const InputTarget& m_common;
     QRegion m_cover;
     QRectF m_window;
@@ -97,7 +97,7 @@ private:
 } // namespace
 
 BoxesFound boxesOf(const AccessibleApplication& application, qint64 pid, const QString& name,
-                   const ScreenGeometry& screens, const QList<WindowInfo>& shown) {
+                   const QList<ScreenInfo>& screens, const QList<WindowInfo>& shown) {
     BoxesFound found;
     InputTarget common;
     common.pid = pid;
@@ -105,8 +105,8 @@ BoxesFound boxesOf(const AccessibleApplication& application, qint64 pid, const Q
     if (application.focused) Walk(found, screens, common).offer(*application.focused);
     for (const auto& window : application.windows) {
         const bool seen =
-            window.root.frame && std::ranges::any_of(screens.screens, [&](const QRectF& screen) {
-                return screen.intersects(*window.root.frame);
+            window.root.frame && std::ranges::any_of(screens, [&](const ScreenInfo& screen) {
+                return screen.device.intersects(*window.root.frame);
             });
         if (window.minimized || !seen) continue;
         common.window = window.root.element;
@@ -125,12 +125,12 @@ BoxesFound boxesOf(const AccessibleApplication& application, qint64 pid, const Q
 }
 
 QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets,
-                                     const ScreenGeometry& screens) {
+                                     const QList<ScreenInfo>& screens) {
     constexpr double sameEdge = 6; // points
     constexpr double sameWidth = 12;
     QList<InputTarget> kept;
     for (const InputTarget& target : targets) {
-        const double scale = screens.scaleAt(target.frame);
+        const double scale = scaleAt(screens, target.frame);
         const bool known = std::ranges::any_of(kept, [&](const InputTarget& other) {
             return other.pid == target.pid &&
                    std::abs(other.frame.left() - target.frame.left()) < sameEdge * scale &&
@@ -142,14 +142,14 @@ QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets,
     return kept;
 }
 
-QList<InputTarget> assignHints(QList<InputTarget> targets, const ScreenGeometry& screens) {
+QList<InputTarget> assignHints(QList<InputTarget> targets, const QList<ScreenInfo>& screens) {
     // "Within 24 points" alone is no order (a row may creep down box by box), so a row is what lies
     // within 24 points of its highest box.
     const auto topEdge = [](const InputTarget& target) { return target.frame.top(); };
     std::ranges::stable_sort(targets, {}, topEdge);
     for (auto row = targets.begin(); row != targets.end();) {
         const double top = topEdge(*row);
-        const double height = sameRow * screens.scaleAt(row->frame);
+        const double height = sameRow * scaleAt(screens, row->frame);
         const auto end = std::find_if(row, targets.end(), [&](const InputTarget& target) {
             return topEdge(target) - top > height;
         });

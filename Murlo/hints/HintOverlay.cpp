@@ -18,10 +18,9 @@ void HintOverlayModel::setPresented(bool presented) {
     Q_EMIT changed();
 }
 
-QList<HintBadge> badgesOf(const QList<InputTarget>& targets, const HintScreen& screen) {
+QList<HintBadge> badgesOf(const QList<InputTarget>& targets, const ScreenInfo& screen) {
     QList<HintBadge> badges;
-    const double scale =
-        screen.frame.width() > 0 ? screen.device.width() / screen.frame.width() : 1;
+    const double scale = screen.scale();
     for (const InputTarget& target : targets) {
         const QRectF& box = target.frame;
         if (!box.intersects(screen.device)) continue;
@@ -31,8 +30,7 @@ QList<HintBadge> badgesOf(const QList<InputTarget>& targets, const HintScreen& s
     return badges;
 }
 
-HintOverlay::HintOverlay(Scheduler& scheduler, std::function<QList<HintScreen>()> screens,
-                         MakeHintLayer makeLayer)
+HintOverlay::HintOverlay(Scheduler& scheduler, AskScreens screens, MakeHintLayer makeLayer)
     : m_scheduler(scheduler)
     , m_screens(std::move(screens))
     , m_makeLayer(std::move(makeLayer)) {}
@@ -42,7 +40,7 @@ void HintOverlay::show(const QList<InputTarget>& targets) {
     m_layers.clear();
     m_model.setTyped({});
     m_model.setPresented(false);
-    for (const HintScreen& screen : m_screens()) {
+    for (const ScreenInfo& screen : m_screens()) {
         const QList<HintBadge> badges = badgesOf(targets, screen);
         if (!badges.isEmpty()) m_layers.push_back(m_makeLayer(m_model, screen, badges));
     }

@@ -2,6 +2,7 @@
 
 #include "platform/Port.h"
 #include "platform/Scheduler.h"
+#include "platform/Surfaces.h"
 #include "targets/InputTarget.h"
 
 #include <QObject>
@@ -41,24 +42,17 @@ struct HintBadge {
     QRectF rect; ///< of its box, in points from the layer's top left, y growing downwards
 };
 
-/// A screen, in both kinds of coordinates.
-struct HintScreen {
-    QRect frame;   ///< in points, where windows are placed
-    QRectF device; ///< in device pixels, as boxes are measured; y growing downwards
-};
-
-/// The window over one screen.
+/// The surface over one screen.
 class HintLayer : public Port {};
 
-using MakeHintLayer = std::function<std::unique_ptr<HintLayer>(HintOverlayModel&, const HintScreen&,
+using MakeHintLayer = std::function<std::unique_ptr<HintLayer>(HintOverlayModel&, const ScreenInfo&,
                                                                const QList<HintBadge>&)>;
 
 /// The letters over every screen that has boxes. Main thread.
 class HintOverlay {
 public:
     /// `makeLayer` puts a layer over a screen; `screens` is asked at each showing.
-    HintOverlay(Scheduler& scheduler, std::function<QList<HintScreen>()> screens,
-                MakeHintLayer makeLayer);
+    HintOverlay(Scheduler& scheduler, AskScreens screens, MakeHintLayer makeLayer);
 
     [[nodiscard]] HintOverlayModel& model() { return m_model; }
     [[nodiscard]] const HintOverlayModel& model() const { return m_model; }
@@ -69,7 +63,7 @@ public:
 
 private:
     Scheduler& m_scheduler;
-    std::function<QList<HintScreen>()> m_screens;
+    AskScreens m_screens;
     MakeHintLayer m_makeLayer;
     HintOverlayModel m_model;
     std::vector<std::unique_ptr<HintLayer>> m_layers;
@@ -79,6 +73,6 @@ private:
 
 /// The labels of one screen: those of the boxes that are at least partly on it.
 [[nodiscard]] QList<HintBadge> badgesOf(const QList<InputTarget>& targets,
-                                        const HintScreen& screen);
+                                        const ScreenInfo& screen);
 
 } // namespace murlo

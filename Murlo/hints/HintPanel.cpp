@@ -12,7 +12,7 @@ constexpr double frameInterval = 1.0 / 60;
 
 } // namespace
 
-HintPanel::HintPanel(HintOverlayModel& model, const HintScreen& screen,
+HintPanel::HintPanel(HintOverlayModel& model, const ScreenInfo& screen,
                      const QList<HintBadge>& badges, Scheduler& scheduler, Desktop& desktop,
                      Surfaces& surfaces)
     : m_model(model)
@@ -24,7 +24,7 @@ HintPanel::HintPanel(HintOverlayModel& model, const HintScreen& screen,
           .title = QStringLiteral("Murlo hints"),
           .accessibleName = {},
           .level = SurfaceLevel::hints,
-          .place = WholeScreen{{screen.frame, screen.frame, screen.device}},
+          .place = WholeScreen{screen},
           .paint = [this](QPainter& painter) { paintHints(painter, m_record, m_translucent); },
       }))
     , m_motion(badges) {

@@ -15,7 +15,7 @@ class HintPanel : public QObject, public HintLayer {
     Q_OBJECT
 
 public:
-    HintPanel(HintOverlayModel& model, const HintScreen& screen, const QList<HintBadge>& badges,
+    HintPanel(HintOverlayModel& model, const ScreenInfo& screen, const QList<HintBadge>& badges,
               Scheduler& scheduler, Desktop& desktop, Surfaces& surfaces);
 
 private:

@@ -41,8 +41,7 @@ struct InputScanner::Scan {
 };
 
 InputScanner::InputScanner(AccessibilityTree& tree, Applications& applications,
-                           Scheduler& scheduler, std::function<ScreenGeometry()> screens,
-                           qint64 ownPid)
+                           Scheduler& scheduler, AskScreens screens, qint64 ownPid)
     : m_tree(tree)
     , m_applications(applications)
     , m_scheduler(scheduler)
@@ -75,9 +74,9 @@ QList<qint64> InputScanner::eligibleApplications() const {
 }
 
 QList<qint64> InputScanner::eligible(const QList<WindowInfo>& shown) const {
-    const ScreenGeometry screens = m_screens();
+    const QList<ScreenInfo> screens = m_screens();
     const auto areaOf = [&](const QRectF& bounds) {
-        const double scale = screens.scaleAt(bounds);
+        const double scale = scaleAt(screens, bounds);
         return bounds.width() * bounds.height() / (scale * scale);
     };
     QList<qint64> chosen;
@@ -149,7 +148,7 @@ void InputScanner::endPass(const std::shared_ptr<Scan>& scan) {
 }
 
 void InputScanner::deliver(const std::shared_ptr<Scan>& scan) {
-    const ScreenGeometry screens = m_screens();
+    const QList<ScreenInfo> screens = m_screens();
     const QList<InputTarget> targets =
         assignHints(withoutDuplicates(scan->found, screens), screens);
     Log::write(QStringLiteral("scan: %1 boxes in %2 ms: %3")

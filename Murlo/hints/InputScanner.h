@@ -3,8 +3,8 @@
 #include "platform/AccessibilityTree.h"
 #include "platform/Applications.h"
 #include "platform/Scheduler.h"
+#include "platform/Surfaces.h"
 #include "targets/InputTarget.h"
-#include "targets/ScreenGeometry.h"
 
 #include <memory>
 #include <vector>
@@ -21,7 +21,7 @@ public:
     bool includeOwnWindows = false;
 
     InputScanner(AccessibilityTree& tree, Applications& applications, Scheduler& scheduler,
-                 std::function<ScreenGeometry()> screens, qint64 ownPid);
+                 AskScreens screens, qint64 ownPid);
     ~InputScanner();
 
     /// Scans and hands over the labelled boxes in reading order; an empty list when there are none.
@@ -54,7 +54,7 @@ private:
     AccessibilityTree& m_tree;
     Applications& m_applications;
     Scheduler& m_scheduler;
-    std::function<ScreenGeometry()> m_screens;
+    AskScreens m_screens;
     qint64 m_ownPid;
     std::shared_ptr<Scan> m_current;
     QStringList m_silent;
@@ -72,13 +72,13 @@ struct BoxesFound {
 /// to back: a box is left out when its visible part is too small, and its frame is that of the
 /// visible part.
 [[nodiscard]] BoxesFound boxesOf(const AccessibleApplication& application, qint64 pid,
-                                 const QString& name, const ScreenGeometry& screens,
+                                 const QString& name, const QList<ScreenInfo>& screens,
                                  const QList<WindowInfo>& shown);
 /// Drops boxes of the same process at (nearly) the same place; the first of them stays.
 [[nodiscard]] QList<InputTarget> withoutDuplicates(const QList<InputTarget>& targets,
-                                                   const ScreenGeometry& screens);
+                                                   const QList<ScreenInfo>& screens);
 /// Puts the boxes into reading order and labels them; boxes beyond the last label are dropped.
 [[nodiscard]] QList<InputTarget> assignHints(QList<InputTarget> targets,
-                                             const ScreenGeometry& screens);
+                                             const QList<ScreenInfo>& screens);
 
 } // namespace murlo

@@ -39,7 +39,7 @@ int webAreasIn(const std::vector<AccessibleNode>& nodes) {
 } // namespace
 
 ProbeReport::ProbeReport(AccessibilityTree& tree, Applications& applications, Scheduler& scheduler,
-                         const std::function<ScreenGeometry()>& screens, qint64 ownPid)
+                         const AskScreens& screens, qint64 ownPid)
     : m_tree(tree)
     , m_applications(applications)
     , m_scanner(tree, applications, scheduler, screens, ownPid) {}

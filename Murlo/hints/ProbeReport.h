@@ -13,7 +13,7 @@ class ProbeReport {
 public:
     /// As for a scanner.
     ProbeReport(AccessibilityTree& tree, Applications& applications, Scheduler& scheduler,
-                const std::function<ScreenGeometry()>& screens, qint64 ownPid);
+                const AskScreens& screens, qint64 ownPid);
 
     /// Reads everything and calls back with the report on a later turn. Does nothing while a report
     /// is being made.

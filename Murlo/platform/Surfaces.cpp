@@ -21,6 +21,15 @@ QRect above(const AboveBottom& place, const QList<ScreenInfo>& screens,
 
 } // namespace
 
+double scaleAt(const QList<ScreenInfo>& screens, const QRectF& frame) {
+    const auto areaOn = [&](const ScreenInfo& screen) {
+        const QRectF common = screen.device & frame;
+        return common.width() * common.height();
+    };
+    const auto most = std::ranges::max_element(screens, {}, areaOn);
+    return most == screens.end() ? 1 : most->scale();
+}
+
 QRect frameOf(const SurfacePlace& place, const QList<ScreenInfo>& screens,
               const std::optional<QPoint>& pointer) {
     if (const auto* whole = std::get_if<WholeScreen>(&place)) return whole->screen.frame;

@@ -20,8 +20,18 @@ struct ScreenInfo {
     QRect visible; ///< of `frame`: what panels and docks leave free
     QRectF device; ///< in device pixels, as other programs report frames
 
+    /// Device pixels per point.
+    [[nodiscard]] double scale() const {
+        return frame.width() > 0 ? device.width() / frame.width() : 1;
+    }
     bool operator==(const ScreenInfo&) const = default;
 };
+
+/// Asks for the screens as they are now, the main one first.
+using AskScreens = std::function<QList<ScreenInfo>()>;
+/// Device pixels per point on the screen that has most of a frame in device pixels; 1 without
+/// screens.
+[[nodiscard]] double scaleAt(const QList<ScreenInfo>& screens, const QRectF& frame);
 
 /// Stacking order of Murlo's surfaces, lowest first.
 enum class SurfaceLevel { card, hints };

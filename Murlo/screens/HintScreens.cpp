@@ -88,7 +88,7 @@ QList<HintBadge> badgesOf(const HintState& state) {
 
 /// The layer of one of two screens that stand side by side, the right one with scale 2, and share a
 /// box.
-Screen ofTwoScreens(const char* name, const HintScreen& screen) {
+Screen ofTwoScreens(const char* name, const ScreenInfo& screen) {
     QList<InputTarget> targets(3);
     const QList<QRectF> boxes{{200, 200, 400, 30}, {1000, 400, 900, 60}, {2000, 800, 800, 60}};
     for (qsizetype i = 0; i < boxes.size(); ++i) {
@@ -134,9 +134,9 @@ std::vector<Screen> hintLayers() {
                            }});
     }
     screens.push_back(
-        ofTwoScreens("hints-two-screens-left", {{0, 0, 1280, 800}, {0, 0, 1280, 800}}));
+        ofTwoScreens("hints-two-screens-left", {{0, 0, 1280, 800}, {}, {0, 0, 1280, 800}}));
     screens.push_back(
-        ofTwoScreens("hints-two-screens-right", {{1280, 0, 1280, 800}, {1280, 0, 2560, 1600}}));
+        ofTwoScreens("hints-two-screens-right", {{1280, 0, 1280, 800}, {}, {1280, 0, 2560, 1600}}));
     return screens;
 }
 

@@ -64,7 +64,7 @@ struct Rig {
     InputScanner scanner{tree, applications, scheduler, [this] { return tree.screens; }, 1};
     FakeInterruptions interruptions;
     std::shared_ptr<int> layer = std::make_shared<int>(); ///< held by each
-    QList<HintScreen> screens{{{0, 0, 1280, 900}, {0, 0, 1280, 900}}};
+    QList<ScreenInfo> screens{{{0, 0, 1280, 900}, {}, {0, 0, 1280, 900}}};
     HintOverlay overlay{
         scheduler, [this] { return screens; },
         [this](auto&, auto&, auto&) { return std::make_unique<CountedLayer>(layer); }};

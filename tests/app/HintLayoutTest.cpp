@@ -35,14 +35,14 @@ private Q_SLOTS:
     }
     void lettersOfTwoScreens() {
         QFETCH(QRectF, box);
-        const auto place = [&](const HintScreen& screen) {
+        const auto place = [&](const ScreenInfo& screen) {
             InputTarget target;
             target.frame = box;
             const auto badges = badgesOf({target}, screen);
             return badges.isEmpty() ? QRectF() : badges.first().rect;
         };
-        QTEST(place({{0, 0, 1280, 800}, {0, 0, 1280, 800}}), "left");
-        QTEST(place({{1280, 100, 1280, 800}, {1280, 100, 2560, 1600}}), "right");
+        QTEST(place({{0, 0, 1280, 800}, {}, {0, 0, 1280, 800}}), "left");
+        QTEST(place({{1280, 100, 1280, 800}, {}, {1280, 100, 2560, 1600}}), "right");
     }
 
     void labelsSitOnTheCornerAndStayOnTheScreen() {

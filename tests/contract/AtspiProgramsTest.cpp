@@ -71,7 +71,7 @@ struct Letters {
     AtspiBus bus{scheduler};
     FakeAccessibility focus{scheduler};
     AtspiTree tree{bus, focus, [this] { return applications.windowsOnScreen(); }};
-    ScreenGeometry screens{{{0, 0, 1280, 900}}};
+    QList<ScreenInfo> screens{{{0, 0, 1280, 900}, {}, {0, 0, 1280, 900}}};
     InputScanner scanner{tree, applications, scheduler, [this] { return screens; }, 1};
 
     QList<InputTarget> scan() {

@@ -69,8 +69,10 @@ FakeTree::FakeTree(Scheduler& scheduler, const QStringList& lines, FakeAccessibi
             const Line line(text);
             if (line.words[0] == QLatin1String("screen")) {
                 if (reading > 1) continue;
-                screens.screens.append(line.rect());
-                screens.scales.append(line.after("scale", 1));
+                const QRectF device = line.rect();
+                const QSizeF points = device.size() / line.after("scale", 1);
+                const QRect frame = QRectF(device.topLeft(), points).toRect();
+                screens.append({frame, frame, device});
             } else if (line.words[0] == QLatin1String("application")) {
                 Described& described = applications[++pid];
                 described.name = line.words.value(1);
@@ -85,7 +87,8 @@ FakeTree::FakeTree(Scheduler& scheduler, const QStringList& lines, FakeAccessibi
             }
         }
     }
-    if (screens.screens.isEmpty()) screens.screens.append({0, 0, 1280, 900});
+    const QRect usual(0, 0, 1280, 900);
+    if (screens.isEmpty()) screens.append({usual, usual, usual});
 }
 
 class FakeTree::Reading : public TreeReading {

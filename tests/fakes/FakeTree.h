@@ -2,7 +2,7 @@
 
 #include "platform/AccessibilityTree.h"
 #include "platform/Applications.h"
-#include "targets/ScreenGeometry.h"
+#include "platform/Surfaces.h"
 #include "tests/fakes/FakeAccessibility.h"
 
 #include <QStringList>
@@ -33,7 +33,7 @@ public:
     };
     std::map<qint64, Described> applications; ///< by process, which count from 10
     QList<WindowInfo> shown;                  ///< all windows, front to back
-    ScreenGeometry screens;
+    QList<ScreenInfo> screens;
 
 private:
     class Reading;

@@ -2,7 +2,6 @@
 
 #include "dictation/engine/WhisperServer.h"
 #include "hints/InputScanner.h"
-#include "hints/ScreenList.h"
 #include "platform/Platform.h"
 #include "tests/harness/desktop/Waiting.h"
 #include "tests/harness/desktop/Windows.h"
@@ -48,8 +47,9 @@ auto failure(const char* words) {
 /// started; empty when it finds none.
 QString letterOnBoxOf(qint64 pid) {
     const Platform platform = loadPlatform();
-    InputScanner scanner(*platform.accessibilityTree, *platform.applications, *platform.scheduler,
-                         currentScreens, QCoreApplication::applicationPid());
+    InputScanner scanner(
+        *platform.accessibilityTree, *platform.applications, *platform.scheduler,
+        [&platform] { return platform.surfaces->screens(); }, QCoreApplication::applicationPid());
     if (!waitFor([&] { return platform.accessibility->isTrusted(); })) return {};
     std::optional<QList<InputTarget>> found;
     scanner.scan([&found](const QList<InputTarget>& targets) { found = targets; });
