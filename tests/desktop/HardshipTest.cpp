@@ -1,6 +1,6 @@
 #include "tests/harness/desktop/TestDesk.h"
 
-#include <QFile>
+#include <QFileInfo>
 
 #include <csignal>
 
@@ -137,7 +137,8 @@ private Q_SLOTS:
         const bool written = seconds > 1 && !m_desk->murlo.history().isEmpty();
         const QString kept = m_desk->murlo.file("untranscribed.wav");
         QCOMPARE(QFile::exists(kept), seconds > 0 && !written);
-        QVERIFY(written || Speaker::duration(kept) >= seconds);
+        constexpr int bytesPerSecond = 2 * 16000;
+        QVERIFY(written || QFileInfo(kept).size() >= seconds * bytesPerSecond);
     }
 
     void aSecondStartIsTheFirstOnesBusiness() {

@@ -34,8 +34,7 @@ bool MurloProcess::seed(const QString& model, const QJsonObject& settings) {
     if (!QFile::copy(model, own)) return false;
     QJsonObject all{{QStringLiteral("accountEmail"), QStringLiteral("demo@example.com")},
                     {QStringLiteral("onboardingComplete"), true}};
-    for (auto value = settings.begin(); value != settings.end(); ++value)
-        all.insert(value.key(), value.value());
+    for (const QString& name : settings.keys()) all[name] = settings[name];
     QFile target(file(QStringLiteral("settings.json")));
     return target.open(QIODevice::WriteOnly) && target.write(QJsonDocument(all).toJson()) > 0;
 }
@@ -71,29 +70,12 @@ std::optional<int> MurloProcess::quit(int milliseconds) {
                                                           : std::nullopt;
 }
 
-qint64 MurloProcess::enginePid() const {
-    const QStringList processes =
-        QDir(QStringLiteral("/proc")).entryList({QStringLiteral("[0-9]*")}, QDir::Dirs);
-    for (const QString& process : processes) {
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(process));
-        if (!stat.open(QIODevice::ReadOnly)) continue;
-        const QByteArray line = stat.readAll();
-        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
-        if (line.contains("(whisper-server)") && fields.value(0) != "Z" &&
-            fields.value(1).toLongLong() == pid()) {
-            return process.toLongLong();
-        }
-    }
-    return 0;
-}
-
-QByteArray MurloProcess::engineSecret() const {
-    QFile environment(QStringLiteral("/proc/%1/environ").arg(enginePid()));
-    if (!environment.open(QIODevice::ReadOnly)) return {};
-    const QByteArray name = QByteArrayLiteral("WHISPER_SERVER_SECRET=");
-    for (const QByteArray& variable : environment.readAll().split('\0'))
-        if (variable.startsWith(name)) return variable.mid(name.size());
-    return {};
+qint64 engineOf(qint64 program) {
+    QProcess search;
+    search.start(QStringLiteral("pgrep"), {QStringLiteral("-P"), QString::number(program),
+                                           QStringLiteral("whisper-server")});
+    search.waitForFinished();
+    return search.readLine().trimmed().toLongLong();
 }
 
 QStringList MurloProcess::troubles() const {

@@ -10,6 +10,9 @@
 
 namespace murlo {
 
+/// The process of the speech engine that a program has started; 0 when there is none.
+[[nodiscard]] qint64 engineOf(qint64 program);
+
 /// The real Murlo, run in a home folder of its own, observed through what it leaves there: its log
 /// and its files. Main thread.
 class MurloProcess {
@@ -36,11 +39,7 @@ public:
 
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
     [[nodiscard]] qint64 pid() const { return m_process.processId(); }
-    /// The process of its engine; 0 when there is none.
-    [[nodiscard]] qint64 enginePid() const;
-
-    /// The secret that its engine demands, as its environment has it; empty without one.
-    [[nodiscard]] QByteArray engineSecret() const;
+    [[nodiscard]] qint64 enginePid() const { return engineOf(pid()); }
 
     /// What the log says up to here is of no interest any more.
     void forgetLog();
