@@ -74,17 +74,13 @@ private Q_SLOTS:
             QVERIFY2(run.output.contains(words), qPrintable(words + " in " + run.output));
     }
 
-    void withoutADisplayItSaysSo_data() {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("to run") << QStringList();
-        for (const char* argument : {"--probe", "--enable-accessibility"})
-            QTest::newRow(argument) << QStringList(argument);
-    }
     void withoutADisplayItSaysSo() {
-        QFETCH(QStringList, arguments);
-        const Run run = runMurlo(arguments, false);
-        QCOMPARE(run.status, 1);
-        QVERIFY(run.errors.contains("DISPLAY is not set"));
+        for (const QStringList& arguments :
+             {QStringList(), QStringList("--probe"), QStringList("--enable-accessibility")}) {
+            const Run run = runMurlo(arguments, false);
+            QCOMPARE(run.status, 1);
+            QVERIFY2(run.errors.contains("DISPLAY is not set"), qPrintable(arguments.join(' ')));
+        }
     }
 };
 
