@@ -22,10 +22,6 @@ MurloProcess::MurloProcess(QString program, QString home)
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
 }
 
-MurloProcess::~MurloProcess() {
-    quit();
-}
-
 bool MurloProcess::seed(const QString& model, const QJsonObject& settings) {
     const QString support = file({});
     if (!QDir().mkpath(support + QStringLiteral("models"))) return false;
@@ -122,10 +118,6 @@ QStringList MurloProcess::history() const {
     const QJsonArray entries = QJsonDocument::fromJson(saved.readAll()).array();
     for (const auto& entry : entries) texts.append(entry[QStringLiteral("text")].toString());
     return texts;
-}
-
-QString MurloProcess::file(const QString& name) const {
-    return m_home + QStringLiteral("/.brisvane/") + name;
 }
 
 } // namespace murlo

@@ -20,7 +20,7 @@ public:
     /// `program` is the executable, `home` an existing folder that becomes its HOME.
     MurloProcess(QString program, QString home);
     /// Ends the program, with SIGKILL if it does not listen.
-    ~MurloProcess();
+    ~MurloProcess() { quit(); }
 
     /// Puts what a set-up user has into the home: the model, and settings with an account. Values
     /// of `settings` come on top. Call it before `start`.
@@ -56,7 +56,9 @@ public:
     /// The texts of the saved history, newest first.
     [[nodiscard]] QStringList history() const;
     /// A file of the support folder.
-    [[nodiscard]] QString file(const QString& name) const;
+    [[nodiscard]] QString file(const QString& name) const {
+        return m_home + QStringLiteral("/.brisvane/") + name;
+    }
 
 private:
     [[nodiscard]] QStringList linesFrom(qint64 position) const;
