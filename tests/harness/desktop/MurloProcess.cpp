@@ -50,8 +50,8 @@ bool MurloProcess::start() {
 
 bool MurloProcess::awaitReady(int milliseconds) {
     const auto isReady = [this] {
-        return lineWith(QStringLiteral("hotkey: dictate=")) &&
-               lineWith(QStringLiteral("whisper-server: ready"));
+        return !lineWith(QStringLiteral("hotkey: dictate=")).isEmpty() &&
+               !lineWith(QStringLiteral("whisper-server: ready")).isEmpty();
     };
     return waitFor([&] { return !isRunning() || isReady(); }, milliseconds, 20) && isRunning();
 }
@@ -94,20 +94,13 @@ void MurloProcess::forgetLog() {
     m_logStart = QFileInfo(file(QStringLiteral("brisvane.log"))).size();
 }
 
-std::optional<QString> MurloProcess::lineWith(const QString& words) const {
-    for (const QString& line : linesFrom(m_logStart))
-        if (line.contains(words)) return line;
-    return std::nullopt;
-}
-
 bool MurloProcess::awaitLog(const QString& words, int milliseconds) const {
-    return waitFor([&] { return lineWith(words).has_value(); }, milliseconds, 5);
+    return waitFor([&] { return !lineWith(words).isEmpty(); }, milliseconds, 5);
 }
 
 std::optional<int> MurloProcess::loggedAt(const QString& words) const {
-    const auto line = lineWith(words);
-    if (!line) return std::nullopt;
-    const QTime stamp = QTime::fromString(line->mid(1, 12), QStringLiteral("HH:mm:ss.zzz"));
+    const QString line = lineWith(words);
+    const QTime stamp = QTime::fromString(line.mid(1, 12), QStringLiteral("HH:mm:ss.zzz"));
     return stamp.isValid() ? std::optional(stamp.msecsSinceStartOfDay()) : std::nullopt;
 }
 

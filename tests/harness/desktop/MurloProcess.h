@@ -62,8 +62,10 @@ public:
 
 private:
     [[nodiscard]] QStringList linesFrom(qint64 position) const;
-    /// The first line with these words after the last `forgetLog`.
-    [[nodiscard]] std::optional<QString> lineWith(const QString& words) const;
+    /// The first line with these words after the last `forgetLog`; empty when there is none.
+    [[nodiscard]] QString lineWith(const QString& words) const {
+        return linesFrom(m_logStart).filter(words).value(0);
+    }
 
     QString m_program;
     QString m_home;

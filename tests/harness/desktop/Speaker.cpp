@@ -32,10 +32,4 @@ bool Speaker::finish() {
     return ended && m_player.exitStatus() == QProcess::NormalExit && m_player.exitCode() == 0;
 }
 
-void Speaker::stop() {
-    if (m_player.state() == QProcess::NotRunning) return;
-    m_player.kill();
-    m_player.waitForFinished();
-}
-
 } // namespace murlo

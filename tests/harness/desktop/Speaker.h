@@ -24,7 +24,10 @@ public:
     /// Waits until it was played to its end; false when the player failed.
     [[nodiscard]] bool finish();
     /// Falls silent at once.
-    void stop();
+    void stop() {
+        m_player.kill();
+        m_player.waitForFinished();
+    }
 
 private:
     QProcess m_player;
