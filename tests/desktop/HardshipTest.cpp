@@ -19,11 +19,6 @@ bool exists(qint64 pid) {
     return pid > 0 && ::kill(static_cast<pid_t>(pid), 0) == 0;
 }
 
-bool overwrite(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
 } // namespace
 
 /// The real program when something around it goes wrong: nothing the user has is lost, and the next
@@ -142,9 +137,10 @@ private Q_SLOTS:
 
     void aReadOnlySupportFolderKeepsNobodyFromDictating() {
         MurloProcess& murlo = m_desk->murlo;
-        QVERIFY(murlo.seed(MURLO_MODEL) && overwrite(murlo.file("brisvane.log"), {}));
-        QVERIFY(overwrite(murlo.file("history.json"), "[]"));
-        QVERIFY(QFile::setPermissions(murlo.file("history.json"), QFile::ReadOwner));
+        QFile history(murlo.file("history.json"));
+        QVERIFY(murlo.seed(MURLO_MODEL) && history.open(QIODevice::WriteOnly));
+        QVERIFY(history.write("[]") == 2 && history.setPermissions(QFile::ReadOwner));
+        history.close();
         QVERIFY(murlo.start() && murlo.awaitReady());
         QVERIFY(QFile::setPermissions(murlo.file({}), QFile::ReadOwner | QFile::ExeOwner));
         m_desk->target = std::make_unique<TargetApp>(Kind::gtkEntry);

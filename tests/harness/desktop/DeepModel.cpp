@@ -15,10 +15,6 @@ qint32 number(const QByteArray& model, qsizetype at) {
     return at + 4 <= model.size() ? qFromLittleEndian<qint32>(model.constData() + at) : 0;
 }
 
-void write(qint32 number, char* to) {
-    qToLittleEndian(number, to);
-}
-
 /// One layer more, made of the first one: it adds nothing, for its last projections are zero. Empty
 /// when the model has no such layer.
 QByteArray idleLayer(const QByteArray& model, int layer) {
@@ -40,7 +36,7 @@ QByteArray idleLayer(const QByteArray& model, int layer) {
         if (name.contains(".attn.out.") || name.contains(".mlp.2.")) values.fill(0);
         QByteArray head = model.mid(at, nameAt - at);
         name.replace(firstBlock, "encoder.blocks." + QByteArray::number(layer) + '.');
-        write(static_cast<qint32>(name.size()), head.data() + 4);
+        qToLittleEndian(static_cast<qint32>(name.size()), head.data() + 4);
         idle += head + name + values;
         at = valuesAt + size;
     }
@@ -59,7 +55,7 @@ bool writeDeepModel(const QString& source, const QString& target, int layers) {
         if (idle.isEmpty()) return false;
         model += idle;
     }
-    write(layers, model.data() + encoderLayersAt);
+    qToLittleEndian<qint32>(layers, model.data() + encoderLayersAt);
     QFile to(target);
     return to.open(QIODevice::WriteOnly) && to.write(model) == model.size();
 }
