@@ -8,6 +8,7 @@
 #include "tests/harness/LoopbackServer.h"
 #include "tests/harness/TestLog.h"
 #include "tests/harness/desktop/DeepModel.h"
+#include "tests/harness/desktop/MurloProcess.h"
 #include "tests/harness/desktop/Speaker.h"
 
 #include <QDir>
@@ -35,33 +36,8 @@ QString smallModel() {
     return QFINDTESTDATA("../data/ggml-mini-en.bin");
 }
 
-/// Remembers what it started.
-class WatchedLauncher : public QtProcessLauncher {
-public:
-    using QtProcessLauncher::QtProcessLauncher;
-
-    tl::expected<std::unique_ptr<ChildProcess>, QString> launch(const QString& program,
-                                                                const QStringList& arguments,
-                                                                const Environment& environment,
-                                                                ChildHandlers handlers) override {
-        auto child =
-            QtProcessLauncher::launch(program, arguments, environment, std::move(handlers));
-        if (child) {
-            lastPid = static_cast<int>((*child)->pid());
-            ++launches;
-        }
-        return child;
-    }
-    std::atomic<int> lastPid = 0;
-    std::atomic<int> launches = 0;
-};
-
-bool isAlive(int pid) {
-    return ::kill(pid, 0) == 0;
-}
-
 /// Processor time that a program has used, in clock ticks.
-int ticksUsed(int pid) {
+int ticksUsed(qint64 pid) {
     QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
     if (!file.open(QIODevice::ReadOnly)) return 0;
     const auto columns = file.readAll().split(')').last().split(' ');
@@ -87,6 +63,10 @@ struct Engine {
                          [this](const EngineState& state) { states << state; });
     }
 
+    [[nodiscard]] static qint64 pid() { return engineOf(QCoreApplication::applicationPid()); }
+    [[nodiscard]] int launches() const {
+        return static_cast<int>(log.lines("whisper-server: launched").size());
+    }
     [[nodiscard]] bool waitFor(EngineState::Case state) {
         return QTest::qWaitFor([&] { return server.state().state == state; }, patience);
     }
@@ -97,9 +77,10 @@ struct Engine {
     /// Sends what keeps it busy for seconds, and waits until it is at work.
     void occupy() {
         const QByteArray clip = speech(QStringList(30, sentence).join(' '));
-        const int enough = ticksUsed(launcher.lastPid) + 20;
+        const qint64 engine = pid();
+        const int enough = ticksUsed(engine) + 20;
         request = transcribe(clip, result);
-        QVERIFY(QTest::qWaitFor([&] { return ticksUsed(launcher.lastPid) > enough; }, patience));
+        QVERIFY(QTest::qWaitFor([&] { return ticksUsed(engine) > enough; }, patience));
         QVERIFY(!result);
     }
     void expectTranscript(const QString& spoken = sentence) {
@@ -112,7 +93,7 @@ struct Engine {
 
     const quint16 port;
     QTemporaryDir folder;
-    WatchedLauncher launcher;
+    QtProcessLauncher launcher;
     QtScheduler scheduler;
     VirtualScheduler time;
     QTimer passing;
@@ -160,24 +141,30 @@ private Q_SLOTS:
             QFileInfo(engineProgram()).isExecutable(),
             "The speech engine is not built, or the environment variable MURLO_ENGINE does not "
             "name its program; ./dev test sees to both.");
-        QVERIFY2(QFileInfo::exists(smallModel()), "tests/data/ggml-mini-en.bin is missing.");
     }
 
-    void transcribesExactly() {
+    void clearsAnOrphanOfAnEarlierRunAndTranscribesExactly() {
         Engine engine;
+        QProcess orphan;
+        orphan.start(engine.folder.filePath("bin/whisper-server"),
+                     {"--model", smallModel(), "--port", QString::number(engine.port)});
+        QVERIFY(orphan.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(engine.launcher.ownsListeningPort(orphan.processId(), engine.port),
+                                 patience);
         engine.start();
-        for (const char* spoken :
-             {"Push the function to the password.", "He rode into the mouth of the canyon."})
-            engine.expectTranscript(QString(spoken));
+        QTRY_COMPARE(orphan.state(), QProcess::NotRunning);
+        engine.expectTranscript("Push the function to the password.");
+        engine.expectTranscript("He rode into the mouth of the canyon.");
     }
 
     void comesBackAfterAKillAndLeavesNothingAfterShutdown() {
         Engine engine;
         engine.start();
         engine.occupy();
-        QVERIFY(engine.launcher.lastPid > 0);
-        ::kill(engine.launcher.lastPid, SIGKILL);
-        QTRY_VERIFY_WITH_TIMEOUT(engine.launcher.launches == 2, patience);
+        const qint64 first = Engine::pid();
+        QVERIFY(first > 0);
+        ::kill(static_cast<pid_t>(first), SIGKILL);
+        QTRY_VERIFY_WITH_TIMEOUT(engine.launches() == 2, patience);
         QVERIFY(engine.waitFor(EngineState::ready));
         QTRY_VERIFY(engine.result);
         QVERIFY(!engine.result->has_value());
@@ -185,8 +172,9 @@ private Q_SLOTS:
 
         engine.result.reset();
         engine.occupy();
+        QVERIFY(Engine::pid() > 0);
         engine.server.shutdown();
-        QVERIFY(!isAlive(engine.launcher.lastPid));
+        QCOMPARE(Engine::pid(), 0);
         QCOMPARE(engine.server.state(), EngineState{});
         QCOMPARE(engine.log.lines("whisper-server: exited"),
                  QStringList{"whisper-server: exited (code 9), restarting in 2s (attempt 1)"});
@@ -238,7 +226,7 @@ private Q_SLOTS:
             QVERIFY(!answer.contains("Access-Control"));
         }
         engine.expectTranscript();
-        QCOMPARE(engine.launcher.launches, 1);
+        QCOMPARE(engine.launches(), 1);
         const HttpHeader secret = engine.server.credentials();
         QVERIFY(secret.second.size() >= 32);
         QCOMPARE(engine.log.lines().filter(QString::fromLatin1(secret.second)), QStringList());
@@ -263,7 +251,7 @@ private Q_SLOTS:
         stranger.close();
         engine.server.restart();
         QVERIFY(engine.waitFor(EngineState::ready));
-        QCOMPARE(engine.launcher.launches, 5);
+        QCOMPARE(engine.launches(), 5);
     }
 
     void aTruncatedModelEndsInTheKeepsStoppingState() {
@@ -274,23 +262,8 @@ private Q_SLOTS:
         QVERIFY(engine.waitFor(EngineState::failed));
         QVERIFY(Words::english(engine.server.state().message)
                     .startsWith("The speech engine keeps stopping"));
-        QCOMPARE(engine.launcher.launches, 4);
+        QCOMPARE(engine.launches(), 4);
         QVERIFY(!engine.log.lines("whisper-server: error: failed").isEmpty());
-    }
-
-    void anOrphanOfAnEarlierRunIsCleared() {
-        Engine engine;
-        QProcess orphan;
-        orphan.start(engine.folder.filePath("bin/whisper-server"),
-                     {"--model", smallModel(), "--port", QString::number(engine.port)});
-        QVERIFY(orphan.waitForStarted());
-        QTRY_VERIFY_WITH_TIMEOUT(engine.launcher.ownsListeningPort(orphan.processId(), engine.port),
-                                 patience);
-        engine.start();
-        QTRY_COMPARE(orphan.state(), QProcess::NotRunning);
-        QCOMPARE(
-            engine.log.lines().value(0),
-            QStringLiteral("whisper-server: cleared an orphaned instance on :%1").arg(engine.port));
     }
 };
 

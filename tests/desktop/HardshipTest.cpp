@@ -1,6 +1,6 @@
 #include "tests/harness/desktop/TestDesk.h"
 
-#include <QFile>
+#include <QFileInfo>
 
 #include <csignal>
 
@@ -17,11 +17,6 @@ const QString longer =
 
 bool exists(qint64 pid) {
     return pid > 0 && ::kill(static_cast<pid_t>(pid), 0) == 0;
-}
-
-bool overwrite(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
 } // namespace
@@ -42,30 +37,22 @@ private Q_SLOTS:
         (void)QProcess::execute("pactl", {"set-default-source", "murlo_mic.monitor"});
     }
 
-    void aKilledEngineComesBack_data() {
-        QTest::addColumn<bool>("busy");
-        QTest::newRow("while idle") << false;
-        QTest::newRow("in the middle of an inference") << true;
-    }
-    void aKilledEngineComesBack() {
-        QFETCH(bool, busy);
+    void anEngineKilledAtWorkComesBack() {
         QVERIFY(m_desk->startWith(Kind::gtkEntry));
-        if (busy) {
-            m_desk->expectTrouble("transcribe_failed");
-            QVERIFY(m_desk->dictate(longer));
-            letPass(100);
-        }
+        m_desk->expectTrouble("transcribe_failed");
+        QVERIFY(m_desk->dictate(longer));
+        letPass(100);
         m_desk->murlo.forgetLog();
         const qint64 engine = m_desk->murlo.enginePid();
         QVERIFY(exists(engine));
         ::kill(static_cast<pid_t>(engine), SIGKILL);
         QVERIFY(m_desk->murlo.awaitLog("whisper-server: ready", 30000));
         QVERIFY(m_desk->murlo.enginePid() != engine);
-        letPass(busy ? 500 : 0); // the failed one is told of before the next begins
+        letPass(500); // the failed one is told of before the next begins
         QVERIFY(m_desk->lands(sentence, m_desk->target->text().value_or("?") + sentence));
     }
 
-    void wordsBeforeTheMicrophoneWasUnpluggedLand() {
+    void wordsLandWhateverBecomesOfTheMicrophone() {
         QVERIFY(m_desk->startWith(Kind::gtkEntry));
         QVERIFY(m_desk->begin() && m_desk->speak(sentence));
         QVERIFY(TestDesk::soundServer("unplug"));
@@ -75,18 +62,14 @@ private Q_SLOTS:
 
         QVERIFY(TestDesk::soundServer("plug"));
         letPass(500);
-        QVERIFY(m_desk->lands(sentence, sentence + sentence));
-    }
+        QVERIFY(m_desk->lands(sentence, sentence.repeated(2)));
 
-    void dictationWorksAfterTheSoundServerWasRestarted() {
-        QVERIFY(m_desk->startWith(Kind::gtkEntry));
-        QVERIFY(m_desk->lands(sentence));
         QVERIFY(TestDesk::soundServer("stop") && TestDesk::soundServer("start"));
         letPass(500);
-        QVERIFY(m_desk->lands(sentence, sentence + sentence));
+        QVERIFY(m_desk->lands(sentence, sentence.repeated(3)));
     }
 
-    void textGoesToTheBoxThatHadTheFocus() {
+    void textGoesToTheBoxThatHadTheFocusAndOfAClosedOneToTheHistory() {
         TargetApp other(Kind::editor);
         QVERIFY(other.start());
         QVERIFY(m_desk->startWith(Kind::gtkEntry));
@@ -94,14 +77,13 @@ private Q_SLOTS:
         QVERIFY(other.activate());
         QVERIFY(m_desk->delivered() && m_desk->holds(sentence));
         QCOMPARE(other.text(), "");
-    }
 
-    void textOfAClosedBoxIsInTheHistory() {
-        QVERIFY(m_desk->startWith(Kind::gtkEntry));
-        QVERIFY(m_desk->dictate(sentence));
+        QVERIFY(m_desk->target->activate());
+        const QString last = "The scene is dull.";
+        QVERIFY(m_desk->dictate(last));
         m_desk->target->close();
         QVERIFY(m_desk->delivered());
-        QTRY_COMPARE(m_desk->murlo.history(), QStringList{sentence});
+        QTRY_COMPARE(m_desk->murlo.history(), QStringList({last, sentence}));
     }
 
     void aHungProgramGetsItsTextWhenItGoesOn() {
@@ -137,7 +119,8 @@ private Q_SLOTS:
         const bool written = seconds > 1 && !m_desk->murlo.history().isEmpty();
         const QString kept = m_desk->murlo.file("untranscribed.wav");
         QCOMPARE(QFile::exists(kept), seconds > 0 && !written);
-        QVERIFY(written || Speaker::duration(kept) >= seconds);
+        constexpr int bytesPerSecond = 2 * 16000;
+        QVERIFY(written || QFileInfo(kept).size() >= seconds * bytesPerSecond);
     }
 
     void aSecondStartIsTheFirstOnesBusiness() {
@@ -154,9 +137,10 @@ private Q_SLOTS:
 
     void aReadOnlySupportFolderKeepsNobodyFromDictating() {
         MurloProcess& murlo = m_desk->murlo;
-        QVERIFY(murlo.seed(MURLO_MODEL) && overwrite(murlo.file("brisvane.log"), {}));
-        QVERIFY(overwrite(murlo.file("history.json"), "[]"));
-        QVERIFY(QFile::setPermissions(murlo.file("history.json"), QFile::ReadOwner));
+        QFile history(murlo.file("history.json"));
+        QVERIFY(murlo.seed(MURLO_MODEL) && history.open(QIODevice::WriteOnly));
+        QVERIFY(history.write("[]") == 2 && history.setPermissions(QFile::ReadOwner));
+        history.close();
         QVERIFY(murlo.start() && murlo.awaitReady());
         QVERIFY(QFile::setPermissions(murlo.file({}), QFile::ReadOwner | QFile::ExeOwner));
         m_desk->target = std::make_unique<TargetApp>(Kind::gtkEntry);

@@ -41,27 +41,26 @@ private Q_SLOTS:
     }
 
     void whateverEndsItGivesTheKeysBack_data() {
-        QTest::addColumn<std::function<void(TestDesk&)>>("end");
-        const auto row = [](const char* name, const std::function<void(TestDesk&)>& end) {
-            QTest::newRow(name) << end;
-        };
-        row("Escape", [](TestDesk& desk) { desk.keyboard.tap("ESC"); });
-        row("the trigger again", [](TestDesk& desk) { desk.doubleTap(false, Desk::pickKey); });
-        row("a click", [](TestDesk&) { clickAt({2, 2}); });
-        row("another desktop", [](TestDesk&) {
-            switchDesktop(1);
-            letPass(100);
-            switchDesktop(0);
-        });
-        row("a crash", [](TestDesk& desk) { ::kill(pid_t(desk.murlo.pid()), SIGKILL); });
+        QTest::addColumn<QString>("end");
+        for (const char* end :
+             {"Escape", "the trigger again", "a click", "another desktop", "a crash"})
+            QTest::newRow(end) << QString(end);
     }
     void whateverEndsItGivesTheKeysBack() {
-        QFETCH(std::function<void(TestDesk&)>, end);
+        QFETCH(QString, end);
         QVERIFY(m_desk->startWith(Kind::gtkEntry));
         QVERIFY(m_desk->showLetters());
         m_desk->type("M"); // Murlo's
         letPass(100);
-        end(*m_desk);
+        if (end == "Escape") m_desk->keyboard.tap("ESC");
+        if (end == "the trigger again") m_desk->doubleTap(false, Desk::pickKey);
+        if (end == "a click") clickAt({2, 2});
+        if (end == "another desktop") {
+            switchDesktop(1);
+            letPass(100);
+            switchDesktop(0);
+        }
+        if (end == "a crash") ::kill(pid_t(m_desk->murlo.pid()), SIGKILL);
         letPass(200);
         QVERIFY(m_desk->target->activate());
         m_desk->type("K"); // the dialog's

@@ -5,6 +5,7 @@
 #include "platform/Platform.h"
 #include "tests/harness/desktop/Waiting.h"
 #include "tests/harness/desktop/Windows.h"
+#include "tools/demo/Recording.h"
 
 #include <QClipboard>
 #include <QDir>
@@ -63,6 +64,16 @@ QString letterOnBoxOf(qint64 pid) {
         label = target.hint;
     }
     return label;
+}
+
+/// The secret that an engine demands, as its environment has it; empty without one.
+QByteArray secretOf(qint64 engine) {
+    QFile environment(QStringLiteral("/proc/%1/environ").arg(engine));
+    if (!environment.open(QIODevice::ReadOnly)) return {};
+    const QByteArray name = QByteArrayLiteral("WHISPER_SERVER_SECRET=");
+    for (const QByteArray& variable : environment.readAll().split('\0'))
+        if (variable.startsWith(name)) return variable.mid(name.size());
+    return {};
 }
 
 } // namespace
@@ -176,7 +187,7 @@ Demo::Step Demo::dictate() {
         m_desk.press(Desk::dictateKey, false);
         return failure("Murlo did not begin to listen; its log is above.");
     }
-    const double seconds = Speaker::duration(m_recording);
+    const double seconds = Recording::duration(m_recording);
     say(QStringLiteral("speaking for %1 s").arg(seconds, 0, 'f', 1));
     const bool playing = m_desk.startPlaying(m_recording);
     letPass(static_cast<int>(850 * seconds)); // most of it is said, and its words are seen
@@ -226,14 +237,15 @@ Demo::Step Demo::measureEngine() {
         part.setBody(value);
         form.append(part);
     };
-    add(R"(form-data; name="file"; filename="clip.wav")", Speaker::padded(m_recording, m_recorded));
+    add(R"(form-data; name="file"; filename="clip.wav")",
+        Recording::padded(m_recording, m_recorded));
     add(R"(form-data; name="temperature")", "0.0");
     add(R"(form-data; name="temperature_inc")", "0.2");
     add(R"(form-data; name="response_format")", "json");
     QNetworkAccessManager network;
     QNetworkRequest request(
         QUrl(QStringLiteral("http://127.0.0.1:%1/inference").arg(WhisperServer::usualPort)));
-    request.setRawHeader("X-Whisper-Server-Secret", m_desk.murlo.engineSecret());
+    request.setRawHeader("X-Whisper-Server-Secret", secretOf(m_desk.murlo.enginePid()));
     QElapsedTimer clock;
     clock.start();
     const std::unique_ptr<QNetworkReply> reply(network.post(request, &form));

@@ -24,14 +24,6 @@ QByteArray keyOf(QChar letter) {
 
 } // namespace
 
-Desk::Desk(const QString& program, QString model)
-    : murlo(program, home.path())
-    , m_model(std::move(model)) {}
-
-bool Desk::startMurlo(const QJsonObject& settings) {
-    return murlo.seed(m_model, settings) && murlo.start() && murlo.awaitReady();
-}
-
 void Desk::press(const QByteArray& key, bool down) {
     if (!keyboard.isThere())
         keyboard.pressFromProgram(key, down);
@@ -74,13 +66,6 @@ bool Desk::begin(bool hold) {
     return murlo.awaitLog(QStringLiteral("dictation: listening"));
 }
 
-void Desk::end(bool hold) {
-    if (hold)
-        press(dictateKey, false);
-    else
-        doubleTap();
-}
-
 bool Desk::speak(const QString& text) {
     const QString file = home.filePath(QStringLiteral("speech.wav"));
     return Speaker::synthesize(text, file) && startPlaying(file) && finishPlaying();
@@ -101,10 +86,6 @@ bool Desk::dictate(const QString& text, bool hold) {
     const bool done = begin(hold) && speak(text);
     end(hold);
     return done;
-}
-
-bool Desk::delivered(int milliseconds) const {
-    return murlo.awaitLog(QStringLiteral(" chars in "), milliseconds);
 }
 
 } // namespace murlo

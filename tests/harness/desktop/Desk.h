@@ -17,11 +17,15 @@ public:
     static constexpr auto pickKey = "RTSH";
 
     /// `program` is Murlo's executable, `model` a speech model.
-    Desk(const QString& program, QString model);
+    Desk(const QString& program, QString model)
+        : murlo(program, home.path())
+        , m_model(std::move(model)) {}
 
     /// Seeds the home (`settings` on top of a set-up user's) and starts Murlo; false when it did
     /// not become ready.
-    [[nodiscard]] bool startMurlo(const QJsonObject& settings = {});
+    [[nodiscard]] bool startMurlo(const QJsonObject& settings = {}) {
+        return murlo.seed(m_model, settings) && murlo.start() && murlo.awaitReady();
+    }
 
     /// Presses a key or lets go of it; on a display without a keyboard of its own, as an on-screen
     /// one does.
@@ -38,7 +42,7 @@ public:
     /// Double-taps and waits until Murlo listens; false when it does not.
     [[nodiscard]] bool begin(bool hold = false);
     /// Ends what `begin` has begun.
-    void end(bool hold = false);
+    void end(bool hold = false) { hold ? press(dictateKey, false) : doubleTap(); }
     /// Speaks a text to its end; false when that failed.
     [[nodiscard]] bool speak(const QString& text);
     /// Starts to play a recording, after a breath.
@@ -48,7 +52,9 @@ public:
     /// A whole dictation, until the trigger that ends it; false when Murlo does not listen.
     [[nodiscard]] bool dictate(const QString& text, bool hold = false);
     /// Waits until Murlo has delivered something since the last `begin`.
-    [[nodiscard]] bool delivered(int milliseconds = 60000) const;
+    [[nodiscard]] bool delivered(int milliseconds = 60000) const {
+        return murlo.awaitLog(QStringLiteral(" chars in "), milliseconds);
+    }
 
     QTemporaryDir home;
     MurloProcess murlo;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QString>
-#include <QStringList>
 
 #include <memory>
 
@@ -17,8 +16,6 @@ public:
     enum class Pings { answered, notTaken };
     /// Opens the window on the desktop of the DISPLAY variable and waits until it has the focus.
     explicit KeyWindow(Pings pings = Pings::answered);
-    KeyWindow(const KeyWindow&) = delete;
-    KeyWindow& operator=(const KeyWindow&) = delete;
     ~KeyWindow();
 
     /// Takes at most this many events that have arrived; a slow program takes few at a time.

@@ -22,10 +22,6 @@ MurloProcess::MurloProcess(QString program, QString home)
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
 }
 
-MurloProcess::~MurloProcess() {
-    quit();
-}
-
 bool MurloProcess::seed(const QString& model, const QJsonObject& settings) {
     const QString support = file({});
     if (!QDir().mkpath(support + QStringLiteral("models"))) return false;
@@ -34,8 +30,7 @@ bool MurloProcess::seed(const QString& model, const QJsonObject& settings) {
     if (!QFile::copy(model, own)) return false;
     QJsonObject all{{QStringLiteral("accountEmail"), QStringLiteral("demo@example.com")},
                     {QStringLiteral("onboardingComplete"), true}};
-    for (auto value = settings.begin(); value != settings.end(); ++value)
-        all.insert(value.key(), value.value());
+    for (const QString& name : settings.keys()) all[name] = settings[name];
     QFile target(file(QStringLiteral("settings.json")));
     return target.open(QIODevice::WriteOnly) && target.write(QJsonDocument(all).toJson()) > 0;
 }
@@ -55,8 +50,8 @@ bool MurloProcess::start() {
 
 bool MurloProcess::awaitReady(int milliseconds) {
     const auto isReady = [this] {
-        return lineWith(QStringLiteral("hotkey: dictate=")) &&
-               lineWith(QStringLiteral("whisper-server: ready"));
+        return !lineWith(QStringLiteral("hotkey: dictate=")).isEmpty() &&
+               !lineWith(QStringLiteral("whisper-server: ready")).isEmpty();
     };
     return waitFor([&] { return !isRunning() || isReady(); }, milliseconds, 20) && isRunning();
 }
@@ -71,29 +66,12 @@ std::optional<int> MurloProcess::quit(int milliseconds) {
                                                           : std::nullopt;
 }
 
-qint64 MurloProcess::enginePid() const {
-    const QStringList processes =
-        QDir(QStringLiteral("/proc")).entryList({QStringLiteral("[0-9]*")}, QDir::Dirs);
-    for (const QString& process : processes) {
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(process));
-        if (!stat.open(QIODevice::ReadOnly)) continue;
-        const QByteArray line = stat.readAll();
-        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
-        if (line.contains("(whisper-server)") && fields.value(0) != "Z" &&
-            fields.value(1).toLongLong() == pid()) {
-            return process.toLongLong();
-        }
-    }
-    return 0;
-}
-
-QByteArray MurloProcess::engineSecret() const {
-    QFile environment(QStringLiteral("/proc/%1/environ").arg(enginePid()));
-    if (!environment.open(QIODevice::ReadOnly)) return {};
-    const QByteArray name = QByteArrayLiteral("WHISPER_SERVER_SECRET=");
-    for (const QByteArray& variable : environment.readAll().split('\0'))
-        if (variable.startsWith(name)) return variable.mid(name.size());
-    return {};
+qint64 engineOf(qint64 program) {
+    QProcess search;
+    search.start(QStringLiteral("pgrep"), {QStringLiteral("-P"), QString::number(program),
+                                           QStringLiteral("whisper-server")});
+    search.waitForFinished();
+    return search.readLine().trimmed().toLongLong();
 }
 
 QStringList MurloProcess::troubles() const {
@@ -116,20 +94,13 @@ void MurloProcess::forgetLog() {
     m_logStart = QFileInfo(file(QStringLiteral("brisvane.log"))).size();
 }
 
-std::optional<QString> MurloProcess::lineWith(const QString& words) const {
-    for (const QString& line : linesFrom(m_logStart))
-        if (line.contains(words)) return line;
-    return std::nullopt;
-}
-
 bool MurloProcess::awaitLog(const QString& words, int milliseconds) const {
-    return waitFor([&] { return lineWith(words).has_value(); }, milliseconds, 5);
+    return waitFor([&] { return !lineWith(words).isEmpty(); }, milliseconds, 5);
 }
 
 std::optional<int> MurloProcess::loggedAt(const QString& words) const {
-    const auto line = lineWith(words);
-    if (!line) return std::nullopt;
-    const QTime stamp = QTime::fromString(line->mid(1, 12), QStringLiteral("HH:mm:ss.zzz"));
+    const QString line = lineWith(words);
+    const QTime stamp = QTime::fromString(line.mid(1, 12), QStringLiteral("HH:mm:ss.zzz"));
     return stamp.isValid() ? std::optional(stamp.msecsSinceStartOfDay()) : std::nullopt;
 }
 
@@ -140,10 +111,6 @@ QStringList MurloProcess::history() const {
     const QJsonArray entries = QJsonDocument::fromJson(saved.readAll()).array();
     for (const auto& entry : entries) texts.append(entry[QStringLiteral("text")].toString());
     return texts;
-}
-
-QString MurloProcess::file(const QString& name) const {
-    return m_home + QStringLiteral("/.brisvane/") + name;
 }
 
 } // namespace murlo

@@ -10,6 +10,9 @@
 
 namespace murlo {
 
+/// The process of the speech engine that a program has started; 0 when there is none.
+[[nodiscard]] qint64 engineOf(qint64 program);
+
 /// The real Murlo, run in a home folder of its own, observed through what it leaves there: its log
 /// and its files. Main thread.
 class MurloProcess {
@@ -17,7 +20,7 @@ public:
     /// `program` is the executable, `home` an existing folder that becomes its HOME.
     MurloProcess(QString program, QString home);
     /// Ends the program, with SIGKILL if it does not listen.
-    ~MurloProcess();
+    ~MurloProcess() { quit(); }
 
     /// Puts what a set-up user has into the home: the model, and settings with an account. Values
     /// of `settings` come on top. Call it before `start`.
@@ -36,11 +39,7 @@ public:
 
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
     [[nodiscard]] qint64 pid() const { return m_process.processId(); }
-    /// The process of its engine; 0 when there is none.
-    [[nodiscard]] qint64 enginePid() const;
-
-    /// The secret that its engine demands, as its environment has it; empty without one.
-    [[nodiscard]] QByteArray engineSecret() const;
+    [[nodiscard]] qint64 enginePid() const { return engineOf(pid()); }
 
     /// What the log says up to here is of no interest any more.
     void forgetLog();
@@ -57,12 +56,16 @@ public:
     /// The texts of the saved history, newest first.
     [[nodiscard]] QStringList history() const;
     /// A file of the support folder.
-    [[nodiscard]] QString file(const QString& name) const;
+    [[nodiscard]] QString file(const QString& name) const {
+        return m_home + QStringLiteral("/.brisvane/") + name;
+    }
 
 private:
     [[nodiscard]] QStringList linesFrom(qint64 position) const;
-    /// The first line with these words after the last `forgetLog`.
-    [[nodiscard]] std::optional<QString> lineWith(const QString& words) const;
+    /// The first line with these words after the last `forgetLog`; empty when there is none.
+    [[nodiscard]] QString lineWith(const QString& words) const {
+        return linesFrom(m_logStart).filter(words).value(0);
+    }
 
     QString m_program;
     QString m_home;

@@ -32,8 +32,7 @@ struct PhysicalKeyboard::Server {
         XkbGetNames(display, XkbKeyNamesMask, map);
         KeyCode found = 0;
         for (int key = map->min_key_code; key <= map->max_key_code && !found; ++key) {
-            if (name == QByteArray(map->names->keys[key].name,
-                                   static_cast<int>(qstrnlen(map->names->keys[key].name, 4))))
+            if (qstrncmp(name.constData(), map->names->keys[key].name, XkbKeyNameLength) == 0)
                 found = static_cast<KeyCode>(key);
         }
         XkbFreeKeyboard(map, 0, True);
@@ -78,7 +77,6 @@ void PhysicalKeyboard::setPlugged(bool plugged) {
 }
 
 void PhysicalKeyboard::pressFromProgram(const QByteArray& name, bool down) {
-    if (!m_server->display) return;
     XTestFakeKeyEvent(m_server->display, m_server->keycode(name), down, 0);
     XSync(m_server->display, False);
 }

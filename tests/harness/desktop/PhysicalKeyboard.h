@@ -12,8 +12,6 @@ class PhysicalKeyboard {
 public:
     /// Connects to the desktop of the DISPLAY variable and looks for its keyboard device.
     PhysicalKeyboard();
-    PhysicalKeyboard(const PhysicalKeyboard&) = delete;
-    PhysicalKeyboard& operator=(const PhysicalKeyboard&) = delete;
     /// Lets go of every key.
     ~PhysicalKeyboard();
 

@@ -19,19 +19,15 @@ public:
     [[nodiscard]] static tl::expected<void, QString> synthesize(const QString& text,
                                                                 const QString& file);
 
-    /// Seconds of audio in a PCM WAV file; 0 when it is none.
-    [[nodiscard]] static double duration(const QString& file);
-
-    /// A copy of a PCM WAV file, made at least `seconds` long by silence at its end; the bytes as
-    /// they are when the file is no PCM WAV.
-    [[nodiscard]] static QByteArray padded(const QString& file, double seconds);
-
     /// Starts playing the file; false when the player could not be started.
     [[nodiscard]] bool play(const QString& file);
     /// Waits until it was played to its end; false when the player failed.
     [[nodiscard]] bool finish();
     /// Falls silent at once.
-    void stop();
+    void stop() {
+        m_player.kill();
+        m_player.waitForFinished();
+    }
 
 private:
     QProcess m_player;

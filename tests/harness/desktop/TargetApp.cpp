@@ -8,7 +8,6 @@
 
 #include <algorithm>
 
-#include <signal.h>
 #include <unistd.h>
 
 namespace murlo {
@@ -76,10 +75,6 @@ TargetApp::TargetApp(Kind kind)
     m_process.setStandardErrorFile(m_folder.filePath(QStringLiteral("errors")));
 }
 
-TargetApp::~TargetApp() {
-    close();
-}
-
 bool TargetApp::start(int milliseconds) {
     const Program& program = *std::ranges::find(programs, m_kind, &Program::kind);
     QStringList arguments = QString::fromLatin1(program.arguments).split(QLatin1Char('|'));
@@ -87,14 +82,11 @@ bool TargetApp::start(int milliseconds) {
     m_process.start(QString::fromLatin1(program.command), arguments);
     if (!m_process.waitForStarted()) return false;
     if (m_kind != Kind::browser) m_boxes = std::make_unique<TextBoxes>(pid());
-    return waitFor(
-               [this] {
-                   return m_process.state() == QProcess::NotRunning ||
-                          (ownsActiveWindow(pid()) && (!m_boxes || findBox()) &&
-                           text().has_value());
-               },
-               milliseconds, 50) &&
-           m_process.state() == QProcess::Running;
+    const auto isOver = [this] { return m_process.state() == QProcess::NotRunning; };
+    const auto isReady = [this] {
+        return ownsActiveWindow(pid()) && (!m_boxes || findBox()) && text().has_value();
+    };
+    return waitFor([&] { return isOver() || isReady(); }, milliseconds, 50) && !isOver();
 }
 
 bool TargetApp::findBox() {
@@ -140,14 +132,6 @@ bool TargetApp::moveTo(const QPoint& place) const {
 
 bool TargetApp::activate() {
     return bringToFront(pid()) && waitFor([this] { return ownsActiveWindow(pid()); }, 5000);
-}
-
-void TargetApp::hang() const {
-    ::kill(static_cast<pid_t>(pid()), SIGSTOP);
-}
-
-void TargetApp::resume() const {
-    ::kill(static_cast<pid_t>(pid()), SIGCONT);
 }
 
 void TargetApp::close() {

@@ -9,6 +9,8 @@
 #include <memory>
 #include <optional>
 
+#include <signal.h>
+
 namespace murlo {
 
 /// A program that nobody here wrote, with a text box to dictate into. Main thread.
@@ -28,9 +30,7 @@ public:
 
     explicit TargetApp(Kind kind);
     /// Closes the program.
-    ~TargetApp();
-    TargetApp(const TargetApp&) = delete;
-    TargetApp& operator=(const TargetApp&) = delete;
+    ~TargetApp() { close(); }
 
     /// Starts the program and waits until its box has the focus; false when that did not happen.
     [[nodiscard]] bool start(int milliseconds = 30000);
@@ -44,8 +44,8 @@ public:
     /// Moves its window to a place on the screen; false when it has none.
     [[nodiscard]] bool moveTo(const QPoint& place) const;
     /// Stops the program without ending it, as if it hung; `resume` lets it go on.
-    void hang() const;
-    void resume() const;
+    void hang() const { ::kill(static_cast<pid_t>(pid()), SIGSTOP); }
+    void resume() const { ::kill(static_cast<pid_t>(pid()), SIGCONT); }
     /// Ends the program at once.
     void close();
 

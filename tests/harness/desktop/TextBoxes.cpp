@@ -46,10 +46,6 @@ TextBoxes::TextBoxes(qint64 pid)
     , m_name(QUuid::createUuid().toString())
     , m_bus(QDBusConnection::connectToBus(accessibilityBus(), m_name)) {}
 
-TextBoxes::~TextBoxes() {
-    QDBusConnection::disconnectFromBus(m_name);
-}
-
 QVariant TextBoxes::ask(const Box& box, const char* interface, const char* method,
                         const QVariantList& arguments) const {
     QDBusMessage question = QDBusMessage::createMethodCall(

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QDBusConnection>
 #include <QList>
 #include <QRect>
@@ -13,7 +15,7 @@ namespace murlo {
 /// The text boxes that can be seen of one program and of those that it started, as a screen reader
 /// finds them: over the accessibility bus, from outside, by means of its own. Main thread; every
 /// question to another program is given up after a second.
-class TextBoxes {
+class TextBoxes : NonCopyable {
 public:
     struct Box {
         QString service;
@@ -23,9 +25,7 @@ public:
     };
 
     explicit TextBoxes(qint64 pid);
-    ~TextBoxes();
-    TextBoxes(const TextBoxes&) = delete;
-    TextBoxes& operator=(const TextBoxes&) = delete;
+    ~TextBoxes() { QDBusConnection::disconnectFromBus(m_name); }
 
     /// From top to bottom.
     [[nodiscard]] QList<Box> find() const;

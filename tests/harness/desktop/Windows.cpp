@@ -1,70 +1,28 @@
 #include "tests/harness/desktop/Windows.h"
 
+#include "platform/linux/x11/windows/WindowManager.h"
+
 #include <QFile>
 
-#include <memory>
-#include <vector>
-
-#include <X11/Xatom.h>
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-#include <X11/extensions/XTest.h>
+#include <algorithm>
+#include <xcb/xtest.h>
 
 namespace murlo {
 
 namespace {
 
-using Connection = std::unique_ptr<Display, decltype(&XCloseDisplay)>;
-
-/// The 32-bit values of a window's property; empty when it has none.
-std::vector<unsigned long> values(Display* display, Window window, const char* property) {
-    Atom type = None;
-    int format = 0;
-    unsigned long count = 0;
-    unsigned long left = 0;
-    unsigned char* data = nullptr;
-    std::vector<unsigned long> found;
-    if (XGetWindowProperty(display, window, XInternAtom(display, property, False), 0, 1024, False,
-                           AnyPropertyType, &type, &format, &count, &left, &data) == Success &&
-        data != nullptr && format == 32) {
-        const auto* words = reinterpret_cast<const unsigned long*>(data);
-        found.assign(words, words + count);
-    }
-    if (data != nullptr) XFree(data);
-    return found;
+bool belongsTo(const WindowManager& manager, xcb_window_t window, qint64 pid) {
+    const auto owner = manager.pidOf(window);
+    return owner && descendsFrom(*owner, pid);
 }
 
-bool belongsTo(Display* display, Window window, qint64 pid) {
-    const auto owner = values(display, window, "_NET_WM_PID");
-    return !owner.empty() && descendsFrom(static_cast<qint64>(owner.front()), pid);
-}
-
-/// The first window of a process or of one that it started; None when there is none.
-Window windowOf(Display* display, qint64 pid) {
-    if (!display) return None;
-    for (const Window window : values(display, DefaultRootWindow(display), "_NET_CLIENT_LIST")) {
-        if (belongsTo(display, window, pid)) return window;
-    }
-    return None;
-}
-
-/// A window may vanish between two requests; that is no reason to end the program.
-Connection connect() {
-    XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
-    return {XOpenDisplay(nullptr), XCloseDisplay};
-}
-
-/// Asks the window manager for something that concerns a window or all of them.
-void ask(Display* display, Window window, const char* request, long value) {
-    XEvent message{};
-    message.xclient.type = ClientMessage;
-    message.xclient.window = window;
-    message.xclient.message_type = XInternAtom(display, request, False);
-    message.xclient.format = 32;
-    message.xclient.data.l[0] = value;
-    XSendEvent(display, DefaultRootWindow(display), False,
-               SubstructureRedirectMask | SubstructureNotifyMask, &message);
-    XSync(display, False);
+/// The first window of a process or of one that it started; XCB_WINDOW_NONE when there is none.
+xcb_window_t windowOf(const XcbConnection& server, const WindowManager& manager, qint64 pid) {
+    const xcb_atom_t list = server.atom(QStringLiteral("_NET_CLIENT_LIST"));
+    const auto windows = server.property(server.root(), list, XCB_ATOM_WINDOW).numbers();
+    const auto found = std::ranges::find_if(
+        windows, [&](xcb_window_t window) { return belongsTo(manager, window, pid); });
+    return found == windows.end() ? xcb_window_t{XCB_WINDOW_NONE} : *found;
 }
 
 } // namespace
@@ -80,57 +38,57 @@ bool descendsFrom(qint64 pid, qint64 ancestor) {
 }
 
 bool ownsActiveWindow(qint64 pid) {
-    const Connection display = connect();
-    if (!display) return false;
-    const auto active =
-        values(display.get(), DefaultRootWindow(display.get()), "_NET_ACTIVE_WINDOW");
-    return !active.empty() && active.front() != None &&
-           belongsTo(display.get(), active.front(), pid);
+    const XcbConnection server;
+    const WindowManager manager(server);
+    return belongsTo(manager, manager.active(), pid);
 }
 
 bool bringToFront(qint64 pid) {
-    const Connection display = connect();
-    const Window window = windowOf(display.get(), pid);
-    if (window == None) return false;
-    constexpr long asPager = 2; // it is the user's wish
-    ask(display.get(), window, "_NET_ACTIVE_WINDOW", asPager);
-    return true;
+    const XcbConnection server;
+    const WindowManager manager(server);
+    const xcb_window_t window = windowOf(server, manager, pid);
+    if (window != XCB_WINDOW_NONE) manager.activate(window);
+    server.sync();
+    return window != XCB_WINDOW_NONE;
 }
 
 bool moveWindow(qint64 pid, const QPoint& place) {
-    const Connection display = connect();
-    const Window window = windowOf(display.get(), pid);
-    if (window == None) return false;
-    XMoveWindow(display.get(), window, place.x(), place.y());
-    XSync(display.get(), False);
+    const XcbConnection server;
+    const xcb_window_t window = windowOf(server, WindowManager(server), pid);
+    if (window == XCB_WINDOW_NONE) return false;
+    const qint32 corner[] = {place.x(), place.y()};
+    xcb_configure_window(server, window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, corner);
+    server.sync();
     return true;
 }
 
 QString titleOfWindow(qint64 pid) {
-    const Connection display = connect();
-    const Window window = windowOf(display.get(), pid);
-    if (window == None) return {};
-    XTextProperty title{};
-    const Atom name = XInternAtom(display.get(), "_NET_WM_NAME", False);
-    if (!XGetTextProperty(display.get(), window, &title, name) || !title.value) return {};
-    QString text = QString::fromUtf8(reinterpret_cast<const char*>(title.value),
-                                     static_cast<qsizetype>(title.nitems));
-    XFree(title.value);
-    return text;
+    const XcbConnection server;
+    const WindowManager manager(server);
+    return manager.titleOf(windowOf(server, manager, pid));
 }
 
 void switchDesktop(int number) {
-    const Connection display = connect();
-    if (display)
-        ask(display.get(), DefaultRootWindow(display.get()), "_NET_CURRENT_DESKTOP", number);
+    const XcbConnection server;
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = server.root();
+    message.type = server.atom(QStringLiteral("_NET_CURRENT_DESKTOP"));
+    message.data.data32[0] = static_cast<quint32>(number);
+    xcb_send_event(server, 0, server.root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&message));
+    server.sync();
 }
 
 void clickAt(const QPoint& place) {
-    const Connection display = connect();
-    if (!display) return;
-    XTestFakeMotionEvent(display.get(), -1, place.x(), place.y(), CurrentTime);
-    for (const Bool down : {True, False}) XTestFakeButtonEvent(display.get(), 1, down, CurrentTime);
-    XSync(display.get(), False);
+    const XcbConnection server;
+    xcb_test_fake_input(server, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, XCB_WINDOW_NONE,
+                        static_cast<qint16>(place.x()), static_cast<qint16>(place.y()), 0);
+    for (const quint8 event : {XCB_BUTTON_PRESS, XCB_BUTTON_RELEASE})
+        xcb_test_fake_input(server, event, 1, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+    server.sync();
 }
 
 } // namespace murlo
