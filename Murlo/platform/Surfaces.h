@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Port.h"
+
 #include <QList>
 #include <QObject>
 #include <QPainter>
@@ -65,13 +67,8 @@ struct SurfaceTraits {
 
 /// A picture in a window above all others, which takes neither the focus nor clicks. Initially
 /// hidden. Main thread.
-class Surface {
+class Surface : public Port {
 public:
-    Surface() = default;
-    Surface(const Surface&) = delete;
-    Surface& operator=(const Surface&) = delete;
-    virtual ~Surface() = default;
-
     /// Puts it at its place on the screens as they are now, and keeps it there and above all other
     /// windows, a full-screen one that comes later included, until `hide`.
     virtual void show() = 0;
