@@ -10,15 +10,18 @@
 #include "platform/HttpClient.h"
 #include "platform/Interruptions.h"
 #include "platform/KeySynthesizer.h"
+#include "platform/LocalService.h"
 #include "platform/LoginItem.h"
 #include "platform/MicrophoneAuthorization.h"
 #include "platform/Pasteboard.h"
 #include "platform/Process.h"
 #include "platform/Scheduler.h"
+#include "platform/SecretStore.h"
 #include "platform/SingleInstance.h"
 #include "platform/SoundPlayer.h"
 #include "platform/Surfaces.h"
 #include "platform/SystemEvents.h"
+#include "platform/UrlScheme.h"
 
 #include <memory>
 
@@ -33,6 +36,12 @@ struct Platform {
     std::unique_ptr<ProcessLauncher> processes;
     /// A client per thread that needs one.
     MakeHttpClient makeHttpClient;
+    /// For the main thread: what leaves this computer runs on a thread of its own, since looking up
+    /// proxies and certificates blocks; completions come on the main thread as ever.
+    std::unique_ptr<HttpClient> network;
+    std::unique_ptr<LocalService> localService;
+    std::unique_ptr<SecretStore> secrets;
+    std::unique_ptr<UrlScheme> urlScheme;
     std::unique_ptr<MicrophoneAuthorization> microphoneAuthorization;
     std::unique_ptr<AudioInput> audioInput;
     std::unique_ptr<SoundPlayer> sounds;

@@ -16,13 +16,14 @@ SUBSYSTEMS = {
     "triggers": ["settings", "support"],
     "look": [],
     "overlay": ["look", "settings", "support"],
-    "telemetry": ["settings", "support"],
-    "account": ["settings", "support", "targets"],
+    "backend": ["settings", "support"],
+    "telemetry": ["backend", "settings", "support"],
+    "account": ["backend", "look", "settings", "support", "targets", "telemetry"],
     "setup": ["settings", "support", "triggers"],
     "screens": ["hints", "look", "menubar", "overlay", "settings", "support", "windows"],
     "hints": ["look", "support", "targets"],
     "menubar": ["dictation", "look", "overlay", "settings", "support"],
-    "windows": ["look", "menubar", "settings", "support"],
+    "windows": ["account", "look", "menubar", "settings", "support"],
     "dictation": ["account", "look", "overlay", "settings", "support", "targets", "telemetry"],
 }
 # Headers of the operating system and the desktop: adapters and their tests alone.
@@ -43,6 +44,8 @@ def area(path):
         if parts[1] == "platform":
             return "adapters" if parts[2] == "linux" else "ports"
         return parts[1] if len(parts) > 2 else "root"
+    if parts[0] == "MurloBackend":
+        return "server"
     return "kit" if parts[0] == "MurloKit" else "/".join(parts[:2])
 
 
@@ -62,6 +65,10 @@ def breach(source, target):
         return "only contract tests, desktop tests and bench include adapters" if loads else None
     if there.startswith(OUTSIDE):
         return "the product includes nothing of its tests"
+    if there == "server":
+        return "the backend is a program of its own, which shares MurloKit with Murlo"
+    if here == "server":
+        return None if there == "kit" else "the backend includes MurloKit and itself alone"
     if there == "adapters":
         return "only the loader in platform/linux includes adapters"
     if here == "kit":
@@ -101,8 +108,8 @@ def main():
     for path in sorted(files):
         here = area(path)
         adapter = here == "adapters" or here in ("tests/contract", "tests/desktop") \
-            or path.parts[0] == "bench" or path.parts[:3] == ("tests", "harness", "desktop") or path.parts[0] == "tools"
-        product = path.parts[0] in ("Murlo", "MurloKit")
+            or path.parts[0] in ("bench", "MurloBackend") or path.parts[:3] == ("tests", "harness", "desktop") or path.parts[0] == "tools"
+        product = path.parts[0] in ("Murlo", "MurloKit", "MurloBackend")
         lines = path.read_text(encoding="utf-8").splitlines()
         if len(lines) > BUDGETS[path.suffix]:
             talk.append(f"{path}: {len(lines)} lines (budget {BUDGETS[path.suffix]})")
