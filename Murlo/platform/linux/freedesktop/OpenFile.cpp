@@ -1,12 +1,11 @@
 #include "platform/linux/freedesktop/OpenFile.h"
 
-#include "platform/linux/freedesktop/DetachedProgram.h"
+#include "platform/linux/freedesktop/IndependentProcess.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
-#include <QSet>
 #include <QTimer>
 
 #include <memory>
@@ -15,13 +14,6 @@ namespace murlo {
 
 namespace {
 constexpr int patience = 4000; // milliseconds
-
-/// The openers that still run. Some run the opened program themselves, a browser perhaps: ending
-/// this program must not end them, as destroying their QProcess would.
-QSet<QProcess*>& runningOpeners() {
-    static auto& openers = *new QSet<QProcess*>;
-    return openers;
-}
 } // namespace
 
 void openFile(const QString& target, std::function<void(bool)> done) {
@@ -33,20 +25,14 @@ void openFile(const QString& target, std::function<void(bool)> done) {
         QTimer::singleShot(0, qApp, [once] { once(false); });
         return;
     }
-    auto* opener = new QProcess;
-    runningOpeners().insert(opener);
-    makeIndependent(*opener);
-    const auto end = [once, opener](bool worked) {
-        once(worked);
-        runningOpeners().remove(opener);
-        opener->deleteLater();
-    };
-    QObject::connect(opener, &QProcess::finished, opener, [end, opener](int code) {
-        end(opener->exitStatus() == QProcess::NormalExit && code == 0);
+    QProcess* opener = makeIndependentProcess();
+    QObject::connect(opener, &QProcess::finished, opener, [once, opener](int code) {
+        once(opener->exitStatus() == QProcess::NormalExit && code == 0);
     });
-    QObject::connect(opener, &QProcess::errorOccurred, opener, [end](QProcess::ProcessError error) {
-        if (error == QProcess::FailedToStart) end(false);
-    });
+    QObject::connect(opener, &QProcess::errorOccurred, opener,
+                     [once](QProcess::ProcessError error) {
+                         if (error == QProcess::FailedToStart) once(false);
+                     });
     QTimer::singleShot(patience, opener, [once] { once(true); });
     opener->start(QStringLiteral("xdg-open"), {target});
 }

@@ -1,6 +1,6 @@
 #include "platform/linux/freedesktop/UserBackend.h"
 
-#include "platform/linux/freedesktop/DetachedProgram.h"
+#include "platform/linux/freedesktop/IndependentProcess.h"
 #include "support/Log.h"
 
 #include <QDBusConnection>
@@ -10,9 +10,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QPointer>
+#include <QProcess>
 
 #include <algorithm>
-#include <optional>
 #include <unistd.h>
 
 namespace murlo {
@@ -68,7 +69,7 @@ struct UserBackend::Start {
     double deadline = 0;     ///< on the scheduler's uptime
     double unitDeadline = 0; ///< until then the service manager may make somebody listen
     bool programStarted = false;
-    std::optional<qint64> pid; ///< of the program, if it could be started
+    QPointer<QProcess> program; ///< null when it could not be started, and after its end
     ScheduledWork poll;
 };
 
@@ -133,9 +134,10 @@ void UserBackend::startProgram(quint16 port) {
     for (const QString& folder : m_folders) {
         const QString program = folder + QStringLiteral("/murlo-backend");
         if (!QFileInfo(program).isExecutable()) continue;
-        start.pid =
-            startDetached(program, {QStringLiteral("--set"), QStringLiteral("port=%1").arg(port),
-                                    QStringLiteral("--set"), QStringLiteral("idle-end=600")});
+        start.program = makeIndependentProcess();
+        start.program->setWorkingDirectory(QDir::rootPath());
+        start.program->start(program, {QStringLiteral("--set"), QStringLiteral("port=%1").arg(port),
+                                       QStringLiteral("--set"), QStringLiteral("idle-end=600")});
         return;
     }
     Log::write(QStringLiteral("backend: there is no program murlo-backend beside this one"));
@@ -147,8 +149,7 @@ void UserBackend::check(quint16 port) {
     if (listener(port) != Listener::nobody || now >= start.deadline) return finish(port);
     if (now < start.unitDeadline) return;
     if (!start.programStarted) startProgram(port);
-    const bool runs = start.pid && QFileInfo::exists(QStringLiteral("/proc/%1").arg(*start.pid));
-    if (!runs) finish(port);
+    if (!start.program) finish(port);
 }
 
 void UserBackend::finish(quint16 port) {
