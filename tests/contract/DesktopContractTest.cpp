@@ -141,7 +141,8 @@ private Q_SLOTS:
         QFile opener(folder.filePath("xdg-open"));
         if (status >= 0) {
             QVERIFY(opener.open(QIODevice::WriteOnly));
-            opener.write("#!/bin/sh\nprintf %s \"$*\" >\"$0.asked\"\nexit " +
+            opener.write("#!/bin/sh\nprintf %s \"$*\" >\"$0.asked\"\n"
+                         "read -r stat </proc/$$/stat; echo \"$stat\" >\"$0.stat\"\nexit " +
                          QByteArray::number(status) + "\n");
             opener.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
             opener.close();
@@ -157,6 +158,12 @@ private Q_SLOTS:
         QTEST(*opened, "opens");
         QFile asked(opener.fileName() + ".asked");
         if (*opened) QVERIFY(asked.open(QIODevice::ReadOnly) && asked.readAll() == target.toUtf8());
+        // A session of its own: what is opened survives this program and its terminal.
+        QFile stat(opener.fileName() + ".stat");
+        if (*opened) QVERIFY(stat.open(QIODevice::ReadOnly));
+        const QList<QByteArray> fields =
+            stat.isOpen() ? stat.readAll().split(' ') : QList<QByteArray>();
+        if (*opened) QCOMPARE(fields.value(5), fields.value(0));
     }
 };
 

@@ -126,9 +126,8 @@ private Q_SLOTS:
 
     void whoListensIsReadFromTheKernel_data() {
         QTest::addColumn<QString>("address");
-        QTest::addColumn<Listener>("listener");
         for (const char* address : {"127.0.0.1", "127.1.2.3", "0.0.0.0", "::1", "::"})
-            QTest::newRow(address) << QString(address) << Listener::self;
+            QTest::newRow(address) << QString(address);
     }
     void whoListensIsReadFromTheKernel() {
         QFETCH(QString, address);
@@ -136,10 +135,49 @@ private Q_SLOTS:
         QTcpServer server;
         QVERIFY(server.listen(QHostAddress(address)));
         const quint16 port = server.serverPort();
-        QTEST(backend.listener(port), "listener");
+        QCOMPARE(backend.listener(port), Listener::self);
         QCOMPARE(backend.listener(port ^ 1), Listener::nobody);
         server.close();
         QCOMPARE(backend.listener(port), Listener::nobody);
+    }
+
+    void anotherUsersSocketIsAStrangers_data() {
+        QTest::addColumn<QString>("tcp"); // address, state and, added to ours, the user
+        QTest::addColumn<QString>("tcp6");
+        QTest::addColumn<Listener>("listener");
+        const QString ours = "0100007F:2235 0A 0";
+        const QString theirs = "0100007F:2235 0A 1";
+        const QString v6 = "00000000000000000000000001000000:2235 0A 1";
+        QTest::newRow("ours") << ours << "" << Listener::self;
+        QTest::newRow("theirs") << theirs << "" << Listener::stranger;
+        QTest::newRow("theirs beside ours") << ours << v6 << Listener::stranger;
+        QTest::newRow("any") << "00000000:2235 0A 1"
+                             << "" << Listener::stranger;
+        QTest::newRow("mapped") << ""
+                                << "0000000000000000FFFF00000100007F:2235 0A 1"
+                                << Listener::stranger;
+        QTest::newRow("another port") << "0100007F:2236 0A 1"
+                                      << "" << Listener::nobody;
+        QTest::newRow("a connection") << "0100007F:2235 01 1"
+                                      << "" << Listener::nobody;
+        QTest::newRow("another address") << "0100000A:2235 0A 1"
+                                         << "" << Listener::nobody;
+    }
+    void anotherUsersSocketIsAStrangers() {
+        const QTemporaryDir tables;
+        for (const char* name : {"tcp", "tcp6"}) {
+            QFile file(tables.filePath(name));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            const QStringList row =
+                static_cast<QString*>(QTest::qData(name, QMetaType::QString))->split(' ');
+            if (row.size() < 3) continue;
+            file.write(QString("  sl  local_address rem_address   st tx_queue rx_queue\n"
+                               "   0: %1 00000000:0000 %2 0:0 00:0 0 %3 0 77 1 0 100\n")
+                           .arg(row[0], row[1])
+                           .arg(geteuid() + row[2].toUInt())
+                           .toLatin1());
+        }
+        QTEST(UserBackend(m_scheduler, {}, tables.path()).listener(8757), "listener");
     }
 
     void twoStartsAtOnceAreOne() {

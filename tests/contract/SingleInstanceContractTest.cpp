@@ -43,7 +43,8 @@ private Q_SLOTS:
     void theSecondHandsItsArgumentsToTheFirst() {
         auto first = make();
         QCOMPARE(first->acquire({}), Start::first);
-        const QStringList address{"murlo://callback?code=ü", "two words"};
+        const QStringList address{"murlo://callback?code=ü", "two words\n\x01\"",
+                                  "a:/b?c=" + QString(8192, '%')};
         QCOMPARE(startAgain(address), Start::handedOver);
         QCOMPARE(startAgain({}), Start::handedOver);
         QCOMPARE(m_heard, (QList{address, QStringList()}));

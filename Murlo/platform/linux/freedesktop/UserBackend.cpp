@@ -73,9 +73,10 @@ struct UserBackend::Start {
     ScheduledWork poll;
 };
 
-UserBackend::UserBackend(Scheduler& scheduler, QStringList folders)
+UserBackend::UserBackend(Scheduler& scheduler, QStringList folders, QString tables)
     : m_scheduler(scheduler)
-    , m_folders(std::move(folders)) {}
+    , m_folders(std::move(folders))
+    , m_tables(std::move(tables)) {}
 
 UserBackend::~UserBackend() = default;
 
@@ -86,8 +87,8 @@ QStringList UserBackend::usualFolders(const QString& applicationFolder) {
 
 LocalService::Listener UserBackend::listener(quint16 port) const {
     // A stranger on any of the loopback addresses counts: a name may lead to either of them.
-    const QList<uint> owners = ownersOf(QStringLiteral("/proc/net/tcp"), port) +
-                               ownersOf(QStringLiteral("/proc/net/tcp6"), port);
+    const QList<uint> owners = ownersOf(m_tables + QStringLiteral("/tcp"), port) +
+                               ownersOf(m_tables + QStringLiteral("/tcp6"), port);
     if (owners.isEmpty()) return Listener::nobody;
     const bool allOurs =
         std::ranges::all_of(owners, [self = geteuid()](uint owner) { return owner == self; });

@@ -18,8 +18,10 @@ public:
     /// The port that the socket unit listens on.
     static constexpr quint16 unitPort = 8757;
 
-    /// The program is looked for in `folders`, in this order.
-    UserBackend(Scheduler& scheduler, QStringList folders);
+    /// The program is looked for in `folders`, in this order; `tables` is the folder of the
+    /// kernel's tables tcp and tcp6.
+    UserBackend(Scheduler& scheduler, QStringList folders,
+                QString tables = QStringLiteral("/proc/net"));
     ~UserBackend() override;
 
     /// Where the program is for a Murlo in `applicationFolder`, installed or in a build folder.
@@ -38,6 +40,7 @@ private:
 
     Scheduler& m_scheduler;
     QStringList m_folders;
+    QString m_tables;
     std::map<quint16, Start> m_starts; ///< by port
     QObject m_owner;                   ///< of the calls under way
 };
