@@ -104,8 +104,8 @@ void Delivery::insert(const QString& text, double clipDuration, std::shared_ptr<
     m_history.add(text); // first, so that the text is not lost if the insertion fails
     const auto frontmost = m_applications.frontmostPid();
     m_inserter.insert(text, m_settings.insertMode(), std::move(prepared), std::move(done));
-    m_usage.append({clipDuration, wordCount(text),
-                    frontmost ? m_applications.identifier(*frontmost) : std::nullopt});
+    m_usage.append(clipDuration, wordCount(text),
+                   frontmost ? m_applications.identifier(*frontmost) : std::nullopt);
 }
 
 } // namespace murlo
