@@ -15,6 +15,9 @@ public:
     /// Makes this program the user's handler for the scheme, and reports on a later turn whether
     /// that worked. Idempotent.
     virtual void claim(const QString& scheme, std::function<void(bool)> done) = 0;
+    /// Undoes `claim`: nothing of Murlo handles the scheme for this user any more. Reports on a
+    /// later turn whether that is so; it is no error if the scheme was never claimed.
+    virtual void release(const QString& scheme, std::function<void(bool)> done) = 0;
 };
 
 } // namespace murlo
