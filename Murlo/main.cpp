@@ -31,7 +31,8 @@ int run(QApplication& application) {
     }
     int status = 0;
     {
-        murlo::CompositionRoot root(platform, paths, *disk, murlo::WhisperServer::usualPort);
+        murlo::CompositionRoot root(platform, paths, *disk, murlo::WhisperServer::usualPort,
+                                    murlo::BackendConfig::read(murlo::BackendConfig::usualFiles()));
         murlo::AppDelegate delegate(root, [] { QApplication::quit(); });
         QObject::connect(
             &application, &QGuiApplication::commitDataRequest, &application,

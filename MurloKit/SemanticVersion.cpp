@@ -58,7 +58,8 @@ std::weak_ordering operator<=>(const SemanticVersion& a, const SemanticVersion& 
     for (qsizetype i = 0; i < longest; ++i) {
         const qint64 left = a.components.value(i);
         const qint64 right = b.components.value(i);
-        if (left != right) return left < right ? std::weak_ordering::less : std::weak_ordering::greater;
+        if (left != right)
+            return left < right ? std::weak_ordering::less : std::weak_ordering::greater;
     }
     return std::weak_ordering::equivalent;
 }

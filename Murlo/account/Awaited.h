@@ -1,6 +1,8 @@
 #pragma once
 
+#ifndef Q_MOC_RUN // it cannot parse the standard library's concepts
 #include <coroutine>
+#endif
 #include <memory>
 #include <optional>
 #include <utility>
@@ -11,7 +13,8 @@ namespace murlo {
 /// whoever provides the value. Only the first value counts. The coroutine goes on within `settle`.
 /// Whoever starts a coroutine sees to it that everything it may wait for is settled when its owner
 /// ends; a frame that waits for ever is never freed. One thread.
-template <typename Value> class Awaited {
+template <typename Value>
+class Awaited {
     struct State {
         std::optional<Value> value;
         std::coroutine_handle<> waiting;

@@ -87,13 +87,12 @@ void BrowserSession::cancel() {
     if (isWaiting()) end({SignInError::cancelled, {}});
 }
 
-bool BrowserSession::take(const QString& argument) {
-    if (!isCallback(argument, m_callback)) return false;
-    if (const auto came = m_came) // a copy: it may start another visit
-        came(QUrl(argument));
+void BrowserSession::take(const QString& address) {
+    const auto came = m_came; // a copy: it may start another visit
+    if (came && isCallback(address, m_callback))
+        came(QUrl(address));
     else
         Log::write(QStringLiteral("account: an answer from a browser that nobody waits for"));
-    return true;
 }
 
 bool BrowserSession::isCallback(const QString& argument, const QString& callback) {

@@ -49,10 +49,10 @@ public:
     void openAgain();
     void cancel();
 
-    /// An argument of a further start of the program: whether it is such an address (in whatever
-    /// case its scheme is written), which then is dealt with, also if no visit waits for it.
-    bool take(const QString& argument); // NOLINT(modernize-use-nodiscard): some only pass it on
-    /// Whether an argument is an address that begins with `callback`.
+    /// An address that the desktop has brought; ignored if no visit waits for it.
+    void take(const QString& address);
+    /// Whether an argument of a further start of the program is an address that begins with
+    /// `callback`, in whatever case its scheme is written.
     [[nodiscard]] static bool isCallback(const QString& argument, const QString& callback);
 
 Q_SIGNALS:
@@ -66,7 +66,7 @@ private:
 
     Partners m_with;
     QUrl m_page;
-    QString m_callback; ///< of the last visit
+    QString m_callback; ///< of the visit
     std::function<void(const QUrl&)> m_came;
     std::function<void(const SignInError&)> m_ended;
     ScheduledWork m_limit;

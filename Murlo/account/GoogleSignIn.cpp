@@ -49,10 +49,10 @@ GoogleSignIn::Result identityIn(const HttpResult& reply) {
 
 /// One sign-in, shared by the coroutine and by those whom it waits for.
 struct GoogleSignIn::Attempt {
-    std::function<void(Code)> code;           ///< settles what it waits for from the browser
-    std::function<void()> breakOff;           ///< settles the token endpoint's answer
-    std::unique_ptr<HttpTask> request;        ///< to the token endpoint
-    std::optional<SignInError> ended = {};    ///< the visit is over
+    std::function<void(Code)> code;        ///< settles what it waits for from the browser
+    std::function<void()> breakOff;        ///< settles the token endpoint's answer
+    std::unique_ptr<HttpTask> request;     ///< to the token endpoint
+    std::optional<SignInError> ended = {}; ///< the visit is over
 };
 
 GoogleSignIn::GoogleSignIn(BrowserSession& session, HttpClient& http, const BackendConfig& config,
@@ -101,8 +101,8 @@ GoogleSignIn::Result GoogleSignIn::finished(const std::shared_ptr<Attempt>& atte
 void GoogleSignIn::openBrowser(const std::shared_ptr<Attempt>& attempt, const QUrl& page) {
     m_session.start(
         page, m_config.redirectURI(), [attempt](const QUrl& url) { attempt->code(codeIn(url)); },
-        [attempt, abandon = m_lifetime.guard([this] { ++m_abandoned; })](
-            const SignInError& why) mutable {
+        [attempt,
+         abandon = m_lifetime.guard([this] { ++m_abandoned; })](const SignInError& why) mutable {
             if (why.kind == SignInError::cancelled) abandon();
             attempt->ended = why;
             attempt->request.reset();

@@ -6,7 +6,9 @@
 #include "backend/BackendConfig.h"
 #include "platform/HttpClient.h"
 
+#ifndef Q_MOC_RUN // it cannot parse the standard library's concepts
 #include <QCoroTask>
+#endif
 
 #include <functional>
 #include <memory>

@@ -16,7 +16,8 @@ namespace {
 constexpr double usualTimeout = 15; // seconds
 constexpr quint16 httpPort = 80;
 
-template <typename Records> QJsonArray arrayOf(const Records& records) {
+template <typename Records>
+QJsonArray arrayOf(const Records& records) {
     QJsonArray array;
     for (const auto& record : records) array.append(record.toJson());
     return array;
@@ -218,7 +219,10 @@ AccountClient::Request AccountClient::uploadErrors(const QList<ErrorReport>& err
 }
 
 AccountClient::Request AccountClient::fetchSettings(Answer<std::optional<QByteArray>> done) {
-    return perform({"GET", QStringLiteral("/settings"), true, {},
+    return perform({"GET",
+                    QStringLiteral("/settings"),
+                    true,
+                    {},
                     decoding(std::move(done), Replies::settings)});
 }
 
@@ -237,7 +241,10 @@ AccountClient::Request AccountClient::polish(const QString& text,
 }
 
 AccountClient::Request AccountClient::fetchRelease(Answer<ReleaseInfo> done) {
-    return perform({"GET", QStringLiteral("/version"), false, {},
+    return perform({"GET",
+                    QStringLiteral("/version"),
+                    false,
+                    {},
                     decoding(std::move(done), Replies::release)});
 }
 
@@ -247,8 +254,8 @@ AccountClient::Request AccountClient::funnel(const QString& installId, const QSt
                      {QStringLiteral("stage"), stage},
                      {QStringLiteral("clientTs"), isoSeconds(m_with.scheduler.now())}};
     if (!m_appVersion.isEmpty()) body.insert(QStringLiteral("appVersion"), m_appVersion);
-    return perform({"POST", QStringLiteral("/funnel"), false, bytesOf(body),
-                    ignoringBody(std::move(done))});
+    return perform(
+        {"POST", QStringLiteral("/funnel"), false, bytesOf(body), ignoringBody(std::move(done))});
 }
 
 } // namespace murlo

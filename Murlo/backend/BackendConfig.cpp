@@ -100,10 +100,9 @@ BackendConfig BackendConfig::read(const QStringList& files) {
     const bool same = options.authorizationHost.value == options.backend.value &&
                       options.tokenHost.value == options.backend.value;
     QStringList ofHosts;
-    config.authorizationEndpoint = withPath(checked(options.authorizationHost, ofHosts),
-                                            QStringLiteral("/o/oauth2/v2/auth"));
-    config.tokenEndpoint =
-        withPath(checked(options.tokenHost, ofHosts), QStringLiteral("/token"));
+    config.authorizationEndpoint =
+        withPath(checked(options.authorizationHost, ofHosts), QStringLiteral("/o/oauth2/v2/auth"));
+    config.tokenEndpoint = withPath(checked(options.tokenHost, ofHosts), QStringLiteral("/token"));
     if (!same) config.complaints += ofHosts;
     config.modelRepository = checked(options.models, config.complaints);
     config.clientIdentifier = options.client.value;

@@ -25,9 +25,9 @@ QStringList KeychainStore::names(const QString& address) {
 }
 
 void KeychainStore::load() {
-    m_disk.async([&scheduler = m_scheduler, file = m_file, there = m_lifetime.guard([this](const QJsonObject& content) {
-        takeFile(content);
-    })]() mutable {
+    m_disk.async([&scheduler = m_scheduler, file = m_file,
+                  there = m_lifetime.guard(
+                      [this](const QJsonObject& content) { takeFile(content); })]() mutable {
         const QJsonObject content =
             file.read([](const QJsonDocument& document) { return document.isObject(); }).object();
         scheduler.nextTurn([there, content]() mutable { there(content); });
@@ -112,10 +112,9 @@ void KeychainStore::remove(Item item) {
 
 void KeychainStore::write(Item item, const std::optional<QString>& value) {
     ++m_writing;
-    const auto done = m_lifetime.guard(
-        [this, item, revision = m_entries[item].revision](const SecretStore::Done& result) {
-            written(item, revision, result);
-        });
+    const auto done =
+        m_lifetime.guard([this, item, revision = m_entries[item].revision](
+                             const SecretStore::Done& result) { written(item, revision, result); });
     if (value)
         m_secrets.save(m_names[item], *value, done);
     else
@@ -137,9 +136,9 @@ void KeychainStore::written(Item item, qint64 revision, const tl::expected<void,
         }
     }
     // After the file: the queue runs in order.
-    m_disk.async([&scheduler = m_scheduler, settled = m_lifetime.guard([this] { settle(-1); })]() mutable {
-        scheduler.nextTurn(std::move(settled));
-    });
+    m_disk.async([&scheduler = m_scheduler, settled = m_lifetime.guard([this] {
+        settle(-1);
+    })]() mutable { scheduler.nextTurn(std::move(settled)); });
 }
 
 void KeychainStore::setInFile(const QString& name, const QJsonValue& value) {
@@ -164,7 +163,7 @@ void KeychainStore::whenWritten(std::function<void()> done) {
 void KeychainStore::settle(int change) {
     m_writing += change;
     if (m_writing > 0) return;
-    for (const auto& done : std::exchange(m_whenWritten, {})) m_scheduler.nextTurn(done);
+    for (const auto& done : std::exchange(m_whenWritten, {})) done();
 }
 
 } // namespace murlo

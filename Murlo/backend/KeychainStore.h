@@ -46,7 +46,8 @@ public:
     [[nodiscard]] KeyAnswer key();
     void save(Item item, const QString& value);
     void remove(Item item);
-    /// Completes when everything saved or removed so far is stored or has failed.
+    /// Completes when everything saved or removed so far is stored or has failed: during the call
+    /// if that is so now.
     void whenWritten(std::function<void()> done);
 
     /// What the items of a backend address are called in the keyring.
@@ -63,9 +64,9 @@ Q_SIGNALS:
 private:
     struct Entry {
         std::optional<QString> value;
-        bool known = false;   ///< read, saved or removed; else the keyring has not answered yet
-        qint64 revision = 0;  ///< grows with each change, so that older answers are told apart
-        double askedAt = 0;   ///< uptime of the last question
+        bool known = false;  ///< read, saved or removed; else the keyring has not answered yet
+        qint64 revision = 0; ///< grows with each change, so that older answers are told apart
+        double askedAt = 0;  ///< uptime of the last question
     };
 
     void takeFile(const QJsonObject& content);

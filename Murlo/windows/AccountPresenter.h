@@ -11,7 +11,8 @@ class SettingsModel;
 struct BackendConfig;
 struct SignInError;
 
-/// The account as a window shows it. Remembers why a sign-in failed until the next one. Main thread.
+/// The account as a window shows it. Remembers why a sign-in failed until the next one. Main
+/// thread.
 class AccountPresenter : public QObject {
     Q_OBJECT
 

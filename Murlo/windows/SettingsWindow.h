@@ -70,6 +70,7 @@ public:
     /// Shows the window, or brings it to the front.
     void showSettings();
     void close() { delete m_window.data(); }
+    [[nodiscard]] bool isOpen() const { return m_window && m_window->isVisible(); }
     /// Tells the window, if it is open, that what it shows has changed.
     void refresh();
 

@@ -14,8 +14,8 @@
 namespace murlo {
 
 namespace {
-constexpr int width = 400; // points
-constexpr int distance = 24; // points from the screen's edges
+constexpr int noteWidth = 400; // points
+constexpr int distance = 24;   // points from the screen's edges
 } // namespace
 
 SignInNote::SignInNote(SignInNoteActions actions)
@@ -39,14 +39,15 @@ SignInNote::SignInNote(SignInNoteActions actions)
     connect(again, &QPushButton::clicked, this, [this] { m_actions.openAgain(); });
     connect(copy, &QPushButton::clicked, this, [this] { m_actions.copyAddress(); });
     connect(cancel, &QPushButton::clicked, this, [this] { close(); });
-    setMinimumWidth(width);
+    setMinimumWidth(noteWidth);
 }
 
 void SignInNote::showInCorner() {
     adjustSize();
     const QScreen* screen = QGuiApplication::screenAt(QCursor::pos());
     if (!screen) screen = QGuiApplication::primaryScreen();
-    const QRect room = screen->availableGeometry().adjusted(distance, distance, -distance, -distance);
+    const QRect room =
+        screen->availableGeometry().adjusted(distance, distance, -distance, -distance);
     move(room.right() - frameGeometry().width(), room.bottom() - frameGeometry().height());
     show();
 }

@@ -8,15 +8,18 @@
 #include "tests/fakes/FakeHttpClient.h"
 #include "tests/fakes/FakeInterruptions.h"
 #include "tests/fakes/FakeKeySynthesizer.h"
+#include "tests/fakes/FakeLocalService.h"
 #include "tests/fakes/FakeLoginItem.h"
 #include "tests/fakes/FakeMicrophoneAuthorization.h"
 #include "tests/fakes/FakePasteboard.h"
 #include "tests/fakes/FakeProcessLauncher.h"
+#include "tests/fakes/FakeSecretStore.h"
 #include "tests/fakes/FakeSingleInstance.h"
 #include "tests/fakes/FakeSoundPlayer.h"
 #include "tests/fakes/FakeSurfaces.h"
 #include "tests/fakes/FakeSystemEvents.h"
 #include "tests/fakes/FakeTree.h"
+#include "tests/fakes/FakeUrlScheme.h"
 #include "tests/fakes/VirtualScheduler.h"
 
 #include <QApplication>
@@ -48,6 +51,11 @@ public:
         give<FakeSurfaces>(on.surfaces);
         give<FakeInterruptions>(on.interruptions);
         give<FakeDiagnostics>(on.diagnostics);
+        give<FakeSecretStore>(on.secrets, *time);
+        give<FakeUrlScheme>(on.urlScheme, *time);
+        give<FakeLocalService>(on.localService, *time);
+        on.network = http.maker()(
+            [this](double seconds, Work work) { return time->after(seconds, std::move(work)); });
         on.makeHttpClient = http.maker();
         system = give<FakeSystemEvents>(on.systemEvents);
         audio = give<FakeAudioInput>(on.audioInput, *time);
@@ -67,7 +75,8 @@ public:
         QDir(folder.path()).mkpath("models");
         QVERIFY(QFile(folder.filePath("models/a.bin")).open(QIODevice::WriteOnly));
         disk = time->makeSerialQueue("test.disk");
-        root = std::make_unique<CompositionRoot>(on, Paths(folder.path()), *disk, 8756);
+        root = std::make_unique<CompositionRoot>(on, Paths(folder.path()), *disk, 8756,
+                                                 BackendConfig::read({}));
         if (signedIn) root->settings.set(SettingKey::accountEmail, QString("me@example.com"));
         root->settings.set(SettingKey::holdThreshold, 0.35);
         app = std::make_unique<AppDelegate>(*root, [this] { ++ends; });
