@@ -1,6 +1,6 @@
+#include "platform/linux/qt/NetworkThreadClient.h"
 #include "platform/linux/qt/QtHttpClient.h"
 #include "platform/linux/qt/QtScheduler.h"
-#include "tests/contract/Worlds.h"
 #include "tests/fakes/FakeHttpClient.h"
 #include "tests/harness/LoopbackServer.h"
 
@@ -12,18 +12,34 @@ namespace {
 
 constexpr int patience = 20'000; ///< milliseconds
 
+enum class Kind { fake, plain, threaded };
+
+/// One row of test data for each kind of client.
+void addKinds(const QList<Kind>& kinds) {
+    QTest::addColumn<Kind>("kind");
+    for (const Kind kind : kinds)
+        QTest::addRow("%s", kind == Kind::fake    ? "fake"
+                            : kind == Kind::plain ? "one thread"
+                                                  : "network thread")
+            << kind;
+}
+void addRealKinds() {
+    addKinds({Kind::plain, Kind::threaded});
+}
+
 /// A client, the server at its other end and what the one asks of the other.
 struct World {
-    explicit World(const ServerAnswer& answer, bool real = true) {
+    World(const ServerAnswer& answer, Kind kind) {
         server.answer = answer;
         request.url = server.url();
         const Delay delay = [this](double seconds, Work work) {
             return scheduler.after(seconds, std::move(work));
         };
-        if (real)
-            client = std::make_unique<QtHttpClient>(delay);
-        else
-            client = std::make_unique<FakeHttpClient>(delay);
+        if (kind == Kind::plain) client = std::make_unique<QtHttpClient>(delay);
+        if (kind == Kind::fake) client = std::make_unique<FakeHttpClient>(delay);
+        if (kind == Kind::threaded) // which would not carry what stays on this computer
+            client =
+                std::make_unique<NetworkThreadClient>(scheduler, [](const QUrl&) { return false; });
     }
     /// Sends the request and waits for its end.
     HttpResult fetch() {
@@ -80,6 +96,9 @@ private Q_SLOTS:
         add("401", {401, "no", ServerAnswer::complete, "WWW-Authenticate: Basic realm=\"a\"\r\n"},
             "401 no 2");
         add("404", {404, "no"}, "404 no 2");
+        add("407", {407, "no", ServerAnswer::complete, "Proxy-Authenticate: Basic realm=\"a\"\r\n"},
+            "407 no 2");
+        add("407 without a challenge", {407, "no"}, "407 no 2");
         add("499", {499, "no"}, "499 no 2");
         add("500", {500, "no"}, "500 no 2");
         add("503", {503, "no"}, "503 no 2");
@@ -94,22 +113,26 @@ private Q_SLOTS:
     }
     void everyWholeResponseIsOneWhateverItsStatus() {
         QFETCH(ServerAnswer, answer);
-        World world(answer);
-        for (const char* method : {"GET", "POST"}) {
-            world.request.method = method;
-            QStringList results;
-            const auto task = world.client->send(
-                world.request, [&](const HttpResult& result) { results << describe(result); });
-            QVERIFY(results.isEmpty()); // on a later turn
-            QTRY_COMPARE_WITH_TIMEOUT(results.size(), 1, patience);
-            QTest::qWait(0);
-            QCOMPARE(results.size(), 1);
-            QTEST(results.value(0), "result");
+        for (const Kind kind : {Kind::plain, Kind::threaded}) {
+            World world(answer, kind);
+            for (const char* method : {"GET", "POST"}) {
+                world.request.method = method;
+                QStringList results;
+                const auto task = world.client->send(
+                    world.request, [&](const HttpResult& result) { results << describe(result); });
+                QVERIFY(results.isEmpty()); // on a later turn
+                QTRY_COMPARE_WITH_TIMEOUT(results.size(), 1, patience);
+                QTest::qWait(0);
+                QCOMPARE(results.size(), 1);
+                QTEST(results.value(0), "result");
+            }
         }
     }
 
+    void anErrorSaysWhatHappened_data() { addRealKinds(); }
     void anErrorSaysWhatHappened() {
-        World world({200, "", ServerAnswer::bare});
+        QFETCH(Kind, kind);
+        World world({200, "", ServerAnswer::bare}, kind);
         world.request.method = "POST";
         world.request.body = "speech";
         QCOMPARE(words(world.fetch()), "The connection was closed before the answer came.");
@@ -119,10 +142,12 @@ private Q_SLOTS:
         QCOMPARE(words(world.fetch()), "Connection refused");
     }
 
-    void fallsDueAfterItsOwnTimeLimit_data() { addWorlds(); }
+    void fallsDueAfterItsOwnTimeLimit_data() {
+        addKinds({Kind::fake, Kind::plain, Kind::threaded});
+    }
     void fallsDueAfterItsOwnTimeLimit() {
-        QFETCH(bool, real);
-        World world({200, "", ServerAnswer::never}, real);
+        QFETCH(Kind, kind);
+        World world({200, "", ServerAnswer::never}, kind);
         QStringList ended;
         const auto patient = world.client->send(
             world.request, [&](const HttpResult&) { ended << "the patient one"; });
@@ -133,21 +158,24 @@ private Q_SLOTS:
     }
 
     void nothingIsCalledAfterTheEnd_data() {
-        QTest::addColumn<bool>("real");
+        QTest::addColumn<Kind>("kind");
         QTest::addColumn<QString>("end");
-        QTest::newRow("fake, cancel") << false << "cancel";
-        QTest::newRow("fake, handle") << false << "handle";
-        for (const char* end : {"cancel", "handle", "client"})
-            QTest::addRow("real, %s", end) << true << QString(end);
+        QTest::newRow("fake, cancel") << Kind::fake << "cancel";
+        QTest::newRow("fake, handle") << Kind::fake << "handle";
+        for (const char* end : {"cancel", "handle", "client"}) {
+            QTest::addRow("one thread, %s", end) << Kind::plain << QString(end);
+            QTest::addRow("network thread, %s", end) << Kind::threaded << QString(end);
+        }
     }
     void nothingIsCalledAfterTheEnd() {
-        QFETCH(bool, real);
+        QFETCH(Kind, kind);
         QFETCH(QString, end);
-        World world({200, "", ServerAnswer::never}, real);
+        World world({200, "", ServerAnswer::never}, kind);
         world.request.timeout = 0.3;
         bool called = false;
         auto task = world.client->send(world.request, [&](const HttpResult&) { called = true; });
-        if (real) QTRY_COMPARE_WITH_TIMEOUT(world.server.requests.size(), 1, patience);
+        if (kind != Kind::fake)
+            QTRY_COMPARE_WITH_TIMEOUT(world.server.requests.size(), 1, patience);
         if (end == "cancel") task->cancel();
         if (end == "handle") task.reset();
         if (end == "client") world.client.reset();
@@ -158,14 +186,19 @@ private Q_SLOTS:
         if (task) task->cancel(); // harmless
     }
 
+    void aCompletionMayEndItsHandleAndSendTheNext_data() { addRealKinds(); }
     void aCompletionMayEndItsHandleAndSendTheNext() {
-        World world({200, "hello"});
+        QFETCH(Kind, kind);
+        World world({200, "hello"}, kind);
         int left = 5;
         std::unique_ptr<HttpTask> task;
         const std::function<void(HttpResult)> next = [&](const HttpResult& result) {
             QCOMPARE(describe(result), "200 hello 5");
             task.reset();
-            if (--left > 0) task = world.client->send(world.request, next);
+            if (--left > 0)
+                task = world.client->send(world.request, next);
+            else
+                world.client.reset();
         };
         task = world.client->send(world.request, next);
         QTRY_COMPARE_WITH_TIMEOUT(left, 0, patience);
@@ -173,14 +206,19 @@ private Q_SLOTS:
 
     void aStreamComesInPiecesAfterItsHead_data() {
         QTest::addColumn<QString>("end");
-        for (const char* end : {"whole", "cut off", "head", "piece", "handle"})
-            QTest::newRow(end) << QString(end);
+        QTest::addColumn<Kind>("kind");
+        for (const char* end : {"whole", "cut off", "head", "piece", "handle"}) {
+            QTest::addRow("one thread, %s", end) << QString(end) << Kind::plain;
+            QTest::addRow("network thread, %s", end) << QString(end) << Kind::threaded;
+        }
     }
     void aStreamComesInPiecesAfterItsHead() {
         QFETCH(QString, end);
+        QFETCH(Kind, kind);
         const QByteArray body(20 * 1024 * 1024, 'x'); // more than is ever collected
         World world({206, body, end == "cut off" ? ServerAnswer::cutOff : ServerAnswer::chunked,
-                     "Content-Range: bytes 5-9/10\r\n"});
+                     "Content-Range: bytes 5-9/10\r\n"},
+                    kind);
         std::unique_ptr<HttpTask> task;
         QStringList heads;
         qint64 got = 0;
@@ -206,8 +244,10 @@ private Q_SLOTS:
         if (end != "whole" && end != "cut off") QVERIFY(got < body.size());
     }
 
+    void theBodyArrivesByteForByte_data() { addRealKinds(); }
     void theBodyArrivesByteForByte() {
-        World world({});
+        QFETCH(Kind, kind);
+        World world({}, kind);
         world.request.method = "POST";
         world.request.headers = {{"Content-Type", "multipart/form-data; boundary=X"},
                                  {"X-Other", "1"}};
@@ -223,14 +263,41 @@ private Q_SLOTS:
             QVERIFY2(received.head.contains(QByteArray("\r\n") + line + "\r\n"), line);
     }
 
+    void aRequestLeavesNoConnectionAndNoCookie_data() { addRealKinds(); }
     void aRequestLeavesNoConnectionAndNoCookie() {
-        World world({200, "", ServerAnswer::complete, "Set-Cookie: a=b\r\n"});
+        QFETCH(Kind, kind);
+        World world({200, "", ServerAnswer::complete, "Set-Cookie: a=b\r\n"}, kind);
         for (int count = 1; count <= 3; ++count) {
             QVERIFY(world.fetch());
             QCOMPARE(world.server.connections, count);
             const QByteArray& head = world.server.requests.last().head;
             QVERIFY(head.contains("\r\nconnection: close\r\n") && !head.contains("\r\ncookie:"));
         }
+    }
+
+    void aStreamWaitsForAReaderThatIsBusyAndEndsWithItsClient() {
+        const QByteArray body(20 * 1024 * 1024, 'x');
+        World world({200, body}, Kind::threaded);
+        qint64 got = 0;
+        bool ended = false;
+        world.request.piece = [&](const QByteArray& piece) {
+            got += piece.size();
+            return true;
+        };
+        const auto task =
+            world.client->send(world.request, [&](const HttpResult&) { ended = true; });
+        QTRY_VERIFY_WITH_TIMEOUT(got > 0, patience);
+        world.client.reset(); // with pieces on their way, and the network waiting for room
+        const qint64 before = got;
+        QTRY_COMPARE_WITH_TIMEOUT(world.server.openConnections, 0, patience);
+        QVERIFY(got == before && !ended);
+    }
+
+    void onlyWhatLeavesThisComputerNeedsTheThread() {
+        for (const char* host : {"localhost", "LocalHost", "127.0.0.1", "127.8.8.8", "::1"})
+            QVERIFY2(QtHttpClient::isLoopback(host), host);
+        for (const char* host : {"localhost.example.org", "10.0.0.1", "::", "example.org", ""})
+            QVERIFY2(!QtHttpClient::isLoopback(host), host);
     }
 };
 

@@ -8,12 +8,16 @@
 #include "platform/linux/freedesktop/Login1SystemEvents.h"
 #include "platform/linux/freedesktop/OpenMicrophone.h"
 #include "platform/linux/freedesktop/SocketSingleInstance.h"
+#include "platform/linux/freedesktop/UserBackend.h"
 #include "platform/linux/freedesktop/XdgLoginItem.h"
+#include "platform/linux/freedesktop/XdgUrlScheme.h"
 #include "platform/linux/processes/QtProcessLauncher.h"
 #include "platform/linux/pulse/PulseAudioInput.h"
 #include "platform/linux/pulse/PulseSoundPlayer.h"
+#include "platform/linux/qt/NetworkThreadClient.h"
 #include "platform/linux/qt/QtHttpClient.h"
 #include "platform/linux/qt/QtScheduler.h"
+#include "platform/linux/secrets/KeychainSecretStore.h"
 
 #include <QCoreApplication>
 #include <QStandardPaths>
@@ -36,6 +40,19 @@ AtspiWindows windowsOf(Applications& applications) {
         [&applications](qint64 pid, const QString& title, const QRectF& box) {
             return applications.click(pid, title, box);
         }};
+}
+
+/// Adds what an account needs.
+void addAccount(Platform& platform) {
+    using Location = QStandardPaths;
+    platform.network = std::make_unique<NetworkThreadClient>(*platform.scheduler);
+    platform.localService = std::make_unique<UserBackend>(
+        *platform.scheduler, UserBackend::usualFolders(QCoreApplication::applicationDirPath()));
+    platform.secrets = std::make_unique<KeychainSecretStore>(*platform.scheduler);
+    platform.urlScheme =
+        std::make_unique<XdgUrlScheme>(Location::writableLocation(Location::GenericDataLocation),
+                                       Location::writableLocation(Location::GenericConfigLocation),
+                                       QCoreApplication::applicationFilePath());
 }
 
 /// Adds the adapters that are the same in every type of session.
@@ -76,6 +93,7 @@ void addAccessibility(Platform& platform) {
 Platform loadPlatform() {
     Platform platform;
     addCommon(platform);
+    addAccount(platform);
     addX11Session(platform);
     addAccessibility(platform);
     return platform;

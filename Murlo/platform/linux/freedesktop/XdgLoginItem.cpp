@@ -1,26 +1,12 @@
 #include "platform/linux/freedesktop/XdgLoginItem.h"
 
+#include "platform/linux/freedesktop/ExecLine.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QSaveFile>
 
 namespace murlo {
-
-namespace {
-
-/// An argument of an Exec line: quoted, with special characters escaped. Strings in the file are
-/// escaped once more, so a backslash in the line becomes two in the file.
-QString execQuoted(const QString& argument) {
-    QString quoted;
-    for (const QChar c : argument) {
-        if (QStringLiteral("\"`$\\").contains(c)) quoted += QStringLiteral("\\\\");
-        if (c == QLatin1Char('%') || c == QLatin1Char('\\')) quoted += c; // twice
-        quoted += c;
-    }
-    return QLatin1Char('"') + quoted + QLatin1Char('"');
-}
-
-} // namespace
 
 XdgLoginItem::XdgLoginItem(const QString& configFolder, QString program)
     : m_entry(configFolder + QStringLiteral("/autostart/murlo.desktop"))

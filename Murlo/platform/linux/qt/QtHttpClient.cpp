@@ -15,15 +15,10 @@ namespace {
 
 constexpr qint64 streamBuffer = qint64{64} * 1024; // bytes buffered for the reader of a stream
 
-bool isLoopback(const QString& host) {
-    return host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 ||
-           QHostAddress(host).isLoopback();
-}
-
 class ProxyOutsideLoopback : public QNetworkProxyFactory {
 public:
     QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery& query) override {
-        if (isLoopback(query.peerHostName())) return {QNetworkProxy::NoProxy};
+        if (QtHttpClient::isLoopback(query.peerHostName())) return {QNetworkProxy::NoProxy};
         return systemProxyForQuery(query);
     }
 };
@@ -40,7 +35,7 @@ QNetworkRequest toLibrary(const HttpRequest& request) {
     result.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     // No compression: a decompression bomb would bypass the size limit.
     result.setRawHeader("Accept-Encoding", "identity");
-    if (isLoopback(request.url.host())) result.setRawHeader("Connection", "close");
+    if (QtHttpClient::isLoopback(request.url.host())) result.setRawHeader("Connection", "close");
     for (const auto& [name, value] : request.headers) result.setRawHeader(name, value);
     return result;
 }
@@ -92,7 +87,8 @@ bool isStatusError(QNetworkReply::NetworkError code) {
             code <= QNetworkReply::UnknownContentError) ||
            (code >= QNetworkReply::InternalServerError &&
             code <= QNetworkReply::UnknownServerError) ||
-           code == QNetworkReply::ProtocolInvalidOperationError; // status 400
+           code == QNetworkReply::ProtocolInvalidOperationError ||  // status 400
+           code == QNetworkReply::ProxyAuthenticationRequiredError; // status 407
 }
 
 HttpError describe(QNetworkReply::NetworkError code, QString words, const QUrl& url) {
@@ -182,10 +178,7 @@ private:
         bool wanted = !m_head || std::exchange(m_head, nullptr)(response);
         while (wanted && m_completion && m_reply && m_reply->bytesAvailable() > 0)
             wanted = m_piece(m_reply->read(streamBuffer));
-        if (!wanted)
-            complete(tl::unexpected(HttpError{QStringLiteral("The transfer was broken off."),
-                                              QStringLiteral("QNetworkReply"),
-                                              QNetworkReply::OperationCanceledError}));
+        if (!wanted) complete(tl::unexpected(QtHttpClient::brokenOff()));
         return m_completion && m_reply;
     }
     void timeOut() {
@@ -238,6 +231,16 @@ QtHttpClient::QtHttpClient(Delay delay)
     : m_delay(std::move(delay)) {}
 
 QtHttpClient::~QtHttpClient() = default;
+
+bool QtHttpClient::isLoopback(const QString& host) {
+    return host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 ||
+           QHostAddress(host).isLoopback();
+}
+
+HttpError QtHttpClient::brokenOff() {
+    return {QStringLiteral("The transfer was broken off."), QStringLiteral("QNetworkReply"),
+            QNetworkReply::OperationCanceledError};
+}
 
 std::unique_ptr<HttpTask> QtHttpClient::send(const HttpRequest& request,
                                              std::function<void(HttpResult)> completion) {

@@ -19,6 +19,11 @@ public:
     explicit QtHttpClient(Delay delay);
     ~QtHttpClient() override;
 
+    /// Whether a host is this computer: "localhost", or a loopback address.
+    [[nodiscard]] static bool isLoopback(const QString& host);
+    /// The error of a stream that its callbacks have ended.
+    [[nodiscard]] static HttpError brokenOff();
+
     [[nodiscard]] std::unique_ptr<HttpTask>
     send(const HttpRequest& request, std::function<void(HttpResult)> completion) override;
 
