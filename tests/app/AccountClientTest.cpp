@@ -48,7 +48,7 @@ class AccountClientTest : public QObject {
         ErrorReport error = ErrorReport::report("tap_failed", "why", "dev", then);
         error.id = event.id;
         m_outcome.reset();
-        if (operation == "signup") m_request = client.signup("to\"ken", into<QString>());
+        if (operation == "signup") m_request = client.signup("token", into<QString>());
         if (operation == "events") m_request = client.upload({event}, into<int>());
         if (operation == "errors") m_request = client.uploadErrors({error}, into<int>());
         if (operation == "fetch")
@@ -85,7 +85,7 @@ private Q_SLOTS:
                             const QByteArray& body, bool authorised, double timeout = 15) {
             QTest::newRow(name) << QByteArray(method) << path << body << authorised << timeout;
         };
-        row("signup", "POST", "/api/signup", R"({"idToken":"to\"ken"})", false);
+        row("signup", "POST", "/api/signup", R"({"idToken":"token"})", false);
         row("events", "POST", "/api/events",
             R"({"events":[{"appVersion":"1.2.3","clientTs":"2026-11-16T20:53:14Z","durationS":2.5,)"
             R"("id":"9B2D4F6A-0000-4000-8000-00000000ABCD","type":"dictation","wordCount":7}]})",
@@ -114,7 +114,7 @@ private Q_SLOTS:
         QTEST(sent.timeout, "timeout");
         QFETCH(bool, authorised);
         QList<HttpHeader> headers{{"Content-Type", "application/json"}};
-        if (authorised) headers.append({"Authorization", "Bearer the-key"});
+        if (authorised) headers << HttpHeader("Authorization", "Bearer the-key");
         QCOMPARE(sent.headers, headers);
     }
 

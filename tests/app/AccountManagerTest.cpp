@@ -81,7 +81,7 @@ private Q_SLOTS:
         const auto* const in = "account: signed in as me@example.com";
         const auto* const put = "account: signup deferred: server error 503";
         row("start", "signed out", "");
-        row("start token", "signed out", ""); // not before the end
+        row("start token", "key 0, token 1, e-mail 1, signed in 0", ""); // not before the end
         row("start token key1", "signed in", "i", in);
         row("start token 503", "deferred", "i", put);
         row("start token 401", "deferred", "i", "account: signup deferred: not authorized");

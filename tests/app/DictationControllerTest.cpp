@@ -9,12 +9,11 @@ namespace {
 
 /// What else there is after some steps of a dictation.
 struct Left {
-    bool kept = false; ///< the recording
-    std::optional<QString> card = {bool remembered =
-                                       false; ///< in the history, though not delivered
-};                                            ///< where it tells more than the last state
-bool arrives = false;                         ///< the text, though no state tells of it
-};                                            // namespace
+    bool kept = false;                ///< the recording
+    std::optional<QString> card = {}; ///< where it tells more than the last state
+    bool arrives = false;             ///< the text, though no state tells of it
+    bool remembered = false;          ///< in the history, though not delivered
+};
 
 } // namespace
 

@@ -41,7 +41,7 @@ private Q_SLOTS:
                                 << "locked" << 0.0 << "unavailable"
                                 << "k";
         QTest::newRow("slow") << "k"
-                              << "" << 7.0 << "unavailable"
+                              << "" << 7.0 << "k"
                               << "k";
         QTest::newRow("hangs") << "k"
                                << "" << FakeSecretStore::never << "unavailable"
