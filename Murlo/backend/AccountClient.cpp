@@ -176,8 +176,8 @@ AccountClient::AccountClient(const Partners& with, QUrl baseURL, QString appVers
 AccountClient::Request AccountClient::perform(Call call) {
     HttpRequest request;
     request.method = call.method;
-    request.url = m_baseURL;
-    request.url.setPath(m_baseURL.path() + call.path);
+    request.url = m_baseURL.adjusted(QUrl::StripTrailingSlash);
+    request.url.setPath(request.url.path() + call.path);
     request.headers = {{"Content-Type", "application/json"}};
     request.body = call.body;
     request.timeout = call.timeout;
