@@ -2,6 +2,8 @@
 
 #include <QList>
 
+#include <optional>
+
 namespace murlo::MimeApps {
 
 namespace {
@@ -27,8 +29,9 @@ QByteArray rewritten(const QByteArray& text, Visit visit) {
 std::optional<QList<QByteArray>> programs(const QByteArray& line, const QByteArray& type) {
     const qsizetype equals = line.indexOf('=');
     if (equals < 0 || line.first(equals).trimmed() != type) return std::nullopt;
-    QList<QByteArray> names = line.mid(equals + 1).trimmed().split(';');
-    names.removeAll(QByteArray());
+    QList<QByteArray> names;
+    for (const QByteArray& name : line.mid(equals + 1).split(';'))
+        if (!name.trimmed().isEmpty()) names << name.trimmed();
     return names;
 }
 

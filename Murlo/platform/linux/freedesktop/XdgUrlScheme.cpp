@@ -64,6 +64,7 @@ XdgUrlScheme::Entry XdgUrlScheme::entryOf(const QString& scheme) const {
 
 void XdgUrlScheme::claim(const QString& scheme, std::function<void(bool)> done) {
     const Entry entry = entryOf(scheme);
+    if (entry.id.isEmpty()) return run({}, [done = std::move(done)] { done(false); });
     const QByteArray text = QStringLiteral("[Desktop Entry]\nType=Application\nName=Murlo\n"
                                            "NoDisplay=true\nExec=%1 %u\nIcon=murlo\nMimeType=%2;\n"
                                            "StartupNotify=false\n")
@@ -71,7 +72,7 @@ void XdgUrlScheme::claim(const QString& scheme, std::function<void(bool)> done) 
                                 .toUtf8();
     QList<QStringList> commands;
     const bool stood = contentOf(entry.file) == text && entry.isDefault();
-    const bool written = !entry.id.isEmpty() && write(entry.file, text);
+    const bool written = write(entry.file, text);
     if (written && !stood)
         commands = {{QStringLiteral("xdg-mime"), QStringLiteral("default"), entry.id, entry.type},
                     {QStringLiteral("update-desktop-database"), entry.folder}};
@@ -85,7 +86,8 @@ void XdgUrlScheme::claim(const QString& scheme, std::function<void(bool)> done) 
 
 void XdgUrlScheme::release(const QString& scheme, std::function<void(bool)> done) {
     const Entry entry = entryOf(scheme);
-    const bool existed = !entry.id.isEmpty() && QFile::exists(entry.file);
+    if (entry.id.isEmpty()) return run({}, [done = std::move(done)] { done(true); });
+    const bool existed = QFile::exists(entry.file);
     bool gone = !existed || QFile::remove(entry.file);
     const QByteArray before = contentOf(entry.choices);
     const QByteArray after = MimeApps::without(before, entry.type.toUtf8(), entry.id.toUtf8());

@@ -57,6 +57,7 @@ void KeychainQuestion::begin() {
         m_answer(tl::unexpected(QStringLiteral("this desktop session has no keyring service")));
         return;
     }
+    SecretService::prepareLibrary();
     QKeychain::Job* job = makeJob(m_kind, m_value);
     job->setAutoDelete(false);
     job->setInsecureFallback(false);

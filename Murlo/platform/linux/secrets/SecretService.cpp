@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <libsecret/secret.h>
 
 namespace murlo::SecretService {
 
@@ -70,6 +71,20 @@ bool isThere() {
     const auto isKeyring = [](const QString& name) { return name == secrets || name == wallet; };
     return std::ranges::any_of(namesOnBus(QStringLiteral("ListNames")), isKeyring) ||
            std::ranges::any_of(namesOnBus(QStringLiteral("ListActivatableNames")), isKeyring);
+}
+
+void prepareLibrary() {
+    static QString& lastOwner = *new QString; // the thread may outlive what is destroyed at exit
+    const QString bus = QStringLiteral("org.freedesktop.DBus");
+    const QString owner = ask(bus, QStringLiteral("/org/freedesktop/DBus"), bus,
+                              QStringLiteral("GetNameOwner"), {secrets})
+                              .value(0)
+                              .toString();
+    if (std::exchange(lastOwner, owner) != owner) secret_service_disconnect();
+    if (GDBusConnection* shared = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr)) {
+        g_dbus_connection_set_exit_on_close(shared, FALSE);
+        g_object_unref(shared);
+    }
 }
 
 bool isLocked(const QString& service, const QString& account) {
