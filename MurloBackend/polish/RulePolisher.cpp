@@ -16,7 +16,7 @@ bool endsWithComma(const QString& word) {
     return word.endsWith(QLatin1Char(','));
 }
 void chopComma(QString& word) {
-    if (endsWithComma(word)) word.chop(1);
+    if (endsWithComma(word) && word.size() > 1) word.chop(1);
 }
 
 /// Whether a line is kept as it is: indented code.
@@ -29,50 +29,63 @@ QStringList wordsOf(QString line) {
         .split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
-/// Punctuation that stands alone goes to the plain word before it.
-QStringList withoutLonePunctuation(const QStringList& words) {
+/// Whether a single mark of punctuation went to the plain word before it, or can be left out there.
+bool joined(QStringList& words, const QString& mark) {
+    if (mark.size() != 1 || !QStringView(u",.!?;:").contains(mark[0]) || words.isEmpty())
+        return false;
+    const EnglishWord before(words.last());
+    if (!before.isPlain()) return false;
+    if (before.ending().isEmpty() || (before.ending() == comma && mark != comma)) {
+        chopComma(words.last());
+        words.last() += mark;
+        return true;
+    }
+    return mark == comma;
+}
+
+/// What stood behind a dropped word goes to the one before it, as far as it still means something.
+void inherit(QStringList& words, QStringView ending) {
+    if (words.isEmpty() || ending.isEmpty()) return;
+    QString& before = words.last();
+    const bool sentenceEnd = EnglishWord(QStringLiteral("so") + ending.toString()).endsSentence();
+    chopComma(before);
+    if (sentenceEnd && EnglishWord(before).ending().isEmpty()) before += ending;
+}
+
+QStringList withoutFillers(const QStringList& words) {
     QStringList out;
-    for (const QString& word : words) {
-        const bool lone = word.size() == 1 && QStringView(u",.!?;:").contains(word[0]);
-        const EnglishWord before(out.isEmpty() ? word : out.last());
-        if (!lone || !before.isPlain()) {
-            out << word;
-        } else if (before.ending().isEmpty()) {
-            out.last() += word;
-        } else if (word != comma && before.ending() == comma) {
-            chopComma(out.last());
-            out.last() += word;
-        } else if (word != comma) {
-            out << word;
-        }
+    for (const QString& text : words) {
+        const EnglishWord word(text);
+        if (word.isFiller())
+            inherit(out, word.ending());
+        else
+            out << text;
     }
     return out;
 }
 
-/// Takes the words of a line one by one and leaves out what was not meant. It looks at what it kept
-/// alone, so that a second run meets the same neighbours.
+QStringList withoutLoneMarks(const QStringList& words) {
+    QStringList out;
+    for (const QString& word : words)
+        if (!joined(out, word)) out << word;
+    return out;
+}
+
+/// Takes the words of a line one by one and leaves out comments and repetitions. It looks at what
+/// it kept alone, so that a second run meets the same neighbours.
 class Tidied {
 public:
+    explicit Tidied(bool prose)
+        : m_prose(prose) {}
+
     void take(const QString& text, bool last) {
         const EnglishWord word(text);
-        if (word.isFiller())
-            drop(word.ending());
-        else if (!isComment(word, last) && !isRepetition(word) && !isRepeatedPair(word))
-            m_words << text;
+        if (m_prose && joined(m_words, text)) return; // a comment stood between
+        if (!isComment(word, last) && !isRepetition(word) && !isRepeatedPair(word)) m_words << text;
     }
     [[nodiscard]] const QStringList& words() const { return m_words; }
 
 private:
-    /// What stood behind a dropped word goes to the one before it, as far as it still means
-    /// something.
-    void drop(QStringView ending) {
-        if (m_words.isEmpty() || ending.isEmpty()) return;
-        QString& before = m_words.last();
-        const bool sentenceEnd = EnglishWord(QStringLiteral("so") + ending.toString()).endsSentence();
-        const bool stopped = !sentenceEnd || endsWithComma(before);
-        if (stopped) chopComma(before);
-        if (sentenceEnd && EnglishWord(before).ending().isEmpty()) before += ending;
-    }
     /// "you know", "I mean" and "like" between borders of clauses: commas, or a sentence's
     /// beginning or end.
     bool isComment(const EnglishWord& word, bool last) {
@@ -114,12 +127,13 @@ private:
     /// "I want I want".
     bool isRepeatedPair(const EnglishWord& word) {
         const qsizetype count = m_words.size();
-        if (count < 3 || !word.isPlain() || word.key() == QLatin1String("and") ||
-            word.key() == QLatin1String("or"))
-            return false;
+        if (count < 3 || !word.isPlain()) return false;
         const EnglishWord first(m_words[count - 3]);
         const EnglishWord second(m_words[count - 2]);
         const EnglishWord again(m_words[count - 1]);
+        for (const EnglishWord* each : {&again, &word}) // "on and on and on"
+            if (each->key() == QLatin1String("and") || each->key() == QLatin1String("or"))
+                return false;
         if (!again.isStutter() || again.key() != first.key() || second.key() != word.key() ||
             !first.ending().isEmpty() || !again.ending().isEmpty() ||
             !(second.ending().isEmpty() || second.ending() == comma))
@@ -129,69 +143,80 @@ private:
         return true;
     }
 
+    bool m_prose;
     QStringList m_words;
 };
 
-/// Tidies the lines of an English text one after the other.
+/// Cleans the lines of an English text one after the other.
 class EnglishCleaner {
 public:
     explicit EnglishCleaner(TargetGroup group)
         : m_prose(group != TargetGroup::command) {}
 
-    [[nodiscard]] QString clean(const QString& line, bool lastLine) {
-        const QStringList words = m_prose ? withoutLonePunctuation(wordsOf(line)) : wordsOf(line);
-        Tidied tidied;
+    [[nodiscard]] QString clean(const QString& line) {
+        const auto joinedMarks = [this](const QStringList& words) {
+            return m_prose ? withoutLoneMarks(words) : words;
+        };
+        const QStringList words = joinedMarks(withoutFillers(joinedMarks(wordsOf(line))));
+        Tidied tidied(m_prose);
         for (qsizetype i = 0; i < words.size(); ++i) tidied.take(words[i], i == words.size() - 1);
         QStringList result = tidied.words();
-        if (!m_prose) return result.join(QLatin1Char(' '));
-        if (result.isEmpty()) m_sentenceBegins = true;
-        qsizetype sentence = 0; // where the last one of the line begins
-        for (qsizetype i = 0; i < result.size(); ++i) {
-            if (m_sentenceBegins) sentence = i;
-            capitalize(result[i]);
-            m_sentenceBegins = EnglishWord(result[i]).endsSentence();
-        }
-        if (lastLine) end(result, sentence);
+        if (m_prose) capitalize(result);
         return result.join(QLatin1Char(' '));
+    }
+    /// The text's last line with the mark that its last sentence lacks.
+    [[nodiscard]] QString end(const QString& line) const {
+        const QStringList words = wordsOf(line);
+        if (!m_prose || words.size() < shortestSentence || !words[0][0].isLetter()) return line;
+        const EnglishWord last(words.last());
+        if (!last.isPlain() || !last.ending().isEmpty()) return line;
+        qsizetype first = words.size() - 1; // of the last sentence
+        while (first > 0 && !EnglishWord(words[first - 1]).endsSentence()) --first;
+        const bool asks = beginsQuestion(EnglishWord(words[first]).key(),
+                                         EnglishWord(words.value(first + 1)).key());
+        return line + (asks ? QLatin1Char('?') : QLatin1Char('.'));
     }
 
 private:
-    void capitalize(QString& text) const {
-        const QString key = EnglishWord(text).key();
-        const bool self = key == QLatin1String("i") || key.startsWith(QLatin1String("i'"));
-        if (!key.isEmpty() && (m_sentenceBegins || self)) text[0] = text[0].toUpper();
-    }
-    static void end(QStringList& words, qsizetype sentence) {
-        if (words.size() < shortestSentence) return;
-        const EnglishWord last(words.last());
-        const QString opening = words.first();
-        const bool listed = !opening.front().isLetter();
-        if (listed || !last.isPlain() || !last.ending().isEmpty()) return;
-        const QString first = EnglishWord(words[sentence]).key();
-        const QString second = EnglishWord(words.value(sentence + 1)).key();
-        words.last() += beginsQuestion(first, second) ? QLatin1Char('?') : QLatin1Char('.');
+    void capitalize(QStringList& words) {
+        if (words.isEmpty()) m_sentenceBegins = true;
+        for (QString& text : words) {
+            const QString key = EnglishWord(text).key();
+            const bool self = key == QLatin1String("i") || key.startsWith(QLatin1String("i'"));
+            if (!key.isEmpty() && (m_sentenceBegins || self)) text[0] = text[0].toUpper();
+            m_sentenceBegins = EnglishWord(text).endsSentence();
+        }
     }
 
     bool m_prose;
     bool m_sentenceBegins = true;
 };
 
+QString withoutRuns(const QString& line) {
+    return wordsOf(line).join(QLatin1Char(' '));
+}
+
 QString cleaned(const QString& text, TargetGroup group) {
     const bool english = looksEnglish(text);
     EnglishCleaner cleaner(group);
     QStringList lines = text.split(QLatin1Char('\n'));
-    qsizetype last = lines.size() - 1;
-    while (last > 0 && lines[last].trimmed().isEmpty()) --last;
+    QString* last = nullptr; // with words
     bool fenced = false;
-    for (qsizetype i = 0; i < lines.size(); ++i) {
-        QString& line = lines[i];
+    for (QString& line : lines) {
         const bool fence = line.trimmed().startsWith(QLatin1String("```"));
         if (fence) fenced = !fenced;
-        if (fence || fenced || isIndented(line)) continue;
-        const bool carriageReturn = line.endsWith(QLatin1Char('\r'));
+        const bool code = fence || fenced || isIndented(line);
+        const bool carriageReturn = !code && line.endsWith(QLatin1Char('\r'));
         if (carriageReturn) line.chop(1);
-        line = english ? cleaner.clean(line, i == last) : wordsOf(line).join(QLatin1Char(' '));
+        if (!code) line = english ? cleaner.clean(line) : withoutRuns(line);
+        if (!line.isEmpty()) last = code || !english ? nullptr : &line;
         if (carriageReturn) line += QLatin1Char('\r');
+    }
+    if (last) {
+        const bool carriageReturn = last->endsWith(QLatin1Char('\r'));
+        if (carriageReturn) last->chop(1);
+        *last = cleaner.end(*last);
+        if (carriageReturn) *last += QLatin1Char('\r');
     }
     return lines.join(QLatin1Char('\n'));
 }
