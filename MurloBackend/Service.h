@@ -9,6 +9,9 @@
 
 namespace murlo::backend {
 
+struct ApiOptions;
+struct HttpOptions;
+
 /// The whole server: made of a configuration, it runs between `start` and `stop`.
 class Service {
 public:
@@ -30,6 +33,10 @@ public:
 
 private:
     struct Parts;
+    [[nodiscard]] ApiOptions apiOptions() const;
+    [[nodiscard]] HttpOptions httpOptions() const;
+    void makeVerifier(const Endpoint& own);
+    void makePolisher();
 
     Configuration m_configuration;
     int m_inheritedSocket;

@@ -5,6 +5,7 @@
 #include <QStandardPaths>
 #include <QUrl>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 
@@ -166,6 +167,13 @@ void checkTogether(const Configuration& configuration, QStringList& complaints) 
         complaints << QStringLiteral("\"polish-url\" needs a \"polish-model\".");
 }
 
+/// "local.murlo.apps.desktop:/oauth2redirect" for the client "desktop.apps.murlo.local".
+QString redirectOf(const QString& client) {
+    QStringList labels = client.split(QLatin1Char('.'));
+    std::reverse(labels.begin(), labels.end());
+    return labels.join(QLatin1Char('.')) + QStringLiteral(":/oauth2redirect");
+}
+
 } // namespace
 
 bool Configuration::isLocal() const {
@@ -174,6 +182,7 @@ bool Configuration::isLocal() const {
 
 tl::expected<Configuration, QStringList> readConfiguration(const ConfigurationSources& sources) {
     Configuration configuration;
+    configuration.clientId = QStringLiteral(MURLO_CLIENT);
     QStringList complaints;
     for (const QString& file : sources.files) readFile(configuration, file, false, complaints);
     if (!sources.requiredFile.isEmpty())
@@ -182,6 +191,8 @@ tl::expected<Configuration, QStringList> readConfiguration(const ConfigurationSo
         takeAssignment(configuration, assignment, QStringLiteral("--set"), complaints);
     checkTogether(configuration, complaints);
     if (!complaints.isEmpty()) return tl::unexpected(complaints);
+    if (configuration.redirectUri.isEmpty())
+        configuration.redirectUri = redirectOf(configuration.clientId);
     return configuration;
 }
 

@@ -16,8 +16,8 @@ struct Configuration {
     QString issuer;      ///< of ID tokens, exactly as they name it; empty: the local sign-in page
     QString audience;    ///< of ID tokens: the client identifier at that issuer
     QString jwksUrl;     ///< where the issuer's keys are; empty: as its discovery document says
-    QString clientId;    ///< that the local sign-in page accepts
-    QString redirectUri; ///< that it answers to, to the character
+    QString clientId;    ///< that the local sign-in page accepts; from the build unless set
+    QString redirectUri; ///< that it answers to, to the character; made of the former unless set
 
     QString database;       ///< a file, or "postgresql://…"; empty: the file of this user
     int keysPerAccount = 5; ///< live API keys of an account; a further sign-up ends the oldest

@@ -205,7 +205,8 @@ public:
     Machine(const Machine&) = delete;
     Machine& operator=(const Machine&) = delete;
 
-    tl::expected<Endpoint, QString> start();
+    tl::expected<Endpoint, QString> listen();
+    void run();
     void stop(std::chrono::milliseconds patience);
     [[nodiscard]] std::chrono::steady_clock::duration quietFor() const {
         if (m_underWay > 0) return {};
@@ -283,13 +284,17 @@ void HttpServer::Machine::adopt(asio::ip::tcp::acceptor& acceptor) {
     if (m_options.onlyUser) m_guard.emplace(m_own, *m_options.onlyUser);
 }
 
-tl::expected<Endpoint, QString> HttpServer::Machine::start() {
+tl::expected<Endpoint, QString> HttpServer::Machine::listen() {
     try {
         m_server = std::make_unique<Server>(restinio::external_io_context(m_context), settings());
         m_server->open_sync(); // no thread of the context runs yet
     } catch (const std::exception& fault) {
         return tl::unexpected(QString::fromUtf8(fault.what()));
     }
+    return m_own;
+}
+
+void HttpServer::Machine::run() {
     for (int count = 0; count < m_options.threads; ++count)
         m_threads.emplace_back([this] {
             const auto work = asio::make_work_guard(m_context);
@@ -302,7 +307,6 @@ tl::expected<Endpoint, QString> HttpServer::Machine::start() {
                 }
             }
         });
-    return m_own;
 }
 
 restinio::request_handling_status_t
@@ -377,8 +381,12 @@ HttpServer::HttpServer(HttpOptions options, Handler handler)
 
 HttpServer::~HttpServer() = default;
 
-tl::expected<Endpoint, QString> HttpServer::start() {
-    return m_machine->start();
+tl::expected<Endpoint, QString> HttpServer::listen() {
+    return m_machine->listen();
+}
+
+void HttpServer::run() {
+    m_machine->run();
 }
 
 void HttpServer::stop(std::chrono::milliseconds patience) {

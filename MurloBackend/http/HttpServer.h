@@ -40,9 +40,10 @@ public:
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
-    /// Listens and answers from now on. The end that it listens on, or a sentence's rest saying why
-    /// not.
-    [[nodiscard]] tl::expected<Endpoint, QString> start();
+    /// Listens; connections wait. The end that it listens on, or why it cannot.
+    [[nodiscard]] tl::expected<Endpoint, QString> listen();
+    /// Answers from now on, after `listen`.
+    void run();
 
     /// Takes no further connection, lets the requests under way be answered for as long as this,
     /// then closes everything. Idempotent; not on a thread of the server.
