@@ -68,7 +68,7 @@ Reply page(int status, const QString& title, const QString& content, const QStri
             {{"Content-Security-Policy", contentSecurity()},
              {"X-Frame-Options", "DENY"},
              {"X-Content-Type-Options", "nosniff"},
-             {"Referrer-Policy", "no-referrer"},
+             {"Referrer-Policy", "same-origin"},
              {"Cache-Control", "no-store"}}};
 }
 
