@@ -197,7 +197,9 @@ void AppDelegate::wireAccount() {
 
 void AppDelegate::showSignInNote() {
     if (!m_root.browser.isWaiting()) {
-        if (m_signInNote) m_signInNote.release()->deleteLater(); // it may be closing just now
+        if (!m_signInNote) return;
+        m_signInNote->hide();
+        m_signInNote.release()->deleteLater(); // it may be closing just now
         return;
     }
     m_signInNote = std::make_unique<SignInNote>(

@@ -10,10 +10,10 @@ namespace murlo {
 struct AccountFacts {
     bool signedIn = false;
     bool signingIn = false;
-    QString email;      ///< may be unknown although somebody is signed in
-    QString provider;   ///< the identity provider's name; empty for the computer's own page
-    QString remoteHost; ///< of the backend; empty when it is on this computer
-    Message trouble;    ///< why a sign-in failed, or why the account was signed out
+    QString email = {};      ///< may be unknown although somebody is signed in
+    QString provider = {};   ///< the identity provider's name; empty for the computer's own page
+    QString remoteHost = {}; ///< of the backend; empty when it is on this computer
+    Message trouble = {};    ///< why a sign-in failed, or why the account was signed out
     bool enhance = false;
 };
 

@@ -144,6 +144,14 @@ QMessageBox* question() {
     return nullptr;
 }
 
+template <typename Window>
+int visible() {
+    int windows = 0;
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        windows += qobject_cast<Window*>(widget) && widget->isVisible();
+    return windows;
+}
+
 constexpr auto dictate = TriggerKey::leftShift;
 constexpr auto pick = TriggerKey::rightShift;
 
@@ -162,6 +170,39 @@ private Q_SLOTS:
         QVERIFY(stranger.tap->isInstalled()); // signed out elsewhere: the keys stay
         const Program known;
         QVERIFY(known.tap->isInstalled() && known.root->settingsModel.hotkeyLive());
+    }
+
+    void signingInStartsAndLoggingOutStopsTheTriggers() {
+        Program program(false);
+        auto* instance = static_cast<FakeSingleInstance*>(program.on.singleInstance.get());
+        const QString callback = program.root->config.redirectURI() + "?code=1";
+        instance->onOpenedAgain({callback}); // nobody waits for it
+        QCOMPARE(visible<SettingsWindow>(), 0);
+        instance->onOpenedAgain({});
+        QCOMPARE(visible<SettingsWindow>(), 1);
+        program.root->accountPresenter.press();
+        program.time->advance(1);
+        QCOMPARE(visible<SignInNote>(), 1);
+        instance->onOpenedAgain({callback});
+        program.time->runPending();
+        program.http.answer(200, R"({"id_token":"e30.eyJzdWIiOiIxIiwiZW1haWwiOiJhQGIifQ.c"})",
+                            "/token");
+        program.time->advance(0.1);
+        QVERIFY(!program.tap->isInstalled()); // not before the backend knows the account
+        QCOMPARE(visible<SignInNote>(), 0);
+        program.http.answer(200, R"({"apiKey":"k"})", "/signup");
+        program.time->advance(0.1);
+        QVERIFY(program.tap->isInstalled());
+        program.doubleTap(dictate);
+        program.speak();
+        program.root->accountPresenter.press(); // logs out, but not in the middle of a sentence
+        QVERIFY(!program.tap->isInstalled() && !program.root->settingsModel.hotkeyLive());
+        QCOMPARE(program.state(), DictationState::transcribing);
+        program.root->settings.set(SettingKey::hasQuitOnce, true);
+        program.app->quitRule().requested();
+        QCOMPARE(program.ends, 0); // not before the keyring has let the key go
+        program.time->advance(0.1);
+        QCOMPARE(program.ends, 1);
     }
 
     void aTapGoesOnUntilTheNextAndAHoldEndsWithTheKey() {
