@@ -17,7 +17,11 @@ AppDelegate::AppDelegate(CompositionRoot& root, std::function<void()> quit)
     : m_root(root)
     , m_settingsWindow(windowActions())
     , m_quitRule({*root.platform.scheduler, root.settings, [this] { closeDoors(); },
-                  [&root](std::function<void()> idle) { root.inserter.whenIdle(std::move(idle)); },
+                  [&root](std::function<void()> idle) {
+                      root.inserter.whenIdle([&root, idle = std::move(idle)] {
+                          root.keys.whenWritten(idle); // a key that was taken back must be gone
+                      });
+                  },
                   std::move(quit)})
     , m_permissionWatch(*root.platform.scheduler, root.permissions, root.hotkeys) {
     QObject::connect(&m_permissionWatch, &PermissionWatch::changed, &m_context,
@@ -31,10 +35,13 @@ AppDelegate::~AppDelegate() {
 void AppDelegate::didFinishLaunching() {
     Log::write(QStringLiteral("app: launching from ") + QCoreApplication::applicationFilePath());
     Log::write(QStringLiteral("permissions: ") + m_root.permissions.diagnostic());
+    for (const QString& complaint : m_root.config.complaints)
+        Log::write(QStringLiteral("config: ") + complaint);
     wireSystemEvents();
     wireHotkeys();
     wireStatusItem();
     wireSettings();
+    wireAccount();
     wireController();
     m_root.server.start();
     startHotkeys();
@@ -81,7 +88,13 @@ SettingsWindowActions AppDelegate::windowActions() {
             [this] { return m_root.history.recent(); },
             [this] { return m_root.settingsModel.hotkeyLive(); },
             [this] { openLog(); },
-            [this] { m_root.settingsModel.refreshFromSystem(); }};
+            [this] {
+                m_root.settingsModel.refreshFromSystem();
+                m_root.accountPresenter.shown();
+            },
+            {[this] { return m_root.accountPresenter.record(); },
+             [this] { m_root.accountPresenter.press(); },
+             [this](bool on) { m_root.accountPresenter.setEnhance(on); }}};
 }
 
 void AppDelegate::toggleDictation() {
@@ -166,9 +179,45 @@ void AppDelegate::wireHotkeys() {
 void AppDelegate::wireSettings() {
     m_root.settingsModel.onEngineOptionChange = [this] { m_root.server.restart(); };
     m_root.settingsModel.onTriggerChange = [this] { m_root.hotkeys.reload(); };
+}
+
+void AppDelegate::wireAccount() {
     // Only a manual sign-out stops the keys; an account key that was revoked elsewhere does not.
-    QObject::connect(&m_root.account, &AccountManager::signedIn, &m_context,
-                     [this] { startHotkeys(); });
+    QObject::connect(&m_root.account, &AccountManager::signedIn, &m_context, [this] {
+        startHotkeys();
+        if (m_settingsWindow.isOpen()) m_settingsWindow.showSettings(); // back from the browser
+    });
+    QObject::connect(&m_root.browser, &BrowserSession::waitingChanged, &m_context,
+                     [this] { showSignInNote(); });
+    QObject::connect(&m_root.accountPresenter, &AccountPresenter::changed, &m_context,
+                     [this] { m_settingsWindow.refresh(); });
+    m_root.accountPresenter.onLogOut = [this] { logOut(); };
+    m_root.keys.load();
+}
+
+void AppDelegate::showSignInNote() {
+    if (!m_root.browser.isWaiting()) {
+        if (!m_signInNote) return;
+        m_signInNote->hide();
+        m_signInNote.release()->deleteLater(); // it may be closing just now
+        return;
+    }
+    m_signInNote = std::make_unique<SignInNote>(
+        SignInNoteActions{[this] { m_root.browser.openAgain(); },
+                          [this] {
+                              m_root.platform.pasteboard->setString(
+                                  m_root.browser.page().toString(QUrl::FullyEncoded));
+                          },
+                          [this] { m_root.account.cancelSignIn(); }});
+    m_signInNote->showInCorner();
+}
+
+void AppDelegate::logOut() {
+    if (m_root.controller.isRecording()) m_root.controller.finish();
+    m_root.account.signOut();
+    m_permissionWatch.stop();
+    m_root.hotkeys.stop();
+    publishHotkeyState();
 }
 
 void AppDelegate::wireSystemEvents() {
@@ -176,7 +225,17 @@ void AppDelegate::wireSystemEvents() {
     events.onTerminationSignal = [this] { m_quitRule.quit(); };
     events.onWillPowerOff = [this] { m_quitRule.sessionEnds(); };
     events.start();
-    m_root.platform.singleInstance->onOpenedAgain = [this](const QStringList&) { handleReopen(); };
+    m_root.platform.singleInstance->onOpenedAgain = [this](const QStringList& arguments) {
+        openedAgain(arguments);
+    };
+}
+
+void AppDelegate::openedAgain(const QStringList& arguments) {
+    // An answer from a browser shows no window, whether or not somebody waits for it.
+    if (BrowserSession::isCallback(arguments.value(0), m_root.config.redirectURI()))
+        m_root.browser.take(arguments[0]);
+    else
+        handleReopen();
 }
 
 void AppDelegate::startHotkeys() {
@@ -228,6 +287,7 @@ void AppDelegate::willTerminate() {
     m_root.platform.singleInstance->beginEnding();
     m_root.hints.cancel();
     m_settingsWindow.close();
+    m_root.browser.cancel();
     m_root.hotkeys.stop();
     m_root.controller.keepUnfinished();
     m_root.server.shutdown();

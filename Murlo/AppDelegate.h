@@ -7,6 +7,7 @@
 #include "triggers/TriggerPolicy.h"
 #include "windows/QuitRule.h"
 #include "windows/SettingsWindow.h"
+#include "windows/SignInNote.h"
 
 #include <functional>
 
@@ -34,7 +35,11 @@ private:
     void wireController();
     void wireHotkeys();
     void wireSettings();
+    void wireAccount();
     void wireSystemEvents();
+    void openedAgain(const QStringList& arguments);
+    void showSignInNote();
+    void logOut();
     void wireStatusItem();
     void listenForProbeRequests();
     void toggleDictation();
@@ -52,6 +57,7 @@ private:
     ScheduledWork m_warmUp;
     std::unique_ptr<StatusItemController> m_statusItem;
     SettingsWindowController m_settingsWindow;
+    std::unique_ptr<SignInNote> m_signInNote; ///< while a sign-in waits for the browser
     QuitRule m_quitRule;
     PermissionWatch m_permissionWatch;
     bool m_terminated = false;

@@ -1,5 +1,6 @@
 #include "CompositionRoot.h"
 
+#include "account/AccountHome.h"
 #include "hints/HintPanel.h"
 #include "overlay/NonKeyPanel.h"
 
@@ -13,16 +14,29 @@ AskScreens screensOf(const Platform& on) {
     return [&on] { return on.surfaces->screens(); };
 }
 
+/// The settings with the account that belongs to the configured backend.
+Settings& settled(Settings& settings, const BackendConfig& config) {
+    settleAccount(settings, config.address());
+    return settings;
+}
+
 } // namespace
 
 CompositionRoot::CompositionRoot(Platform& on, const Paths& at, SerialQueue& disk,
-                                 quint16 enginePort)
+                                 quint16 enginePort, BackendConfig servers)
     : platform(on)
     , paths(at)
+    , config(std::move(servers))
     , settings(paths, disk)
     , history(paths, *on.scheduler, disk)
     , settingsModel(settings, *on.loginItem)
-    , account(settings)
+    , keys(*on.secrets, paths, disk, *on.scheduler, config.address())
+    , client({*on.network, *on.scheduler, *on.localService}, config.baseURL,
+             QCoreApplication::applicationVersion())
+    , browser({*on.scheduler, *on.desktop, *on.urlScheme, *on.localService})
+    , account({settled(settings, config), keys, client, browser, *on.network, config, refusedKeys,
+               errors, *on.scheduler})
+    , accountPresenter(account, settingsModel, config)
     , permissions(*on.microphoneAuthorization, *on.accessibility, *on.eventTap)
     , hotkeys(*on.eventTap, settings)
     , overlay(*on.scheduler,
@@ -45,10 +59,10 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, SerialQueue& dis
                 *on.keySynthesizer, settings})
     , delivery(*on.scheduler, settings, targets, inserter, history, usage, *on.applications)
     , keptRecording(paths, disk)
-    , enhancer(*on.applications, *on.scheduler)
-    , controller({*on.scheduler, settings, account, recorder, overlay, server, *http, targets,
-                  delivery, keptRecording, enhancer, errors, *on.microphoneAuthorization,
-                  *on.systemEvents, sounds})
+    , enhancer({settings, account, client, refusedKeys, *on.applications, *on.scheduler})
+    , controller({*on.scheduler, settings, recorder, overlay, server, *http, targets, delivery,
+                  keptRecording, enhancer, errors, *on.microphoneAuthorization, *on.systemEvents,
+                  sounds})
     , callout(*on.scheduler, settings, *on.surfaces)
     , scanner(*on.accessibilityTree, *on.applications, *on.scheduler, screensOf(on),
               QCoreApplication::applicationPid())

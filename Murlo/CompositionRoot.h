@@ -2,6 +2,8 @@
 
 #include "account/AccountManager.h"
 #include "account/PromptEnhancer.h"
+#include "backend/BackendConfig.h"
+#include "backend/RefusedKeys.h"
 #include "dictation/DictationController.h"
 #include "dictation/Sounds.h"
 #include "dictation/delivery/Delivery.h"
@@ -25,6 +27,7 @@
 #include "telemetry/ErrorReporter.h"
 #include "telemetry/UsageTracker.h"
 #include "triggers/HotkeyMonitor.h"
+#include "windows/AccountPresenter.h"
 
 namespace murlo {
 
@@ -33,17 +36,24 @@ namespace murlo {
 struct CompositionRoot {
     /// `disk` is where all files of the user's are written, one after another: a slow disk holds up
     /// neither the microphone nor the engine. `enginePort` is the TCP port of the speech engine on
-    /// 127.0.0.1.
-    CompositionRoot(Platform& on, const Paths& at, SerialQueue& disk, quint16 enginePort);
+    /// 127.0.0.1; `servers` is where the backend and the identity provider are.
+    CompositionRoot(Platform& on, const Paths& at, SerialQueue& disk, quint16 enginePort,
+                    BackendConfig servers);
 
     Platform& platform;
     Paths paths;
+    BackendConfig config;
     Settings settings;
     HistoryStore history;
     ErrorReporter errors;
     UsageTracker usage;
     SettingsModel settingsModel;
+    RefusedKeys refusedKeys;
+    KeychainStore keys;
+    AccountClient client;
+    BrowserSession browser;
     AccountManager account;
+    AccountPresenter accountPresenter;
     Permissions permissions;
     HotkeyMonitor hotkeys;
     OverlayController overlay;

@@ -5,11 +5,14 @@
 #include "look/Words.h"
 #include "platform/Platform.h"
 #include "screens/Screens.h"
+#include "setup/Forgetting.h"
 #include "support/Log.h"
 #include "support/Paths.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QPalette>
+#include <QStandardPaths>
 
 #include <cstdio>
 
@@ -31,7 +34,8 @@ int run(QApplication& application) {
     }
     int status = 0;
     {
-        murlo::CompositionRoot root(platform, paths, *disk, murlo::WhisperServer::usualPort);
+        murlo::CompositionRoot root(platform, paths, *disk, murlo::WhisperServer::usualPort,
+                                    murlo::BackendConfig::read(murlo::BackendConfig::usualFiles()));
         murlo::AppDelegate delegate(root, [] { QApplication::quit(); });
         QObject::connect(
             &application, &QGuiApplication::commitDataRequest, &application,
@@ -89,6 +93,41 @@ int probe() {
     return QCoreApplication::exec();
 }
 
+/// Asks, and then removes everything that this user has of Murlo.
+int forget() {
+    const murlo::Platform platform = murlo::loadPlatform();
+    if (platform.singleInstance->acquire({QStringLiteral("--forget")}) !=
+        murlo::SingleInstance::Start::first) {
+        std::fputs("murlo: Murlo is running; please quit it first.\n", stderr);
+        return 1;
+    }
+    const murlo::Paths paths = murlo::Paths::ofUser();
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    murlo::Forgetting forgetting({*platform.secrets, *platform.urlScheme, *platform.loginItem},
+                                 paths, {paths.support(), data + QStringLiteral("/murlo-backend")});
+    std::puts("This removes what Murlo has of you on this computer, dictated texts, settings and "
+              "speech models included:");
+    for (const QString& line : forgetting.inventory()) std::printf("  %s\n", qPrintable(line));
+    std::fputs("Go on? Write yes: ", stdout);
+    std::fflush(stdout);
+    QFile input;
+    if (!input.open(stdin, QIODevice::ReadOnly) || input.readLine().trimmed() != "yes") {
+        std::puts("Nothing was removed.");
+        return 1;
+    }
+    int status = 0;
+    forgetting.run(murlo::BackendConfig::read(murlo::BackendConfig::usualFiles()),
+                   [&status](const QStringList& failures) {
+                       for (const QString& failure : failures)
+                           std::fprintf(stderr, "murlo: %s\n", qPrintable(failure));
+                       status = failures.isEmpty() ? 0 : 1;
+                       QCoreApplication::exit(status);
+                   });
+    QCoreApplication::exec();
+    if (status == 0) std::puts("All of it is gone.");
+    return status;
+}
+
 /// Murlo's windows are light on any desktop.
 void forceLightAppearance() {
     QApplication::setStyle(QStringLiteral("Fusion"));
@@ -114,7 +153,7 @@ int snapshot(const QString& folder) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // murlo --snapshot FOLDER, murlo --probe, murlo --enable-accessibility
+    // murlo --snapshot FOLDER, murlo --probe, murlo --forget, murlo --enable-accessibility
     const bool renders = argc == 3 && qstrcmp(argv[1], "--snapshot") == 0;
     if (renders) qputenv("QT_QPA_PLATFORM", "offscreen");
     if (!renders && qEnvironmentVariableIsEmpty("DISPLAY")) {
@@ -133,6 +172,7 @@ int main(int argc, char** argv) {
     murlo::Words::speak(QLocale::system());
     forceLightAppearance();
     if (QApplication::arguments().contains(QStringLiteral("--probe"))) return probe();
+    if (QApplication::arguments().contains(QStringLiteral("--forget"))) return forget();
     if (QApplication::arguments().contains(QStringLiteral("--enable-accessibility")))
         return enableAccessibility();
     return renders ? snapshot(QString::fromLocal8Bit(argv[2])) : run(application);

@@ -72,6 +72,27 @@ enum class Word {
     selectAll,
     window,
     close,
+    // The account
+    signInCancelled,
+    signInUnexpected, ///< the provider's name
+    signInPageUnexpected,
+    signInNotOpened,
+    revokedElsewhere,
+    signupIncomplete,
+    signedInAs, ///< the e-mail address
+    signedIn,
+    logOut,
+    continueWith, ///< the provider's name
+    continueHere,
+    staysHere,
+    accountIsOn, ///< the backend's host
+    signInFirst,
+    enhance,
+    enhanceMeans,
+    finishInBrowser,
+    browserWaits,
+    openAgain,
+    copyAddress,
     restart,
     restartEngine,
     recentDictations,

@@ -115,8 +115,8 @@ public:
         const Paths paths(folder);
         QDir().mkpath(paths.models());
         QFile::copy(model, paths.models() + QStringLiteral("/bench.bin"));
-        m_root =
-            std::make_unique<CompositionRoot>(m_platform, paths, *m_disk, WhisperServer::usualPort);
+        m_root = std::make_unique<CompositionRoot>(
+            m_platform, paths, *m_disk, WhisperServer::usualPort, BackendConfig::read({}));
         m_root->settings.set(SettingKey::accountEmail, QStringLiteral("bench@example.com"));
         m_root->settings.set(SettingKey::playSounds, false);
         m_delegate = std::make_unique<AppDelegate>(*m_root, [] {});

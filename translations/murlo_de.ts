@@ -291,5 +291,85 @@
         <source>Fn / 🌐</source>
         <translation>Fn / 🌐</translation>
     </message>
+    <message>
+        <source>Sign-in was cancelled.</source>
+        <translation>Die Anmeldung wurde abgebrochen.</translation>
+    </message>
+    <message>
+        <source>%1 returned something unexpected. Try again.</source>
+        <translation>%1 hat etwas Unerwartetes geantwortet. Versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>The sign-in page returned something unexpected. Try again.</source>
+        <translation>Die Anmeldeseite hat etwas Unerwartetes geantwortet. Versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>Couldn&apos;t open the sign-in browser. Try again.</source>
+        <translation>Der Browser für die Anmeldung ließ sich nicht öffnen. Versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>You&apos;ve been signed out because you signed in on another Mac.</source>
+        <translation>Sie wurden abgemeldet, weil Sie sich auf einem anderen Computer angemeldet haben.</translation>
+    </message>
+    <message>
+        <source>We couldn&apos;t finish setting up your account. Please sign in again.</source>
+        <translation>Ihr Konto konnte nicht fertig eingerichtet werden. Bitte melden Sie sich noch einmal an.</translation>
+    </message>
+    <message>
+        <source>Signed in as %1</source>
+        <translation>Angemeldet als %1</translation>
+    </message>
+    <message>
+        <source>Signed in</source>
+        <translation>Angemeldet</translation>
+    </message>
+    <message>
+        <source>Log Out</source>
+        <translation>Abmelden</translation>
+    </message>
+    <message>
+        <source>Continue with %1</source>
+        <translation>Weiter mit %1</translation>
+    </message>
+    <message>
+        <source>Continue</source>
+        <translation>Weiter</translation>
+    </message>
+    <message>
+        <source>The account stays on this computer.</source>
+        <translation>Das Konto bleibt auf diesem Computer.</translation>
+    </message>
+    <message>
+        <source>What you dictate is recognised on this computer. The account is on %1.</source>
+        <translation>Was Sie diktieren, wird auf diesem Computer erkannt. Das Konto liegt auf %1.</translation>
+    </message>
+    <message>
+        <source>Sign in to get started</source>
+        <translation>Melden Sie sich an, um zu beginnen</translation>
+    </message>
+    <message>
+        <source>Enhance</source>
+        <translation>Verbessern</translation>
+    </message>
+    <message>
+        <source>Turns a rambling thought into a clear, structured prompt, shaped for wherever you are typing it.</source>
+        <translation>Macht aus einem Gedankenschwall einen klaren, gegliederten Text, passend dazu, wo Sie gerade schreiben.</translation>
+    </message>
+    <message>
+        <source>Finish signing in in your browser</source>
+        <translation>Melden Sie sich im Browser an</translation>
+    </message>
+    <message>
+        <source>The page is open there. When you are done, it brings you back here.</source>
+        <translation>Die Seite ist dort geöffnet. Danach führt sie Sie hierher zurück.</translation>
+    </message>
+    <message>
+        <source>Open Again</source>
+        <translation>Noch einmal öffnen</translation>
+    </message>
+    <message>
+        <source>Copy Address</source>
+        <translation>Adresse kopieren</translation>
+    </message>
 </context>
 </TS>

@@ -20,13 +20,15 @@ struct BackendConfig {
     QUrl tokenEndpoint;
     QString providerName; ///< as the user knows it ("Google"); empty for the local backend's page
     QUrl modelRepository; ///< of the speech models' files
-    /// What was wrong with a configuration file, a sentence each, for log and windows.
+    /// What was wrong with a configuration file, a sentence each, for the log.
     QStringList complaints;
 
     /// The values of this build, then those of the files, each of which may be missing.
     [[nodiscard]] static BackendConfig read(const QStringList& files);
     /// The files of this system and user, in the order in which they apply.
     [[nodiscard]] static QStringList usualFiles();
+    /// A file's path as people write it, "~/.config/murlo/murlo.conf".
+    [[nodiscard]] static QString spoken(const QString& file);
 
     /// Whether there is a backend to talk to.
     [[nodiscard]] bool isUsable() const { return baseURL.isValid() && !baseURL.isEmpty(); }

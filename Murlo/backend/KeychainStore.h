@@ -4,11 +4,13 @@
 #include "platform/Scheduler.h"
 #include "support/JsonFile.h"
 
-#include <QHash>
+#include <QJsonObject>
 #include <QObject>
+#include <QStringList>
 
 #include <functional>
 #include <optional>
+#include <vector>
 
 namespace murlo {
 
@@ -19,14 +21,14 @@ class SerialQueue;
 /// The account's secrets of one backend address: `apiKey` and `pendingIdToken`. They are read once,
 /// off the main thread, and then kept in memory; changes hold at once and are written through to
 /// the keyring behind it. What the keyring refuses goes to an owner-only file in the support
-/// folder, once told in the log; reading asks the keyring, then the file; a later success in the
-/// keyring removes the file's copy. A removal that the keyring refused is remembered (the item
-/// counts as absent) and finished when it answers. Values never reach a log. Main thread.
+/// folder, once told in the log; it is newer than what the keyring has, so it is read first, and a
+/// later success in the keyring removes it. A removal that the keyring refused is remembered there
+/// (the item counts as absent) and finished when it answers. Values never reach a log. Main thread.
 class KeychainStore : public QObject {
     Q_OBJECT
 
 public:
-    enum class Item { apiKey, pendingIdToken };
+    enum Item { apiKey, pendingIdToken };
 
     /// `address` is the backend's (`BackendConfig::address`); items of other addresses are absent.
     KeychainStore(SecretStore& secrets, const Paths& paths, SerialQueue& disk, Scheduler& scheduler,
@@ -34,24 +36,60 @@ public:
 
     /// Begins to read; `loaded` follows.
     void load();
-    /// Whether both items are known: read, saved or removed since the start.
-    [[nodiscard]] bool isLoaded() const;
+    /// Whether the first answers are there.
+    [[nodiscard]] bool isLoaded() const { return m_loaded; }
 
     /// The item's value as far as it is known.
-    [[nodiscard]] std::optional<QString> read(Item item) const;
-    /// For an authorised request. While the keyring does not answer, that is "unavailable" and not
-    /// "absent", and this call has it asked again, at most every 30 s.
-    [[nodiscard]] KeyAnswer apiKey();
+    [[nodiscard]] std::optional<QString> read(Item item) const { return m_entries[item].value; }
+    /// The key for an authorised request. While the keyring does not answer, that is "unavailable"
+    /// and not "absent", and this call has it asked again, at most every 30 s.
+    [[nodiscard]] KeyAnswer key();
     void save(Item item, const QString& value);
     void remove(Item item);
-    /// Completes when everything saved or removed so far is stored or has failed.
+    /// Completes when everything saved or removed so far is stored or has failed: during the call
+    /// if that is so now.
     void whenWritten(std::function<void()> done);
+
+    /// What the items of a backend address are called in the keyring.
+    [[nodiscard]] static QStringList names(const QString& address);
+    /// The owner-only file.
+    [[nodiscard]] static QString fileName() { return QStringLiteral("secrets.json"); }
 
 Q_SIGNALS:
     /// The first answers are there: values, absences, or that the keyring does not answer.
     void loaded();
-    /// An item has another value, or none any more; also when a late keyring has one after all.
-    void changed(Item item);
+    /// A late keyring has a value after all, which was not known before.
+    void foundLate(murlo::KeychainStore::Item item);
+
+private:
+    struct Entry {
+        std::optional<QString> value;
+        bool known = false;  ///< read, saved or removed; else the keyring has not answered yet
+        qint64 revision = 0; ///< grows with each change, so that older answers are told apart
+        double askedAt = 0;  ///< uptime of the last question
+    };
+
+    void takeFile(const QJsonObject& content);
+    void ask(Item item);
+    void answered(Item item, qint64 revision, const std::optional<QString>& value, bool late);
+    void write(Item item, const std::optional<QString>& value);
+    void written(Item item, qint64 revision, const tl::expected<void, QString>& result);
+    void setInFile(const QString& name, const QJsonValue& value);
+    void settle(int change);
+
+    SecretStore& m_secrets;
+    SerialQueue& m_disk;
+    Scheduler& m_scheduler;
+    QStringList m_names; ///< by item
+    JsonFile m_file;
+    QJsonObject m_inFile; ///< value by name; null for what is still to be removed
+    Entry m_entries[2];
+    int m_unanswered = 0; ///< questions of `load`
+    bool m_loaded = false;
+    bool m_told = false; ///< that the keyring refuses
+    int m_writing = 0;
+    std::vector<std::function<void()>> m_whenWritten;
+    Lifetime m_lifetime;
 };
 
 } // namespace murlo

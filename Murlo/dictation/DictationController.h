@@ -19,7 +19,6 @@
 
 namespace murlo {
 
-class AccountManager;
 class AudioRecorder;
 class Delivery;
 class ErrorReporter;
@@ -35,7 +34,6 @@ class WhisperServer;
 struct DictationPartners {
     Scheduler& scheduler;
     Settings& settings;
-    const AccountManager& account;
     AudioRecorder& recorder;
     OverlayController& overlay;
     WhisperServer& server;

@@ -1,7 +1,6 @@
 // From a finished recording to the text in its box: what a session does after the microphone.
 
 #include "MurloKit/Characters.h"
-#include "account/AccountManager.h"
 #include "account/PromptEnhancer.h"
 #include "dictation/DictationSession.h"
 #include "dictation/DictationTiming.h"
@@ -96,8 +95,7 @@ void DictationController::transcribed(const SessionRef& session, const Transcrib
     session->latency = latency;
     // A session that is no longer the current one has no card to say "Enhancing…" on, and its user
     // waits for nothing: its transcript is inserted without rewriting.
-    if (isCurrent(session) && m_with.settings.truth(SettingKey::enhancePrompt) &&
-        m_with.account.isSignedIn()) {
+    if (isCurrent(session) && m_with.enhancer.isOn()) {
         enhanceThenRoute(session, *result);
     } else {
         route(session, *result);
@@ -122,8 +120,12 @@ void DictationController::enhanceThenRoute(const SessionRef& session, const QStr
             if (generation != m_startGeneration || session->discarded) {
                 Log::write(QStringLiteral("dictation: enhanced text dropped, session moved on"));
                 m_undelivered.erase(session);
+                // Not given up, but overtaken by a further dictation.
+                if (!session->discarded) m_with.delivery.keep(enhanced);
                 return;
             }
+            session->isRewritten = enhanced != session->text;
+            session->text = enhanced;
             route(session, enhanced);
         }));
 }
@@ -140,7 +142,7 @@ void DictationController::completeDelivery(const SessionRef& session, const QStr
     session->inserting = true;
     m_undelivered.erase(session); // from here on it is in the history
     m_with.delivery.insert(
-        text, session->clipDuration, std::exchange(session->clipboard, {}),
+        {text, session->isRewritten}, session->clipDuration, std::exchange(session->clipboard, {}),
         m_lifetime.guard([this, session, text](const std::optional<Message>& message) {
             delivered(session, text, message);
         }));

@@ -14,6 +14,7 @@ struct DictationController::Session {
     bool inserting = false;            ///< its keys are being sent: too late to give it up
     QByteArray clip;                   ///< until its transcript is there
     QString text;                      ///< from its transcript until it is delivered
+    bool isRewritten = false;          ///< the text is not as it was spoken
     double clipDuration = 0;           ///< seconds
     double finishedAt = 0;             ///< uptime at which the recording ended
     double latency = 0;                ///< seconds from there to the transcript

@@ -45,6 +45,8 @@ QString styleSheet() {
                "QPushButton[main=\"true\"]:hover { background: #0859d2; }"
                "QPushButton[main=\"true\"]:pressed { background: #064cb5; }"
                "QPushButton[main=\"true\"]:focus { border: 2px solid #063a8a; padding: 8px 13px; }"
+               "QCheckBox { color: %1; spacing: 8px; padding: 2px; border: 1px solid transparent; }"
+               "QCheckBox:focus { border: 1px solid %2; border-radius: 5px; }"
                "QListWidget { background: white; color: %1; border: 1px solid #d6d6dc;"
                " border-radius: 9px; padding: 4px; outline: none; }"
                "QListWidget:focus { border: 2px solid %2; padding: 3px; }"

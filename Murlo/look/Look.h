@@ -25,6 +25,7 @@ constexpr QColor accent{10, 100, 235};
 constexpr QColor window{246, 246, 248};
 constexpr QColor windowText{28, 28, 32};
 constexpr QColor windowDim{96, 96, 104};
+constexpr QColor windowAlert{176, 32, 24}; ///< 6:1 on `window`
 
 constexpr double hairline = 1;
 constexpr double gap = 8;      ///< between neighbours in a row

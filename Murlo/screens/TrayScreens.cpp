@@ -7,6 +7,7 @@
 #include "screens/Screens.h"
 #include "windows/QuitQuestion.h"
 #include "windows/SettingsWindow.h"
+#include "windows/SignInNote.h"
 
 #include <QMenu>
 
@@ -45,13 +46,39 @@ std::unique_ptr<QWidget> menu(const MenuInput& input) {
     return made;
 }
 
-std::unique_ptr<QWidget> window() {
+std::unique_ptr<QWidget> window(const AccountFacts& account) {
     const auto entries = [] { return menuEntries(sampleMenu()); };
-    auto made = std::make_unique<SettingsWindow>(
-        SettingsWindowActions{entries, [](const MenuEntry&) {}, [] { return sampleMenu().history; },
-                              [] { return true; }, [] {}, [] {}});
-    made->setMinimumSize(460, 520);
+    auto made = std::make_unique<SettingsWindow>(SettingsWindowActions{
+        entries, [](const MenuEntry&) {}, [] { return sampleMenu().history; },
+        [account] { return account.signedIn; }, [] {}, [] {},
+        AccountRowActions{[account] { return presentAccount(account); }, [] {}, [](bool) {}}});
+    made->setMinimumSize(460, 620);
     return made;
+}
+
+/// Murlo's window in the states that an account can be in.
+std::vector<Screen> windows() {
+    AccountFacts in;
+    in.signedIn = true;
+    in.email = QStringLiteral("someone@localhost");
+    in.enhance = true;
+    AccountFacts failed;
+    failed.provider = QStringLiteral("Example");
+    failed.trouble = {Word::signInUnexpected, {failed.provider}};
+    AccountFacts waiting;
+    waiting.signingIn = true;
+    AccountFacts team = in;
+    team.remoteHost = QStringLiteral("murlo.example.com");
+    team.enhance = false;
+    std::vector<Screen> all;
+    for (const auto& [name, facts] :
+         {std::pair(QStringLiteral("window"), in),
+          std::pair(QStringLiteral("window-signed-out"), AccountFacts()),
+          std::pair(QStringLiteral("window-signing-in"), waiting),
+          std::pair(QStringLiteral("window-sign-in-failed"), failed),
+          std::pair(QStringLiteral("window-team"), team)})
+        all.push_back(grabbed(name, [facts = facts] { return window(facts); }));
+    return all;
 }
 
 void paintItems(QPainter& painter) {
@@ -98,14 +125,20 @@ std::vector<Screen> trayScreens() {
     failed.update = QStringLiteral("0.2.0");
     failed.setupTitle = Words::shown(Word::finishSetup);
     failed.hasSelfTest = true;
-    return {{QStringLiteral("tray-item"), {260, 80}, paintItems},
-            grabbed(QStringLiteral("menu"), [] { return menu(sampleMenu()); }),
-            grabbed(QStringLiteral("menu-everything"), [failed] { return menu(failed); }),
-            grabbed(QStringLiteral("window"), window),
-            grabbed(QStringLiteral("quit-question"),
-                    []() -> std::unique_ptr<QWidget> { return QuitQuestion::makeBox(); }),
-            callout(QStringLiteral("callout"), true),
-            callout(QStringLiteral("callout-below"), false)};
+    std::vector<Screen> screens{
+        {QStringLiteral("tray-item"), {260, 80}, paintItems},
+        grabbed(QStringLiteral("menu"), [] { return menu(sampleMenu()); }),
+        grabbed(QStringLiteral("menu-everything"), [failed] { return menu(failed); }),
+        grabbed(QStringLiteral("quit-question"),
+                []() -> std::unique_ptr<QWidget> { return QuitQuestion::makeBox(); }),
+        grabbed(QStringLiteral("sign-in-note"),
+                []() -> std::unique_ptr<QWidget> {
+                    return std::make_unique<SignInNote>(SignInNoteActions{[] {}, [] {}, [] {}});
+                }),
+        callout(QStringLiteral("callout"), true),
+        callout(QStringLiteral("callout-below"), false)};
+    for (Screen& screen : windows()) screens.push_back(std::move(screen));
+    return screens;
 }
 
 } // namespace murlo

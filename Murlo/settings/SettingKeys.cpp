@@ -25,6 +25,8 @@ const std::vector<SettingRow>& settingsTable() {
         {modelPath,                text,   nothing,                        false,       false, engine},
         {loginItemDecided,         truth,  nothing,                        false,       false},
         {accountEmail,             text,   nothing,                        false,       true},
+        {accountServer,            text,   nothing,                        false,       false},
+        {otherAccounts,            words,  nothing,                        false,       true},
         {signOutReason,            text,   nothing,                        false,       false},
         {installId,                text,   nothing,                        false,       false},
         {funnelOnboarded,          truth,  nothing,                        false,       false},

@@ -4,11 +4,12 @@
 
 namespace murlo {
 
-void UsageTracker::append(const UsageEvent& event) {
+void UsageTracker::append(double durationS, int wordCount,
+                          const std::optional<QString>& targetApp) {
     Log::write(QStringLiteral("usage: dictation of %1 s, %2 words, into %3")
-                   .arg(event.durationS, 0, 'f', 1)
-                   .arg(event.wordCount)
-                   .arg(event.targetApp.value_or(QStringLiteral("an unknown application"))));
+                   .arg(durationS, 0, 'f', 1)
+                   .arg(wordCount)
+                   .arg(targetApp.value_or(QStringLiteral("an unknown application"))));
 }
 
 } // namespace murlo

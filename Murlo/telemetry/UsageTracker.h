@@ -6,18 +6,12 @@
 
 namespace murlo {
 
-/// One delivered dictation, without a word of it.
-struct UsageEvent {
-    double durationS = 0; ///< length of the recorded clip
-    int wordCount = 0;
-    std::optional<QString> targetApp; ///< identifier of the receiving application
-};
-
 /// Counts dictations. Events are not kept or sent yet: each leaves a line in the log.
 class UsageTracker {
 public:
-    /// Counts a delivered dictation. Main thread.
-    void append(const UsageEvent& event);
+    /// Counts a delivered dictation: seconds of the recorded clip, words of the text, identifier of
+    /// the receiving application. Main thread.
+    void append(double durationS, int wordCount, const std::optional<QString>& targetApp);
 };
 
 } // namespace murlo

@@ -32,7 +32,7 @@ SettingsWindow::SettingsWindow(SettingsWindowActions actions)
     installMainMenu();
     setCentralWidget(makeContent());
     refresh();
-    resize(460, 520);
+    resize(460, 620);
 }
 
 void SettingsWindow::installMainMenu() {
@@ -91,6 +91,10 @@ QWidget* SettingsWindow::makeContent() {
     column->addLayout(Controls::row({m_engine, restart}, 0));
 
     column->addSpacing(4);
+    m_account = new AccountRow(m_actions.account);
+    column->addWidget(m_account);
+
+    column->addSpacing(4);
     column->addWidget(Controls::text(TextKind::heading, Words::shown(Word::recent)));
     m_nothing = Controls::text(TextKind::dim, Words::shown(Word::nothingYet));
     m_recent = Controls::list(Words::shown(Word::recentDictations), m_nothing);
@@ -140,6 +144,7 @@ void SettingsWindow::refresh() {
         entry(MenuCommand::toggleDictation).value_or(MenuEntry()).title.simplified();
     m_toggle->setText(toggle);
     m_engine->setText(entry(MenuCommand::restartEngine).value_or(MenuEntry()).title);
+    m_account->refresh();
     m_version->setText(entry(MenuCommand::showVersion).value_or(MenuEntry()).title);
     const QStringList history = m_actions.history();
     QStringList shown;

@@ -2,6 +2,7 @@
 
 #include "menubar/MenuEntries.h"
 #include "platform/Port.h"
+#include "windows/AccountRow.h"
 
 #include <QLabel>
 #include <QListWidget>
@@ -23,6 +24,7 @@ struct SettingsWindowActions {
     std::function<bool()> hotkeysLive;             ///< whether the trigger keys work now
     std::function<void()> openLog;                 ///< shows the log file
     std::function<void()> refreshFromSystem;       ///< reads anew what may have changed outside
+    AccountRowActions account = {};
 };
 
 /// Murlo's window: what the tray's menu offers, for desktops without a tray. Main thread.
@@ -50,6 +52,7 @@ private:
     SettingsWindowActions m_actions;
     QLabel* m_hint = nullptr;
     QLabel* m_engine = nullptr;
+    AccountRow* m_account = nullptr;
     QPushButton* m_toggle = nullptr;
     QListWidget* m_recent = nullptr;
     QLabel* m_nothing = nullptr; ///< in the list's place while it is empty
@@ -67,6 +70,7 @@ public:
     /// Shows the window, or brings it to the front.
     void showSettings();
     void close() { delete m_window.data(); }
+    [[nodiscard]] bool isOpen() const { return m_window && m_window->isVisible(); }
     /// Tells the window, if it is open, that what it shows has changed.
     void refresh();
 

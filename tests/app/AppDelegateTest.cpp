@@ -8,15 +8,18 @@
 #include "tests/fakes/FakeHttpClient.h"
 #include "tests/fakes/FakeInterruptions.h"
 #include "tests/fakes/FakeKeySynthesizer.h"
+#include "tests/fakes/FakeLocalService.h"
 #include "tests/fakes/FakeLoginItem.h"
 #include "tests/fakes/FakeMicrophoneAuthorization.h"
 #include "tests/fakes/FakePasteboard.h"
 #include "tests/fakes/FakeProcessLauncher.h"
+#include "tests/fakes/FakeSecretStore.h"
 #include "tests/fakes/FakeSingleInstance.h"
 #include "tests/fakes/FakeSoundPlayer.h"
 #include "tests/fakes/FakeSurfaces.h"
 #include "tests/fakes/FakeSystemEvents.h"
 #include "tests/fakes/FakeTree.h"
+#include "tests/fakes/FakeUrlScheme.h"
 #include "tests/fakes/VirtualScheduler.h"
 
 #include <QApplication>
@@ -48,6 +51,11 @@ public:
         give<FakeSurfaces>(on.surfaces);
         give<FakeInterruptions>(on.interruptions);
         give<FakeDiagnostics>(on.diagnostics);
+        give<FakeSecretStore>(on.secrets, *time);
+        give<FakeUrlScheme>(on.urlScheme, *time);
+        give<FakeLocalService>(on.localService, *time);
+        on.network = http.maker()(
+            [this](double seconds, Work work) { return time->after(seconds, std::move(work)); });
         on.makeHttpClient = http.maker();
         system = give<FakeSystemEvents>(on.systemEvents);
         audio = give<FakeAudioInput>(on.audioInput, *time);
@@ -67,7 +75,8 @@ public:
         QDir(folder.path()).mkpath("models");
         QVERIFY(QFile(folder.filePath("models/a.bin")).open(QIODevice::WriteOnly));
         disk = time->makeSerialQueue("test.disk");
-        root = std::make_unique<CompositionRoot>(on, Paths(folder.path()), *disk, 8756);
+        root = std::make_unique<CompositionRoot>(on, Paths(folder.path()), *disk, 8756,
+                                                 BackendConfig::read({}));
         if (signedIn) root->settings.set(SettingKey::accountEmail, QString("me@example.com"));
         root->settings.set(SettingKey::holdThreshold, 0.35);
         app = std::make_unique<AppDelegate>(*root, [this] { ++ends; });
@@ -135,6 +144,14 @@ QMessageBox* question() {
     return nullptr;
 }
 
+template <typename Window>
+int visible() {
+    int windows = 0;
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        windows += qobject_cast<Window*>(widget) && widget->isVisible();
+    return windows;
+}
+
 constexpr auto dictate = TriggerKey::leftShift;
 constexpr auto pick = TriggerKey::rightShift;
 
@@ -153,6 +170,39 @@ private Q_SLOTS:
         QVERIFY(stranger.tap->isInstalled()); // signed out elsewhere: the keys stay
         const Program known;
         QVERIFY(known.tap->isInstalled() && known.root->settingsModel.hotkeyLive());
+    }
+
+    void signingInStartsAndLoggingOutStopsTheTriggers() {
+        Program program(false);
+        auto* instance = static_cast<FakeSingleInstance*>(program.on.singleInstance.get());
+        const QString callback = program.root->config.redirectURI() + "?code=1";
+        instance->onOpenedAgain({callback}); // nobody waits for it
+        QCOMPARE(visible<SettingsWindow>(), 0);
+        instance->onOpenedAgain({});
+        QCOMPARE(visible<SettingsWindow>(), 1);
+        program.root->accountPresenter.press();
+        program.time->advance(1);
+        QCOMPARE(visible<SignInNote>(), 1);
+        instance->onOpenedAgain({callback});
+        program.time->runPending();
+        program.http.answer(200, R"({"id_token":"e30.eyJzdWIiOiIxIiwiZW1haWwiOiJhQGIifQ.c"})",
+                            "/token");
+        program.time->advance(0.1);
+        QVERIFY(!program.tap->isInstalled()); // not before the backend knows the account
+        QCOMPARE(visible<SignInNote>(), 0);
+        program.http.answer(200, R"({"apiKey":"k"})", "/signup");
+        program.time->advance(0.1);
+        QVERIFY(program.tap->isInstalled());
+        program.doubleTap(dictate);
+        program.speak();
+        program.root->accountPresenter.press(); // logs out, but not in the middle of a sentence
+        QVERIFY(!program.tap->isInstalled() && !program.root->settingsModel.hotkeyLive());
+        QCOMPARE(program.state(), DictationState::transcribing);
+        program.root->settings.set(SettingKey::hasQuitOnce, true);
+        program.app->quitRule().requested();
+        QCOMPARE(program.ends, 0); // not before the keyring has let the key go
+        program.time->advance(0.1);
+        QCOMPARE(program.ends, 1);
     }
 
     void aTapGoesOnUntilTheNextAndAHoldEndsWithTheKey() {

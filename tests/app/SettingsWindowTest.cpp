@@ -11,18 +11,21 @@ namespace {
 /// Whoever stands behind the window: the menu as it would be, and what was asked of it.
 struct Program {
     MenuInput input;
+    AccountFacts account;
     bool live = true;
     QStringList asked;
-    SettingsWindowActions actions{[this] { return menuEntries(input); },
-                                  [this](const MenuEntry& entry) {
-                                      asked << (entry.command == MenuCommand::copyHistory
-                                                    ? input.history.at(entry.index)
-                                                    : entry.title);
-                                  },
-                                  [this] { return input.history; },
-                                  [this] { return live; },
-                                  [this] { asked << "log"; },
-                                  [this] { asked << "look"; }};
+    SettingsWindowActions actions{
+        [this] { return menuEntries(input); },
+        [this](const MenuEntry& entry) {
+            asked << (entry.command == MenuCommand::copyHistory ? input.history.at(entry.index)
+                                                                : entry.title);
+        },
+        [this] { return input.history; },
+        [this] { return live; },
+        [this] { asked << "log"; },
+        [this] { asked << "look"; },
+        {[this] { return presentAccount(account); }, [this] { asked << "account"; },
+         [this](bool on) { asked << (on ? "enhance" : "plain"); }}};
 };
 
 } // namespace
@@ -68,6 +71,47 @@ private Q_SLOTS:
         QCOMPARE(program.asked, QStringList{"oldest"});
     }
 
+    void theAccountTellsWhereItIs_data() {
+        QTest::addColumn<AccountFacts>("facts");
+        QTest::addColumn<QStringList>("texts");
+        QTest::addColumn<QString>("buttonText"); // empty for one that cannot be pressed
+        const auto row = [](const char* name, const QStringList& texts, const char* buttonText,
+                            const AccountFacts& facts) {
+            QTest::newRow(name) << facts << texts << buttonText;
+        };
+        const Message trouble = Word::revokedElsewhere;
+        row("a stranger's", {"Sign in to get started", "The account stays on this computer."},
+            "Continue", {});
+        row("a team's", {"The account is on murlo.example.com."}, "Continue with Example",
+            {.provider = "Example", .remoteHost = "murlo.example.com"});
+        row("signing in", {"Sign in to get started"}, "", {.signingIn = true});
+        row("signed in", {"Signed in as me@localhost", "The account stays on this computer."},
+            "Log Out", {.signedIn = true, .email = "me@localhost", .trouble = trouble});
+        row("signed in, nobody knows as whom", {"Signed in"}, "Log Out", {.signedIn = true});
+        row("signed out", {"You've been signed out because you signed in on another computer."},
+            "Continue", {.trouble = trouble});
+    }
+    void theAccountTellsWhereItIs() {
+        QFETCH(AccountFacts, facts);
+        QFETCH(QStringList, texts);
+        QFETCH(QString, buttonText);
+        Program program;
+        program.account = facts;
+        SettingsWindow window(program.actions);
+        window.show();
+        for (const QString& text : texts)
+            QVERIFY2(shown(window).contains(text), qPrintable(shown(window)));
+        program.asked.clear();
+        auto* pressed = button(window, buttonText.isEmpty() ? "Continue" : buttonText);
+        QVERIFY(pressed);
+        pressed->click();
+        QCOMPARE(program.asked.contains("account"), !buttonText.isEmpty());
+        auto* enhance = window.findChild<QCheckBox*>();
+        QCOMPARE(enhance->isVisibleTo(&window), facts.signedIn);
+        enhance->click();
+        QVERIFY(program.asked.contains("enhance"));
+    }
+
     void whatChangesOutsideShows() {
         Program program;
         SettingsWindowController controller(program.actions);
@@ -98,6 +142,8 @@ private Q_SLOTS:
         controller.refresh();
     }
 };
+
+Q_DECLARE_METATYPE(AccountFacts)
 
 QTEST_MAIN(SettingsWindowTest)
 #include "SettingsWindowTest.moc"

@@ -22,8 +22,7 @@ QString word(const DictationState& state) {
 } // namespace
 
 DictationRig::DictationRig()
-    : settings(paths, *disk)
-    , history(paths, scheduler, *disk)
+    : history(paths, scheduler, *disk)
     , overlay(scheduler)
     , sounds(soundPlayer)
     , recorder(scheduler, audio, microphone,
@@ -36,8 +35,7 @@ DictationRig::DictationRig()
     , inserter({scheduler, accessibility, applications, pasteboard, keys, settings})
     , delivery(scheduler, settings, targets, inserter, history, usage, applications)
     , keptRecording(paths, *disk)
-    , enhancer(applications, scheduler)
-    , controller({scheduler, settings, account, recorder, overlay, server, http, targets, delivery,
+    , controller({scheduler, settings, recorder, overlay, server, http, targets, delivery,
                   keptRecording, enhancer, errors, microphone, systemEvents, sounds}) {
     systemEvents.start();
     modelPath = folder.filePath(QStringLiteral("model.bin"));

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "account/AccountManager.h"
-#include "account/PromptEnhancer.h"
 #include "dictation/DictationController.h"
 #include "dictation/delivery/Delivery.h"
 #include "dictation/delivery/HistoryStore.h"
@@ -10,11 +8,8 @@
 #include "dictation/recording/AudioRecorder.h"
 #include "dictation/recording/KeptRecording.h"
 #include "overlay/OverlayController.h"
-#include "settings/Settings.h"
-#include "telemetry/ErrorReporter.h"
 #include "telemetry/UsageTracker.h"
 #include "tests/fakes/FakeAccessibility.h"
-#include "tests/fakes/FakeApplications.h"
 #include "tests/fakes/FakeAudioInput.h"
 #include "tests/fakes/FakeHttpClient.h"
 #include "tests/fakes/FakeKeySynthesizer.h"
@@ -23,14 +18,13 @@
 #include "tests/fakes/FakeProcessLauncher.h"
 #include "tests/fakes/FakeSoundPlayer.h"
 #include "tests/fakes/FakeSystemEvents.h"
-#include "tests/harness/SupportFolder.h"
-#include "tests/harness/TestLog.h"
+#include "tests/harness/AccountRig.h"
 
 namespace murlo {
 
 /// A whole dictation on fakes: the real controller with the real recorder, supervisor, transcriber
 /// and inserter, a focused text box, a microphone and an engine that the test speaks for.
-class DictationRig : public SupportFolder {
+class DictationRig : public AccountRig {
 public:
     DictationRig();
 
@@ -52,12 +46,10 @@ public:
     [[nodiscard]] QStringList takeStates();
     [[nodiscard]] bool logged(const QString& line) const;
 
-    TestLog log{scheduler};
     FakeAudioInput audio{scheduler};
     FakeMicrophoneAuthorization microphone{scheduler};
     FakeSoundPlayer soundPlayer;
     FakeAccessibility accessibility{scheduler};
-    FakeApplications applications;
     FakePasteboard pasteboard{scheduler};
     FakeKeySynthesizer keys{scheduler};
     FakeSystemEvents systemEvents;
@@ -68,10 +60,7 @@ public:
     QList<ElementRef> boxAtPaste; ///< where the focus was then
     QString modelPath;            ///< of the speech model; exists at the start
 
-    Settings settings;
-    AccountManager account{settings};
     HistoryStore history;
-    ErrorReporter errors;
     UsageTracker usage;
     OverlayController overlay;
     Sounds sounds;
@@ -81,7 +70,6 @@ public:
     TextInserter inserter;
     Delivery delivery;
     KeptRecording keptRecording;
-    PromptEnhancer enhancer;
     DictationController controller;
 
 private:

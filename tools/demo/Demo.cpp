@@ -143,12 +143,7 @@ Demo::Step Demo::startPrograms() {
         m_desk.murlo.setEnvironment(QStringLiteral("PULSE_SERVER"),
                                     qEnvironmentVariable("PULSE_SERVER"));
     }
-    say(QStringLiteral(
-            "starting Murlo in a home of its own, with the model %1 and the local account "
-            "demo@example.com")
-            .arg(QFileInfo(m_options.model).fileName()));
-    if (!m_desk.startMurlo({{QStringLiteral("insertMode"), m_options.mode}}))
-        return failure("Murlo did not get ready; its log is above.");
+    if (Step started = m_options.enhance ? signIn() : startMurlo(); !started) return started;
     say(QStringLiteral("opening %1").arg(m_options.appName));
     m_app = std::make_unique<TargetApp>(m_options.app);
     if (!m_app->start()) return failure("The other program did not show its text box.");
@@ -159,6 +154,39 @@ Demo::Step Demo::startPrograms() {
             return failure("The window in front did not show its text box.");
     }
     picture("1-ready");
+    return {};
+}
+
+Demo::Step Demo::startMurlo() {
+    say(QStringLiteral(
+            "starting Murlo in a home of its own, with the model %1 and the local account "
+            "demo@example.com")
+            .arg(QFileInfo(m_options.model).fileName()));
+    if (!m_desk.startMurlo({{QStringLiteral("insertMode"), m_options.mode}}))
+        return failure("Murlo did not get ready; its log is above.");
+    return {};
+}
+
+Demo::Step Demo::signIn() {
+    if (!onVirtualDesktop())
+        return failure("--enhance needs a virtual desktop, for a backend of its own.");
+    say(QStringLiteral("starting Murlo in a home of its own, with the model %1 and no account")
+            .arg(QFileInfo(m_options.model).fileName()));
+    const QJsonObject settings{{QStringLiteral("insertMode"), m_options.mode},
+                               {QStringLiteral("enhancePrompt"), true}};
+    if (!m_browser.prepare() || !m_desk.startMurloSignedOut(settings))
+        return failure("Murlo did not get ready; its log is above.");
+    say(QStringLiteral("signing in with a browser"));
+    const auto seen = [this](const char* name) {
+        picture(QByteArray("0-sign-in-").append(name).constData());
+    };
+    if (!m_browser.signIn(seen)) {
+        picture("0-sign-in-failed");
+        return failure("The sign-in did not come to its end; Murlo's log is above.");
+    }
+    letPass(600);
+    picture("0-signed-in");
+    m_browser.closeBrowser();
     return {};
 }
 
@@ -270,6 +298,8 @@ Demo::Step Demo::report() const {
                        .arg(start, end, engine)
                        .arg(m_recorded, 0, 'f', 1));
     if (m_landed.isEmpty()) return failure("Nothing landed.");
+    if (m_options.enhance && !m_desk.murlo.loggedAt(QStringLiteral(" → ")))
+        return failure("Nothing was rewritten.");
     if (m_landed != m_history.value(0))
         return failure("What landed is not what Murlo's history says.");
     return {};

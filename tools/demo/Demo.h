@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/harness/desktop/BrowserSignIn.h"
 #include "tests/harness/desktop/Desk.h"
 #include "tools/demo/DemoOptions.h"
 
@@ -26,6 +27,8 @@ private:
     [[nodiscard]] Step prepareSpeech();
     [[nodiscard]] Step prepareSound();
     [[nodiscard]] Step startPrograms();
+    [[nodiscard]] Step startMurlo();
+    [[nodiscard]] Step signIn();
     [[nodiscard]] Step dictate();
     [[nodiscard]] Step pickBox();
     [[nodiscard]] Step awaitText();
@@ -40,6 +43,7 @@ private:
     QString m_recording;
     QProcess m_soundServer;
     Desk m_desk;
+    BrowserSignIn m_browser{m_desk};
     std::unique_ptr<TargetApp> m_app;
     std::unique_ptr<TargetApp> m_other; ///< has the focus when a box is to be picked
     QString m_landed;

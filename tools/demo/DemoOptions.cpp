@@ -9,6 +9,8 @@ namespace murlo {
 namespace {
 
 const QString defaultText = QStringLiteral("Press the search bar to start dictation.");
+/// With something that whoever rewrites it takes out.
+const QString defaultRambling = QStringLiteral("Press the search bar to start to start dictation.");
 
 QCommandLineOption option(const char* name, const char* help, const char* value,
                           const QString& fallback = {}) {
@@ -32,6 +34,9 @@ void describe(QCommandLineParser& parser) {
         option("letter", "The letter to press (the default is the one on APP's box).", "X"),
         option("model", "Use the speech model in PATH.", "PATH"),
         option("screenshots", "Save pictures of the screen in the folder DIR.", "DIR"),
+        {QStringLiteral("enhance"),
+         QStringLiteral("Sign in first, with a real browser and the backend of this computer, and "
+                        "have the text rewritten. Always in a virtual desktop.")},
         {QStringLiteral("virtual"),
          QStringLiteral("Use a virtual desktop even if there is a display.")},
     });
@@ -81,6 +86,7 @@ tl::expected<DemoOptions, QString> parseDemoOptions(const QStringList& arguments
     options.app = *TargetApp::kindNamed(options.appName);
     options.hold = value("trigger") == QLatin1String("hold");
     options.pick = value("trigger") == QLatin1String("pick");
+    options.enhance = parser.isSet(QStringLiteral("enhance"));
     options.letter = value("letter").toUpper();
     options.say = value("say");
     options.screenshots = value("screenshots");
@@ -94,7 +100,7 @@ tl::expected<DemoOptions, QString> parseDemoOptions(const QStringList& arguments
     } else if (options.say.trimmed().isEmpty()) {
         if (parser.isSet(QStringLiteral("say")))
             return tl::unexpected(QStringLiteral("--say needs a text."));
-        options.say = defaultText;
+        options.say = options.enhance ? defaultRambling : defaultText;
     }
     const bool own = parser.isSet(QStringLiteral("model"));
     const auto model =

@@ -17,11 +17,12 @@ struct DemoOptions {
     QString appName; ///< as it was written
     QString mode;    ///< the setting "insertMode"
     bool hold = false;
-    bool pick = false;   ///< the box is picked by its letter, out of another window
-    QString letter;      ///< to press then; empty for the one on the program's box
-    QString model;       ///< file of the speech model
-    QString screenshots; ///< folder for pictures; empty for none
-    QString murlo;       ///< the program
+    bool pick = false;    ///< the box is picked by its letter, out of another window
+    bool enhance = false; ///< signs in first, and has the text rewritten
+    QString letter;       ///< to press then; empty for the one on the program's box
+    QString model;        ///< file of the speech model
+    QString screenshots;  ///< folder for pictures; empty for none
+    QString murlo;        ///< the program
 };
 
 /// Reads the command line. The error is one sentence for the user; --help prints and ends.

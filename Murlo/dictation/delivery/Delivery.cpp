@@ -99,13 +99,16 @@ void Delivery::keep(const QString& text) {
     Log::write(QStringLiteral("dictation: a text that had not reached its box is in the history"));
 }
 
-void Delivery::insert(const QString& text, double clipDuration, std::shared_ptr<void> prepared,
+void Delivery::insert(const Text& text, double clipDuration, std::shared_ptr<void> prepared,
                       std::function<void(const std::optional<Message>&)> done) {
-    m_history.add(text); // first, so that the text is not lost if the insertion fails
+    m_history.add(text.words); // first, so that the text is not lost if the insertion fails
+    QString words = text.words;
+    if (text.isRewritten && m_inserter.goesIntoTerminal())
+        while (words.endsWith(QLatin1Char('\n'))) words.chop(1);
     const auto frontmost = m_applications.frontmostPid();
-    m_inserter.insert(text, m_settings.insertMode(), std::move(prepared), std::move(done));
-    m_usage.append({clipDuration, wordCount(text),
-                    frontmost ? m_applications.identifier(*frontmost) : std::nullopt});
+    m_inserter.insert(words, m_settings.insertMode(), std::move(prepared), std::move(done));
+    m_usage.append(clipDuration, wordCount(text.words),
+                   frontmost ? m_applications.identifier(*frontmost) : std::nullopt);
 }
 
 } // namespace murlo

@@ -35,9 +35,16 @@ public:
     void prepare(const std::optional<InputTarget>& target, std::function<bool()> wanted,
                  std::function<void()> ready);
 
+    /// A finished text. One that was rewritten is not its user's own: its line feeds at the end do
+    /// not go into a terminal, where they would run it as a command.
+    struct Text {
+        QString words;
+        bool isRewritten = false;
+    };
+
     /// Keeps the text in the history, inserts it and counts it. `done` is called once, during the
     /// call or later, with what the user must be told. `prepared` comes from `dictationBegins`.
-    void insert(const QString& text, double clipDuration, std::shared_ptr<void> prepared,
+    void insert(const Text& text, double clipDuration, std::shared_ptr<void> prepared,
                 std::function<void(const std::optional<Message>&)> done);
 
     /// Only keeps the text in the history: there is no time left to insert it.

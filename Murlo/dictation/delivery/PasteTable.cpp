@@ -11,34 +11,44 @@ namespace {
 
 struct Row {
     PasteWay way;
+    bool isTerminal;
     const char* programs; ///< window classes, in lower case
 };
 
 // The chords were found by trial; see docs/programs.md.
 constexpr Row table[] = {
-    {PasteWay::controlShiftV,
+    {PasteWay::controlShiftV, true,
      "st st-256color alacritty kitty org.wezfurlong.wezterm foot gnome-terminal-server "
      "gnome-terminal konsole xfce4-terminal mate-terminal lxterminal qterminal terminator tilix "
      "terminology guake tilda yakuake deepin-terminal cool-retro-term sakura roxterm "
      "com.mitchellh.ghostty kgx org.gnome.console ptyxis hyper tabby zutty contour termite"},
     // Ctrl+V pages down in these.
-    {PasteWay::shiftInsert, "emacs"},
-    // Old terminals paste the PRIMARY selection only; Vim's Ctrl+V quotes the next key; remote
-    // desktop viewers forward keys and may not share this computer's clipboard.
-    {PasteWay::typing, "xterm uxterm urxvt rxvt aterm eterm mlterm gvim vim nvim-qt neovide xedit "
-                       "virt-viewer remote-viewer virt-manager virtualboxvm qemu gnome-boxes"},
+    {PasteWay::shiftInsert, false, "emacs"},
+    // Old terminals paste the PRIMARY selection only.
+    {PasteWay::typing, true, "xterm uxterm urxvt rxvt aterm eterm mlterm"},
+    // Vim's Ctrl+V quotes the next key; remote desktop viewers forward keys and may not share this
+    // computer's clipboard.
+    {PasteWay::typing, false,
+     "gvim vim nvim-qt neovide xedit virt-viewer remote-viewer virt-manager virtualboxvm qemu "
+     "gnome-boxes"},
 };
 
-const QHash<QString, PasteWay>& knownPrograms() {
+const QHash<QString, const Row*>& knownPrograms() {
     static const auto known = [] {
-        QHash<QString, PasteWay> all;
+        QHash<QString, const Row*> all;
         for (const Row& row : table) {
             for (const QString& program : QString::fromLatin1(row.programs).split(QLatin1Char(' ')))
-                all.insert(program, row.way);
+                all.insert(program, &row);
         }
         return all;
     }();
     return known;
+}
+
+const Row* knownRow(const QStringList& program) {
+    for (const QString& name : program)
+        if (const Row* row = knownPrograms().value(name)) return row;
+    return nullptr;
 }
 
 } // namespace
@@ -62,11 +72,13 @@ PasteWay PasteTable::wayOf(const QStringList& program, bool isTerminal) const {
             if (const auto way = pasteWayFromRawValue(row.value())) return *way;
         }
     }
-    for (const QString& name : program) {
-        if (const auto known = knownPrograms().constFind(name); known != knownPrograms().cend())
-            return *known;
-    }
+    if (const Row* row = knownRow(program)) return row->way;
     return isTerminal ? PasteWay::controlShiftV : PasteWay::controlV;
+}
+
+bool PasteTable::isTerminal(const QStringList& program) {
+    const Row* row = knownRow(program);
+    return row && row->isTerminal;
 }
 
 } // namespace murlo

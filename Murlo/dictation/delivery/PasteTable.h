@@ -17,6 +17,8 @@ public:
 
     /// `program` are the names by which the window system knows it, in lower case.
     [[nodiscard]] PasteWay wayOf(const QStringList& program, bool isTerminal) const;
+    /// Whether a program with these names is known to be a terminal.
+    [[nodiscard]] static bool isTerminal(const QStringList& program);
 
 private:
     const Settings& m_settings;

@@ -77,11 +77,18 @@ void TextInserter::insert(const QString& text, InsertMode mode, std::shared_ptr<
              std::move(done), chordOf(way)});
 }
 
-PasteWay TextInserter::pasteWay() const {
+bool TextInserter::focusIsTerminal() const {
     const Accessibility& accessibility = m_with.accessibility;
     const ElementRef focused = accessibility.isTrusted() ? accessibility.focusedElement() : nullptr;
-    const bool isTerminal = focused && focused->facts().subrole == ElementSubrole::terminal;
-    return m_table.wayOf(m_with.applications.focusedProgram(), isTerminal);
+    return focused && focused->facts().subrole == ElementSubrole::terminal;
+}
+
+PasteWay TextInserter::pasteWay() const {
+    return m_table.wayOf(m_with.applications.focusedProgram(), focusIsTerminal());
+}
+
+bool TextInserter::goesIntoTerminal() const {
+    return focusIsTerminal() || PasteTable::isTerminal(m_with.applications.focusedProgram());
 }
 
 void TextInserter::whenIdle(std::function<void()> idle) {

@@ -54,6 +54,9 @@ public:
     /// `prepared` comes from `prepare`; without it, the clipboard is read only now.
     void insert(const QString& text, InsertMode mode, std::shared_ptr<void> prepared, Done done);
 
+    /// Whether what is inserted now would go into a terminal, where a line feed runs a command.
+    [[nodiscard]] bool goesIntoTerminal() const;
+
     /// Calls back once no insertion is under way or queued: at once if that is so now. Before the
     /// focus is moved, wait for this: it keeps the rest of a text from going into the next box.
     void whenIdle(std::function<void()> idle);
@@ -70,6 +73,7 @@ private:
     };
 
     void enqueue(Insertion insertion);
+    [[nodiscard]] bool focusIsTerminal() const;
     [[nodiscard]] PasteWay pasteWay() const;
     void start();
     void finish();

@@ -27,6 +27,12 @@ public:
         return murlo.seed(m_model, settings) && murlo.start() && murlo.awaitReady();
     }
 
+    /// The same with a stranger's home: no account.
+    [[nodiscard]] bool startMurloSignedOut(QJsonObject settings = {}) {
+        settings.insert(QStringLiteral("accountEmail"), QString());
+        return murlo.seed(m_model, settings) && murlo.start() && murlo.awaitEngine();
+    }
+
     /// Presses a key or lets go of it; on a display without a keyboard of its own, as an on-screen
     /// one does.
     void press(const QByteArray& key, bool down = true);

@@ -48,10 +48,25 @@ bool MurloProcess::start() {
     return m_process.waitForStarted();
 }
 
+bool MurloProcess::openAgain() const {
+    QProcess again;
+    again.setProcessEnvironment(m_process.processEnvironment());
+    again.start(m_program, QStringList());
+    return again.waitForFinished() && again.exitStatus() == QProcess::NormalExit &&
+           again.exitCode() == 0;
+}
+
 bool MurloProcess::awaitReady(int milliseconds) {
     const auto isReady = [this] {
         return !lineWith(QStringLiteral("hotkey: dictate=")).isEmpty() &&
                !lineWith(QStringLiteral("whisper-server: ready")).isEmpty();
+    };
+    return waitFor([&] { return !isRunning() || isReady(); }, milliseconds, 20) && isRunning();
+}
+
+bool MurloProcess::awaitEngine(int milliseconds) {
+    const auto isReady = [this] {
+        return !lineWith(QStringLiteral("whisper-server: ready")).isEmpty();
     };
     return waitFor([&] { return !isRunning() || isReady(); }, milliseconds, 20) && isRunning();
 }

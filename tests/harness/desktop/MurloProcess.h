@@ -31,9 +31,13 @@ public:
 
     /// Starts the program and returns at once; false when it could not be started.
     [[nodiscard]] bool start();
+    /// Starts the program once more, as a menu does; false when that start did not end well.
+    [[nodiscard]] bool openAgain() const;
     /// Waits until the trigger keys are live and the engine is ready; false when that did not come
     /// or the program has ended.
     [[nodiscard]] bool awaitReady(int milliseconds = 60000);
+    /// Waits until the engine is ready, whether or not somebody is signed in.
+    [[nodiscard]] bool awaitEngine(int milliseconds = 60000);
     /// SIGTERM, and waits for the end; the exit status, or nothing when it had to be killed.
     std::optional<int> quit(int milliseconds = 10000);
 

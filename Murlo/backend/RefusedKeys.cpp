@@ -1,0 +1,1 @@
+#include "backend/RefusedKeys.h" // for its meta object

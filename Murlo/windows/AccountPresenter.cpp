@@ -1,0 +1,58 @@
+#include "windows/AccountPresenter.h"
+
+#include "account/AccountManager.h"
+#include "settings/Settings.h"
+#include "settings/SettingsModel.h"
+
+namespace murlo {
+
+AccountPresenter::AccountPresenter(AccountManager& account, SettingsModel& settings,
+                                   const BackendConfig& config)
+    : m_account(account)
+    , m_settings(settings)
+    , m_config(config) {
+    connect(&account, &AccountManager::signedIn, this, [this] {
+        m_trouble = {};
+        Q_EMIT changed();
+    });
+    connect(&account, &AccountManager::signedOut, this, &AccountPresenter::changed);
+    connect(&account, &AccountManager::signingInChanged, this, &AccountPresenter::changed);
+    connect(&account, &AccountManager::signInFailed, this, &AccountPresenter::failed);
+    connect(&settings, &SettingsModel::changed, this, &AccountPresenter::changed);
+}
+
+AccountRecord AccountPresenter::record() const {
+    return presentAccount({m_account.isSignedIn(), m_account.isSigningIn(),
+                           m_account.email().value_or(QString()), m_config.providerName,
+                           m_config.isLocal() ? QString() : m_config.baseURL.host(), m_trouble,
+                           m_settings.values().truth(SettingKey::enhancePrompt)});
+}
+
+void AccountPresenter::shown() {
+    if (m_account.isSignedIn()) return;
+    const auto reason = m_account.reasons().consume();
+    if (!reason) return;
+    m_trouble = *reason == SignOutReason::revokedElsewhere ? Word::revokedElsewhere
+                                                           : Word::signupIncomplete;
+    Q_EMIT changed();
+}
+
+void AccountPresenter::press() {
+    if (m_account.isSignedIn()) {
+        if (onLogOut) onLogOut();
+        return;
+    }
+    m_trouble = {};
+    m_account.signIn();
+}
+
+void AccountPresenter::setEnhance(bool on) {
+    m_settings.assign(SettingKey::enhancePrompt, on);
+}
+
+void AccountPresenter::failed(const SignInError& error) {
+    m_trouble = error.message(m_config.providerName);
+    Q_EMIT changed();
+}
+
+} // namespace murlo

@@ -1,0 +1,400 @@
+#include "HttpServer.h"
+
+#include "LingeringSocket.h"
+#include "MurloBackend/http/Replies.h"
+#include "MurloBackend/support/Log.h"
+
+#include <QUrl>
+
+#include <atomic>
+#include <condition_variable>
+#include <http_parser.h>
+#include <mutex>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+namespace murlo::backend {
+std::size_t parseOrComplete(http_parser* parser, const http_parser_settings* settings,
+                            const char* data, std::size_t length);
+}
+
+// RESTinio closes the connection without a word when a message exceeds a limit or cannot be parsed.
+// Its calls of the parser go through a function of ours, which completes such a message instead.
+#define http_parser_execute ::murlo::backend::parseOrComplete
+#include <restinio/http_server.hpp>
+#include <restinio/message_builders.hpp>
+#undef http_parser_execute
+
+namespace murlo::backend {
+
+namespace {
+
+/// The target of a message that was completed for its fault, followed by the status; no request can
+/// have it.
+constexpr char faultTarget[] = " fault ";
+/// Pieces of one body; the library keeps a record of each.
+constexpr std::size_t mostChunks = 8192;
+
+int statusOf(http_errno error) {
+    switch (error) {
+    case HPE_CB_headers_complete:
+    case HPE_CB_body:
+        return 413;
+    case HPE_CB_url:
+        return 414;
+    case HPE_CB_header_field:
+    case HPE_CB_header_value:
+    case HPE_HEADER_OVERFLOW:
+        return 431;
+    default:
+        return 400;
+    }
+}
+
+QByteArray reasonOf(int status) {
+    switch (status) {
+    case 413:
+        return "the body is too long";
+    case 414:
+        return "the address is too long";
+    case 431:
+        return "there are too many or too long headers";
+    default:
+        return "this is no HTTP request";
+    }
+}
+
+std::string phraseOf(int status) {
+    switch (status) {
+    case 200:
+        return "OK";
+    case 302:
+        return "Found";
+    case 303:
+        return "See Other";
+    case 400:
+        return "Bad Request";
+    case 401:
+        return "Unauthorized";
+    case 403:
+        return "Forbidden";
+    case 404:
+        return "Not Found";
+    case 405:
+        return "Method Not Allowed";
+    case 413:
+        return "Content Too Large";
+    case 414:
+        return "URI Too Long";
+    case 415:
+        return "Unsupported Media Type";
+    case 429:
+        return "Too Many Requests";
+    case 431:
+        return "Request Header Fields Too Large";
+    case 502:
+        return "Bad Gateway";
+    case 503:
+        return "Service Unavailable";
+    case 504:
+        return "Gateway Timeout";
+    default:
+        return status < 500 ? "Answer" : "Server Error";
+    }
+}
+
+} // namespace
+
+std::size_t parseOrComplete(http_parser* parser, const http_parser_settings* settings,
+                            const char* data, std::size_t length) {
+    const auto parsed = http_parser_execute(parser, settings, data, length);
+    auto& message = *static_cast<restinio::impl::http_parser_ctx_t*>(parser->data);
+    parser->upgrade = 0; // an offer of another protocol is a request like any other
+    http_errno error = HTTP_PARSER_ERRNO(parser);
+    if (message.m_chunked_info_block.m_chunks.size() > mostChunks) error = HPE_CB_body;
+    if (error == HPE_OK || error == HPE_PAUSED) return parsed;
+
+    message.m_header = restinio::http_request_header_t{
+        restinio::http_method_get(), faultTarget + std::to_string(statusOf(error))};
+    message.m_body = std::string();
+    message.m_chunked_info_block = {};
+    message.m_message_complete = true;
+    parser->http_errno = HPE_PAUSED;
+    return parsed;
+}
+
+namespace {
+
+/// Who is at the other end of a connection.
+struct Peer {
+    QByteArray address;
+    std::optional<uint> user; ///< where only one user is answered
+};
+
+/// Hears of every connection's begin and end.
+class Peers {
+public:
+    Peers(bool wantsUsers, const std::function<Endpoint()>& own)
+        : m_wantsUsers(wantsUsers)
+        , m_own(own) {}
+
+    void state_changed(const restinio::connection_state::notice_t& notice) noexcept {
+        const auto id = notice.connection_id();
+        if (restinio::holds_alternative<restinio::connection_state::accepted_t>(notice.cause())) {
+            const auto remote = notice.remote_endpoint();
+            const Endpoint end{QHostAddress(QString::fromStdString(remote.address().to_string())),
+                               remote.port()};
+            Peer peer{end.address.toString().toLatin1(), {}};
+            if (m_wantsUsers) peer.user = userOfPeer(end, m_own());
+            const std::lock_guard lock(m_lock);
+            m_peers[id] = std::move(peer);
+        } else {
+            const std::lock_guard lock(m_lock);
+            m_peers.erase(id);
+        }
+    }
+    [[nodiscard]] Peer find(restinio::connection_id_t id) const {
+        const std::lock_guard lock(m_lock);
+        const auto found = m_peers.find(id);
+        return found == m_peers.end() ? Peer{} : found->second;
+    }
+
+private:
+    bool m_wantsUsers;
+    std::function<Endpoint()> m_own;
+    mutable std::mutex m_lock;
+    std::unordered_map<restinio::connection_id_t, Peer> m_peers;
+};
+
+struct ServerTraits : restinio::traits_t<restinio::asio_timer_manager_t, restinio::null_logger_t,
+                                         restinio::details::autodetect_request_handler_type,
+                                         restinio::default_strand_t, LingeringSocket> {
+    using connection_state_listener_t = Peers;
+    static constexpr bool use_connection_count_limiter = true;
+};
+
+Request requestOf(const restinio::request_t& raw) {
+    const auto bytes = [](const auto& view) {
+        return QByteArray(view.data(), static_cast<qsizetype>(view.size()));
+    };
+    Request request;
+    request.method = QByteArray(raw.header().method().c_str());
+    request.path = QUrl::fromPercentEncoding(bytes(raw.header().path()));
+    request.query = QUrlQuery(QString::fromUtf8(bytes(raw.header().query())));
+    raw.header().for_each_field([&](const auto& field) {
+        request.headers.emplaceBack(bytes(field.name()), bytes(field.value()));
+    });
+    request.body = bytes(raw.body());
+    return request;
+}
+
+} // namespace
+
+/// The library's server, its threads, and the requests that are under way.
+class HttpServer::Machine {
+public:
+    Machine(HttpOptions options, Handler handler)
+        : m_options(std::move(options))
+        , m_handler(std::move(handler))
+        , m_peers(
+              std::make_shared<Peers>(m_options.onlyUser.has_value(), [this] { return m_own; })) {
+        touch();
+    }
+    ~Machine() { halt(); }
+    Machine(const Machine&) = delete;
+    Machine& operator=(const Machine&) = delete;
+
+    tl::expected<Endpoint, QString> listen();
+    void run();
+    void stop(std::chrono::milliseconds patience);
+    [[nodiscard]] std::chrono::steady_clock::duration quietFor() const {
+        if (m_underWay > 0) return {};
+        const std::chrono::steady_clock::duration then(m_lastTouch.load());
+        return std::chrono::steady_clock::now().time_since_epoch() - then;
+    }
+
+private:
+    using Server = restinio::http_server_t<ServerTraits>;
+
+    restinio::server_settings_t<ServerTraits> settings();
+    void adopt(asio::ip::tcp::acceptor& acceptor);
+    restinio::request_handling_status_t handle(const restinio::request_handle_t& raw);
+    void answer(const restinio::request_handle_t& raw, const Reply& reply, bool last,
+                const std::shared_ptr<void>& underWay);
+    /// Lives as long as a request is under way.
+    std::shared_ptr<void> begun();
+    void touch() { m_lastTouch = std::chrono::steady_clock::now().time_since_epoch().count(); }
+    void halt();
+
+    HttpOptions m_options;
+    Handler m_handler;
+    Endpoint m_own; ///< written before the first connection
+    std::optional<LocalGuard> m_guard;
+    std::shared_ptr<Peers> m_peers;
+    asio::io_context m_context;
+    std::unique_ptr<Server> m_server;
+    std::vector<std::thread> m_threads;
+    std::atomic<bool> m_stopping = false;
+    std::atomic<int> m_underWay = 0;
+    std::atomic<std::chrono::steady_clock::rep> m_lastTouch = 0;
+    std::mutex m_lock;
+    std::condition_variable m_idle;
+};
+
+restinio::server_settings_t<ServerTraits> HttpServer::Machine::settings() {
+    constexpr std::size_t longestTarget = 8 * 1024;
+    constexpr std::size_t longestName = 256;
+    constexpr std::size_t longestValue = 16 * 1024;
+    constexpr std::size_t mostFields = 100;
+    restinio::server_settings_t<ServerTraits> settings;
+    const bool adopts = m_options.inheritedSocket >= 0;
+    const bool isIPv6 = m_options.address.protocol() == QAbstractSocket::IPv6Protocol && !adopts;
+    settings.protocol(isIPv6 ? asio::ip::tcp::v6() : asio::ip::tcp::v4())
+        .address(adopts ? std::string("127.0.0.1") : m_options.address.toString().toStdString())
+        .port(adopts ? 0 : m_options.port)
+        .max_parallel_connections(static_cast<std::size_t>(m_options.connections))
+        .read_next_http_message_timelimit(m_options.readLimit)
+        .handle_request_timeout(m_options.handleLimit)
+        .write_http_response_timelimit(m_options.writeLimit)
+        .buffer_size(16 * 1024)
+        .incoming_http_msg_limits(restinio::incoming_http_msg_limits_t{}
+                                      .max_url_size(longestTarget)
+                                      .max_field_name_size(longestName)
+                                      .max_field_value_size(longestValue)
+                                      .max_field_count(mostFields)
+                                      .max_body_size(static_cast<quint64>(m_options.bodyLimit)))
+        .connection_state_listener(m_peers)
+        .acceptor_post_bind_hook([this](asio::ip::tcp::acceptor& acceptor) { adopt(acceptor); })
+        .request_handler([this](const restinio::request_handle_t& raw) { return handle(raw); });
+    return settings;
+}
+
+void HttpServer::Machine::adopt(asio::ip::tcp::acceptor& acceptor) {
+    if (m_options.inheritedSocket >= 0) {
+        sockaddr_storage name{};
+        socklen_t size = sizeof name;
+        ::getsockname(m_options.inheritedSocket, reinterpret_cast<sockaddr*>(&name), &size);
+        acceptor.close();
+        acceptor.assign(name.ss_family == AF_INET6 ? asio::ip::tcp::v6() : asio::ip::tcp::v4(),
+                        m_options.inheritedSocket);
+    }
+    const auto end = acceptor.local_endpoint();
+    m_own = {QHostAddress(QString::fromStdString(end.address().to_string())), end.port()};
+    if (m_options.onlyUser) m_guard.emplace(m_own, *m_options.onlyUser);
+}
+
+tl::expected<Endpoint, QString> HttpServer::Machine::listen() {
+    try {
+        m_server = std::make_unique<Server>(restinio::external_io_context(m_context), settings());
+        m_server->open_sync(); // no thread of the context runs yet
+    } catch (const std::exception& fault) {
+        return tl::unexpected(QString::fromUtf8(fault.what()));
+    }
+    return m_own;
+}
+
+void HttpServer::Machine::run() {
+    for (int count = 0; count < m_options.threads; ++count)
+        m_threads.emplace_back([this] {
+            const auto work = asio::make_work_guard(m_context);
+            while (!m_context.stopped()) {
+                try {
+                    m_context.run();
+                } catch (const std::exception& fault) {
+                    say(Severity::failure, QStringLiteral("a request failed: %1")
+                                               .arg(QString::fromUtf8(fault.what())));
+                }
+            }
+        });
+}
+
+restinio::request_handling_status_t
+HttpServer::Machine::handle(const restinio::request_handle_t& raw) {
+    const std::shared_ptr<void> underWay = begun();
+    const auto target = raw->header().request_target();
+    if (target.rfind(faultTarget, 0) == 0) {
+        const int status = std::stoi(target.substr(sizeof faultTarget - 1));
+        answer(raw, problem(status, reasonOf(status)), true, underWay);
+        return restinio::request_accepted();
+    }
+    Request request = requestOf(*raw);
+    const Peer peer = m_peers->find(raw->connection_id());
+    if (m_guard) {
+        if (const auto refusal = m_guard->refusal(request, peer.user)) {
+            answer(raw, *refusal, true, underWay);
+            return restinio::request_accepted();
+        }
+    }
+    m_handler(std::move(request), peer.address,
+              [this, raw, underWay](const Reply& reply) { answer(raw, reply, false, underWay); });
+    return restinio::request_accepted();
+}
+
+void HttpServer::Machine::answer(const restinio::request_handle_t& raw, const Reply& reply,
+                                 bool last, const std::shared_ptr<void>& underWay) {
+    const bool closes = last || m_stopping || !raw->header().should_keep_alive();
+    auto response = raw->create_response(
+        {restinio::http_status_code_t(static_cast<std::uint16_t>(reply.status)),
+         phraseOf(reply.status)});
+    response.append_header(restinio::http_field::server, "murlo-backend")
+        .append_header(restinio::http_field::content_type, reply.contentType.toStdString())
+        .append_header(restinio::http_field::cache_control, "no-store")
+        .append_header_date_field();
+    for (const auto& [name, value] : reply.headers)
+        response.append_header(name.toStdString(), value.toStdString());
+    if (closes) response.connection_close();
+    const bool isHead = raw->header().method() == restinio::http_method_head();
+    response.set_body(isHead ? std::string() : reply.body.toStdString());
+    response.done([underWay](const auto&) {});
+}
+
+std::shared_ptr<void> HttpServer::Machine::begun() {
+    ++m_underWay;
+    touch();
+    return {nullptr, [this](void*) {
+                touch();
+                const std::lock_guard lock(m_lock);
+                --m_underWay;
+                m_idle.notify_all();
+            }};
+}
+
+void HttpServer::Machine::stop(std::chrono::milliseconds patience) {
+    m_stopping = true;
+    if (m_server) asio::post(m_context, [this] { m_server->close_sync(); });
+    {
+        std::unique_lock lock(m_lock);
+        m_idle.wait_for(lock, patience, [this] { return m_underWay <= 0; });
+    }
+    halt();
+}
+
+void HttpServer::Machine::halt() {
+    m_context.stop();
+    for (std::thread& thread : m_threads) thread.join();
+    m_threads.clear();
+}
+
+HttpServer::HttpServer(HttpOptions options, Handler handler)
+    : m_machine(std::make_unique<Machine>(std::move(options), std::move(handler))) {}
+
+HttpServer::~HttpServer() = default;
+
+tl::expected<Endpoint, QString> HttpServer::listen() {
+    return m_machine->listen();
+}
+
+void HttpServer::run() {
+    m_machine->run();
+}
+
+void HttpServer::stop(std::chrono::milliseconds patience) {
+    m_machine->stop(patience);
+}
+
+std::chrono::steady_clock::duration HttpServer::quietFor() const {
+    return m_machine->quietFor();
+}
+
+} // namespace murlo::backend

@@ -1,0 +1,116 @@
+#include "Workers.h"
+
+#include "MurloBackend/store/Migrations.h"
+#include "MurloBackend/support/Log.h"
+
+#include <algorithm>
+
+namespace murlo::backend {
+
+namespace {
+
+/// Works that one transaction holds on SQLite.
+constexpr std::size_t mostTogether = 64;
+
+bool attempt(Connection& connection, const Work& work) {
+    if (!work.writes) return work.run(connection);
+    if (!connection.begin()) return false;
+    if (work.run(connection) && connection.commit()) return true;
+    connection.rollback();
+    return false;
+}
+
+/// All of them in one transaction, or none.
+bool attemptTogether(Connection& connection, const std::vector<Work>& batch) {
+    if (!connection.begin()) return false;
+    const bool ran = std::all_of(batch.begin(), batch.end(),
+                                 [&](const Work& work) { return work.run(connection); });
+    if (ran && connection.commit()) return true;
+    connection.rollback();
+    return false;
+}
+
+} // namespace
+
+Workers::Workers(DatabaseAddress address, int threads)
+    : m_address(std::move(address))
+    , m_count(threads) {}
+
+Workers::~Workers() {
+    stop();
+}
+
+QString Workers::start() {
+    {
+        Connection connection(m_address);
+        if (!connection.open()) return connection.fault();
+        const QString fault = migrate(connection);
+        if (!fault.isEmpty()) return fault;
+    }
+    m_runs = true;
+    for (int thread = 0; thread < m_count; ++thread)
+        m_threads.emplace_back([this] { serve(m_reading, 1); });
+    if (!m_address.isPostgres) m_threads.emplace_back([this] { serve(m_writing, mostTogether); });
+    return {};
+}
+
+void Workers::stop() {
+    {
+        const std::lock_guard lock(m_lock);
+        m_runs = false;
+    }
+    m_reading.hasWork.notify_all();
+    m_writing.hasWork.notify_all();
+    for (std::thread& thread : m_threads) thread.join();
+    m_threads.clear();
+}
+
+void Workers::post(Work work) {
+    {
+        const std::lock_guard lock(m_lock);
+        if (m_runs) {
+            Queue& queue = work.writes && !m_address.isPostgres ? m_writing : m_reading;
+            queue.work.push_back(std::move(work));
+            queue.hasWork.notify_one();
+            return;
+        }
+    }
+    work.done(false);
+}
+
+void Workers::serve(Queue& queue, std::size_t together) {
+    Connection connection(m_address);
+    if (!connection.open())
+        say(Severity::failure, QStringLiteral("database: %1").arg(connection.fault()));
+    for (;;) {
+        Batch batch;
+        {
+            std::unique_lock lock(m_lock);
+            queue.hasWork.wait(lock, [&] { return !queue.work.empty() || !m_runs; });
+            if (queue.work.empty()) return;
+            while (!queue.work.empty() && batch.size() < together) {
+                batch.push_back(std::move(queue.work.front()));
+                queue.work.pop_front();
+            }
+        }
+        doBatch(connection, batch);
+    }
+}
+
+void Workers::doBatch(Connection& connection, Batch& batch) {
+    if (batch.size() > 1 && attemptTogether(connection, batch)) {
+        for (const Work& work : batch) work.done(true);
+        return;
+    }
+    for (const Work& work : batch) {
+        bool done = attempt(connection, work);
+        if (!done) {
+            say(Severity::warning, QStringLiteral("database: %1").arg(connection.fault()));
+            done = connection.revive() && attempt(connection, work);
+            if (!done) say(Severity::failure, QStringLiteral("database: gave up on a request"));
+        }
+        work.done(done);
+    }
+}
+
+} // namespace murlo::backend

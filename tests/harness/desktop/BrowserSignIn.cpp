@@ -1,0 +1,89 @@
+#include "tests/harness/desktop/BrowserSignIn.h"
+
+#include "tests/harness/desktop/Waiting.h"
+#include "tests/harness/desktop/Windows.h"
+
+#include <QFile>
+
+#include <signal.h>
+
+namespace murlo {
+
+namespace {
+
+constexpr int settling = 600; // milliseconds until a window that has come takes keys
+
+/// Its process is told by a file; its sandbox does not nest in a virtual desktop's namespaces.
+const char* script = R"(#!/bin/bash
+echo $$ >"%1/pid"
+exec chromium --no-sandbox --test-type --user-data-dir="%1/profile" --disable-gpu --disable-quic \
+    --disable-sync --disable-background-networking --disable-component-update \
+    --disable-default-apps --disable-dev-shm-usage --no-first-run --no-default-browser-check \
+    --password-store=basic --window-size=900,700 --window-position=60,40 "$@" >"%1/output" 2>&1
+)";
+
+} // namespace
+
+BrowserSignIn::BrowserSignIn(Desk& desk)
+    : m_desk(desk) {}
+
+bool BrowserSignIn::prepare() {
+    QFile browser(m_folder.filePath(QStringLiteral("browser")));
+    const QByteArray text = QString::fromLatin1(script).arg(m_folder.path()).toUtf8();
+    if (!browser.open(QIODevice::WriteOnly) || browser.write(text) != text.size()) return false;
+    browser.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    m_desk.murlo.setEnvironment(QStringLiteral("BROWSER"), browser.fileName());
+    return true;
+}
+
+void BrowserSignIn::press(std::initializer_list<const char*> keys) {
+    for (const char* key : keys) {
+        m_desk.press(key);
+        letPass(60);
+        m_desk.press(key, false);
+        letPass(120);
+    }
+}
+
+qint64 BrowserSignIn::browserPid() const {
+    QFile file(m_folder.filePath(QStringLiteral("pid")));
+    return file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toLongLong() : 0;
+}
+
+bool BrowserSignIn::awaitTitle(const QString& words) const {
+    const auto shown = [&] {
+        const qint64 pid = browserPid();
+        return pid > 0 && titleOfWindow(pid).contains(words) && ownsActiveWindow(pid);
+    };
+    return waitFor(shown, 30000, 50);
+}
+
+bool BrowserSignIn::signIn(const std::function<void(const char*)>& step) {
+    if (!m_desk.murlo.openAgain()) return false;
+    const qint64 murlo = m_desk.murlo.pid();
+    if (!waitFor([murlo] { return ownsActiveWindow(murlo); })) return false;
+    letPass(settling);
+    step("window");
+    press({"TAB", "TAB", "SPCE"}); // past the engine's button
+    if (!awaitTitle(QStringLiteral("Murlo"))) return false;
+    letPass(settling);
+    step("page");
+    press({"RTRN"});
+    const auto signedIn = [this] {
+        return m_desk.murlo.loggedAt(QStringLiteral("account: signed in as ")).has_value();
+    };
+    if (!awaitTitle(QStringLiteral("signed in"))) return false;
+    letPass(2 * settling); // the browser asks whether it may open another program
+    step("question");
+    if (!signedIn()) press({"TAB", "RTRN"});
+    return waitFor(signedIn, 20000, 50);
+}
+
+void BrowserSignIn::closeBrowser() {
+    const qint64 pid = browserPid();
+    if (pid <= 0) return;
+    ::kill(static_cast<pid_t>(pid), SIGTERM);
+    (void)waitFor([pid] { return ::kill(static_cast<pid_t>(pid), 0) != 0; }, 5000, 20);
+}
+
+} // namespace murlo

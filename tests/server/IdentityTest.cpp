@@ -1,0 +1,313 @@
+#include "FakeOutgoing.h"
+#include "MurloBackend/identity/Base64Url.h"
+#include "MurloBackend/identity/IssuerVerifier.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QMessageAuthenticationCode>
+#include <QTest>
+
+#include <openssl/core_names.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/rsa.h>
+
+namespace murlo::backend {
+
+namespace {
+
+constexpr qint64 now = 1'800'000'000;
+const QString issuer = "https://id.example";
+const QUrl configurationUrl("https://id.example/.well-known/openid-configuration");
+const QUrl keysUrl("https://keys.example/set");
+
+/// A key of the test's issuer, by libcrypto alone.
+struct IssuerKey {
+    EVP_PKEY* key;
+    QString name;
+
+    [[nodiscard]] QByteArray number(const char* parameter) const {
+        BIGNUM* value = nullptr;
+        EVP_PKEY_get_bn_param(key, parameter, &value);
+        QByteArray bytes(BN_num_bytes(value), '\0');
+        if (bytes.size() < 32 && bytes.size() > 3) bytes.resize(32); // a coordinate
+        BN_bn2binpad(value, reinterpret_cast<unsigned char*>(bytes.data()), int(bytes.size()));
+        BN_free(value);
+        return Base64Url::encode(bytes);
+    }
+    [[nodiscard]] QJsonObject jwk() const {
+        const auto text = [this](const char* parameter) { return QString(number(parameter)); };
+        if (EVP_PKEY_get_base_id(key) == EVP_PKEY_RSA)
+            return {{"kty", "RSA"},
+                    {"kid", name},
+                    {"use", "sig"},
+                    {"n", text(OSSL_PKEY_PARAM_RSA_N)},
+                    {"e", text(OSSL_PKEY_PARAM_RSA_E)}};
+        return {{"kty", "EC"},
+                {"kid", name},
+                {"crv", "P-256"},
+                {"alg", "ES256"},
+                {"x", text(OSSL_PKEY_PARAM_EC_PUB_X)},
+                {"y", text(OSSL_PKEY_PARAM_EC_PUB_Y)}};
+    }
+    [[nodiscard]] PrivateKey signer() const { // of P-256
+        BIO* memory = BIO_new(BIO_s_mem());
+        PEM_write_bio_PrivateKey(memory, key, nullptr, nullptr, 0, nullptr, nullptr);
+        char* pem = nullptr;
+        const long size = BIO_get_mem_data(memory, &pem);
+        const auto result = PrivateKey::fromPem(QByteArray(pem, size));
+        BIO_free(memory);
+        return result.value();
+    }
+    [[nodiscard]] QByteArray sign(const QByteArray& text) const {
+        if (EVP_PKEY_get_base_id(key) == EVP_PKEY_EC) return signer().sign(text);
+        EVP_MD_CTX* context = EVP_MD_CTX_new();
+        QByteArray signature(EVP_PKEY_get_size(key), '\0');
+        auto size = size_t(signature.size());
+        EVP_DigestSignInit(context, nullptr, EVP_sha256(), nullptr, key);
+        EVP_DigestSign(context, reinterpret_cast<unsigned char*>(signature.data()), &size,
+                       reinterpret_cast<const unsigned char*>(text.data()), size_t(text.size()));
+        EVP_MD_CTX_free(context);
+        return signature;
+    }
+};
+
+const IssuerKey& rsa() {
+    static const IssuerKey key{EVP_RSA_gen(2048), "r"};
+    return key;
+}
+const IssuerKey& curve() {
+    static const IssuerKey key{EVP_EC_gen("P-256"), "e"};
+    return key;
+}
+const IssuerKey& foreign() {
+    static const IssuerKey key{EVP_EC_gen("P-256"), "e"};
+    return key;
+}
+
+QByteArray json(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+QByteArray unsignedToken(const QJsonObject& header, const QByteArray& claims) {
+    return Base64Url::encode(json(header)) + '.' + Base64Url::encode(claims);
+}
+QByteArray token(const QJsonObject& header, const QByteArray& claims, const IssuerKey& key) {
+    const QByteArray text = unsignedToken(header, claims);
+    return text + '.' + Base64Url::encode(key.sign(text));
+}
+/// Good claims with some replaced; null removes.
+QByteArray claims(const QJsonObject& changes = {}) {
+    QJsonObject result{
+        {"iss", issuer},          {"aud", "murlo"},   {"sub", "7"}, {"email", "a@b.example"},
+        {"email_verified", true}, {"exp", now + 600}, {"nbf", now}};
+    for (auto each = changes.begin(); each != changes.end(); ++each) {
+        if (each->isNull())
+            result.remove(each.key());
+        else
+            result.insert(each.key(), *each);
+    }
+    return json(result);
+}
+const QJsonObject byCurve{{"alg", "ES256"}, {"kid", "e"}};
+const QJsonObject byRsa{{"alg", "RS256"}, {"kid", "r"}};
+
+OutgoingResponse keySet(const QList<IssuerKey>& keys, const QByteArray& cacheControl = {}) {
+    QJsonArray members;
+    for (const IssuerKey& key : keys) members.append(key.jwk());
+    return {200, json({{"keys", members}}), {{"cache-control", cacheControl}}};
+}
+
+/// "7", "refused" or "unreachable"; "nothing" until it completes.
+struct Outcome {
+    QString text = "nothing";
+};
+
+} // namespace
+
+class IdentityTest : public QObject {
+    Q_OBJECT
+
+    FakeOutgoing m_network;
+    qint64 m_time = now;
+    std::unique_ptr<IdTokenVerifier> m_verifier;
+
+    std::shared_ptr<Outcome> verify(const QByteArray& given) {
+        auto outcome = std::make_shared<Outcome>();
+        m_verifier->verify(given, [outcome](const tl::expected<Identity, TokenFault>& result) {
+            outcome->text = result                                  ? result->subject
+                            : result.error() == TokenFault::refused ? "refused"
+                                                                    : "unreachable";
+        });
+        return outcome;
+    }
+
+private Q_SLOTS:
+    void init() {
+        m_network.answers = {
+            {configurationUrl,
+             OutgoingResponse{200, json({{"issuer", issuer}, {"jwks_uri", keysUrl.toString()}})}},
+            {keysUrl, keySet({rsa(), curve()})}};
+        m_network.requests.clear();
+        m_time = now;
+        m_verifier =
+            makeIssuerVerifier({issuer, "murlo", {}}, m_network, [this] { return m_time; });
+    }
+
+    void judgesTokens_data() {
+        QTest::addColumn<QByteArray>("given");
+        QTest::addColumn<bool>("good");
+        const auto row = [](const char* name, const QByteArray& given, bool good = false) {
+            QTest::newRow(name) << given << good;
+        };
+        const auto changed = [&](const char* name, const QJsonObject& changes, bool good = false) {
+            row(name, token(byCurve, claims(changes), curve()), good);
+        };
+        const QByteArray whole = token(byCurve, claims(), curve());
+        row("ES256", whole, true);
+        row("RS256", token(byRsa, claims(), rsa()), true);
+        row("no key named, one of the kind", token({{"alg", "RS256"}}, claims(), rsa()), true);
+        changed("one of two audiences", {{"aud", QJsonArray{"x", "murlo"}}}, true);
+        changed("verified in words", {{"email_verified", "true"}}, true);
+        changed("expired within the skew", {{"exp", now - 59}}, true);
+        changed("not yet, within the skew", {{"nbf", now + 60}}, true);
+        changed("expired", {{"exp", now - 60}});
+        changed("no expiry", {{"exp", QJsonValue()}});
+        changed("expiry in words", {{"exp", QString::number(now + 600)}});
+        changed("not yet", {{"nbf", now + 61}});
+        changed("another issuer", {{"iss", issuer + "/"}});
+        changed("another audience", {{"aud", "murlo2"}});
+        changed("other audiences", {{"aud", QJsonArray{"x", QJsonArray{"murlo"}}}});
+        changed("numeric subject", {{"sub", 7}});
+        changed("no e-mail", {{"email", QJsonValue()}});
+        changed("numeric e-mail", {{"email", 5}});
+        changed("unverified", {{"email_verified", false}});
+        changed("verified by a number", {{"email_verified", 1}});
+        changed("nothing about verification", {{"email_verified", QJsonValue()}});
+        row("claims are a list", token(byCurve, "[1]", curve()));
+        row("deep claims", token(byCurve, QByteArray(5000, '['), curve()));
+        row("100 KB", token(byCurve, claims({{"x", QString(100'000, 'x')}}), curve()));
+        row("foreign key", token(byCurve, claims(), foreign()));
+        row("key of the other kind", token({{"alg", "RS256"}, {"kid", "e"}}, claims(), rsa()));
+        row("critical extension",
+            token({{"alg", "ES256"}, {"kid", "e"}, {"crit", QJsonArray{"x"}}}, claims(), curve()));
+        row("unsigned", unsignedToken({{"alg", "none"}}, claims()) + '.');
+        row("public key as a shared secret", [] {
+            const QByteArray text = unsignedToken({{"alg", "HS256"}, {"kid", "r"}}, claims());
+            return text + '.' +
+                   Base64Url::encode(QMessageAuthenticationCode::hash(text, json(rsa().jwk()),
+                                                                      QCryptographicHash::Sha256));
+        }());
+        row("signature of other claims",
+            unsignedToken(byCurve, claims({{"sub", "8"}})) + whole.mid(whole.lastIndexOf('.')));
+        row("no signature", whole.left(whole.lastIndexOf('.') + 1));
+        row("zeroes for a signature",
+            whole.left(whole.lastIndexOf('.') + 1) + Base64Url::encode(QByteArray(64, '\0')));
+        row("four pieces", whole + ".x");
+        row("two pieces", whole.left(whole.lastIndexOf('.')));
+        row("padding", whole + "==");
+        row("foreign character", QByteArray(whole).replace(5, 1, "+"));
+        row("nothing", "");
+    }
+    void judgesTokens() {
+        QFETCH(QByteArray, given);
+        QFETCH(bool, good);
+        QCOMPARE(verify(given)->text, good ? "7" : "refused");
+    }
+
+    void weakAndForeignKeysAreNoKeys() {
+        const auto changed = [](QJsonObject jwk, const char* member, const QJsonValue& value) {
+            jwk[member] = value;
+            return PublicKey::fromJwk(jwk).has_value();
+        };
+        QVERIFY(changed(rsa().jwk(), "x5t", "other members do not matter"));
+        QVERIFY(!changed(rsa().jwk(), "use", "enc"));
+        QVERIFY(!changed(rsa().jwk(), "alg", "RS512"));
+        QVERIFY(!changed(curve().jwk(), "x", QString(Base64Url::encode(QByteArray(32, 'x')))));
+        QVERIFY(!changed(curve().jwk(), "crv", "P-384"));
+        QVERIFY(!PublicKey::fromJwk(IssuerKey{EVP_RSA_gen(1024), "w"}.jwk()));
+    }
+
+    void keysAreKeptAsLongAsTheIssuerSaysWithinBounds_data() {
+        QTest::addColumn<QByteArray>("header");
+        QTest::addColumn<int>("seconds");
+        QTest::newRow("none") << QByteArray() << 3600;
+        QTest::newRow("said") << QByteArray("public, max-age=1000") << 1000;
+        QTest::newRow("too short") << QByteArray("max-age=0") << 300;
+        QTest::newRow("forbidden") << QByteArray("no-store") << 300;
+        QTest::newRow("too long") << QByteArray("Max-Age=99999999") << 86400;
+        QTest::newRow("no number") << QByteArray("max-age=1e9") << 3600;
+    }
+    void keysAreKeptAsLongAsTheIssuerSaysWithinBounds() {
+        QFETCH(QByteArray, header);
+        QFETCH(int, seconds);
+        const QByteArray lasting = token(byCurve, claims({{"exp", now + 999'999}}), curve());
+        m_network.answers[keysUrl] = keySet({curve()}, header);
+        QCOMPARE(verify(lasting)->text, "7");
+        m_time += seconds - 1;
+        QCOMPARE(verify(lasting)->text, "7");
+        QCOMPARE(m_network.requests.size(), std::size_t{2}); // configuration and keys
+        m_time += 1;
+        m_network.answers.clear();
+        QCOMPARE(verify(lasting)->text, "unreachable");
+    }
+
+    void anUnknownKeyIsLookedForOnceAMinute() {
+        const QByteArray good = token(byRsa, claims(), rsa());
+        m_network.answers[keysUrl] = keySet({curve()});
+        QCOMPARE(verify(good)->text, "refused");
+        const auto asked = m_network.requests.size();
+        m_network.answers[keysUrl] = keySet({rsa()}); // the issuer changed its keys
+        m_time += 59;
+        QCOMPARE(verify(good)->text, "refused");
+        QCOMPARE(m_network.requests.size(), asked);
+        m_time += 1;
+        QCOMPARE(verify(good)->text, "7");
+        QCOMPARE(verify(token(byCurve, claims(), curve()))->text, "refused"); // withdrawn
+    }
+
+    void tokensWaitForOneFetchAndCompleteHoweverItEnds() {
+        const QByteArray good = token(byCurve, claims(), curve());
+        m_network.held = true;
+        const auto first = verify(good);
+        const auto second = verify(good);
+        const auto forged = verify(token(byCurve, claims(), foreign()));
+        QCOMPARE(first->text, "nothing");
+        QCOMPARE(m_network.requests.size(), std::size_t{1});
+        m_verifier.reset();
+        m_network.release();
+        QCOMPARE(first->text + second->text + forged->text, "77refused");
+    }
+
+    void withoutTheIssuersKeysNobodyIsRefusedOrLetIn_data() {
+        QTest::addColumn<QUrl>("url");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("configuration missing") << configurationUrl << 404 << QByteArray();
+        QTest::newRow("configuration of another issuer")
+            << configurationUrl << 200
+            << json({{"issuer", "https://evil.example"}, {"jwks_uri", keysUrl.toString()}});
+        QTest::newRow("no keys in it")
+            << configurationUrl << 200 << json({{"issuer", issuer}, {"jwks_uri", 5}});
+        QTest::newRow("keys redirected") << keysUrl << 302 << json({{"keys", QJsonArray{}}});
+        QTest::newRow("no JSON") << keysUrl << 200 << QByteArray("<html>");
+        QTest::newRow("no key of use") << keysUrl << 200 << json({{"keys", QJsonArray{1, "x"}}});
+    }
+    void withoutTheIssuersKeysNobodyIsRefusedOrLetIn() {
+        QFETCH(QUrl, url);
+        QFETCH(int, status);
+        QFETCH(QByteArray, body);
+        const auto whole = std::exchange(m_network.answers[url], OutgoingResponse{status, body});
+        const QByteArray good = token(byCurve, claims(), curve());
+        QCOMPARE(verify(good)->text, "unreachable");
+        m_network.answers[url] = whole;
+        m_time += 9;
+        QCOMPARE(verify(good)->text, "unreachable"); // not asked again yet
+        m_time += 1;
+        QCOMPARE(verify(good)->text, "7");
+    }
+};
+
+} // namespace murlo::backend
+
+QTEST_GUILESS_MAIN(murlo::backend::IdentityTest)
+#include "IdentityTest.moc"
