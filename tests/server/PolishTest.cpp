@@ -115,8 +115,8 @@ private Q_SLOTS:
              {"the ", "um, ", "you know, ", ". ", "a\n", "I want ", "```\n", "the"}) {
             QElapsedTimer timer;
             timer.start();
-            QVERIFY(byRules("the and " + piece.repeated(100'000)).size() <= 700'000);
-            QVERIFY2(timer.elapsed() < 10'000, qPrintable(piece));
+            QVERIFY(byRules("the and " + piece.repeated(30'000)).size() <= 300'000);
+            QVERIFY2(timer.elapsed() < 5'000, qPrintable(piece));
         }
     }
 
