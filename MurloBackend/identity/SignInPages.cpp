@@ -68,7 +68,8 @@ Reply page(int status, const QString& title, const QString& content, const QStri
             {{"Content-Security-Policy", contentSecurity()},
              {"X-Frame-Options", "DENY"},
              {"X-Content-Type-Options", "nosniff"},
-             {"Referrer-Policy", "no-referrer"},
+             // Not "no-referrer": then browsers send the form with "Origin: null".
+             {"Referrer-Policy", "same-origin"},
              {"Cache-Control", "no-store"}}};
 }
 
