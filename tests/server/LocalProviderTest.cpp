@@ -201,7 +201,10 @@ private Q_SLOTS:
         QVERIFY(codeOn(page).isEmpty());
         form = formOn(page);
         form["email"] = "ada@localhost";
+        m_time += 3599;
         QVERIFY(!codeOn(press(form)).isEmpty());
+        m_time += 1; // open for an hour
+        QVERIFY(codeOn(press(form)).isEmpty());
     }
     void whatWasTypedIsTextOnThePage() {
         FormFields form = formOn(open(authorization()));
