@@ -98,7 +98,7 @@ private Q_SLOTS:
                     "a,|and|want|want,|.|,|?|:|x.y|\n|\n\n|is|e.g.|the?|cat|42|it,")
                 .split('|');
         QRandomGenerator random(7);
-        for (int round = 0; round < 20'000; ++round) {
+        for (int round = 0; round < 5'000; ++round) {
             QStringList words{"the", "and"};
             for (int i = 0; i < 12; ++i) words << pieces[random.bounded(pieces.size())];
             for (const QString app : {"code", "gedit"}) {
@@ -115,8 +115,8 @@ private Q_SLOTS:
              {"the ", "um, ", "you know, ", ". ", "a\n", "I want ", "```\n", "the"}) {
             QElapsedTimer timer;
             timer.start();
-            QVERIFY(byRules("the and " + piece.repeated(100'000)).size() <= 700'000);
-            QVERIFY2(timer.elapsed() < 10'000, qPrintable(piece));
+            QVERIFY(byRules("the and " + piece.repeated(30'000)).size() <= 300'000);
+            QVERIFY2(timer.elapsed() < 5'000, qPrintable(piece));
         }
     }
 
