@@ -339,10 +339,13 @@ void HttpServer::Machine::answer(const restinio::request_handle_t& raw, const Re
          phraseOf(reply.status)});
     response.append_header(restinio::http_field::server, "murlo-backend")
         .append_header(restinio::http_field::content_type, reply.contentType.toStdString())
-        .append_header(restinio::http_field::cache_control, "no-store")
         .append_header_date_field();
-    for (const auto& [name, value] : reply.headers)
+    bool saysCaching = false;
+    for (const auto& [name, value] : reply.headers) {
+        saysCaching |= name.compare("cache-control", Qt::CaseInsensitive) == 0;
         response.append_header(name.toStdString(), value.toStdString());
+    }
+    if (!saysCaching) response.append_header(restinio::http_field::cache_control, "no-store");
     if (closes) response.connection_close();
     const bool isHead = raw->header().method() == restinio::http_method_head();
     response.set_body(isHead ? std::string() : reply.body.toStdString());
