@@ -2,6 +2,7 @@
 
 #include "LingeringSocket.h"
 #include "MurloBackend/http/Replies.h"
+#include "MurloBackend/http/StatusWords.h"
 #include "MurloBackend/support/Log.h"
 
 #include <QUrl>
@@ -52,58 +53,6 @@ int statusOf(http_errno error) {
     }
 }
 
-QByteArray reasonOf(int status) {
-    switch (status) {
-    case 413:
-        return "the body is too long";
-    case 414:
-        return "the address is too long";
-    case 431:
-        return "there are too many or too long headers";
-    default:
-        return "this is no HTTP request";
-    }
-}
-
-std::string phraseOf(int status) {
-    switch (status) {
-    case 200:
-        return "OK";
-    case 302:
-        return "Found";
-    case 303:
-        return "See Other";
-    case 400:
-        return "Bad Request";
-    case 401:
-        return "Unauthorized";
-    case 403:
-        return "Forbidden";
-    case 404:
-        return "Not Found";
-    case 405:
-        return "Method Not Allowed";
-    case 413:
-        return "Content Too Large";
-    case 414:
-        return "URI Too Long";
-    case 415:
-        return "Unsupported Media Type";
-    case 429:
-        return "Too Many Requests";
-    case 431:
-        return "Request Header Fields Too Large";
-    case 502:
-        return "Bad Gateway";
-    case 503:
-        return "Service Unavailable";
-    case 504:
-        return "Gateway Timeout";
-    default:
-        return status < 500 ? "Answer" : "Server Error";
-    }
-}
-
 } // namespace
 
 std::size_t parseOrComplete(http_parser* parser, const http_parser_settings* settings,
@@ -135,9 +84,11 @@ struct Peer {
 /// Hears of every connection's begin and end.
 class Peers {
 public:
-    Peers(bool wantsUsers, const std::function<Endpoint()>& own)
+    /// `own` tells where the server listens; `heard` is called for every connection.
+    Peers(bool wantsUsers, std::function<Endpoint()> own, std::function<void()> heard)
         : m_wantsUsers(wantsUsers)
-        , m_own(own) {}
+        , m_own(std::move(own))
+        , m_heard(std::move(heard)) {}
 
     void state_changed(const restinio::connection_state::notice_t& notice) noexcept {
         const auto id = notice.connection_id();
@@ -145,6 +96,7 @@ public:
             const auto remote = notice.remote_endpoint();
             const Endpoint end{QHostAddress(QString::fromStdString(remote.address().to_string())),
                                remote.port()};
+            m_heard();
             Peer peer{end.address.toString().toLatin1(), {}};
             if (m_wantsUsers) peer.user = userOfPeer(end, m_own());
             const std::lock_guard lock(m_lock);
@@ -163,6 +115,7 @@ public:
 private:
     bool m_wantsUsers;
     std::function<Endpoint()> m_own;
+    std::function<void()> m_heard;
     mutable std::mutex m_lock;
     std::unordered_map<restinio::connection_id_t, Peer> m_peers;
 };
@@ -197,8 +150,8 @@ public:
     Machine(HttpOptions options, Handler handler)
         : m_options(std::move(options))
         , m_handler(std::move(handler))
-        , m_peers(
-              std::make_shared<Peers>(m_options.onlyUser.has_value(), [this] { return m_own; })) {
+        , m_peers(std::make_shared<Peers>(
+              m_options.onlyUser.has_value(), [this] { return m_own; }, [this] { touch(); })) {
         touch();
     }
     ~Machine() { halt(); }
@@ -366,10 +319,13 @@ std::shared_ptr<void> HttpServer::Machine::begun() {
 void HttpServer::Machine::stop(std::chrono::milliseconds patience) {
     m_stopping = true;
     if (m_server) asio::post(m_context, [this] { m_server->close_sync(); });
-    {
-        std::unique_lock lock(m_lock);
-        m_idle.wait_for(lock, patience, [this] { return m_underWay <= 0; });
-    }
+    // A connection that was just made is about to ask.
+    constexpr std::chrono::milliseconds quiet(100);
+    const auto end = std::chrono::steady_clock::now() + patience;
+    std::unique_lock lock(m_lock);
+    while (m_server && quietFor() < quiet && std::chrono::steady_clock::now() < end)
+        m_idle.wait_for(lock, quiet);
+    lock.unlock();
     halt();
 }
 

@@ -65,7 +65,8 @@ private:
 /// Clients that send event after event, each of its own identity, until they get no answer.
 class Writers {
 public:
-    Writers(const QList<quint16>& ports, const QByteArray& key) {
+    Writers(const QList<quint16>& ports, const QByteArray& key)
+        : m_running(static_cast<int>(ports.size()) * 2) {
         for (const quint16 port : ports)
             for (int client = 0; client < 2; ++client)
                 m_threads.emplace_back([this, port, key] { write(port, key); });
@@ -85,7 +86,6 @@ public:
 
 private:
     void write(quint16 port, const QByteArray& key) {
-        ++m_running;
         HttpProbe probe(port);
         for (int status = 200; status != 0 && !m_ends;) {
             const qint64 number = ++m_next;
@@ -103,7 +103,7 @@ private:
     std::mutex m_lock;
     std::atomic<qint64> m_next = 1000;
     std::atomic<int> m_count = 0;
-    std::atomic<int> m_running = 0;
+    std::atomic<int> m_running; ///< threads
     std::atomic<bool> m_ends = false;
 };
 
