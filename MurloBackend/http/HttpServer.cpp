@@ -2,6 +2,7 @@
 
 #include "LingeringSocket.h"
 #include "MurloBackend/http/Replies.h"
+#include "MurloBackend/http/StatusWords.h"
 #include "MurloBackend/support/Log.h"
 
 #include <QUrl>
@@ -49,58 +50,6 @@ int statusOf(http_errno error) {
         return 431;
     default:
         return 400;
-    }
-}
-
-QByteArray reasonOf(int status) {
-    switch (status) {
-    case 413:
-        return "the body is too long";
-    case 414:
-        return "the address is too long";
-    case 431:
-        return "there are too many or too long headers";
-    default:
-        return "this is no HTTP request";
-    }
-}
-
-std::string phraseOf(int status) {
-    switch (status) {
-    case 200:
-        return "OK";
-    case 302:
-        return "Found";
-    case 303:
-        return "See Other";
-    case 400:
-        return "Bad Request";
-    case 401:
-        return "Unauthorized";
-    case 403:
-        return "Forbidden";
-    case 404:
-        return "Not Found";
-    case 405:
-        return "Method Not Allowed";
-    case 413:
-        return "Content Too Large";
-    case 414:
-        return "URI Too Long";
-    case 415:
-        return "Unsupported Media Type";
-    case 429:
-        return "Too Many Requests";
-    case 431:
-        return "Request Header Fields Too Large";
-    case 502:
-        return "Bad Gateway";
-    case 503:
-        return "Service Unavailable";
-    case 504:
-        return "Gateway Timeout";
-    default:
-        return status < 500 ? "Answer" : "Server Error";
     }
 }
 
@@ -339,10 +288,13 @@ void HttpServer::Machine::answer(const restinio::request_handle_t& raw, const Re
          phraseOf(reply.status)});
     response.append_header(restinio::http_field::server, "murlo-backend")
         .append_header(restinio::http_field::content_type, reply.contentType.toStdString())
-        .append_header(restinio::http_field::cache_control, "no-store")
         .append_header_date_field();
-    for (const auto& [name, value] : reply.headers)
+    bool saysCaching = false;
+    for (const auto& [name, value] : reply.headers) {
+        saysCaching |= name.compare("cache-control", Qt::CaseInsensitive) == 0;
         response.append_header(name.toStdString(), value.toStdString());
+    }
+    if (!saysCaching) response.append_header(restinio::http_field::cache_control, "no-store");
     if (closes) response.connection_close();
     const bool isHead = raw->header().method() == restinio::http_method_head();
     response.set_body(isHead ? std::string() : reply.body.toStdString());

@@ -123,12 +123,13 @@ void Connection::close() {
 }
 
 bool Connection::revive() {
-    if (m_database.isOpen() && command(QStringLiteral("SELECT 1"))) return true;
+    if (command(QStringLiteral("SELECT 1"))) return true;
     close();
     return open();
 }
 
 QSqlQuery* Connection::run(const QString& statement, const QVariantList& values) {
+    if (!m_database.isOpen()) return nullptr;
     auto found = m_prepared.find(statement);
     if (found == m_prepared.end()) {
         QSqlQuery query(m_database);
@@ -169,6 +170,7 @@ bool Connection::execute(const QString& statement, const QVariantList& values) {
 }
 
 bool Connection::command(const QString& statement) {
+    if (!m_database.isOpen()) return false;
     QSqlQuery query(m_database);
     if (query.exec(statement)) return true;
     m_fault = query.lastError().text();

@@ -80,8 +80,7 @@ void Workers::post(Work work) {
 
 void Workers::serve(Queue& queue, std::size_t together) {
     Connection connection(m_address);
-    if (!connection.open())
-        say(Severity::failure, QStringLiteral("database: %1").arg(connection.fault()));
+    if (!connection.open()) noteHealth(false, connection.fault());
     for (;;) {
         Batch batch;
         {
@@ -97,6 +96,15 @@ void Workers::serve(Queue& queue, std::size_t together) {
     }
 }
 
+void Workers::noteHealth(bool isWell, const QString& fault) {
+    // Once for each change, however many requests see it.
+    if (m_isWell.exchange(isWell) == isWell) return;
+    if (isWell)
+        say(Severity::information, QStringLiteral("database: works again"));
+    else
+        say(Severity::failure, QStringLiteral("database: %1").arg(fault));
+}
+
 void Workers::doBatch(Connection& connection, Batch& batch) {
     if (batch.size() > 1 && attemptTogether(connection, batch)) {
         for (const Work& work : batch) work.done(true);
@@ -104,11 +112,8 @@ void Workers::doBatch(Connection& connection, Batch& batch) {
     }
     for (const Work& work : batch) {
         bool done = attempt(connection, work);
-        if (!done) {
-            say(Severity::warning, QStringLiteral("database: %1").arg(connection.fault()));
-            done = connection.revive() && attempt(connection, work);
-            if (!done) say(Severity::failure, QStringLiteral("database: gave up on a request"));
-        }
+        if (!done) done = connection.revive() && attempt(connection, work);
+        noteHealth(done, connection.fault());
         work.done(done);
     }
 }

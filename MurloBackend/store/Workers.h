@@ -2,6 +2,7 @@
 
 #include "MurloBackend/store/Connection.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -51,7 +52,8 @@ private:
     };
 
     void serve(Queue& queue, std::size_t together);
-    static void doBatch(Connection& connection, Batch& batch);
+    void doBatch(Connection& connection, Batch& batch);
+    void noteHealth(bool isWell, const QString& fault);
 
     DatabaseAddress m_address;
     int m_count;
@@ -59,6 +61,7 @@ private:
     Queue m_reading;
     Queue m_writing;
     bool m_runs = false;
+    std::atomic<bool> m_isWell = true; ///< as the log has it
     std::vector<std::thread> m_threads;
 };
 

@@ -1,0 +1,225 @@
+#include "MurloBackend/http/HttpServer.h"
+#include "MurloBackend/http/RateLimiter.h"
+#include "tests/server/HttpProbe.h"
+
+#include <QTest>
+
+#include <atomic>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace murlo::backend {
+
+namespace {
+
+constexpr qint64 bodyLimit = 64 * 1024;
+
+/// A server with small limits that answers with the length of what it got; it keeps the answer to
+/// "/later".
+struct Front {
+    explicit Front(std::optional<uint> onlyUser = {}) {
+        HttpOptions options;
+        options.bodyLimit = bodyLimit;
+        options.readLimit = std::chrono::seconds(1);
+        options.onlyUser = onlyUser;
+        server = std::make_unique<HttpServer>(
+            options, [this](const Request& request, const QByteArray&, const Respond& respond) {
+                if (request.path == "/later") {
+                    later = respond;
+                    hasLater = true;
+                    return;
+                }
+                Reply reply;
+                reply.body = QByteArray::number(request.body.size());
+                respond(reply);
+            });
+        port = server->listen().value_or(Endpoint{}).port;
+        server->run();
+    }
+    std::unique_ptr<HttpServer> server;
+    quint16 port = 0;
+    Respond later;
+    std::atomic<bool> hasLater = false;
+};
+
+QByteArray chunked(qsizetype size, qsizetype piece) {
+    QByteArray bytes = "POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n";
+    for (qsizetype at = 0; at < size; at += piece)
+        bytes += QByteArray::number(piece, 16) + "\r\n" + QByteArray(piece, 'x') + "\r\n";
+    return bytes + "0\r\n\r\n";
+}
+
+} // namespace
+
+class FrontTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void whatExceedsALimitIsAnswered_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<int>("status");
+        const auto post = [](const QByteArray& length, qsizetype size) {
+            return "POST / HTTP/1.1\r\nHost: a\r\nContent-Length: " + length + "\r\n\r\n" +
+                   QByteArray(size, 'x');
+        };
+        const QByteArray get = "GET / HTTP/1.1\r\nHost: a\r\n";
+        QByteArray flood = get;
+        for (int i = 0; i < 200; ++i) flood += "X-" + QByteArray::number(i) + ": y\r\n";
+        const auto row = [](const char* name, const QByteArray& bytes, int status) {
+            QTest::newRow(name) << bytes << status;
+        };
+        row("longest body", post("65536", bodyLimit), 200);
+        row("one byte more", post("65537", bodyLimit + 1), 413);
+        row("50 MB", post("52428800", 50 * 1024 * 1024), 413);
+        row("announced, not sent", post("999999999999", 3), 413);
+        row("length beyond numbers", post("99999999999999999999999", 3), 400);
+        row("negative length", post("-5", 3), 400);
+        row("two lengths", post("3\r\nContent-Length: 4", 4), 400);
+        row("length and chunks", post("3\r\nTransfer-Encoding: chunked", 3), 400);
+        row("chunked", chunked(bodyLimit, 1024), 200);
+        row("chunked, too long", chunked(4 * 1024 * 1024, 1024), 413);
+        row("a chunk for each byte", chunked(20'000, 1), 413);
+        row("header flood", flood + "\r\n", 431);
+        row("endless header", get + "X: " + QByteArray(1024 * 1024, 'y') + "\r\n\r\n", 431);
+        row("long header name", get + QByteArray(300, 'n') + ": y\r\n\r\n", 431);
+        row("long address", "GET /" + QByteArray(9000, 'a') + " HTTP/1.1\r\nHost: a\r\n\r\n", 414);
+        row("no HTTP", "hello\r\n\r\n", 400);
+        row("TLS", QByteArray::fromHex("16030100c8010000c40303"), 400);
+        row("unknown method", "BREW / HTTP/1.1\r\nHost: a\r\n\r\n", 400);
+        row("offer of another protocol", get + "Connection: Upgrade\r\nUpgrade: websocket\r\n\r\n",
+            200);
+    }
+    void whatExceedsALimitIsAnswered() {
+        QFETCH(QByteArray, bytes);
+        Front front;
+        HttpProbe probe(front.port);
+        const Answer answer = probe.send(bytes);
+        QTEST(answer.status, "status");
+        if (answer.status != 200) QVERIFY(answer.json().contains("error"));
+        // The server is well afterwards.
+        QCOMPARE(HttpProbe(front.port).send("GET / HTTP/1.1\r\nHost: a\r\n\r\n").status, 200);
+    }
+
+    void manyRequestsShareAConnection() {
+        Front front;
+        HttpProbe probe(front.port);
+        const QByteArray one = "POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 3\r\n\r\nabc";
+        QCOMPARE(probe.send(one + one).body.left(1), QByteArray("3"));
+        QCOMPARE(probe.send("HEAD / HTTP/1.1\r\nHost: a\r\n\r\n").status, 200);
+    }
+
+    void aSlowClientIsCutOff() {
+        Front front;
+        HttpProbe probe(front.port);
+        QVERIFY(probe.connected());
+        probe.socket().write("POST / HTTP/1.1\r\nContent-Le");
+        QVERIFY(probe.socket().waitForDisconnected(20'000));
+    }
+
+    void strangersAreTurnedAway_data() {
+        QTest::addColumn<QByteArray>("headers"); // PORT stands for the server's
+        QTest::addColumn<int>("status");
+        QTest::newRow("own address") << QByteArray("Host: 127.0.0.1:PORT\r\n") << 200;
+        QTest::newRow("localhost") << QByteArray("Host: localhost:PORT\r\n") << 200;
+        QTest::newRow("own origin")
+            << QByteArray("Host: 127.0.0.1:PORT\r\nOrigin: http://127.0.0.1:PORT\r\n") << 200;
+        QTest::newRow("no host") << QByteArray() << 403;
+        QTest::newRow("another name") << QByteArray("Host: evil.example:PORT\r\n") << 403;
+        QTest::newRow("name that resolves here")
+            << QByteArray("Host: 127.0.0.1.example:PORT\r\n") << 403;
+        QTest::newRow("another port") << QByteArray("Host: 127.0.0.1:1\r\n") << 403;
+        QTest::newRow("two hosts")
+            << QByteArray("Host: 127.0.0.1:PORT\r\nHost: evil.example\r\n") << 403;
+        QTest::newRow("foreign page")
+            << QByteArray("Host: 127.0.0.1:PORT\r\nOrigin: https://evil.example\r\n") << 403;
+        QTest::newRow("hidden page")
+            << QByteArray("Host: 127.0.0.1:PORT\r\nOrigin: null\r\n") << 403;
+    }
+    void strangersAreTurnedAway() {
+        QFETCH(QByteArray, headers);
+        Front front(::getuid());
+        headers.replace("PORT", QByteArray::number(front.port));
+        HttpProbe probe(front.port);
+        const Answer answer = probe.send("GET / HTTP/1.1\r\n" + headers + "\r\n");
+        QTEST(answer.status, "status");
+    }
+
+    void anotherUserIsTurnedAway() {
+        if (::getuid() != 0) QSKIP("becoming another user needs root");
+        Front front(::getuid());
+        const pid_t child = ::fork();
+        if (child == 0) {
+            constexpr uid_t nobody = 65534;
+            if (::setuid(nobody) != 0) ::_exit(99);
+            HttpProbe probe(front.port);
+            ::_exit(probe.ask("GET", "/").status == 403 ? 0 : 1);
+        }
+        int status = -1;
+        ::waitpid(child, &status, 0);
+        QCOMPARE(status, 0);
+        QCOMPARE(HttpProbe(front.port).ask("GET", "/").status, 200);
+    }
+
+    void theKernelsTableIsRead() {
+        const QByteArray v4 = "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when "
+                              "retrnsmt   uid  timeout inode\n"
+                              "   0: 0100007F:2235 0100007F:D431 01 00000000:00000000 00:00000000 "
+                              "00000000     0        0 11 1 0\n"
+                              "   1: 0100007F:D431 0100007F:2235 01 00000000:00000000 00:00000000 "
+                              "00000000  1000        0 12 1 0\n"
+                              "   2: 0100007F:D432 0100007F:2235 05 00000000:00000000 00:00000000 "
+                              "00000000     0        0 0 1 0\n";
+        const QByteArray v6 = "   0: 00000000000000000000000001000000:D431 "
+                              "00000000000000000000000001000000:2235 01 0:0 00:0 0  1001 0 14 1\n";
+        const Endpoint own{QHostAddress::LocalHost, 0x2235},
+            own6{QHostAddress::LocalHostIPv6, 0x2235};
+        const auto user = [&](const QByteArray& table, const Endpoint& end, quint16 port) {
+            return static_cast<int>(userOfPeer(table, {end.address, port}, end).value_or(-1));
+        };
+        QCOMPARE(user(v4, own, 0xD431), 1000);
+        QCOMPARE(user(v4, own, 0xD432), -1); // closed by its process: user 0 means nothing
+        QCOMPARE(user(v4, own, 0xD433), -1);
+        QCOMPARE(user(v6, own6, 0xD431), 1001);
+    }
+
+    void whatIsUnderWayIsFinishedAtTheEnd() {
+        Front front;
+        HttpProbe probe(front.port);
+        QVERIFY(probe.connected());
+        probe.socket().write("GET /later HTTP/1.1\r\nHost: a\r\n\r\n");
+        QVERIFY(probe.socket().waitForBytesWritten());
+        while (!front.hasLater) std::this_thread::yield();
+        QCOMPARE(front.server->quietFor().count(), 0);
+        std::thread stopping([&] { front.server->stop(std::chrono::seconds(20)); });
+        front.later(Reply{});
+        front.later = {};
+        const Answer answer = probe.receive();
+        stopping.join();
+        QCOMPARE(answer.status, 200);
+        QVERIFY(!HttpProbe(front.port).connected());
+    }
+
+    void callersHaveARateAndABurst() {
+        RateLimiter limiter(2); // a second, and 20 at once
+        const RateLimiter::Time start{};
+        const auto taken = [&](const QByteArray& caller, std::chrono::milliseconds at) {
+            int count = 0;
+            while (!limiter.take(caller, start + at)) ++count;
+            return count;
+        };
+        QCOMPARE(taken("a", std::chrono::seconds(0)), 20);
+        QCOMPARE(limiter.take("a", start), std::optional<int>(1));
+        QCOMPARE(taken("b", std::chrono::seconds(0)), 20);
+        QCOMPARE(taken("a", std::chrono::milliseconds(1500)), 3);
+        QCOMPARE(taken("a", std::chrono::hours(1)), 20);
+        for (int i = 0; i < 5000; ++i) (void)limiter.take(QByteArray::number(i), start);
+        QCOMPARE(taken("b", std::chrono::seconds(1)), 2); // remembered among many
+        QCOMPARE(RateLimiter(0).take("a", start), std::optional<int>());
+    }
+};
+
+} // namespace murlo::backend
+
+QTEST_GUILESS_MAIN(murlo::backend::FrontTest)
+#include "FrontTest.moc"
