@@ -1,10 +1,11 @@
 # What is installed, and the Debian package made of it. The speech engine is Murlo's own copy, put
 # into the build folder by ./dev package.
 include(GNUInstallDirs)
+set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/murlo)
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON) # packaging builds no tests
 install(TARGETS murlo murlo-backend RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(PROGRAMS ${CMAKE_BINARY_DIR}/lib/murlo/bin/whisper-server DESTINATION lib/murlo/bin)
-install(FILES ${CMAKE_BINARY_DIR}/lib/murlo/whisper.cpp-LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${CMAKE_BINARY_DIR}/lib/murlo/whisper.cpp-LICENSE docs/backend.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES packaging/murlo-backend.socket packaging/murlo-backend.service DESTINATION lib/systemd/user)
 install(FILES packaging/murlo.conf packaging/murlo-backend.conf DESTINATION /etc/murlo)
 

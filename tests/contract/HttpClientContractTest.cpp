@@ -215,7 +215,8 @@ private Q_SLOTS:
     void aStreamComesInPiecesAfterItsHead() {
         QFETCH(QString, end);
         QFETCH(Kind, kind);
-        const QByteArray body(20 * 1024 * 1024, 'x'); // more than is ever collected
+        // The whole one is more than is ever collected.
+        const QByteArray body((end == "whole" ? 20 : 2) * 1024 * 1024, 'x');
         World world({206, body, end == "cut off" ? ServerAnswer::cutOff : ServerAnswer::chunked,
                      "Content-Range: bytes 5-9/10\r\n"},
                     kind);

@@ -5,6 +5,9 @@
 #include "tests/fakes/VirtualScheduler.h"
 #include "tests/harness/LoopbackServer.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVirtualObject>
 #include <QDir>
 #include <QFile>
 #include <QTcpServer>
@@ -53,6 +56,33 @@ struct Program {
         return QString::fromUtf8(file.readAll().trimmed()).split('|');
     }
     QTemporaryDir folder;
+};
+
+/// A service manager on the session bus, which may know the backend's socket unit.
+class ServiceManager : public QDBusVirtualObject {
+public:
+    explicit ServiceManager(bool knowsUnit)
+        : m_knowsUnit(knowsUnit) {
+        m_bus.registerVirtualObject("/org/freedesktop/systemd1", this);
+        m_bus.registerService("org.freedesktop.systemd1");
+    }
+    ~ServiceManager() override { QDBusConnection::disconnectFromBus("manager"); }
+    [[nodiscard]] QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& call, const QDBusConnection& bus) override {
+        QStringList words{call.member()};
+        for (const QVariant& argument : call.arguments()) words << argument.toString();
+        asked << words.join(' ');
+        if (!m_knowsUnit) return bus.send(call.createErrorReply("org.example.NoSuchUnit", ""));
+        if (call.member() == "StartUnit")
+            m_socket.listen(QHostAddress::LocalHost, UserBackend::unitPort);
+        return bus.send(call.createReply(QVariantList{"enabled"}));
+    }
+    QStringList asked;
+
+private:
+    bool m_knowsUnit;
+    QDBusConnection m_bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, "manager");
+    QTcpServer m_socket;
 };
 
 /// The answer of a start, which comes on a later turn.
@@ -109,6 +139,27 @@ private Q_SLOTS:
         QCOMPARE(asked[2], "set()");
         QCOMPARE(asked[3], "{'/dev/null'}"); // … nor our files
         QVERIFY(QFile::exists("/proc/" + asked[0]));
+    }
+
+    void theServiceManagerIsAskedFirst_data() {
+        QTest::addColumn<bool>("knowsUnit");
+        QTest::newRow("the unit is installed") << true;
+        QTest::newRow("it is not") << false;
+    }
+    void theServiceManagerIsAskedFirst() {
+        QFETCH(bool, knowsUnit);
+        const Program program(true);
+        ServiceManager manager(knowsUnit);
+        UserBackend backend(m_scheduler, {program.folder.path()});
+        QCOMPARE(waitForStart(backend, freePort()), Listener::self); // not the unit's port
+        QVERIFY(manager.asked.isEmpty() && !program.asked().isEmpty());
+        const Program another(true);
+        UserBackend unit(m_scheduler, {another.folder.path()});
+        QCOMPARE(waitForStart(unit, UserBackend::unitPort), Listener::self);
+        QCOMPARE(another.asked().isEmpty(), knowsUnit);
+        QStringList asked{"GetUnitFileState murlo-backend.socket"};
+        if (knowsUnit) asked << "StartUnit murlo-backend.socket replace";
+        QCOMPARE(manager.asked, asked);
     }
 
     void whatCannotBeStartedIsReportedEarly() {
