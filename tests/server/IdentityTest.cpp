@@ -23,8 +23,13 @@ const QUrl keysUrl("https://keys.example/set");
 
 /// A key of the test's issuer, by libcrypto alone.
 struct IssuerKey {
-    EVP_PKEY* key;
+    IssuerKey(EVP_PKEY* made, QString itsName)
+        : name(std::move(itsName))
+        , owned(made, EVP_PKEY_free)
+        , key(made) {}
     QString name;
+    std::shared_ptr<EVP_PKEY> owned;
+    EVP_PKEY* key;
 
     [[nodiscard]] QByteArray number(const char* parameter) const {
         BIGNUM* value = nullptr;
