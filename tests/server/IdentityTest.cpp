@@ -23,8 +23,13 @@ const QUrl keysUrl("https://keys.example/set");
 
 /// A key of the test's issuer, by libcrypto alone.
 struct IssuerKey {
-    EVP_PKEY* key;
+    IssuerKey(EVP_PKEY* made, QString itsName)
+        : name(std::move(itsName))
+        , owned(made, EVP_PKEY_free)
+        , key(made) {}
     QString name;
+    std::shared_ptr<EVP_PKEY> owned;
+    EVP_PKEY* key;
 
     [[nodiscard]] QByteArray number(const char* parameter) const {
         BIGNUM* value = nullptr;
@@ -102,11 +107,6 @@ OutgoingResponse keySet(const QList<IssuerKey>& keys, const QByteArray& cacheCon
     return {200, json({{"keys", members}}), {{"cache-control", cacheControl}}};
 }
 
-/// "7", "refused" or "unreachable"; "nothing" until it completes.
-struct Outcome {
-    QString text = "nothing";
-};
-
 } // namespace
 
 class IdentityTest : public QObject {
@@ -116,12 +116,12 @@ class IdentityTest : public QObject {
     qint64 m_time = now;
     std::unique_ptr<IdTokenVerifier> m_verifier;
 
-    std::shared_ptr<Outcome> verify(const QByteArray& given) {
-        auto outcome = std::make_shared<Outcome>();
+    /// "7", "refused" or "unreachable"; "nothing" until it completes.
+    std::shared_ptr<QString> verify(const QByteArray& given) {
+        auto outcome = std::make_shared<QString>("nothing");
         m_verifier->verify(given, [outcome](const tl::expected<Identity, TokenFault>& result) {
-            outcome->text = result                                  ? result->subject
-                            : result.error() == TokenFault::refused ? "refused"
-                                                                    : "unreachable";
+            *outcome = result ? result->subject : "unreachable";
+            if (!result && result.error() == TokenFault::refused) *outcome = "refused";
         });
         return outcome;
     }
@@ -196,7 +196,7 @@ private Q_SLOTS:
     void judgesTokens() {
         QFETCH(QByteArray, given);
         QFETCH(bool, good);
-        QCOMPARE(verify(given)->text, good ? "7" : "refused");
+        QCOMPARE(*verify(given), good ? "7" : "refused");
     }
 
     void weakAndForeignKeysAreNoKeys() {
@@ -223,28 +223,28 @@ private Q_SLOTS:
             m_time += 100'000; // whatever was kept is too old
             m_network.requests.clear();
             m_network.answers[keysUrl] = keySet({curve}, header);
-            QCOMPARE(verify(lasting)->text, "7");
+            QCOMPARE(*verify(lasting), "7");
             m_time += seconds - 1;
-            QCOMPARE(verify(lasting)->text, "7");
+            QCOMPARE(*verify(lasting), "7");
             QCOMPARE(m_network.requests.size(), std::size_t{2}); // configuration and keys
             m_time += 1;
             m_network.answers.remove(keysUrl);
-            QCOMPARE(verify(lasting)->text, "unreachable");
+            QCOMPARE(*verify(lasting), "unreachable");
         }
     }
 
     void anUnknownKeyIsLookedForOnceAMinute() {
         const QByteArray good = token(byRsa, claims(), rsa);
         m_network.answers[keysUrl] = keySet({curve});
-        QCOMPARE(verify(good)->text, "refused");
+        QCOMPARE(*verify(good), "refused");
         const auto asked = m_network.requests.size();
         m_network.answers[keysUrl] = keySet({rsa}); // the issuer changed its keys
         m_time += 59;
-        QCOMPARE(verify(good)->text, "refused");
+        QCOMPARE(*verify(good), "refused");
         QCOMPARE(m_network.requests.size(), asked);
         m_time += 1;
-        QCOMPARE(verify(good)->text, "7");
-        QCOMPARE(verify(token(byCurve, claims(), curve))->text, "refused"); // withdrawn
+        QCOMPARE(*verify(good), "7");
+        QCOMPARE(*verify(token(byCurve, claims(), curve)), "refused"); // withdrawn
     }
 
     void tokensWaitForOneFetchAndCompleteHoweverItEnds() {
@@ -253,11 +253,11 @@ private Q_SLOTS:
         const auto first = verify(good);
         const auto second = verify(good);
         const auto forged = verify(token(byCurve, claims(), foreign));
-        QCOMPARE(first->text, "nothing");
+        QCOMPARE(*first, "nothing");
         QCOMPARE(m_network.requests.size(), std::size_t{1});
         m_verifier.reset();
         m_network.release();
-        QCOMPARE(first->text + second->text + forged->text, "77refused");
+        QCOMPARE(*first + *second + *forged, "77refused");
     }
 
     void withoutTheIssuersKeysNobodyIsRefusedOrLetIn() {
@@ -275,12 +275,12 @@ private Q_SLOTS:
             m_time += 100'000; // whatever was kept is too old
             const auto whole =
                 std::exchange(m_network.answers[url], OutgoingResponse{status, body});
-            QCOMPARE(verify(good)->text, "unreachable");
+            QCOMPARE(*verify(good), "unreachable");
             m_network.answers[url] = whole;
             m_time += 9;
-            QCOMPARE(verify(good)->text, "unreachable"); // not asked again yet
+            QCOMPARE(*verify(good), "unreachable"); // not asked again yet
             m_time += 1;
-            QCOMPARE(verify(good)->text, "7");
+            QCOMPARE(*verify(good), "7");
         }
     }
 };

@@ -169,19 +169,12 @@ private Q_SLOTS:
         row("no choices", OutgoingResponse{200, R"({"choices":[]})"}, "502");
         row("no JSON", OutgoingResponse{200, "<html>"}, "502");
         row("deep JSON", OutgoingResponse{200, QByteArray(100'000, '[')}, "502");
-        for (const auto& [status, result] : {std::pair(201, "502"),
-                                             {302, "502"},
-                                             {401, "502"},
-                                             {429, "503"},
-                                             {500, "502"},
-                                             {503, "502"}})
-            row(qPrintable(QString::number(status)), OutgoingResponse{status, said("x").body},
-                result);
-        for (const auto& [fault, result] : {std::pair(OutgoingFault::timedOut, "504"),
-                                            {OutgoingFault::unreachable, "502"},
-                                            {OutgoingFault::tooLarge, "502"}})
-            QTest::addRow("fault %d", int(fault))
-                << -1 - int(fault) << QByteArray() << QString(result);
+        for (const int status : {201, 302, 401, 429, 500, 503})
+            row(qPrintable(QString::number(status)), {status, said("x").body},
+                status == 429 ? "503" : "502");
+        for (const int fault : {0, 1, 2})
+            row(qPrintable(QString::number(fault)), {-1 - fault, {}},
+                OutgoingFault(fault) == OutgoingFault::timedOut ? "504" : "502");
     }
     void takesWhatTheModelSays() {
         QFETCH(int, status);
