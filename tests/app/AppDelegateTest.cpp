@@ -145,11 +145,14 @@ QMessageBox* question() {
 }
 
 template <typename Window>
-int visible() {
-    int windows = 0;
+QWidget* visibleWindow() {
     for (QWidget* widget : QApplication::topLevelWidgets())
-        windows += qobject_cast<Window*>(widget) && widget->isVisible();
-    return windows;
+        if (qobject_cast<Window*>(widget) && widget->isVisible()) return widget;
+    return nullptr;
+}
+template <typename Window>
+int visible() {
+    return visibleWindow<Window>() ? 1 : 0;
 }
 
 constexpr auto dictate = TriggerKey::leftShift;
