@@ -179,6 +179,8 @@ private Q_SLOTS:
         Program program(false);
         auto* instance = static_cast<FakeSingleInstance*>(program.on.singleInstance.get());
         const QString callback = program.root->config.redirectURI() + "?code=1";
+        QVERIFY(visible<SettingsWindow>()); // the keyring knows of no account
+        visibleWindow<SettingsWindow>()->hide();
         instance->onOpenedAgain({callback}); // nobody waits for it
         QCOMPARE(visible<SettingsWindow>(), 0);
         instance->onOpenedAgain({});
