@@ -1,17 +1,7 @@
 #include "tests/harness/AccountRig.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QTest>
+#include "tests/harness/Rows.h"
 
 using namespace murlo;
-
-namespace {
-
-/// What came of an operation: its result as a text, or the error's.
-using Outcome = std::optional<QString>;
-
-} // namespace
 
 /// The client against a server that looks at every byte of a request.
 class AccountClientTest : public QObject {
@@ -19,7 +9,7 @@ class AccountClientTest : public QObject {
 
     std::unique_ptr<AccountRig> m_rig;
     AccountClient::Request m_request;
-    Outcome m_outcome;
+    std::optional<QString> m_outcome; ///< the result as a text, or the error's
 
     template <typename Result>
     AccountClient::Answer<Result> into() {
@@ -76,43 +66,34 @@ private Q_SLOTS:
     void cleanup() { m_request.reset(); }
 
     void everyRequestIsAsAgreed_data() {
-        QTest::addColumn<QByteArray>("method");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QByteArray>("body"); // as JSON in order of members
-        QTest::addColumn<bool>("authorised");
-        QTest::addColumn<double>("timeout");
-        const auto row = [](const char* name, const char* method, const char* path,
-                            const QByteArray& body, bool authorised, double timeout = 15) {
-            QTest::newRow(name) << QByteArray(method) << path << body << authorised << timeout;
-        };
-        row("signup", "POST", "/api/signup", R"({"idToken":"token"})", false);
-        row("events", "POST", "/api/events",
+        const Rows<QString, QByteArray, bool, double> row; // the members of a body in their order
+        row("signup", "POST /api/signup", R"({"idToken":"token"})", false, 15);
+        row("events", "POST /api/events",
             R"({"events":[{"appVersion":"1.2.3","clientTs":"2026-11-16T20:53:14Z","durationS":2.5,)"
             R"("id":"9B2D4F6A-0000-4000-8000-00000000ABCD","type":"dictation","wordCount":7}]})",
-            true);
-        row("errors", "POST", "/api/errors",
+            true, 15);
+        row("errors", "POST /api/errors",
             R"({"errors":[{"appVersion":"dev","clientTs":"2026-11-16T20:53:14Z",)"
             R"("id":"9B2D4F6A-0000-4000-8000-00000000ABCD","kind":"tap_failed","message":"why"}]})",
-            true);
-        row("fetch", "GET", "/api/settings", "", true);
-        row("push", "PUT", "/api/settings", R"({"settings":{ "a":1 }})", true);
-        row("polish", "POST", "/api/polish", R"({"targetApp":"org.example.x","text":"words"})",
-            true, 4);
-        row("polish anywhere", "POST", "/api/polish", R"({"text":"words"})", true, 4);
-        row("release", "GET", "/api/version", "", false);
-        row("funnel", "POST", "/api/funnel",
+            true, 15);
+        row("fetch", "GET /api/settings", "", true, 15);
+        row("push", "PUT /api/settings", R"({"settings":{ "a":1 }})", true, 15);
+        row("polish", "POST /api/polish", R"({"targetApp":"org.example.x","text":"words"})", true,
+            4);
+        row("polish anywhere", "POST /api/polish", R"({"text":"words"})", true, 4);
+        row("release", "GET /api/version", "", false, 15);
+        row("funnel", "POST /api/funnel",
             R"({"appVersion":"1.2.3","clientTs":"2026-03-14T15:09:26Z","installId":"ID",)"
             R"("stage":"launched"})",
-            false);
+            false, 15);
     }
     void everyRequestIsAsAgreed() {
+        const auto [line, body, authorised, timeout] = fetch<QString, QByteArray, bool, double>();
         perform(QTest::currentDataTag());
         const HttpRequest sent = m_rig->network.waiting().value(0);
-        QTEST(sent.method, "method");
-        QTEST(sent.url.path(), "path");
-        QTEST(sent.body, "body");
-        QTEST(sent.timeout, "timeout");
-        QFETCH(bool, authorised);
+        QCOMPARE(sent.method + ' ' + sent.url.path(), line);
+        QCOMPARE(sent.body, body);
+        QCOMPARE(sent.timeout, timeout);
         QList<HttpHeader> headers{{"Content-Type", "application/json"}};
         if (authorised) headers << HttpHeader("Authorization", "Bearer the-key");
         QCOMPARE(sent.headers, headers);
@@ -136,14 +117,8 @@ private Q_SLOTS:
     }
 
     void repliesAreRead_data() {
-        QTest::addColumn<QString>("operation");
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<QString>("outcome");
-        const QString bad = "unexpected reply";
-        const auto row = [](const char* operation, const QByteArray& body, const QString& outcome) {
-            QTest::addRow("%s %s", operation, body.left(40).constData())
-                << operation << body << outcome;
-        };
+        const Rows<QByteArray, QString> row;
+        const auto* const bad = "unexpected reply";
         row("signup", R"({"apiKey":"k","more":[]})", "k");
         row("signup", R"({"apiKey":"a","apiKey":"b"})", "b"); // the last of two members counts
         row("signup", R"({"apiKey":7})", bad);
@@ -166,25 +141,24 @@ private Q_SLOTS:
         row("release", R"({"latest":"2","minimum":"","url":""})", bad);
     }
     void repliesAreRead() {
-        QFETCH(QString, operation);
-        QFETCH(QByteArray, body);
-        perform(operation);
+        const auto [body, outcome] = fetch<QByteArray, QString>();
+        perform(QTest::currentDataTag());
         m_rig->network.answer(200, body);
-        QTEST(m_outcome.value_or("nothing"), "outcome");
+        QCOMPARE(m_outcome.value_or("nothing"), outcome);
     }
 
     void withoutAKeyNothingIsSent_data() {
-        QTest::addColumn<int>("state");
-        QTest::addColumn<QString>("outcome");
-        QTest::newRow("absent") << int(KeyAnswer::absent) << "not authorized";
-        QTest::newRow("unavailable") << int(KeyAnswer::unavailable) << "network unavailable";
+        const Rows<KeyAnswer::State> state; // by the outcome
+        state("not authorized", KeyAnswer::absent);
+        state("network unavailable", KeyAnswer::unavailable);
     }
     void withoutAKeyNothingIsSent() {
-        QFETCH(int, state);
-        m_rig->client.apiKey = [state] { return KeyAnswer{KeyAnswer::State(state), {}}; };
+        m_rig->client.apiKey = [state = std::get<0>(fetch<KeyAnswer::State>())] {
+            return KeyAnswer{state, {}};
+        };
         for (const char* operation : {"events", "errors", "fetch", "push", "polish"}) {
             perform(operation);
-            QTEST(m_outcome.value_or("nothing"), "outcome");
+            QCOMPARE(m_outcome.value_or("nothing"), QTest::currentDataTag());
         }
         QVERIFY(m_rig->network.sent().isEmpty());
         perform("funnel");
@@ -193,22 +167,18 @@ private Q_SLOTS:
 
     void onlyTheUsersOwnLocalBackendIsAsked_data() {
         using enum LocalService::Listener;
-        QTest::addColumn<int>("listening");
-        QTest::addColumn<int>("afterStart");
-        QTest::addColumn<int>("sent");
-        QTest::newRow("it runs") << int(self) << int(self) << 1;
-        QTest::newRow("it is started") << int(nobody) << int(self) << 1;
-        QTest::newRow("there is none") << int(nobody) << int(nobody) << 0;
-        QTest::newRow("it is another user's") << int(stranger) << int(stranger) << 0;
+        const Rows<LocalService::Listener, LocalService::Listener, int> row; // at first, later
+        row("it runs", self, self, 1);
+        row("it is started", nobody, self, 1);
+        row("there is none", nobody, nobody, 0);
+        row("it is another user's", stranger, stranger, 0);
     }
     void onlyTheUsersOwnLocalBackendIsAsked() {
-        QFETCH(int, listening);
-        QFETCH(int, afterStart);
-        QFETCH(int, sent);
         m_rig.reset();
         m_rig = std::make_unique<AccountRig>("http://127.0.0.1:8757");
-        m_rig->local.listening = LocalService::Listener(listening);
-        m_rig->local.afterStart = LocalService::Listener(afterStart);
+        int sent = 0;
+        std::tie(m_rig->local.listening, m_rig->local.afterStart, sent) =
+            fetch<LocalService::Listener, LocalService::Listener, int>();
         perform("release");
         m_rig->scheduler.advance(1);
         QCOMPARE(m_rig->network.waiting().size(), sent);

@@ -21,11 +21,11 @@
 #include "tests/fakes/FakeTree.h"
 #include "tests/fakes/FakeUrlScheme.h"
 #include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/Rows.h"
 
 #include <QApplication>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QTest>
 
 using namespace murlo;
 
@@ -270,13 +270,13 @@ private Q_SLOTS:
     }
 
     void whoQuitsIsAskedOnce_data() {
-        QTest::addColumn<bool>("quits");
-        QTest::newRow("Quit") << true;
-        QTest::newRow("Cancel") << false;
-        QTest::newRow("its title bar or Alt+F4") << false;
+        const Rows<bool> quits;
+        quits("Quit", true);
+        quits("Cancel", false);
+        quits("its title bar or Alt+F4", false);
     }
     void whoQuitsIsAskedOnce() {
-        QFETCH(bool, quits);
+        const auto [quits] = fetch<bool>();
         Program program;
         program.app->quitRule().requested();
         QVERIFY(question());
@@ -291,15 +291,7 @@ private Q_SLOTS:
         QCOMPARE(program.ends, int(quits));
         QCOMPARE(program.root->settings.truth(SettingKey::hasQuitOnce), quits);
         program.app->quitRule().requested();
-        QCOMPARE(question() != nullptr, !quits);
-    }
-
-    void whoHasQuitOnceIsAskedNoMore() {
-        Program program;
-        program.root->settings.set(SettingKey::hasQuitOnce, true);
-        program.app->quitRule().requested();
-        QVERIFY(!question());
-        QCOMPARE(program.ends, 1);
+        QCOMPARE(question() != nullptr, !quits); // who has quit once is asked no more
     }
 
     void theSystemIsNotAsked() {

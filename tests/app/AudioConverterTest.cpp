@@ -46,10 +46,8 @@ private Q_SLOTS:
                     double worst = 0;
                     for (std::size_t i = 400; i < 15600; ++i)
                         worst = std::max(worst, std::abs(double{output[i]} - ideal[i]));
-                    QVERIFY2(worst < 0.001, qPrintable(QString("%1 Hz at %2 Hz, off by %3")
-                                                           .arg(frequency)
-                                                           .arg(rate)
-                                                           .arg(worst)));
+                    const auto place = QString("%1 Hz at %2 Hz").arg(frequency).arg(rate);
+                    QVERIFY2(worst < 0.001, qPrintable(place));
                 }
             }
         }
@@ -90,17 +88,14 @@ private Q_SLOTS:
         QVERIFY(std::abs(output[8000] - 0.2F) < 1e-4);
     }
 
-    void formatsWithoutMeaningAreRefused() {
+    void formatsWithoutMeaningAndBuffersInOthersAreRefused() {
         const double infinite = std::numeric_limits<double>::infinity();
         for (const auto& format : {AudioFormat{0, 1}, {-48000, 1}, {infinite, 1}, {48000, 0}})
             QVERIFY(AudioConverter::make(format) == nullptr);
-    }
-
-    void bufferInAnotherFormatIsRefusedAndTheStreamGoesOn() {
         const auto converter = AudioConverter::make({48000, 1});
         const auto input = sine(1000, 48000, 1.0);
         QVERIFY(!converter->convert({input.data(), 480, {48000, 2}}).has_value());
-        QVERIFY(converter->convert({input.data(), 48000, {48000, 1}})->size() > 15000);
+        QVERIFY(converter->convert({input.data(), 48000, {48000, 1}})->size() > 15000); // goes on
     }
 };
 

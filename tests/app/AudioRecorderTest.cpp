@@ -5,10 +5,9 @@
 #include "tests/fakes/FakeAudioInput.h"
 #include "tests/fakes/FakeMicrophoneAuthorization.h"
 #include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/Rows.h"
 #include "tests/harness/Signal.h"
 #include "tests/harness/TestLog.h"
-
-#include <QtTest>
 
 using namespace murlo;
 
@@ -110,14 +109,10 @@ private Q_SLOTS:
         QVERIFY(!desk.recorder->snapshot(0.5));
         QCOMPARE(desk.recorder->stop(), wav(speech));
         QVERIFY(!desk.recorder->snapshot(15));
-    }
-
-    void hardwareAudioIsKeptToItsLastMoment() {
-        Desk desk;
         desk.plug({48000, 2});
         desk.record();
         desk.input.speak(sine(440, 48000, 1.0, 2));
-        QCOMPARE(desk.recorder->stop()->size(), 44 + 2 * rate);
+        QCOMPARE(desk.recorder->stop()->size(), 44 + 2 * rate); // to the last moment
     }
 
     void levelsFollowTheHardwareAtAnyBufferSize() {
@@ -196,29 +191,22 @@ private Q_SLOTS:
     // --- starts that fail, or that are stopped before they have completed ---
 
     void failedStartIsTriedOnceMoreOnAFreshEngine_data() {
-        QTest::addColumn<AudioFormat>("device");
-        QTest::addColumn<QList<Script>>("scripts");
-        QTest::addColumn<QString>("result");
+        const Rows<QString, AudioFormat, QList<Script>> row;
         const Script busyTap{.tapError = busy};
         const Script busyStart{.startError = busy};
-        const auto row = [](const char* name, AudioFormat device, const QList<Script>& scripts,
-                            const char* result) {
-            QTest::newRow(name) << device << scripts << QString(result);
-        };
-        row("busy once", plain, {busyStart}, "recording");
-        row("busy", plain, {busyStart, busyStart}, "It is busy. Server 7");
-        row("no device", {}, {},
-            "No microphone found. Check System Settings → Sound → Input. "
-            "AudioRecorder.RecorderError 0");
-        row("format", {48000, 0}, {},
-            "This microphone's audio format isn't supported. AudioRecorder.RecorderError 1");
-        row("tap", plain, {busyTap, busyTap},
-            "The microphone changed while starting. Try again. AudioRecorder.RecorderError 2");
+        row("busy once", "recording", plain, {busyStart});
+        row("busy", "It is busy. Server 7", plain, {busyStart, busyStart});
+        row("no device", "No microphone found. Check System Settings → Sound → Input. "
+                         "AudioRecorder.RecorderError 0");
+        row("format",
+            "This microphone's audio format isn't supported. AudioRecorder.RecorderError 1",
+            {48000, 0}, {});
+        row("tap",
+            "The microphone changed while starting. Try again. AudioRecorder.RecorderError 2",
+            plain, {busyTap, busyTap});
     }
     void failedStartIsTriedOnceMoreOnAFreshEngine() {
-        QFETCH(const AudioFormat, device);
-        QFETCH(const QList<Script>, scripts);
-        QFETCH(const QString, result);
+        const auto [result, device, scripts] = fetch<QString, AudioFormat, QList<Script>>();
         const bool works = result == "recording";
         const bool tap = !scripts.isEmpty() && scripts.first().tapError.has_value();
         Desk desk;
@@ -238,14 +226,14 @@ private Q_SLOTS:
     }
 
     void stopDuringAStartLeavesNothingRunning_data() {
-        QTest::addColumn<bool>("again");
-        for (const char* moment : {"queued", "opening", "starting", "completing"}) {
-            QTest::addRow("%s", moment) << false;
-            QTest::addRow("%s, and started again", moment) << true;
+        const Rows<bool> again;
+        for (const QByteArray moment : {"queued", "opening", "starting", "completing"}) {
+            again(moment, false);
+            again(moment + ", and started again", true);
         }
     }
     void stopDuringAStartLeavesNothingRunning() {
-        QFETCH(const bool, again);
+        const bool again = std::get<0>(fetch<bool>());
         const QByteArray moment = QByteArray(QTest::currentDataTag()).split(',').first();
         const bool completing = moment == "completing"; // its work is done
         Desk desk(MicrophoneStatus::notDetermined);     // nothing is warm
@@ -277,16 +265,16 @@ private Q_SLOTS:
     // --- changes of the device while recording ---
 
     void changedRouteKeepsTheRecording_data() {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<int>("engines");
+        const Rows<QString, int> row;
         const QString none = "audio: could not resume after route change: No microphone found. "
                              "Check System Settings → Sound → Input.";
-        QTest::newRow("renegotiated") << "audio: route renegotiated, still recording" << 1;
-        QTest::newRow("replaced") << "audio: capture resumed on new route" << 2;
-        QTest::newRow("lost") << none << 2;
-        QTest::newRow("lost again while another is opened") << none << 3;
+        row("renegotiated", "audio: route renegotiated, still recording", 1);
+        row("replaced", "audio: capture resumed on new route", 2);
+        row("lost", none, 2);
+        row("lost again while another is opened", none, 3);
     }
     void changedRouteKeepsTheRecording() {
+        const auto [line, engines] = fetch<QString, int>();
         const QByteArray change = QTest::currentDataTag();
         Desk desk;
         desk.record();
@@ -295,8 +283,8 @@ private Q_SLOTS:
             desk.input.script({.whileStarting = [&] { desk.input.unplug(); }});
         change == "renegotiated" ? desk.input.renegotiate() : desk.input.unplug();
         if (change != "lost") desk.input.plug(plain);
-        QTEST(desk.audioLines().last(), "line");
-        QTEST(desk.input.enginesMade(), "engines");
+        QCOMPARE(desk.audioLines().last(), line);
+        QCOMPARE(desk.input.enginesMade(), engines);
         const bool lost = change.startsWith("lost");
         QCOMPARE(desk.devicesLost, lost ? 1 : 0);
         QVERIFY(desk.recorder->isRecording());

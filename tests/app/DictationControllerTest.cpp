@@ -1,7 +1,6 @@
 #include "look/Words.h"
 #include "tests/harness/DictationRig.h"
-
-#include <QTest>
+#include "tests/harness/Rows.h"
 
 using namespace murlo;
 
@@ -108,14 +107,7 @@ private Q_SLOTS:
     }
 
     void eachMomentHasItsOutcome_data() {
-        QTest::addColumn<QString>("states"); // all of them
-        QTest::addColumn<QString>("sounds");
-        QTest::addColumn<QString>("line"); // in the log
-        QTest::addColumn<Left>("left");
-        const auto row = [](const char* steps, const QString& states, const char* sounds,
-                            const QString& line = {}, const Left& left = {}) {
-            QTest::newRow(steps) << states << QString(sounds) << line << left;
-        };
+        const Rows<QString, QString, QString, Left> row; // all states, sounds, a line of the log
         const QString sent = "listening > transcribing";
         const QString over = sent + " > delivered: words";
         const QString next = sent + " > listening";
@@ -181,9 +173,7 @@ private Q_SLOTS:
             "Tink Pop", "", {.card = copied});
     }
     void eachMomentHasItsOutcome() {
-        QFETCH(QString, states);
-        QFETCH(QString, line);
-        QFETCH(Left, left);
+        const auto [states, sounds, line, left] = fetch<QString, QString, QString, Left>();
         const QString steps = QTest::currentDataTag();
         play(steps);
         init(); // the end of the program harms nobody, whatever is under way
@@ -194,7 +184,7 @@ private Q_SLOTS:
         QCOMPARE(m_rig->controller.isRecording(), last == "listening");
         QCOMPARE(m_rig->controller.startedByHotkey(), last == "listening");
         QCOMPARE(m_rig->card(), left.card.value_or(last.section(": ", 1)));
-        QTEST(m_rig->soundPlayer.played.join(' '), "sounds");
+        QCOMPARE(m_rig->soundPlayer.played.join(' '), sounds);
 
         pass(3);
         const bool copied = steps.contains("copying");
@@ -290,15 +280,15 @@ private Q_SLOTS:
     }
 
     void aBoxThatLostTheFocusGetsItBack_data() {
-        QTest::addColumn<double>("due");
-        QTest::newRow("focused") << 0.0;
-        QTest::newRow("elsewhere") << 0.18;
-        QTest::newRow("hung") << 0.4;
-        QTest::newRow("gone") << 0.0;
-        QTest::newRow("slow") << 2.5;
+        const Rows<double> due;
+        due("focused", 0);
+        due("elsewhere", 0.18);
+        due("hung", 0.4);
+        due("gone", 0);
+        due("slow", 2.5);
     }
     void aBoxThatLostTheFocusGetsItBack() {
-        QFETCH(double, due);
+        const auto [due] = fetch<double>();
         const QByteArray box = QTest::currentDataTag();
         dictate();
         if (box != "focused") m_rig->accessibility.setFocused(nullptr);

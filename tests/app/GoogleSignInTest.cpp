@@ -2,9 +2,7 @@
 #include "MurloKit/Base64Url.h"
 #include "look/Words.h"
 #include "tests/harness/AccountRig.h"
-
-#include <QTest>
-#include <QUrlQuery>
+#include "tests/harness/Rows.h"
 
 using namespace murlo;
 
@@ -62,89 +60,61 @@ private Q_SLOTS:
     }
 
     void answersOfTheProvider_data() {
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<QString>("outcome");
+        const Rows<QByteArray, QString> row;
         const QString bad = "Example returned something unexpected. Try again.";
         const auto token = [](const QByteArray& claims) {
             return "{\"id_token\":\"h." + base64Url(claims).toUtf8() + ".s\"}";
         };
-        QTest::newRow("a token") << token(R"({"sub":"1","email":"a@b"})") << "a@b";
-        QTest::newRow("a numeric name") << token(R"({"sub":"1","email":"a@b","name":3})") << "a@b";
-        QTest::newRow("no address") << token(R"({"sub":"1"})") << bad;
-        QTest::newRow("numeric claims") << token(R"({"sub":1,"email":"a@b"})") << bad;
-        QTest::newRow("no object") << token("[]") << bad;
-        QTest::newRow("four pieces") << QByteArray(R"({"id_token":"a.e30.b.c"})") << bad;
-        QTest::newRow("an empty piece") << QByteArray(R"({"id_token":"a..b"})") << bad;
-        QTest::newRow("no base64") << QByteArray(R"({"id_token":"a.%%%%.b"})") << bad;
-        QTest::newRow("no token") << QByteArray(R"({"error":"invalid_grant"})") << bad;
-        QTest::newRow("no JSON") << QByteArray("<html>\xff") << bad;
-        QTest::newRow("deep") << QByteArray(100000, '[') << bad;
+        row("a token", token(R"({"sub":"1","email":"a@b"})"), "a@b");
+        row("a numeric name", token(R"({"sub":"1","email":"a@b","name":3})"), "a@b");
+        row("no address", token(R"({"sub":"1"})"), bad);
+        row("numeric claims", token(R"({"sub":1,"email":"a@b"})"), bad);
+        row("no object", token("[]"), bad);
+        row("four pieces", QByteArray(R"({"id_token":"a.e30.b.c"})"), bad);
+        row("an empty piece", QByteArray(R"({"id_token":"a..b"})"), bad);
+        row("no base64", QByteArray(R"({"id_token":"a.%%%%.b"})"), bad);
+        row("no token", QByteArray(R"({"error":"invalid_grant"})"), bad);
+        row("no JSON", QByteArray("<html>\xff"), bad);
+        row("deep", QByteArray(100000, '['), bad);
     }
     void answersOfTheProvider() {
-        QFETCH(QByteArray, body);
+        const auto [body, expected] = fetch<QByteArray, QString>();
         start();
         m_rig->browserAnswers();
         m_rig->network.answer(400, body, "/token"); // whatever the status
-        QTEST(outcome(), "outcome");
+        QCOMPARE(outcome(), expected);
     }
 
     void endsInWords_data() {
-        QTest::addColumn<std::function<void(AccountRig&)>>("happens");
-        QTest::addColumn<QString>("outcome");
-        const auto row = [](const char* name, const std::function<void(AccountRig&)>& happens,
-                            const char* outcome) { QTest::newRow(name) << happens << outcome; };
+        const Rows<QString> outcome; // by what happens
         const auto* const bad = "Example returned something unexpected. Try again.";
         const auto* const gone = "Sign-in was cancelled.";
-        const auto* const closed = "Couldn't open the sign-in browser. Try again.";
-        row(
-            "no code", [](auto& rig) { rig.browserAnswers("error=access_denied"); }, bad);
-        row(
-            "cancelled", [](auto& rig) { rig.browser.cancel(); }, gone);
-        row(
-            "cancelled while the code is redeemed",
-            [](auto& rig) {
-                rig.browserAnswers();
-                rig.browser.cancel();
-            },
-            gone);
-        row(
-            "ten minutes", [](auto& rig) { rig.scheduler.advance(600); }, gone);
-        row(
-            "ten minutes less", [](auto& rig) { rig.scheduler.advance(599); }, "waits");
-        row(
-            "the token endpoint is gone",
-            [](auto& rig) {
-                rig.browserAnswers();
-                rig.network.fail("The server cannot be found.");
-            },
-            "The server cannot be found.");
-        row(
-            "another program's address",
-            [](auto& rig) {
-                rig.browser.take("com.example.apps.123-abcd:/oauth2redirect?code=1");
-                rig.browser.take("com.example.apps.123-abc:/oauth2redirected?code=1");
-            },
-            "waits");
-        row(
-            "no browser",
-            [](auto& rig) {
-                rig.desktop.opens = false;
-                rig.browser.openAgain();
-            },
-            closed);
-        row(
-            "a scheme in capitals",
-            [](auto& rig) {
-                rig.browser.take("COM.example.apps.123-ABC:/oauth2redirect?code=1");
-                rig.providerAnswers();
-            },
-            "me@example.com");
+        outcome("?error=access_denied", bad); // no code
+        outcome("cancelled", gone);
+        outcome("?code=1 cancelled", gone); // while it is redeemed
+        outcome("600", gone);
+        outcome("599", "waits");
+        outcome("?code=1 offline", "The server cannot be found.");
+        // Addresses of other programs, and one in capitals
+        outcome("com.example.apps.123-abcd:/oauth2redirect?code=1", "waits");
+        outcome("com.example.apps.123-abc:/oauth2redirected?code=1", "waits");
+        outcome("COM.example.apps.123-ABC:/oauth2redirect?code=1 token", "me@example.com");
+        outcome("browserless", "Couldn't open the sign-in browser. Try again.");
     }
     void endsInWords() {
-        QFETCH(std::function<void(AccountRig&)>, happens);
+        const auto [expected] = fetch<QString>();
         start();
-        happens(*m_rig);
-        QTEST(outcome(), "outcome");
+        for (const QString& step : QString(QTest::currentDataTag()).split(' ')) {
+            if (step == "cancelled") m_rig->browser.cancel();
+            if (step == "offline") m_rig->network.fail("The server cannot be found.");
+            if (step == "token") m_rig->providerAnswers();
+            if (step.startsWith('?')) m_rig->browserAnswers(step.mid(1));
+            if (step.contains(":/")) m_rig->browser.take(step);
+            m_rig->scheduler.advance(step.toInt());
+            m_rig->desktop.opens = step != "browserless";
+            if (!m_rig->desktop.opens) m_rig->browser.openAgain();
+        }
+        QCOMPARE(outcome(), expected);
         QCOMPARE(m_rig->browser.isWaiting(), !m_result);
     }
 
@@ -164,29 +134,24 @@ private Q_SLOTS:
     }
 
     void thePageOfThisComputerNeedsSomebodyWhoServesIt_data() {
-        QTest::addColumn<int>("listening");
-        QTest::addColumn<int>("afterStart");
-        QTest::addColumn<bool>("opens");
         using enum LocalService::Listener;
-        QTest::newRow("runs") << int(self) << int(self) << true;
-        QTest::newRow("is started") << int(nobody) << int(self) << true;
-        QTest::newRow("cannot be started") << int(nobody) << int(nobody) << false;
-        QTest::newRow("another user's") << int(stranger) << int(stranger) << false;
+        const Rows<LocalService::Listener, LocalService::Listener, bool> row; // at first, later
+        row("runs", self, self, true);
+        row("is started", nobody, self, true);
+        row("cannot be started", nobody, nobody, false);
+        row("another user's", stranger, stranger, false);
     }
     void thePageOfThisComputerNeedsSomebodyWhoServesIt() {
-        QFETCH(int, listening);
-        QFETCH(int, afterStart);
+        bool opens = false;
+        std::tie(m_rig->local.listening, m_rig->local.afterStart, opens) =
+            fetch<LocalService::Listener, LocalService::Listener, bool>();
         m_rig->config.authorizationEndpoint = QUrl("http://127.0.0.1:8757/o/oauth2/v2/auth");
-        m_rig->local.listening = LocalService::Listener(listening);
-        m_rig->local.afterStart = LocalService::Listener(afterStart);
         start();
         m_rig->scheduler.advance(1);
-        QTEST(!m_rig->desktop.opened.isEmpty(), "opens");
-        QTEST(m_rig->browser.isWaiting(), "opens");
+        QCOMPARE(!m_rig->desktop.opened.isEmpty(), opens);
+        QCOMPARE(m_rig->browser.isWaiting(), opens);
     }
 };
-
-Q_DECLARE_METATYPE(std::function<void(AccountRig&)>)
 
 QTEST_GUILESS_MAIN(GoogleSignInTest)
 #include "GoogleSignInTest.moc"

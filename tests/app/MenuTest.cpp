@@ -7,9 +7,9 @@
 #include "tests/fakes/FakeLoginItem.h"
 #include "tests/fakes/FakeSurfaces.h"
 #include "tests/harness/DictationRig.h"
+#include "tests/harness/Rows.h"
 
 #include <QPainter>
-#include <QTest>
 
 using namespace murlo;
 
@@ -105,23 +105,18 @@ private Q_SLOTS:
     }
 
     void theCalloutPointsAtTheItemAndStaysOnTheScreen_data() {
-        QTest::addColumn<QRect>("item");
-        QTest::addColumn<QRect>("visible");
-        QTest::addColumn<QRect>("frame");
+        const Rows<QRect, QRect, QPoint> row; // the item's, the visible part of the screen
         const QRect belowPanel(0, 30, 1000, 770);
-        const auto row = [](const char* name, const QRect& item, const QRect& visible,
-                            const QPoint& at) {
-            QTest::newRow(name) << item << visible << QRect(at, QSize(200, 60));
-        };
         row("below a panel at the top", {500, 3, 24, 24}, belowPanel, {411, 41});
         row("at the right edge", {970, 3, 24, 24}, belowPanel, {791, 41});
         row("above a panel at the bottom", {500, 773, 24, 24}, {0, 0, 1000, 770}, {411, 698});
         row("nobody tells where it is", {}, belowPanel, {791, 44});
     }
     void theCalloutPointsAtTheItemAndStaysOnTheScreen() {
-        QFETCH(QRect, item);
-        QFETCH(QRect, visible);
-        QTEST(calloutPlacement({200, 60}, item, QRect(0, 0, 1000, 800), visible).frame, "frame");
+        const auto [item, visible, at] = fetch<QRect, QRect, QPoint>();
+        const QSize size(200, 60);
+        QCOMPARE(calloutPlacement(size, item, QRect(0, 0, 1000, 800), visible).frame,
+                 QRect(at, size));
     }
 };
 

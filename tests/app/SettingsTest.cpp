@@ -2,10 +2,10 @@
 #include "MurloKit/Vocabulary.h"
 #include "settings/SettingsModel.h"
 #include "tests/fakes/FakeLoginItem.h"
+#include "tests/harness/Rows.h"
 #include "tests/harness/SupportFolder.h"
 
 #include <QFileInfo>
-#include <QTest>
 
 using namespace murlo;
 
@@ -91,14 +91,9 @@ private Q_SLOTS:
     }
 
     void anAssignmentStoresThenCallsThenPushes_data() {
-        QTest::addColumn<QByteArray>("key");
-        QTest::addColumn<Assignment>("assign");
-        QTest::addColumn<QString>("calls");
-        const auto row = [](const char* key, const char* calls, const Assignment& assign) {
-            QTest::newRow(key) << QByteArray(key) << assign << QString(calls);
-        };
-        const auto assign = [&](const char* key, const QJsonValue& value, const char* calls) {
-            row(key, calls, [=](SettingsModel& model) { model.assign(key, value); });
+        const Rows<QString, Assignment> calls;
+        const auto assign = [&](const char* key, const QJsonValue& value, const char* expected) {
+            calls(key, expected, [=](SettingsModel& model) { model.assign(key, value); });
         };
         assign(SettingKey::triggerKey, "fn", "trigger push");
         assign(SettingKey::pickTargetKey, "fn", "trigger push");
@@ -106,12 +101,12 @@ private Q_SLOTS:
         assign(SettingKey::modelPath, "/m.bin", "engine");
         assign(SettingKey::playSounds, false, "push");
         assign(SettingKey::hasQuitOnce, true, "");
-        row(SettingKey::initialPrompt, "push", [](auto& model) { model.addVocabularyTerm("x"); });
-        row(SettingKey::loginItemDecided, "", [](auto& model) { model.setLaunchAtLogin(true); });
+        calls(SettingKey::initialPrompt, "push", [](auto& model) { model.addVocabularyTerm("x"); });
+        calls(SettingKey::loginItemDecided, "", [](auto& model) { model.setLaunchAtLogin(true); });
     }
     void anAssignmentStoresThenCallsThenPushes() {
-        QFETCH(QByteArray, key);
-        QFETCH(Assignment, assign);
+        const auto [calls, assign] = fetch<QString, Assignment>();
+        const QByteArray key = QTest::currentDataTag();
         const SupportFolder on;
         Settings settings(on.paths, *on.disk);
         FakeLoginItem login;
@@ -130,7 +125,7 @@ private Q_SLOTS:
         connect(&settings, &Settings::changed, this, [&] { ++stored; });
         assign(model);
         QVERIFY(settings.holds(key));
-        QTEST(heard.join(' '), "calls");
+        QCOMPARE(heard.join(' '), calls);
         QVERIFY(changes == 1 && stored == 1);
         assign(model);
         QCOMPARE(stored, 1); // it is what it was

@@ -1,8 +1,8 @@
 #include "windows/SettingsWindow.h"
+#include "tests/harness/Rows.h"
 
 #include <QApplication>
 #include <QPushButton>
-#include <QTest>
 
 using namespace murlo;
 
@@ -72,13 +72,8 @@ private Q_SLOTS:
     }
 
     void theAccountTellsWhereItIs_data() {
-        QTest::addColumn<AccountFacts>("facts");
-        QTest::addColumn<QStringList>("texts");
-        QTest::addColumn<QString>("buttonText"); // empty for one that cannot be pressed
-        const auto row = [](const char* name, const QStringList& texts, const char* buttonText,
-                            const AccountFacts& facts) {
-            QTest::newRow(name) << facts << texts << buttonText;
-        };
+        // Texts; the button's, unless it cannot be pressed.
+        const Rows<QStringList, QString, AccountFacts> row;
         const Message trouble = Word::revokedElsewhere;
         row("a stranger's", {"Sign in to get started", "The account stays on this computer."},
             "Continue", {});
@@ -92,9 +87,7 @@ private Q_SLOTS:
             "Continue", {.trouble = trouble});
     }
     void theAccountTellsWhereItIs() {
-        QFETCH(AccountFacts, facts);
-        QFETCH(QStringList, texts);
-        QFETCH(QString, buttonText);
+        const auto [texts, buttonText, facts] = fetch<QStringList, QString, AccountFacts>();
         Program program;
         program.account = facts;
         SettingsWindow window(program.actions);
@@ -142,8 +135,6 @@ private Q_SLOTS:
         controller.refresh();
     }
 };
-
-Q_DECLARE_METATYPE(AccountFacts)
 
 QTEST_MAIN(SettingsWindowTest)
 #include "SettingsWindowTest.moc"

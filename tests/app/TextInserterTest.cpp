@@ -6,9 +6,8 @@
 #include "tests/fakes/FakeKeySynthesizer.h"
 #include "tests/fakes/FakePasteboard.h"
 #include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/Rows.h"
 #include "tests/harness/TestLog.h"
-
-#include <QtTest>
 
 using namespace murlo;
 
@@ -78,21 +77,15 @@ private Q_SLOTS:
     void cleanup() { m.reset(); }
 
     void aTextIsPastedTypedOrCopiedAndTheUserTold_data() {
-        QTest::addColumn<Case>("the");
-        QTest::addColumn<QString>("way");
-        QTest::addColumn<std::optional<QString>>("message");
-        const auto row = [](const char* name, const Case& the, const char* way,
-                            const std::optional<QString>& message = {}) {
-            QTest::newRow(name) << the << QString(way) << message;
-        };
+        const Rows<Case, QString, std::optional<QString>> row;
         const auto typed = InsertMode::type;
         const auto copied = InsertMode::clipboardOnly;
         const QString copyOnly = "Copy-only mode is on.";
         const QString noKeys =
             "Keys can't be sent to other programs, so the text was copied instead.";
         const QString noBox = "No text box has focus. Click into one and paste with ⌘V.";
-        row("pasted", {}, "pasted");
-        row("typed", {.mode = typed, .pieces = 3}, "typed");
+        row("pasted", Case{}, "pasted");
+        row("typed", Case{.mode = typed, .pieces = 3}, "typed");
         row("copy-only", {.mode = copied}, "copied", copyOnly);
         row("copy-only comes first", {.mode = copied, .keys = false, .role = "AXButton"}, "copied",
             copyOnly);
@@ -100,17 +93,16 @@ private Q_SLOTS:
         row("keys come before focus", {.keys = false, .role = "AXButton"}, "copied", noKeys);
         row("nothing to paste into", {.role = "AXButton"}, "copied", noBox);
         row("nothing to type into", {.mode = typed, .role = "AXButton"}, "copied", noBox);
-        row("nothing known to paste into", {.role = ""}, "pasted");
-        row("nothing known to type into", {.mode = typed, .role = "", .pieces = 3}, "typed");
-        row("a focus not to be believed", {.trusted = false, .role = "AXButton"}, "pasted");
-        row("a chord lacks a key", {.chord = KeyFailure::missingKey, .pieces = 3}, "typed");
+        row("nothing known to paste into", Case{.role = ""}, "pasted");
+        row("nothing known to type into", Case{.mode = typed, .role = "", .pieces = 3}, "typed");
+        row("a focus not to be believed", Case{.trusted = false, .role = "AXButton"}, "pasted");
+        row("a chord lacks a key", Case{.chord = KeyFailure::missingKey, .pieces = 3}, "typed");
         row("the display is gone at the chord", {.chord = KeyFailure::noAccess}, "copied", noKeys);
         row("the display goes meanwhile", {.chord = KeyFailure::missingKey, .pieces = 1}, "copied",
             noKeys);
     }
     void aTextIsPastedTypedOrCopiedAndTheUserTold() {
-        QFETCH(Case, the);
-        QFETCH(QString, way);
+        const auto [the, way, message] = fetch<Case, QString, std::optional<QString>>();
         const QString text = dictated.repeated(5); // in three pieces
         m->accessibility.setTrusted(the.trusted);
         m->accessibility.setFocused(the.role.isEmpty() ? nullptr : m->accessibility.add(the.role));
@@ -119,7 +111,7 @@ private Q_SLOTS:
         m->keys.chunksThatWork = the.pieces;
         m->insert(text, the.mode);
         m->scheduler.advance(1);
-        QTEST(m->outcome, "message");
+        QCOMPARE(m->outcome, message);
         QCOMPARE(m->pasted, way == "pasted" ? QStringList{text} : QStringList());
         QCOMPARE(m->keys.typed(), text.left(16 * the.pieces));
         if (way == "copied") QCOMPARE(m->pasteboard.text(), text);
@@ -127,13 +119,7 @@ private Q_SLOTS:
     }
 
     void eachProgramIsPastedIntoItsOwnWay_data() {
-        QTest::addColumn<QStringList>("program");
-        QTest::addColumn<QString>("subrole");
-        QTest::addColumn<QList<KeyChord>>("chords"); // none: typed
-        const auto row = [](const char* name, const QStringList& program, const char* subrole,
-                            const QList<KeyChord>& chords) {
-            QTest::newRow(name) << program << QString(subrole) << chords;
-        };
+        const Rows<QStringList, QString, QList<KeyChord>> row; // without a chord it is typed
         const KeyChord controlV{9, 0x40000};
         const KeyChord controlShiftV{9, 0x60000};
         const KeyChord shiftInsert{114, 0x20000};
@@ -148,9 +134,7 @@ private Q_SLOTS:
         row("a row of the user's that makes no sense", {"gvim"}, "", {});
     }
     void eachProgramIsPastedIntoItsOwnWay() {
-        QFETCH(QStringList, program);
-        QFETCH(QString, subrole);
-        QFETCH(QList<KeyChord>, chords);
+        const auto [program, subrole, chords] = fetch<QStringList, QString, QList<KeyChord>>();
         m->settings.set(
             SettingKey::pasteWays,
             QJsonObject{{"Mine", "Shift+Insert"}, {"kitty", "type"}, {"gvim", "ctrl+9"}});
@@ -217,23 +201,19 @@ private Q_SLOTS:
     }
 
     void whatItsOwnerHandedOverComesBackWithoutAWait_data() {
-        QTest::addColumn<QStringList>("withheld");
-        QTest::addColumn<bool>("hungAtTrigger");
-        QTest::addColumn<bool>("hungAtPaste");
-        QTest::addColumn<PasteboardItem>("back");
+        // What is withheld; whether its owner hangs at the trigger, at the paste; what comes back.
+        const Rows<QStringList, bool, bool, PasteboardItem> row;
         const QStringList picture{"image/png"};
         const PasteboardItem text{users.first()};
-        QTest::newRow("a busy one, asked again") << QStringList() << true << false << users;
-        QTest::newRow("one that hangs later") << QStringList() << false << true << users;
-        QTest::newRow("one that hangs") << QStringList() << true << true << PasteboardItem();
-        QTest::newRow("one that lacks a format") << picture << false << false << text;
-        QTest::newRow("one that lacks it, and hangs later") << picture << false << true << text;
+        row("a busy one, asked again", {}, true, false, users);
+        row("one that hangs later", {}, false, true, users);
+        row("one that hangs", {}, true, true, {});
+        row("one that lacks a format", picture, false, false, text);
+        row("one that lacks it, and hangs later", picture, false, true, text);
     }
     void whatItsOwnerHandedOverComesBackWithoutAWait() {
-        QFETCH(QStringList, withheld);
-        QFETCH(bool, hungAtTrigger);
-        QFETCH(bool, hungAtPaste);
-        QFETCH(PasteboardItem, back);
+        const auto [withheld, hungAtTrigger, hungAtPaste, back] =
+            fetch<QStringList, bool, bool, PasteboardItem>();
         const TestLog log(m->scheduler);
         m->pasteboard.foreignWithhold(withheld);
         m->pasteboard.foreignHang(hungAtTrigger);
@@ -275,11 +255,7 @@ private Q_SLOTS:
     }
 
     void typingSendsWholeCharactersInSmallChunks_data() {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QList<qsizetype>>("sizes");
-        const auto row = [](const char* name, const QString& text, const QList<qsizetype>& sizes) {
-            QTest::newRow(name) << text << sizes;
-        };
+        const Rows<QString, QList<qsizetype>> row;
         const QString family = "👩‍👩‍👧‍👦"; // one character of 11 units
         const QString letters(40, QLatin1Char('a'));
         row("40 letters", letters, {16, 16, 8});
@@ -292,8 +268,7 @@ private Q_SLOTS:
         row("line breaks", "a\r\nb\nc", {6});
     }
     void typingSendsWholeCharactersInSmallChunks() {
-        QFETCH(QString, text);
-        QFETCH(QList<qsizetype>, sizes);
+        const auto [text, sizes] = fetch<QString, QList<qsizetype>>();
         m->insert(text, InsertMode::type);
         for (qsizetype chunks = 1; chunks <= sizes.size(); ++chunks) {
             m->scheduler.advance(0.0039); // one follows the other after 4 ms

@@ -3,9 +3,9 @@
 #include "MurloKit/WavWriter.h"
 #include "look/Words.h"
 #include "tests/fakes/FakeHttpClient.h"
+#include "tests/harness/Rows.h"
 
 #include <QRegularExpression>
-#include <QTest>
 
 #include <array>
 
@@ -32,25 +32,15 @@ class TranscriberTest : public QObject {
 
 private Q_SLOTS:
     void sendsTheExactForm_data() {
-        QTest::addColumn<QString>("language");
-        QTest::addColumn<QString>("vocabulary");
-        QTest::addColumn<QByteArray>("sentLanguage");
-        QTest::addColumn<QByteArray>("prompt"); ///< none when empty
-        const auto row = [](const char* name, const char* language, const char* vocabulary,
-                            const char* sentLanguage, const QByteArray& prompt) {
-            QTest::newRow(name) << QString(language) << QString(vocabulary)
-                                << QByteArray(sentLanguage) << prompt;
-        };
-        row("without vocabulary", "en", "", "en", {});
-        row("blank vocabulary", "auto", " \n\t ", "auto", {});
+        const Rows<QString, QString, QByteArray, QByteArray> row; // an empty prompt is left out
+        row("without vocabulary", "en", "", "en");
+        row("blank vocabulary", "auto", " \n\t ", "auto");
         row("vocabulary", "de", "\n Kubernetes, Jörg \"X\"\r\n", "de", "Kubernetes, Jörg \"X\"");
         row("no language", "", "a", "en", "a");
     }
     void sendsTheExactForm() {
-        QFETCH(QString, language);
-        QFETCH(QString, vocabulary);
-        QFETCH(QByteArray, sentLanguage);
-        QFETCH(QByteArray, prompt);
+        const auto [language, vocabulary, sentLanguage, prompt] =
+            fetch<QString, QString, QByteArray, QByteArray>();
         FakeHttpClient http;
         const Transcriber transcriber(http, endpoint, {"X-Key", "sesame"});
         for (int i = 0; i < 2; ++i) {
@@ -83,37 +73,30 @@ private Q_SLOTS:
     }
 
     void readsTheAnswer_data() {
-        QTest::addColumn<int>("status"); ///< 0: none came, because of `body`
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<QString>("result");
-        const auto add = [](const char* name, int status, const QByteArray& body,
-                            const QString& result) {
-            QTest::newRow(name) << status << body << result;
-        };
-        add("no answer", 0, "Connection refused", "Connection refused");
-        add("transcript", 200, R"({"text":" Hello there.\n"})", "\"Hello there.\"");
-        add("markers alone", 200, "{\"text\":\"[BLANK_AUDIO]\\n\"}", "\"\"");
-        add("escapes", 200, R"({"text":"\u201eJa\u201c \ud83d\ude00","x":[1]})",
+        const Rows<int, QByteArray, QString> row; // status 0: none came, because of the body
+        row("no answer", 0, "Connection refused", "Connection refused");
+        row("transcript", 200, R"({"text":" Hello there.\n"})", "\"Hello there.\"");
+        row("markers alone", 200, "{\"text\":\"[BLANK_AUDIO]\\n\"}", "\"\"");
+        row("escapes", 200, R"({"text":"\u201eJa\u201c \ud83d\ude00","x":[1]})",
             QString::fromUtf8("\"„Ja“ 😀\""));
-        add("no JSON", 200, "  Just words. ", "\"Just words.\"");
-        add("JSON without text", 200, R"({"words":"a"})", R"("{"words":"a"}")");
-        add("text that is no string", 200, R"({"text":5})", R"("{"text":5}")");
-        add("a JSON list", 200, R"(["text"])", R"("["text"]")");
-        add("not UTF-8", 200, "caf\xe9", "\"\"");
-        add("redirect", 302, "moved", "\"moved\"");
-        add("nothing", 200, "", "The speech engine returned nothing.");
-        add("refusal without a word", 500, "", "Speech engine error 500");
-        add("refusal", 500, "{\"error\":\"failed\"}",
+        row("no JSON", 200, "  Just words. ", "\"Just words.\"");
+        row("JSON without text", 200, R"({"words":"a"})", R"("{"words":"a"}")");
+        row("text that is no string", 200, R"({"text":5})", R"("{"text":5}")");
+        row("a JSON list", 200, R"(["text"])", R"("["text"]")");
+        row("not UTF-8", 200, "caf\xe9", "\"\"");
+        row("redirect", 302, "moved", "\"moved\"");
+        row("nothing", 200, "", "The speech engine returned nothing.");
+        row("refusal without a word", 500, "", "Speech engine error 500");
+        row("refusal", 500, "{\"error\":\"failed\"}",
             "Speech engine error 500: {\"error\":\"failed\"}");
-        add("refusal in no encoding", 400, "\xff", "Speech engine error 400");
-        add("long refusal", 404, "<html>" + QByteArray(1'000'000, 'x'),
+        row("refusal in no encoding", 400, "\xff", "Speech engine error 400");
+        row("long refusal", 404, "<html>" + QByteArray(1'000'000, 'x'),
             "Speech engine error 404: <html>" + QString(154, 'x'));
-        add("long refusal with accents", 404, QByteArray("e\xcc\x81").repeated(200),
+        row("long refusal with accents", 404, QByteArray("e\xcc\x81").repeated(200),
             "Speech engine error 404: " + QString::fromUtf8("e\u0301").repeated(160));
     }
     void readsTheAnswer() {
-        QFETCH(int, status);
-        QFETCH(QByteArray, body);
+        const auto [status, body, expected] = fetch<int, QByteArray, QString>();
         FakeHttpClient http;
         QStringList results;
         const auto hear = [&](const TranscribeResult& result) { results << describe(result); };
@@ -122,7 +105,7 @@ private Q_SLOTS:
         QVERIFY(results.isEmpty());
         QVERIFY(status ? http.answer(status, body) : http.fail(body));
         QCOMPARE(results.size(), 1);
-        QTEST(results.value(0), "result");
+        QCOMPARE(results.value(0), expected);
     }
 };
 

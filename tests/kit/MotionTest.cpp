@@ -1,6 +1,5 @@
 #include "MurloKit/Motion.h"
-
-#include <QTest>
+#include "tests/harness/Rows.h"
 
 #include <cmath>
 #include <numbers>
@@ -12,13 +11,12 @@ class MotionTest : public QObject {
 
 private Q_SLOTS:
     void aSpringFollowsItsEquationHoweverTimeIsCut_data() {
-        QTest::addColumn<double>("damping");
-        QTest::newRow("critical") << 1.0;
-        QTest::newRow("underdamped") << 0.9;
+        const Rows<double> damping;
+        damping("critical", 1);
+        damping("underdamped", 0.9);
     }
-
     void aSpringFollowsItsEquationHoweverTimeIsCut() {
-        QFETCH(double, damping);
+        const auto [damping] = fetch<double>();
         constexpr double response = 0.38;
         const Motion spring{Motion::spring, response, damping};
         Animated coarse;

@@ -3,9 +3,9 @@
 #include "MurloKit/PKCE.h"
 #include "MurloKit/ReleaseInfo.h"
 #include "MurloKit/SemanticVersion.h"
+#include "tests/harness/Rows.h"
 
 #include <QRegularExpression>
-#include <QTest>
 
 using namespace murlo;
 
@@ -27,66 +27,43 @@ private Q_SLOTS:
     }
 
     void versions_data() {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("read"); // "no" for none
-        for (const auto& [text, read] : std::initializer_list<std::pair<const char*, const char*>>{
-                 {"1.02", "1.2"},
-                 {" 1.2.3\t", "1.2.3"},
-                 {"+1.2", "1.2"},
-                 {"", "no"},
-                 {"1..2", "no"},
-                 {".1", "no"},
-                 {"1.", "no"},
-                 {"1.2.3-beta", "no"},
-                 {"x1.2", "no"},
-                 {"1.-2", "no"},
-                 {"1. 2", "no"},
-                 {"1.2\n", "no"},
-                 {"1.\n2", "no"},
-                 {"1.+", "no"},
-                 {"9223372036854775807", "9223372036854775807"},
-                 {"9223372036854775808", "no"},
-                 {"999999999999999999999", "no"}})
-            QTest::newRow(text) << text << read;
+        const Rows<QString> read; // "no" for none
+        read("1.02", "1.2");
+        read(" 1.2.3\t", "1.2.3");
+        read("+1.2", "1.2");
+        read("9223372036854775807", "9223372036854775807");
+        for (const char* text :
+             {"", "1..2", ".1", "1.", "1.2.3-beta", "x1.2", "1.-2", "1. 2", "1.2\n", "1.\n2", "1.+",
+              "9223372036854775808", "999999999999999999999"})
+            read(text, "no");
     }
     void versions() {
-        QFETCH(QString, text);
-        const auto version = SemanticVersion::parse(text);
-        QTEST(version ? version->description() : "no", "read");
+        const auto [read] = fetch<QString>();
+        const auto version = SemanticVersion::parse(QTest::currentDataTag());
+        QCOMPARE(version ? version->description() : "no", read);
     }
 
     void updates_data() {
-        QTest::addColumn<QString>("current");
-        QTest::addColumn<QString>("latest");
-        QTest::addColumn<QString>("minimum");
-        QTest::addColumn<QString>("dismissed");
-        QTest::addColumn<int>("state");
-        const auto row = [](const char* current, const char* latest, const char* minimum,
-                            const char* dismissed, UpdateState::Case state) {
-            QTest::addRow("%s %s %s %s", current, latest, minimum, dismissed)
-                << current << latest << minimum << dismissed << int(state);
-        };
+        const Rows<UpdateState::Case> state; // of: current, latest, minimum, dismissed
         using enum UpdateState::Case;
-        row("1.0.0", "1.1.0", "1.0.0", "", available);
-        row("1.0.0", "1.1.0", "1.0.0", "1.1.0", none);
-        row("1.0.0", "1.1.0", "1.0.0", "1.1", available); // as a text
-        row("1.0.0", "1.1.0", "1.0.5", "1.1.0", required);
-        row("1.0.0", "1.1.0", "9.9", "", required); // no more than the newest
-        row("1.2.0", "1.1.0", "9.9", "", none);
-        row("1.9", "1.10", "n/a", "", available);
-        row("1.2", "1.2.0", "1.2.0.0", "", none);
-        row("2", "1.99.99", "", "", none);
-        row("dev", "1.1.0", "1.1.0", "", none);
-        row("1", "newest", "9", "", none);
+        state("1.0.0,1.1.0,1.0.0,", available);
+        state("1.0.0,1.1.0,1.0.0,1.1.0", none);
+        state("1.0.0,1.1.0,1.0.0,1.1", available); // as a text
+        state("1.0.0,1.1.0,1.0.5,1.1.0", required);
+        state("1.0.0,1.1.0,9.9,", required); // no more than the newest
+        state("1.2.0,1.1.0,9.9,", none);
+        state("1.9,1.10,n/a,", available);
+        state("1.2,1.2.0,1.2.0.0,", none);
+        state("2,1.99.99,,", none);
+        state("dev,1.1.0,1.1.0,", none);
+        state("1,newest,9,", none);
     }
     void updates() {
-        QFETCH(QString, current);
-        QFETCH(QString, latest);
-        QFETCH(QString, minimum);
-        QFETCH(QString, dismissed);
-        const ReleaseInfo release{latest, minimum, "https://example.com", "notes"};
-        const auto chosen = dismissed.isEmpty() ? std::nullopt : std::optional(dismissed);
-        QTEST(int(UpdateState::evaluate(current, release, chosen).state), "state");
+        const auto [state] = fetch<UpdateState::Case>();
+        const QStringList versions = QString(QTest::currentDataTag()).split(',');
+        const ReleaseInfo release{versions[1], versions[2], "https://example.com", "notes"};
+        const auto dismissed = versions[3].isEmpty() ? std::nullopt : std::optional(versions[3]);
+        QCOMPARE(UpdateState::evaluate(versions[0], release, dismissed).state, state);
         QCOMPARE(ReleaseInfo::fromJson(release.toJson()), release);
     }
 

@@ -13,17 +13,11 @@ class WavWriterTest : public QObject {
 
 private Q_SLOTS:
     void samplesAreLimitedScaledAndTruncatedAndTheClipIsThisToTheByte() {
-        using Float = std::numeric_limits<float>;
-        const std::vector<float> samples{0,
-                                         0.5F,
-                                         -0.25F,
-                                         1.5F,
-                                         -2,
-                                         -1,
-                                         0.9999F / 32767,
-                                         -0.9999F / 32767,
-                                         Float::infinity(),
-                                         Float::quiet_NaN()};
+        constexpr float step = 0.9999F / 32767;
+        constexpr float infinite = std::numeric_limits<float>::infinity();
+        constexpr float none = std::numeric_limits<float>::quiet_NaN();
+        const std::vector samples{0.0F,  0.5F, -0.25F, 1.5F,     -2.0F,
+                                  -1.0F, step, -step,  infinite, none};
         const QByteArray expected =
             QByteArray::fromHex("52494646 38000000 57415645" // RIFF, size, WAVE
                                 "666d7420 10000000 0100 0100 803e0000 007d0000 0200 1000" // fmt

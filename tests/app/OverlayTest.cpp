@@ -1,17 +1,27 @@
+#include "look/Words.h"
 #include "overlay/CardDamage.h"
 #include "overlay/CardPainter.h"
 #include "overlay/NonKeyPanel.h"
+#include "overlay/OverlayController.h"
 #include "overlay/StatusRow.h"
 #include "overlay/TranscriptTypesetter.h"
 #include "tests/fakes/FakeDesktop.h"
 #include "tests/fakes/FakeSurfaces.h"
 #include "tests/fakes/VirtualScheduler.h"
-
-#include <QTest>
+#include "tests/harness/Rows.h"
 
 using namespace murlo;
 
 namespace {
+
+/// A panel that only tells whether it is shown.
+struct CountingPanel : OverlayPanel {
+    explicit CountingPanel(int& counted)
+        : shown(counted) {}
+    void orderFront() override { shown = 1; }
+    void orderOut() override { shown = 0; }
+    int& shown;
+};
 
 /// The card as it stands once nothing moves any more, but for turning symbols.
 CardRecord atRest(const DictationState& state, const QString& words = {}, double elapsed = 0) {
@@ -45,10 +55,87 @@ QStringList rowTexts(const CardRecord& card) {
 
 } // namespace
 
-class RecordingCardTest : public QObject {
+/// The card that tells of a dictation: when it is there, what it shows, and how it moves.
+class OverlayTest : public QObject {
     Q_OBJECT
 
+    VirtualScheduler m_scheduler;
+
 private Q_SLOTS:
+    void eachStateStaysUpForItsTime_data() {
+        const Rows<DictationState::Case, double> row; // without a time: until further notice
+        row("listening", DictationState::listening);
+        row("transcribing", DictationState::transcribing);
+        row("enhancing", DictationState::enhancing);
+        row("delivered", DictationState::delivered, 1.15);
+        row("failed", DictationState::failed, 4.0);
+    }
+    void eachStateStaysUpForItsTime() {
+        const auto [state, seconds] = fetch<DictationState::Case, double>();
+        int onScreen = 0;
+        OverlayController overlay(
+            m_scheduler, [&](OverlayModel&) { return std::make_unique<CountingPanel>(onScreen); });
+        overlay.show({state, "text"});
+        QVERIFY(!overlay.model().isPresented()); // from the next turn on
+        m_scheduler.advance(seconds == 0 ? 3600 : seconds - 0.01);
+        QVERIFY(overlay.model().isPresented() && onScreen);
+        if (seconds == 0) return;
+        m_scheduler.advance(0.02);
+        QVERIFY(!overlay.model().isPresented());
+        QCOMPARE(overlay.model().state().state, state); // while it leaves
+        m_scheduler.advance(0.3);
+        QCOMPARE(overlay.model().state().state, DictationState::idle);
+        QVERIFY(!onScreen);
+    }
+
+    void theLastOfSeveralQuickCallsCounts() {
+        OverlayController overlay(m_scheduler);
+        overlay.show({DictationState::listening, {}});
+        overlay.hide(); // before it appeared
+        m_scheduler.runPending();
+        QVERIFY(!overlay.model().isPresented());
+        overlay.show({DictationState::delivered, "text"});
+        m_scheduler.advance(1.0);
+        overlay.show({DictationState::listening, {}});
+        m_scheduler.advance(10);
+        QVERIFY(overlay.model().isPresented());
+        overlay.hide();
+        m_scheduler.advance(0.2);
+        overlay.show({DictationState::listening, {}}); // while it leaves
+        m_scheduler.advance(10);
+        QVERIFY(overlay.model().isPresented());
+        QCOMPARE(overlay.model().state().state, DictationState::listening);
+    }
+
+    void whatBelongedToTheRecordingIsGoneAfterwards() {
+        OverlayController overlay(m_scheduler);
+        overlay.show({DictationState::listening, {}});
+        overlay.model().push(1.0F);
+        overlay.model().setElapsed(3);
+        overlay.model().setWords({TranscriptWord(0, "hello")});
+        overlay.show({DictationState::idle, {}});
+        m_scheduler.advance(0.3);
+        QCOMPARE(overlay.model().bars(), QList<double>(58, 0.0));
+        QCOMPARE(overlay.model().elapsed(), 0.0);
+        QVERIFY(overlay.model().words().isEmpty());
+        overlay.model().push(1.0F);
+        QCOMPARE(overlay.model().bars().last(), 0.55); // the smoothing began anew
+    }
+
+    void loudnessBecomesASmoothedBar() {
+        OverlayModel quiet;
+        quiet.push(0.01F); // -40 dB
+        QVERIFY(qAbs(quiet.bars().last() - 12.0 / 46 * 0.55) < 1e-6);
+        OverlayModel loud;
+        loud.push(1);
+        loud.push(1);
+        QVERIFY(qAbs(loud.bars().last() - 0.7975) < 1e-9);
+        for (int i = 0; i < 60; ++i) loud.push(1);
+        loud.push(0);
+        QVERIFY(qAbs(loud.bars().last() - 0.82) < 1e-3);
+        QCOMPARE(loud.bars().size(), 58);
+    }
+
     void wordsThatWouldCrossTheEdgeBeginTheNextLine() {
         // Widths that no font decides.
         for (const auto& [word, width] :
@@ -82,19 +169,14 @@ private Q_SLOTS:
     }
 
     void aMessageIsReadableInsideThePanel_data() {
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<bool>("whole");
-        QTest::newRow("short") << "Nothing was transcribed." << true;
-        QTest::newRow("two lines") << "Copied to clipboard. No text box has focus. Click into one "
-                                      "and paste with Ctrl+V."
-                                   << true;
-        QTest::newRow("no blanks") << QString(2000, 'x') << false;
-        QTest::newRow("endless") << QStringLiteral("It failed and failed. ").repeated(60) << false;
+        const Rows<QString, bool> row; // whether all of it is shown
+        row("short", "Nothing was transcribed.", true);
+        row("two lines", Words::english(Word::copied + Message(Word::noTextBox)), true);
+        row("no blanks", QString(2000, 'x'), false);
+        row("endless", QStringLiteral("It failed and failed. ").repeated(60), false);
     }
-
     void aMessageIsReadableInsideThePanel() {
-        QFETCH(QString, message);
-        QFETCH(bool, whole);
+        const auto [message, whole] = fetch<QString, bool>();
         const CardRecord card = atRest({DictationState::failed, {}, {Word::asReported, {message}}});
         QVERIFY(QRectF(0, 0, 480, 200).contains(card.card));
         const QString shown = rowTexts(card).join(' ');
@@ -188,12 +270,12 @@ private Q_SLOTS:
     }
 
     void whoWantsLessMotionSeesFadesAlone_data() {
-        QTest::addColumn<bool>("lively");
-        QTest::newRow("lively") << true;
-        QTest::newRow("reduced") << false;
+        const Rows<bool> lively;
+        lively("lively", true);
+        lively("reduced", false);
     }
     void whoWantsLessMotionSeesFadesAlone() {
-        QFETCH(bool, lively);
+        const bool lively = std::get<0>(fetch<bool>());
         OverlayModel model;
         CardMotion motion;
         bool faded = false;
@@ -271,5 +353,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(RecordingCardTest)
-#include "RecordingCardTest.moc"
+QTEST_MAIN(OverlayTest)
+#include "OverlayTest.moc"
