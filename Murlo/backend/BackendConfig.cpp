@@ -73,7 +73,7 @@ void readFile(const QString& path, Options& options, QStringList& complaints) {
 }
 
 QUrl checked(const Option& option, QStringList& complaints) {
-    const QUrl url(withoutSlash(option.value), QUrl::StrictMode);
+    QUrl url(withoutSlash(option.value), QUrl::StrictMode);
     if (BackendConfig::isAcceptable(url)) return url;
     complaints << QStringLiteral("The address \"%1\" is none that Murlo uses: it must begin with "
                                  "https://, or with http:// and a loopback address such as "

@@ -31,7 +31,7 @@ def compile_commands():
         if not path.is_relative_to(ROOT) or path.is_relative_to(ROOT / "build"):
             continue
         output = re.search(r" -o (\S+)", entry["command"]).group(1)
-        command = re.sub(r" -Winvalid-pch| -Wno-maybe-uninitialized| -include \S+cmake_pch\.hxx(?:\.cxx)?", "", entry["command"])
+        command = re.sub(r" -Winvalid-pch| -Wno-maybe-uninitialized| -fcoroutines| -include \S+cmake_pch\.hxx(?:\.cxx)?", "", entry["command"])
         command = re.sub(r"^.*?(\S*(?:c|g|clang)\+\+) ", r"\1 ", command)  # without the compiler cache
         commands.append({**entry, "command": command, "output": output})
     return commands

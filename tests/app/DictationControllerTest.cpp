@@ -197,6 +197,18 @@ private Q_SLOTS:
         QCOMPARE(kept.open(QIODevice::ReadOnly) && kept.read(4) == "RIFF", left.kept);
     }
 
+    void aRewrittenTextRunsNoCommand() {
+        m_rig->client.apiKey = [] { return KeyAnswer{KeyAnswer::present, "key"}; };
+        for (const bool terminal : {true, false}) {
+            m_rig->applications.program = {terminal ? "konsole" : "mousepad"};
+            play("account enhanced dictate text 0");
+            m_rig->network.answer(200, "{\"text\":\"two\\nlines\\n\\n\"}", "/polish");
+            pass(3);
+            QCOMPARE(m_rig->pasted.takeLast(), terminal ? "two\nlines" : "two\nlines\n\n");
+            QCOMPARE(m_rig->history.recent().first(), "two\nlines"); // which trims
+        }
+    }
+
     void whatIsUnfinishedAtTheEndIsKept() {
         // One text on its way to its box, one clip with the engine, one recording.
         play("slow dictate dictate unfocus text listen");
