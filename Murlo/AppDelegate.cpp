@@ -191,6 +191,10 @@ void AppDelegate::wireAccount() {
                      [this] { showSignInNote(); });
     QObject::connect(&m_root.accountPresenter, &AccountPresenter::changed, &m_context,
                      [this] { m_settingsWindow.refresh(); });
+    // Without an account the triggers are off: whoever starts Murlo is told, and can sign in.
+    QObject::connect(&m_root.keys, &KeychainStore::loaded, &m_context, [this] {
+        if (!m_root.account.isSignedIn()) m_settingsWindow.showSettings();
+    });
     m_root.accountPresenter.onLogOut = [this] { logOut(); };
     m_root.keys.load();
 }

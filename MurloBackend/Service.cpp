@@ -63,6 +63,10 @@ tl::expected<Endpoint, QString> Service::start() {
                                   .arg(m_configuration.listen)
                                   .arg(m_configuration.port)
                                   .arg(own.error()));
+    if (m_configuration.isLocal() && !own->address.isLoopback())
+        return tl::unexpected(QStringLiteral("the service manager's socket is open to others, and "
+                                             "the configuration is that of a server of this "
+                                             "computer alone"));
     m_parts->outgoing = std::make_unique<NetworkOutgoing>();
     makeVerifier(*own);
     makePolisher();

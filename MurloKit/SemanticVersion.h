@@ -21,7 +21,7 @@ struct SemanticVersion {
 
     friend std::weak_ordering operator<=>(const SemanticVersion& a, const SemanticVersion& b);
     friend bool operator==(const SemanticVersion& a, const SemanticVersion& b) {
-        return (a <=> b) == 0;
+        return std::is_eq(a <=> b);
     }
 };
 

@@ -46,6 +46,7 @@ void progress(const QString& what);
 [[nodiscard]] QList<Figure> cardFigures();
 [[nodiscard]] QList<Figure> scanFigures();
 [[nodiscard]] QList<Figure> hintFigures();
+[[nodiscard]] QList<Figure> accountFigures();
 [[nodiscard]] QList<Figure> processFigures(const QString& model);
 
 } // namespace murlo

@@ -89,7 +89,7 @@ void printJson(const QList<Figure>& figures) {
 } // namespace
 
 /// murlo-bench [--json] [--model FILE (else $MURLO_MODEL)] [--only
-/// audio|microphone|tap|dictation|card|scan|hints|process]
+/// audio|microphone|tap|dictation|card|scan|hints|account|process]
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
     const QStringList arguments = QApplication::arguments();
@@ -118,6 +118,7 @@ int main(int argc, char** argv) {
     if (wanted("card")) figures += murlo::cardFigures();
     if (wanted("scan")) figures += murlo::scanFigures();
     if (wanted("hints")) figures += murlo::hintFigures();
+    if (wanted("account")) figures += murlo::accountFigures();
     if (wanted("process")) figures += murlo::processFigures(model);
     if (arguments.contains(QStringLiteral("--json"))) {
         printJson(figures);

@@ -84,9 +84,11 @@ struct Peer {
 /// Hears of every connection's begin and end.
 class Peers {
 public:
-    Peers(bool wantsUsers, const std::function<Endpoint()>& own)
+    /// `own` tells where the server listens; `heard` is called for every connection.
+    Peers(bool wantsUsers, std::function<Endpoint()> own, std::function<void()> heard)
         : m_wantsUsers(wantsUsers)
-        , m_own(own) {}
+        , m_own(std::move(own))
+        , m_heard(std::move(heard)) {}
 
     void state_changed(const restinio::connection_state::notice_t& notice) noexcept {
         const auto id = notice.connection_id();
@@ -94,6 +96,7 @@ public:
             const auto remote = notice.remote_endpoint();
             const Endpoint end{QHostAddress(QString::fromStdString(remote.address().to_string())),
                                remote.port()};
+            m_heard();
             Peer peer{end.address.toString().toLatin1(), {}};
             if (m_wantsUsers) peer.user = userOfPeer(end, m_own());
             const std::lock_guard lock(m_lock);
@@ -112,6 +115,7 @@ public:
 private:
     bool m_wantsUsers;
     std::function<Endpoint()> m_own;
+    std::function<void()> m_heard;
     mutable std::mutex m_lock;
     std::unordered_map<restinio::connection_id_t, Peer> m_peers;
 };
@@ -146,8 +150,8 @@ public:
     Machine(HttpOptions options, Handler handler)
         : m_options(std::move(options))
         , m_handler(std::move(handler))
-        , m_peers(
-              std::make_shared<Peers>(m_options.onlyUser.has_value(), [this] { return m_own; })) {
+        , m_peers(std::make_shared<Peers>(
+              m_options.onlyUser.has_value(), [this] { return m_own; }, [this] { touch(); })) {
         touch();
     }
     ~Machine() { halt(); }
@@ -315,10 +319,13 @@ std::shared_ptr<void> HttpServer::Machine::begun() {
 void HttpServer::Machine::stop(std::chrono::milliseconds patience) {
     m_stopping = true;
     if (m_server) asio::post(m_context, [this] { m_server->close_sync(); });
-    {
-        std::unique_lock lock(m_lock);
-        m_idle.wait_for(lock, patience, [this] { return m_underWay <= 0; });
-    }
+    // A connection that was just made is about to ask.
+    constexpr std::chrono::milliseconds quiet(100);
+    const auto end = std::chrono::steady_clock::now() + patience;
+    std::unique_lock lock(m_lock);
+    while (m_server && quietFor() < quiet && std::chrono::steady_clock::now() < end)
+        m_idle.wait_for(lock, quiet);
+    lock.unlock();
     halt();
 }
 

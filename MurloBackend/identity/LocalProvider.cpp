@@ -30,6 +30,13 @@ bool isPlausible(const QString& email) {
            });
 }
 
+/// The address proposed to a user of this login name.
+QString addressOf(const QString& loginName) {
+    const QString address =
+        loginName.contains(QLatin1Char('@')) ? loginName : loginName + QStringLiteral("@localhost");
+    return isPlausible(address) ? address : QStringLiteral("user@localhost");
+}
+
 /// An answer of the token endpoint (RFC 6749, section 5).
 Reply tokenReply(int status, const QJsonObject& object) {
     return {status,
@@ -151,8 +158,7 @@ bool LocalProvider::isOwnForm(const FormFields& fields) const {
 
 Reply LocalProvider::showForm(const FormFields& fields, const QString& notice) const {
     SignInPages::Form form;
-    form.email =
-        fields.value(QStringLiteral("email"), m_options.loginName + QStringLiteral("@localhost"));
+    form.email = fields.value(QStringLiteral("email"), addressOf(m_options.loginName));
     form.notice = notice;
     form.remotePolish = m_options.remotePolish;
     for (const char* name : {"client_id", "redirect_uri", "response_type", "scope",

@@ -17,7 +17,7 @@ struct LocalProviderOptions {
     QString issuer; ///< "http://127.0.0.1:8757": its own address, without a slash at the end
     QString clientIdentifier; ///< Murlo's; no other client is known
     QString redirectURI;      ///< compared to the character
-    QString loginName;        ///< of the computer's user, proposed as the account's name
+    QString loginName;        ///< of the computer's user, proposed as the address at "localhost"
     bool remotePolish =
         false; ///< whether texts to be enhanced go to another server: the page says so
     /// Where the signing key is kept, so that a token outlives this process: a sign-up that the

@@ -9,11 +9,11 @@ namespace {
 // Contrast of every text is 4.5:1 or better on its ground (WCAG 2.1, AA), in both schemes.
 const QByteArray& style() {
     static const QByteArray css = R"(
-:root { color-scheme: light dark; --ground: #f3f1ec; --card: #ffffff; --line: #dcd8cf; --text: #23211d;
-  --quiet: #615c53; --accent: #8a4b00; --on-accent: #ffffff; --notice: #fbefd9; --ring: #b86e12; }
-@media (prefers-color-scheme: dark) { :root { --ground: #181715; --card: #232220; --line: #3b3934;
-  --text: #f1eee8; --quiet: #b5afa4; --accent: #f2b45c; --on-accent: #2a1c05; --notice: #3a2f1c;
-  --ring: #f2b45c; } }
+:root { color-scheme: light dark; --ground: #f2f3f5; --card: #ffffff; --line: #dcdfe4; --edge: #858b95;
+  --text: #1d2025; --quiet: #585e68; --accent: #0a64eb; --on-accent: #ffffff; --notice: #fdf1d3; }
+@media (prefers-color-scheme: dark) { :root { --ground: #15171a; --card: #202327; --line: #373b42;
+  --edge: #838a95; --text: #eef0f3; --quiet: #adb3bd; --accent: #82b4ff; --on-accent: #06214d;
+  --notice: #3b3220; } }
 * { box-sizing: border-box; }
 body { margin: 0; min-height: 100vh; display: flex; align-items: center; justify-content: center;
   padding: 24px; background: var(--ground); color: var(--text);
@@ -24,16 +24,16 @@ main { width: 100%; max-width: 400px; padding: 36px 36px 30px; background: var(-
 svg { display: block; width: 44px; height: 44px; margin-bottom: 18px; }
 .ground { fill: var(--accent); } .bars { stroke: var(--on-accent); }
 h1 { margin: 0 0 6px; font-size: 23px; line-height: 1.25; font-weight: 650; letter-spacing: -.01em; }
-p { margin: 0 0 20px; color: var(--quiet); }
+p { margin: 0 0 20px; color: var(--quiet); text-wrap: balance; }
 p.notice { padding: 10px 14px; border-radius: 10px; background: var(--notice); color: var(--text); }
 label { display: block; margin-bottom: 6px; font-size: 14px; font-weight: 550; }
 input { width: 100%; padding: 11px 14px; font: inherit; color: var(--text); background: var(--card);
-  border: 1px solid var(--quiet); border-radius: 10px; }
+  border: 1px solid var(--edge); border-radius: 10px; }
 button, a { display: block; width: 100%; margin: 16px 0 0; padding: 12px 16px; border: 0;
   border-radius: 10px; background: var(--accent); color: var(--on-accent); font: inherit;
   font-weight: 600; text-align: center; text-decoration: none; cursor: pointer; }
 button:hover, a:hover { filter: brightness(1.08); }
-:focus-visible { outline: 3px solid var(--ring); outline-offset: 2px; }
+:focus-visible { outline: 3px solid var(--accent); outline-offset: 2px; }
 p.foot { margin: 20px 0 0; font-size: 14px; }
 )";
     return css;
@@ -56,7 +56,7 @@ Reply page(int status, const QString& title, const QString& content, const QStri
     const QString document =
         QStringLiteral("<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">"
                        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">"
-                       "<title>%1 – Murlo</title>")
+                       "<title>%1</title>")
             .arg(title) +
         head + QStringLiteral("<style>") + QString::fromUtf8(style()) +
         QStringLiteral("</style></head>\n<body><main>") + mark +
@@ -68,6 +68,7 @@ Reply page(int status, const QString& title, const QString& content, const QStri
             {{"Content-Security-Policy", contentSecurity()},
              {"X-Frame-Options", "DENY"},
              {"X-Content-Type-Options", "nosniff"},
+             // Not "no-referrer": then browsers send the form with "Origin: null".
              {"Referrer-Policy", "same-origin"},
              {"Cache-Control", "no-store"}}};
 }
@@ -107,7 +108,7 @@ Reply form(const Form& shown) {
 
 Reply signedIn(const QString& link) {
     const QString escaped = link.toHtmlEscaped();
-    return page(200, QStringLiteral("You are signed in"),
+    return page(200, QStringLiteral("You are signed in to Murlo"),
                 paragraph(QStringLiteral(
                     "Murlo goes on by itself. If your browser asks, let it open Murlo.")) +
                     QStringLiteral("<a href=\"%1\" autofocus>Back to Murlo</a>\n").arg(escaped) +
@@ -116,7 +117,7 @@ Reply signedIn(const QString& link) {
 }
 
 Reply refusal(int status, const QString& sentence) {
-    return page(status, QStringLiteral("This sign-in cannot go on"),
+    return page(status, QStringLiteral("Murlo cannot sign in here"),
                 paragraph(sentence) +
                     paragraph(QStringLiteral("Close this page and start again in Murlo."), "foot"));
 }

@@ -2,7 +2,9 @@
 
 #include "MurloBackend/identity/Base64Url.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryFile>
 
 #include <openssl/core_names.h>
@@ -171,6 +173,7 @@ PrivateKey PrivateKey::keptIn(const QString& file) {
     };
     if (auto key = read()) return *std::move(key);
     PrivateKey fresh = generate();
+    QDir().mkpath(QFileInfo(file).path());
     QTemporaryFile written(file + QStringLiteral(".XXXXXX")); // made for its owner alone
     const QByteArray pem = fresh.pem();
     if (written.open() && written.write(pem) == pem.size() && written.flush() &&

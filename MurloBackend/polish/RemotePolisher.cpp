@@ -103,7 +103,7 @@ QString unwrapped(QString reply, const QString& text, const QString& mark) {
 /// The model's words in a whole answer; empty if there are none or they were cut short.
 QString contentOf(const QByteArray& body) {
     const QJsonObject choice =
-        QJsonDocument::fromJson(body).object()[QLatin1String("choices")].toArray()[0].toObject();
+        QJsonDocument::fromJson(body).object()[QLatin1String("choices")].toArray().at(0).toObject();
     if (choice[QLatin1String("finish_reason")].toString() == QLatin1String("length")) return {};
     return choice[QLatin1String("message")].toObject()[QLatin1String("content")].toString();
 }

@@ -10,96 +10,26 @@ namespace {
 const QHash<QString, TargetGroup>& groups() {
     static const QHash<QString, TargetGroup> table = [] {
         QHash<QString, TargetGroup> result;
-        for (const char* name : {"alacritty",
-                                 "console",
-                                 "konsole",
-                                 "kitty",
-                                 "foot",
-                                 "ghostty",
-                                 "guake",
-                                 "ptyxis",
-                                 "qterminal",
-                                 "rxvt",
-                                 "st",
-                                 "terminal",
-                                 "terminator",
-                                 "tilix",
-                                 "urxvt",
-                                 "wezterm",
-                                 "xterm",
-                                 "xfce4-terminal",
-                                 "gnome-terminal-server",
-                                 "uxterm",
-                                 "lxterminal",
-                                 "mate-terminal",
-                                 "deepin-terminal",
-                                 "yakuake",
-                                 "debian-xterm",
-                                 "code",
-                                 "code-oss",
-                                 "codium",
-                                 "vscodium",
-                                 "cursor",
-                                 "windsurf",
-                                 "zed",
-                                 "emacs",
-                                 "gvim",
-                                 "nvim",
-                                 "neovide",
-                                 "vim",
-                                 "kate",
-                                 "geany",
-                                 "builder",
-                                 "sublime_text",
-                                 "jetbrains-idea",
-                                 "jetbrains-pycharm",
-                                 "jetbrains-clion",
-                                 "jetbrains-webstorm",
-                                 "qtcreator",
-                                 "kdevelop",
-                                 "eclipse"})
-            result.insert(QLatin1String(name), TargetGroup::command);
-        for (const char* name : {"slack",
-                                 "discord",
-                                 "element",
-                                 "element-desktop",
-                                 "fractal",
-                                 "telegram",
-                                 "telegramdesktop",
-                                 "telegram-desktop",
-                                 "signal",
-                                 "signal-desktop",
-                                 "teams",
-                                 "teams-for-linux",
-                                 "zoom",
-                                 "mattermost-desktop",
-                                 "mattermost",
-                                 "rocketchat-desktop",
-                                 "zulip",
-                                 "dino",
-                                 "gajim",
-                                 "pidgin",
-                                 "hexchat",
-                                 "konversation",
-                                 "polari",
-                                 "thunderbird",
-                                 "thunderbird-esr",
-                                 "evolution",
-                                 "geary",
-                                 "kmail2",
-                                 "kmail",
-                                 "claws-mail",
-                                 "mailspring",
-                                 "betterbird",
-                                 "trojita",
-                                 "balsa",
-                                 "whatsapp",
-                                 "whatsapp-for-linux",
-                                 "zapzap",
-                                 "nheko",
-                                 "neochat",
-                                 "sylpheed"})
-            result.insert(QLatin1String(name), TargetGroup::message);
+        const auto add = [&result](TargetGroup group, const char* names) {
+            for (const QString& name : QString::fromLatin1(names).split(QLatin1Char(' ')))
+                result.insert(name, group);
+        };
+        add(TargetGroup::command,
+            "alacritty console debian-xterm debian-uxterm deepin-terminal foot ghostty "
+            "gnome-terminal-server guake kitty konsole lxterminal mate-terminal ptyxis qterminal "
+            "rxvt st terminal terminator tilix urxvt uxterm wezterm xfce4-terminal xterm yakuake");
+        add(TargetGroup::command,
+            "builder code code-oss codium cursor eclipse emacs geany gvim jetbrains-clion "
+            "jetbrains-idea jetbrains-pycharm jetbrains-webstorm kate kdevelop neovide nvim "
+            "qtcreator sublime_text vim vscodium windsurf zed");
+        add(TargetGroup::message,
+            "dino discord element element-desktop fractal gajim hexchat konversation mattermost "
+            "mattermost-desktop neochat nheko pidgin polari rocketchat-desktop signal "
+            "signal-desktop slack teams teams-for-linux telegram telegram-desktop telegramdesktop "
+            "whatsapp whatsapp-for-linux zapzap zoom zulip");
+        add(TargetGroup::message,
+            "balsa betterbird claws-mail evolution geary kmail kmail2 mailspring sylpheed "
+            "thunderbird thunderbird-esr trojita");
         return result;
     }();
     return table;

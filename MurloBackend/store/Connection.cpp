@@ -23,6 +23,13 @@ QString newName() {
     return QStringLiteral("murlo-%1").arg(++count);
 }
 
+/// The database's first line, since further ones may quote values.
+QString faultOf(const QSqlError& error) {
+    const QString words =
+        error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
+    return words.section(QLatin1Char('\n'), 0, 0);
+}
+
 } // namespace
 
 std::optional<DatabaseAddress> DatabaseAddress::parse(const QString& text) {
@@ -101,7 +108,7 @@ bool Connection::open() {
         m_database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(busyTimeout));
     }
     if (!m_database.open()) {
-        m_fault = m_database.lastError().text();
+        m_fault = faultOf(m_database.lastError());
         return false;
     }
     return m_address.isPostgres || configureFile();
@@ -135,7 +142,7 @@ QSqlQuery* Connection::run(const QString& statement, const QVariantList& values)
         QSqlQuery query(m_database);
         query.setForwardOnly(!m_address.isPostgres); // there it would mean a round trip per row
         if (!query.prepare(statement)) {
-            m_fault = query.lastError().text();
+            m_fault = faultOf(query.lastError());
             return nullptr;
         }
         found = m_prepared.emplace(statement, std::move(query)).first;
@@ -143,7 +150,7 @@ QSqlQuery* Connection::run(const QString& statement, const QVariantList& values)
     QSqlQuery& query = found->second;
     for (int at = 0; at < values.size(); ++at) query.bindValue(at, values[at]);
     if (query.exec()) return &query;
-    m_fault = query.lastError().text();
+    m_fault = faultOf(query.lastError());
     query.finish();
     return nullptr;
 }
@@ -173,7 +180,7 @@ bool Connection::command(const QString& statement) {
     if (!m_database.isOpen()) return false;
     QSqlQuery query(m_database);
     if (query.exec(statement)) return true;
-    m_fault = query.lastError().text();
+    m_fault = faultOf(query.lastError());
     return false;
 }
 

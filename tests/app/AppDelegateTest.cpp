@@ -145,11 +145,14 @@ QMessageBox* question() {
 }
 
 template <typename Window>
-int visible() {
-    int windows = 0;
+QWidget* visibleWindow() {
     for (QWidget* widget : QApplication::topLevelWidgets())
-        windows += qobject_cast<Window*>(widget) && widget->isVisible();
-    return windows;
+        if (qobject_cast<Window*>(widget) && widget->isVisible()) return widget;
+    return nullptr;
+}
+template <typename Window>
+int visible() {
+    return visibleWindow<Window>() ? 1 : 0;
 }
 
 constexpr auto dictate = TriggerKey::leftShift;
@@ -176,6 +179,8 @@ private Q_SLOTS:
         Program program(false);
         auto* instance = static_cast<FakeSingleInstance*>(program.on.singleInstance.get());
         const QString callback = program.root->config.redirectURI() + "?code=1";
+        QVERIFY(visible<SettingsWindow>()); // the keyring knows of no account
+        visibleWindow<SettingsWindow>()->hide();
         instance->onOpenedAgain({callback}); // nobody waits for it
         QCOMPARE(visible<SettingsWindow>(), 0);
         instance->onOpenedAgain({});

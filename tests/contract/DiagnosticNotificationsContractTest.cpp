@@ -25,7 +25,10 @@ private Q_SLOTS:
             QCOMPARE(QProcess::execute("dbus-send",
                                        {"--session", "/any/path", "murlo.diagnostics." + what}),
                      0);
-        QTRY_COMPARE(heard, (QStringList{"snapshot", "probe", "im", "probe"}));
+        // The bus does not keep the order of what comes from different senders.
+        QTRY_COMPARE(heard.size(), 4);
+        heard.sort();
+        QCOMPARE(heard, (QStringList{"im", "probe", "probe", "snapshot"}));
     }
 };
 

@@ -2,6 +2,7 @@
 #include "tests/harness/desktop/TestDesk.h"
 
 #include <QDir>
+#include <QTcpServer>
 
 using namespace murlo;
 
@@ -59,6 +60,21 @@ private Q_SLOTS:
         QVERIFY(desk.target->activate());
         QVERIFY(desk.dictate(rambling) && desk.delivered());
         QVERIFY(desk.holds(rewritten + rewritten));
+
+        // A model that takes its time: after three seconds the words go in as they were spoken.
+        QTcpServer model;
+        QVERIFY(model.listen(QHostAddress::LocalHost));
+        QVERIFY(endBackend());
+        const QString folder = desk.home.filePath(".config/murlo");
+        QVERIFY(QDir().mkpath(folder));
+        QFile config(folder + "/murlo-backend.conf");
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        config.write("polish-url = http://127.0.0.1:" + QByteArray::number(model.serverPort()) +
+                     "\npolish-model = slow\n");
+        config.close();
+        QVERIFY(desk.dictate(rambling) && desk.delivered());
+        QVERIFY(model.hasPendingConnections() || model.waitForNewConnection(0));
+        QVERIFY(desk.holds(rewritten + rewritten + rambling));
 
         QCOMPARE(desk.murlo.quit(), 0);
         QCOMPARE(forget(desk.home.path(), "no\n"), 1);

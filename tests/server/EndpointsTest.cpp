@@ -248,6 +248,32 @@ private Q_SLOTS:
         QCOMPARE(latest(), own);
     }
 
+    void tooManyRequestsAreToldWhenToComeBack() {
+        Rig own;
+        own.service->stop();
+        own.configuration.peerRate = 1; // and ten at once
+        own.configuration.proxyTrust = true;
+        own.start();
+        const auto ask = [&](const QByteArray& client) {
+            return own.probe->ask("GET", "/version", {}, {},
+                                  "X-Forwarded-For: 10.0.0.9, " + client + "\r\n");
+        };
+        for (int i = 0; i < 10; ++i) QCOMPARE(ask("10.0.0.1").status, 200);
+        const Answer refused = ask("10.0.0.1");
+        QCOMPARE(refused.status, 429);
+        QVERIFY(refused.head.contains("retry-after: 1"));
+        QCOMPARE(ask("10.0.0.2").status, 200);
+
+        own.service->stop();
+        own.configuration.peerRate = 0;
+        own.configuration.accountRate = 1;
+        own.start();
+        for (int i = 0; i < 10; ++i)
+            QCOMPARE(own.probe->ask("GET", "/settings", {}, own.key).status, 200);
+        QCOMPARE(own.probe->ask("GET", "/settings", {}, own.key).status, 429);
+        QCOMPARE(own.probe->ask("GET", "/settings", {}, "unknown").status, 401);
+    }
+
     void everythingOutlivesARestart() {
         Rig own;
         QCOMPARE(own.probe->ask("PUT", "/settings", "{\"settings\":" + goodSettings + "}", own.key)

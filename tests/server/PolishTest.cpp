@@ -98,7 +98,7 @@ private Q_SLOTS:
                     "a,|and|want|want,|.|,|?|:|x.y|\n|\n\n|is|e.g.|the?|cat|42|it,")
                 .split('|');
         QRandomGenerator random(7);
-        for (int round = 0; round < 20'000; ++round) {
+        for (int round = 0; round < 5'000; ++round) {
             QStringList words{"the", "and"};
             for (int i = 0; i < 12; ++i) words << pieces[random.bounded(pieces.size())];
             for (const QString app : {"code", "gedit"}) {
@@ -115,8 +115,8 @@ private Q_SLOTS:
              {"the ", "um, ", "you know, ", ". ", "a\n", "I want ", "```\n", "the"}) {
             QElapsedTimer timer;
             timer.start();
-            QVERIFY(byRules("the and " + piece.repeated(100'000)).size() <= 700'000);
-            QVERIFY2(timer.elapsed() < 10'000, qPrintable(piece));
+            QVERIFY(byRules("the and " + piece.repeated(30'000)).size() <= 300'000);
+            QVERIFY2(timer.elapsed() < 5'000, qPrintable(piece));
         }
     }
 
@@ -169,19 +169,12 @@ private Q_SLOTS:
         row("no choices", OutgoingResponse{200, R"({"choices":[]})"}, "502");
         row("no JSON", OutgoingResponse{200, "<html>"}, "502");
         row("deep JSON", OutgoingResponse{200, QByteArray(100'000, '[')}, "502");
-        for (const auto& [status, result] : {std::pair(201, "502"),
-                                             {302, "502"},
-                                             {401, "502"},
-                                             {429, "503"},
-                                             {500, "502"},
-                                             {503, "502"}})
-            row(qPrintable(QString::number(status)), OutgoingResponse{status, said("x").body},
-                result);
-        for (const auto& [fault, result] : {std::pair(OutgoingFault::timedOut, "504"),
-                                            {OutgoingFault::unreachable, "502"},
-                                            {OutgoingFault::tooLarge, "502"}})
-            QTest::addRow("fault %d", int(fault))
-                << -1 - int(fault) << QByteArray() << QString(result);
+        for (const int status : {201, 302, 401, 429, 500, 503})
+            row(qPrintable(QString::number(status)), {status, said("x").body},
+                status == 429 ? "503" : "502");
+        for (const int fault : {0, 1, 2})
+            row(qPrintable(QString::number(fault)), {-1 - fault, {}},
+                OutgoingFault(fault) == OutgoingFault::timedOut ? "504" : "502");
     }
     void takesWhatTheModelSays() {
         QFETCH(int, status);

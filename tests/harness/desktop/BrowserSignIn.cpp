@@ -3,7 +3,8 @@
 #include "tests/harness/desktop/Waiting.h"
 #include "tests/harness/desktop/Windows.h"
 
-#include <QFile>
+#include <QDir>
+#include <QFileInfo>
 
 #include <signal.h>
 
@@ -22,18 +23,31 @@ exec chromium --no-sandbox --test-type --user-data-dir="%1/profile" --disable-gp
     --password-store=basic --window-size=900,700 --window-position=60,40 "$@" >"%1/output" 2>&1
 )";
 
+/// What makes it the browser of a user.
+const char* entry = "[Desktop Entry]\nType=Application\nName=A browser\nExec=%1/browser %u\n"
+                    "MimeType=x-scheme-handler/http;x-scheme-handler/https;\n";
+const char* choices = "[Default Applications]\nx-scheme-handler/http=browser.desktop\n"
+                      "x-scheme-handler/https=browser.desktop\n";
+
+bool write(const QString& path, const char* text, const QString& folder) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    const QByteArray bytes = QByteArray(text).replace("%1", folder.toUtf8());
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() &&
+           file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
 } // namespace
 
 BrowserSignIn::BrowserSignIn(Desk& desk)
     : m_desk(desk) {}
 
 bool BrowserSignIn::prepare() {
-    QFile browser(m_folder.filePath(QStringLiteral("browser")));
-    const QByteArray text = QString::fromLatin1(script).arg(m_folder.path()).toUtf8();
-    if (!browser.open(QIODevice::WriteOnly) || browser.write(text) != text.size()) return false;
-    browser.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    m_desk.murlo.setEnvironment(QStringLiteral("BROWSER"), browser.fileName());
-    return true;
+    const QString home = m_desk.home.path();
+    return write(m_folder.filePath(QStringLiteral("browser")), script, m_folder.path()) &&
+           write(home + QStringLiteral("/.local/share/applications/browser.desktop"), entry,
+                 m_folder.path()) &&
+           write(home + QStringLiteral("/.config/mimeapps.list"), choices, {});
 }
 
 void BrowserSignIn::press(std::initializer_list<const char*> keys) {
@@ -65,7 +79,7 @@ bool BrowserSignIn::signIn(const std::function<void(const char*)>& step) {
     letPass(settling);
     step("window");
     press({"TAB", "TAB", "SPCE"}); // past the engine's button
-    if (!awaitTitle(QStringLiteral("Murlo"))) return false;
+    if (!awaitTitle(QStringLiteral("Sign in to Murlo"))) return false;
     letPass(settling);
     step("page");
     press({"RTRN"});

@@ -1,8 +1,12 @@
 #include "platform/linux/freedesktop/ExecLine.h"
 
+#include <QRegularExpression>
+
 namespace murlo {
 
-QString execQuoted(const QString& argument) {
+QString execArgument(const QString& argument) {
+    static const QRegularExpression plain(QStringLiteral("^[A-Za-z0-9/._+:@-]+\\z"));
+    if (plain.match(argument).hasMatch()) return argument;
     QString quoted;
     for (const QChar c : argument) {
         if (QStringLiteral("\"`$\\").contains(c)) quoted += QStringLiteral("\\\\");

@@ -31,7 +31,7 @@ tl::expected<void, QString> XdgLoginItem::setEnabled(bool enabled) {
     const QByteArray text =
         QStringLiteral("[Desktop Entry]\nType=Application\nName=Murlo\nExec=%1\n"
                        "Icon=murlo\nX-GNOME-Autostart-enabled=true\n")
-            .arg(execQuoted(m_program))
+            .arg(execArgument(m_program))
             .toUtf8();
     if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
         return tl::unexpected(file.errorString());

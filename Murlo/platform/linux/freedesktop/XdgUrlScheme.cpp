@@ -68,7 +68,7 @@ void XdgUrlScheme::claim(const QString& scheme, std::function<void(bool)> done) 
     const QByteArray text = QStringLiteral("[Desktop Entry]\nType=Application\nName=Murlo\n"
                                            "NoDisplay=true\nExec=%1 %u\nIcon=murlo\nMimeType=%2;\n"
                                            "StartupNotify=false\n")
-                                .arg(execQuoted(m_program), entry.type)
+                                .arg(execArgument(m_program), entry.type)
                                 .toUtf8();
     QList<QStringList> commands;
     const bool stood = contentOf(entry.file) == text && entry.isDefault();
