@@ -154,7 +154,7 @@ struct FakeWorld : World {
         fake->delay = state == State::hangs ? 8 : 0;
     }
     void awake() override {
-        fake->delay = 0;
+        if (store) fake->delay = 0;
         scheduler.advance(8);
     }
     void die() override { fake->die(); }

@@ -40,7 +40,7 @@ void KeychainSecretStore::add(KeychainQuestion::Kind kind, const QString& accoun
                               std::function<void(const Answer&)> late) {
     const qint64 id = ++m_lastId;
     // The callers' functions stay here: the keyring's thread passes on a number.
-    auto pass = [answers = m_answers, id, receive = m_life.guard([this, id](const Answer& answer) {
+    auto pass = [answers = m_answers, receive = m_life.guard([this, id](const Answer& answer) {
         answered(id, answer);
     })](const Answer& answer) { answers->push([receive, answer]() mutable { receive(answer); }); };
     m_waiting[id] = {std::make_shared<KeychainQuestion>(kind, account, value, std::move(pass)),
