@@ -22,9 +22,13 @@ AccountPresenter::AccountPresenter(AccountManager& account, SettingsModel& setti
 }
 
 AccountRecord AccountPresenter::record() const {
+    const Message trouble =
+        m_config.isUsable()
+            ? m_trouble
+            : Message(Word::asReported, {m_config.complaints.join(QLatin1Char(' '))});
     return presentAccount({m_account.isSignedIn(), m_account.isSigningIn(),
                            m_account.email().value_or(QString()), m_config.providerName,
-                           m_config.isLocal() ? QString() : m_config.baseURL.host(), m_trouble,
+                           m_config.isLocal() ? QString() : m_config.baseURL.host(), trouble,
                            m_settings.values().truth(SettingKey::enhancePrompt)});
 }
 

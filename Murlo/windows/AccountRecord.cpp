@@ -9,7 +9,7 @@ AccountRecord presentAccount(const AccountFacts& facts) {
     const Message where = facts.remoteHost.isEmpty()
                               ? Message(Word::staysHere)
                               : Message(Word::accountIsOn, {facts.remoteHost});
-    row.isTrouble = !facts.signedIn && !facts.trouble.isEmpty();
+    row.isTrouble = !facts.trouble.isEmpty();
     row.detail = Words::shown(row.isTrouble ? facts.trouble : where);
     if (facts.signedIn) {
         row.status = Words::shown(facts.email.isEmpty() ? Message(Word::signedIn)

@@ -13,7 +13,8 @@ struct AccountFacts {
     QString email = {};      ///< may be unknown although somebody is signed in
     QString provider = {};   ///< the identity provider's name; empty for the computer's own page
     QString remoteHost = {}; ///< of the backend; empty when it is on this computer
-    Message trouble = {};    ///< why a sign-in failed, or why the account was signed out
+    Message trouble =
+        {}; ///< why a sign-in failed, the account was signed out, or there is no backend
     bool enhance = false;
 };
 

@@ -147,8 +147,6 @@ private Q_SLOTS:
         QVERIFY(!desk.recorder->stop());
     }
 
-    // --- warm engines ---
-
     void recordingTakesTheWarmEngineAndLeavesANewOne() {
         Desk desk;
         QCOMPARE(desk.input.openEngines(), 1);
@@ -187,8 +185,6 @@ private Q_SLOTS:
         QCOMPARE(desk.audioLines().count(line), 1);
         QCOMPARE(desk.input.enginesMade(), 2);
     }
-
-    // --- starts that fail, or that are stopped before they have completed ---
 
     void failedStartIsTriedOnceMoreOnAFreshEngine_data() {
         const Rows<QString, AudioFormat, QList<Script>> row;
@@ -261,8 +257,6 @@ private Q_SLOTS:
         QCOMPARE(desk.input.openEngines(), 1); // a warm one, in place of the one used up
         if (moment == "queued" && !again) QCOMPARE(desk.input.enginesMade(), 1);
     }
-
-    // --- changes of the device while recording ---
 
     void changedRouteKeepsTheRecording_data() {
         const Rows<QString, int> row;

@@ -140,28 +140,25 @@ private Q_SLOTS:
         }
     }
 
-    void endings_data() {
-        const Rows<> how;
-        for (const char* each : {"Escape", "begin", "click", "dictation", "expiry"}) how(each);
-    }
     void endings() {
-        const QByteArray how = QTest::currentDataTag();
-        for (const double seconds : {0.05, 0.2}) { // the scan answers after 0.1
-            Rig rig;
-            rig.controller.begin();
-            QVERIFY(rig.filtering && rig.interruptions.watching);
-            rig.scheduler.advance(seconds);
-            if (how == "Escape") rig.type("^");
-            if (how == "begin") rig.controller.begin();
-            if (how == "click") rig.interruptions.onInterruption();
-            if (how == "dictation") rig.controller.cancel();
-            if (how == "expiry") {
-                rig.scheduler.advance(7.99 - seconds);
-                QVERIFY(rig.controller.isActive());
-                rig.scheduler.advance(0.02);
+        for (const QByteArray how : {"Escape", "begin", "click", "dictation", "expiry"}) {
+            for (const double seconds : {0.05, 0.2}) { // the scan answers after 0.1
+                Rig rig;
+                rig.controller.begin();
+                QVERIFY(rig.filtering && rig.interruptions.watching);
+                rig.scheduler.advance(seconds);
+                if (how == "Escape") rig.type("^");
+                if (how == "begin") rig.controller.begin();
+                if (how == "click") rig.interruptions.onInterruption();
+                if (how == "dictation") rig.controller.cancel();
+                if (how == "expiry") {
+                    rig.scheduler.advance(7.99 - seconds);
+                    QVERIFY(rig.controller.isActive());
+                    rig.scheduler.advance(0.02);
+                }
+                rig.verifyEnded();
+                QVERIFY(rig.said.isEmpty());
             }
-            rig.verifyEnded();
-            QVERIFY(rig.said.isEmpty());
         }
     }
 
@@ -239,54 +236,51 @@ private Q_SLOTS:
         }
     }
 
-    void motions_data() {
-        const Rows<bool> reduced;
-        reduced("springs", false);
-        reduced("reduced motion", true);
-    }
-    void comingAndGoing_data() { motions_data(); }
     void comingAndGoing() {
-        const auto [reduced] = fetch<bool>();
-        HintMotion motion({{{}, "A", {10, 10, 200, 30}}});
-        HintOverlayModel model;
-        for (const bool presented : {true, false}) {
-            model.setPresented(presented);
-            pass(motion, model, reduced, 0.08);
-            const double half = motion.present().presented;
-            QVERIFY(half > 0.05 && half < 0.95);
-            pass(motion, model, reduced, 0.09);
-            QCOMPARE(motion.isMoving(), !reduced);
-            pass(motion, model, reduced, 0.33); // the layer goes after half a second
-            QVERIFY(!motion.isMoving());
-            QCOMPARE(motion.present().presented, presented ? 1.0 : 0.0);
-            QCOMPARE(motion.present().wash > 0, presented);
+        for (const bool reduced : {false, true}) {
+            HintMotion motion({{{}, "A", {10, 10, 200, 30}}});
+            HintOverlayModel model;
+            for (const bool presented : {true, false}) {
+                model.setPresented(presented);
+                pass(motion, model, reduced, 0.08);
+                const double half = motion.present().presented;
+                QVERIFY(half > 0.05 && half < 0.95);
+                pass(motion, model, reduced, 0.09);
+                QCOMPARE(motion.isMoving(), !reduced);
+                pass(motion, model, reduced, 0.33); // the layer goes after half a second
+                QVERIFY(!motion.isMoving());
+                QCOMPARE(motion.present().presented, presented ? 1.0 : 0.0);
+                QCOMPARE(motion.present().wash > 0, presented);
+            }
         }
     }
 
-    void lettersThatNoLongerMatchFade_data() { motions_data(); }
     void lettersThatNoLongerMatchFade() {
-        const auto [reduced] = fetch<bool>();
-        HintMotion motion({{{}, "AS", {10, 10, 200, 30}}, {{}, "F", {10, 60, 200, 30}}});
-        HintOverlayModel model;
-        const auto before = motion.present().marks;
-        model.setTyped("A");
-        pass(motion, model, reduced, 0.05);
-        const double half = motion.present().marks[1].labelOpacity;
-        QVERIFY(half > 0.4 && half < 0.95);
-        pass(motion, model, reduced, 0.1);
-        QCOMPARE(motion.isMoving(), !reduced);
-        pass(motion, model, reduced, 0.35);
-        const HintMark matching = motion.present().marks[0];
-        const HintMark other = motion.present().marks[1];
-        QCOMPARE(matching.typed + '|' + matching.rest, "A|S");
-        QVERIFY(matching.matching == 1 && matching.labelOpacity == 1 && matching.labelScale == 1);
-        QVERIFY(matching.opacity == 1 && matching.fill > 0 && matching.stroke > before[0].stroke);
-        QCOMPARE(other.typed + '|' + other.rest, "|F");
-        QVERIFY(other.matching == 0 && other.labelOpacity < 0.5 && other.labelScale < 1);
-        QVERIFY(other.opacity < 0.1 && other.fill == 0 && other.stroke == before[1].stroke);
-        model.setTyped({});
-        pass(motion, model, reduced, 0.5);
-        QVERIFY(motion.present().marks == before);
+        for (const bool reduced : {false, true}) {
+            HintMotion motion({{{}, "AS", {10, 10, 200, 30}}, {{}, "F", {10, 60, 200, 30}}});
+            HintOverlayModel model;
+            const auto before = motion.present().marks;
+            model.setTyped("A");
+            pass(motion, model, reduced, 0.05);
+            const double half = motion.present().marks[1].labelOpacity;
+            QVERIFY(half > 0.4 && half < 0.95);
+            pass(motion, model, reduced, 0.1);
+            QCOMPARE(motion.isMoving(), !reduced);
+            pass(motion, model, reduced, 0.35);
+            const HintMark matching = motion.present().marks[0];
+            const HintMark other = motion.present().marks[1];
+            QCOMPARE(matching.typed + '|' + matching.rest, "A|S");
+            QVERIFY(matching.matching == 1 && matching.labelOpacity == 1 &&
+                    matching.labelScale == 1);
+            QVERIFY(matching.opacity == 1 && matching.fill > 0 &&
+                    matching.stroke > before[0].stroke);
+            QCOMPARE(other.typed + '|' + other.rest, "|F");
+            QVERIFY(other.matching == 0 && other.labelOpacity < 0.5 && other.labelScale < 1);
+            QVERIFY(other.opacity < 0.1 && other.fill == 0 && other.stroke == before[1].stroke);
+            model.setTyped({});
+            pass(motion, model, reduced, 0.5);
+            QVERIFY(motion.present().marks == before);
+        }
     }
 };
 

@@ -62,30 +62,31 @@ class OverlayTest : public QObject {
     VirtualScheduler m_scheduler;
 
 private Q_SLOTS:
-    void eachStateStaysUpForItsTime_data() {
-        const Rows<DictationState::Case, double> row; // without a time: until further notice
-        row("listening", DictationState::listening);
-        row("transcribing", DictationState::transcribing);
-        row("enhancing", DictationState::enhancing);
-        row("delivered", DictationState::delivered, 1.15);
-        row("failed", DictationState::failed, 4.0);
-    }
     void eachStateStaysUpForItsTime() {
-        const auto [state, seconds] = fetch<DictationState::Case, double>();
-        int onScreen = 0;
-        OverlayController overlay(
-            m_scheduler, [&](OverlayModel&) { return std::make_unique<CountingPanel>(onScreen); });
-        overlay.show({state, "text"});
-        QVERIFY(!overlay.model().isPresented()); // from the next turn on
-        m_scheduler.advance(seconds == 0 ? 3600 : seconds - 0.01);
-        QVERIFY(overlay.model().isPresented() && onScreen);
-        if (seconds == 0) return;
-        m_scheduler.advance(0.02);
-        QVERIFY(!overlay.model().isPresented());
-        QCOMPARE(overlay.model().state().state, state); // while it leaves
-        m_scheduler.advance(0.3);
-        QCOMPARE(overlay.model().state().state, DictationState::idle);
-        QVERIFY(!onScreen);
+        using enum DictationState::Case;
+        const std::map<DictationState::Case, double> times{// 0: until further notice
+                                                           {listening, 0},
+                                                           {transcribing, 0},
+                                                           {enhancing, 0},
+                                                           {delivered, 1.15},
+                                                           {failed, 4}};
+        for (const auto& [state, seconds] : times) {
+            int onScreen = 0;
+            OverlayController overlay(m_scheduler, [&](OverlayModel&) {
+                return std::make_unique<CountingPanel>(onScreen);
+            });
+            overlay.show({state, "text"});
+            QVERIFY(!overlay.model().isPresented()); // from the next turn on
+            m_scheduler.advance(seconds == 0 ? 3600 : seconds - 0.01);
+            QVERIFY(overlay.model().isPresented() && onScreen);
+            if (seconds == 0) continue;
+            m_scheduler.advance(0.02);
+            QVERIFY(!overlay.model().isPresented());
+            QCOMPARE(overlay.model().state().state, state); // while it leaves
+            m_scheduler.advance(0.3);
+            QCOMPARE(overlay.model().state().state, DictationState::idle);
+            QVERIFY(!onScreen);
+        }
     }
 
     void theLastOfSeveralQuickCallsCounts() {
@@ -269,51 +270,47 @@ private Q_SLOTS:
         QVERIFY(!card.shown);
     }
 
-    void whoWantsLessMotionSeesFadesAlone_data() {
-        const Rows<bool> lively;
-        lively("lively", true);
-        lively("reduced", false);
-    }
     void whoWantsLessMotionSeesFadesAlone() {
-        const bool lively = std::get<0>(fetch<bool>());
-        OverlayModel model;
-        CardMotion motion;
-        bool faded = false;
-        bool moved = false;
-        const auto pass = [&](double seconds) {
-            for (double t = 0; t < seconds; t += CardMetrics::frameInterval) {
-                motion.update(model, lively ? CardMetrics::lively : CardMetrics::reduced);
-                motion.advance(CardMetrics::frameInterval);
-                const CardRecord card = motion.present();
-                faded = faded || (card.opacity > 0 && card.opacity < 1);
-                moved = moved || card.scale != 1 || card.lift != 0;
-                for (const CardText& word : card.words) {
-                    faded = faded || (word.opacity > 0 && word.opacity < 1);
-                    moved = moved || word.scale != 1 || word.blur != 0;
+        for (const bool lively : {true, false}) {
+            OverlayModel model;
+            CardMotion motion;
+            bool faded = false;
+            bool moved = false;
+            const auto pass = [&](double seconds) {
+                for (double t = 0; t < seconds; t += CardMetrics::frameInterval) {
+                    motion.update(model, lively ? CardMetrics::lively : CardMetrics::reduced);
+                    motion.advance(CardMetrics::frameInterval);
+                    const CardRecord card = motion.present();
+                    faded = faded || (card.opacity > 0 && card.opacity < 1);
+                    moved = moved || card.scale != 1 || card.lift != 0;
+                    for (const CardText& word : card.words) {
+                        faded = faded || (word.opacity > 0 && word.opacity < 1);
+                        moved = moved || word.scale != 1 || word.blur != 0;
+                    }
                 }
-            }
-        };
-        const auto verify = [&] {
-            QVERIFY(std::exchange(faded, false));
-            QCOMPARE(std::exchange(moved, false), lively);
-        };
-        model.setState({DictationState::listening, {}});
-        pass(0.1);
-        model.setPresented(true);
-        pass(5);
-        verify(); // it comes
-        model.setWords(transcriptWords({"some", "words"}));
-        pass(5);
-        verify(); // they come
-        model.setState({DictationState::transcribing, {}});
-        pass(5);
-        QVERIFY(motion.isMoving()); // its circle tells that something happens
-        model.setState({DictationState::enhancing, {}});
-        pass(5);
-        QCOMPARE(motion.isMoving(), lively);
-        model.setPresented(false);
-        pass(5);
-        verify(); // it goes
+            };
+            const auto verify = [&] {
+                QVERIFY(std::exchange(faded, false));
+                QCOMPARE(std::exchange(moved, false), lively);
+            };
+            model.setState({DictationState::listening, {}});
+            pass(0.1);
+            model.setPresented(true);
+            pass(5);
+            verify(); // it comes
+            model.setWords(transcriptWords({"some", "words"}));
+            pass(5);
+            verify(); // they come
+            model.setState({DictationState::transcribing, {}});
+            pass(5);
+            QVERIFY(motion.isMoving()); // its circle tells that something happens
+            model.setState({DictationState::enhancing, {}});
+            pass(5);
+            QCOMPARE(motion.isMoving(), lively);
+            model.setPresented(false);
+            pass(5);
+            verify(); // it goes
+        }
     }
 
     void theCardStandsOnThePointersScreen() {

@@ -5,8 +5,8 @@
 #include "tests/fakes/FakeApplications.h"
 #include "tests/fakes/FakeKeySynthesizer.h"
 #include "tests/fakes/FakePasteboard.h"
-#include "tests/fakes/VirtualScheduler.h"
 #include "tests/harness/Rows.h"
+#include "tests/harness/SupportFolder.h"
 #include "tests/harness/TestLog.h"
 
 using namespace murlo;
@@ -34,7 +34,7 @@ class TextInserterTest : public QObject {
     Q_OBJECT
 
     /// An inserter among fakes, a focused text box and the user's own clipboard.
-    struct Rig {
+    struct Rig : SupportFolder {
         Rig() {
             keys.onChord = [this](const KeyChord&) {
                 pasted.append(pasteboard.text().value_or("(nothing)"));
@@ -57,10 +57,7 @@ class TextInserterTest : public QObject {
         void focus(const QString& role) { accessibility.setFocused(accessibility.add(role)); }
 
         std::optional<QString> outcome;
-        QTemporaryDir folder;
-        VirtualScheduler scheduler;
-        std::unique_ptr<SerialQueue> disk = scheduler.makeSerialQueue("test.disk");
-        Settings settings{Paths(folder.path()), *disk};
+        Settings settings{paths, *disk};
         FakeApplications applications;
         FakeAccessibility accessibility{scheduler};
         FakePasteboard pasteboard{scheduler};

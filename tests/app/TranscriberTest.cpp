@@ -9,7 +9,7 @@
 
 #include <array>
 
-namespace murlo {
+using namespace murlo;
 
 namespace {
 
@@ -109,7 +109,5 @@ private Q_SLOTS:
     }
 };
 
-} // namespace murlo
-
-QTEST_GUILESS_MAIN(murlo::TranscriberTest)
+QTEST_GUILESS_MAIN(TranscriberTest)
 #include "TranscriberTest.moc"

@@ -7,7 +7,7 @@
 #include "tests/harness/Rows.h"
 #include "tests/harness/TestLog.h"
 
-namespace murlo {
+using namespace murlo;
 
 namespace {
 
@@ -365,7 +365,5 @@ private Q_SLOTS:
     }
 };
 
-} // namespace murlo
-
-QTEST_GUILESS_MAIN(murlo::WhisperServerTest)
+QTEST_GUILESS_MAIN(WhisperServerTest)
 #include "WhisperServerTest.moc"
