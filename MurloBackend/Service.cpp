@@ -57,7 +57,7 @@ tl::expected<Endpoint, QString> Service::start() {
         [this](const Request& request, const QByteArray& peer, const Respond& respond) {
             m_parts->api->handle(request, peer, respond);
         });
-    const auto own = m_parts->server->listen();
+    auto own = m_parts->server->listen();
     if (!own)
         return tl::unexpected(QStringLiteral("%1 port %2 cannot be listened on: %3")
                                   .arg(m_configuration.listen)

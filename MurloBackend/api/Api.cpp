@@ -77,8 +77,9 @@ void Api::inDatabase(bool writes, std::function<Stored<Reply>(Connection&)> work
     const auto reply = std::make_shared<Reply>();
     m_workers.post({[reply, work = std::move(work)](Connection& connection) {
                         auto made = work(connection);
-                        if (made) *reply = *std::move(made);
-                        return made.has_value();
+                        if (!made) return false;
+                        *reply = std::move(*made);
+                        return true;
                     },
                     [reply, respond](bool done) {
                         respond(done ? std::move(*reply)

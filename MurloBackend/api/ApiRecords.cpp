@@ -10,7 +10,7 @@ using store::Stored;
 
 namespace {
 
-constexpr qsizetype longestSettings = 1024 * 1024; ///< bytes
+constexpr qsizetype longestSettings = 1'048'576; ///< bytes
 
 /// What becomes of records that were read, or of a body that was none.
 template <typename Records>

@@ -91,7 +91,7 @@ std::optional<QList<Record>> batch(const QByteArray& body, const QString& name,
     if (!whole || !(*whole)[name].isArray()) return std::nullopt;
     QList<Record> good;
     const QJsonArray records = (*whole)[name].toArray();
-    for (const QJsonValue& record : records)
+    for (const auto& record : records)
         if (const auto one = read(record.toObject())) good << *one;
     return good;
 }

@@ -196,9 +196,9 @@ private:
 };
 
 restinio::server_settings_t<ServerTraits> HttpServer::Machine::settings() {
-    constexpr std::size_t longestTarget = 8 * 1024;
+    constexpr std::size_t longestTarget = 8192;
     constexpr std::size_t longestName = 256;
-    constexpr std::size_t longestValue = 16 * 1024;
+    constexpr std::size_t longestValue = 16384;
     constexpr std::size_t mostFields = 100;
     restinio::server_settings_t<ServerTraits> settings;
     const bool adopts = m_options.inheritedSocket >= 0;
@@ -210,7 +210,7 @@ restinio::server_settings_t<ServerTraits> HttpServer::Machine::settings() {
         .read_next_http_message_timelimit(m_options.readLimit)
         .handle_request_timeout(m_options.handleLimit)
         .write_http_response_timelimit(m_options.writeLimit)
-        .buffer_size(16 * 1024)
+        .buffer_size(16384)
         .incoming_http_msg_limits(restinio::incoming_http_msg_limits_t{}
                                       .max_url_size(longestTarget)
                                       .max_field_name_size(longestName)

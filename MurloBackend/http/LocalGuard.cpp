@@ -2,30 +2,9 @@
 
 #include "MurloBackend/http/Replies.h"
 
-#include <QFile>
-#include <QtEndian>
-
-#include <algorithm>
-
 namespace murlo::backend {
 
 namespace {
-
-/// An end as the kernel's tables write it: each 32-bit word of the address as a number of this
-/// machine, then the port, all hexadecimal.
-QByteArray tableForm(const Endpoint& end) {
-    const auto word = [](quint32 networkOrder) {
-        return QByteArray::number(networkOrder, 16).rightJustified(8, '0').toUpper();
-    };
-    QByteArray text;
-    if (end.address.protocol() == QAbstractSocket::IPv4Protocol) {
-        text = word(qToBigEndian(end.address.toIPv4Address()));
-    } else {
-        const Q_IPV6ADDR address = end.address.toIPv6Address();
-        for (int at = 0; at < 16; at += 4) text += word(qFromUnaligned<quint32>(address.c + at));
-    }
-    return text + ':' + QByteArray::number(end.port, 16).rightJustified(4, '0').toUpper();
-}
 
 /// "127.0.0.1:8757"; without the port where it is the scheme's own.
 QList<QByteArray> hostForms(const QByteArray& name, quint16 port) {
@@ -36,32 +15,6 @@ QList<QByteArray> hostForms(const QByteArray& name, quint16 port) {
 }
 
 } // namespace
-
-std::optional<uint> userOfPeer(const QByteArray& table, const Endpoint& peer, const Endpoint& own) {
-    const QByteArray local = tableForm(peer);
-    const QByteArray remote = tableForm(own);
-    // Columns: number, local end, remote end, state, queues, timer, retransmissions, user,
-    // timeouts, inode. A socket that its process has closed stays for a while without a user, and
-    // reads as user 0 with inode 0.
-    constexpr qsizetype userColumn = 7;
-    constexpr qsizetype inodeColumn = 9;
-    for (const QByteArray& line : table.split('\n')) {
-        if (!line.contains(local)) continue;
-        const auto columns = line.simplified().split(' ');
-        if (columns.size() <= inodeColumn || columns[1] != local || columns[2] != remote) continue;
-        bool isNumber = false;
-        const uint user = columns[userColumn].toUInt(&isNumber);
-        if (isNumber && columns[inodeColumn] != "0") return user;
-    }
-    return std::nullopt;
-}
-
-std::optional<uint> userOfPeer(const Endpoint& peer, const Endpoint& own) {
-    const bool isIPv4 = peer.address.protocol() == QAbstractSocket::IPv4Protocol;
-    QFile file(isIPv4 ? QStringLiteral("/proc/net/tcp") : QStringLiteral("/proc/net/tcp6"));
-    if (!file.open(QIODevice::ReadOnly)) return std::nullopt;
-    return userOfPeer(file.readAll(), peer, own);
-}
 
 LocalGuard::LocalGuard(const Endpoint& own, uint user)
     : m_user(user) {

@@ -44,7 +44,7 @@ QString Workers::start() {
     {
         Connection connection(m_address);
         if (!connection.open()) return connection.fault();
-        const QString fault = migrate(connection);
+        QString fault = migrate(connection);
         if (!fault.isEmpty()) return fault;
     }
     m_runs = true;

@@ -175,7 +175,7 @@ private Q_SLOTS:
         const Endpoint own{QHostAddress::LocalHost, 0x2235},
             own6{QHostAddress::LocalHostIPv6, 0x2235};
         const auto user = [&](const QByteArray& table, const Endpoint& end, quint16 port) {
-            return static_cast<int>(userOfPeer(table, {end.address, port}, end).value_or(-1));
+            return static_cast<int>(userInTable(table, {end.address, port}, end).value_or(-1));
         };
         QCOMPARE(user(v4, own, 0xD431), 1000);
         QCOMPARE(user(v4, own, 0xD432), -1); // closed by its process: user 0 means nothing
