@@ -61,8 +61,14 @@ void Workers::stop() {
     }
     m_reading.hasWork.notify_all();
     m_writing.hasWork.notify_all();
+    if (m_threads.empty()) return;
     for (std::thread& thread : m_threads) thread.join();
     m_threads.clear();
+    if (m_address.isPostgres) return;
+    // The last connection to close an SQLite file writes its log back into it; of several that
+    // close at once none may be the last.
+    Connection last(m_address);
+    if (!last.open()) say(Severity::warning, QStringLiteral("database: %1").arg(last.fault()));
 }
 
 void Workers::post(Work work) {
