@@ -53,9 +53,6 @@ class AccountClientTest : public QObject {
         m_rig->scheduler.runPending();
     }
 
-    static constexpr const char* operations[] = {"signup", "events", "errors",  "fetch",
-                                                 "push",   "polish", "release", "funnel"};
-
 private Q_SLOTS:
     void init() {
         m_request.reset();
@@ -100,7 +97,8 @@ private Q_SLOTS:
     }
 
     void everyStatusButOneIsAnError() {
-        for (const char* operation : operations) {
+        for (const char* operation :
+             {"signup", "events", "errors", "fetch", "push", "polish", "release", "funnel"}) {
             const bool bearer = QStringList({"signup", "release", "funnel"}).indexOf(operation) < 0;
             for (int status = 100; status < 600; ++status) {
                 if (status == 200) continue;

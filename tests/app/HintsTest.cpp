@@ -213,10 +213,11 @@ private Q_SLOTS:
         row("above the right one", {1480, 20, 400, 60}, {}, {});
     }
     void lettersOfTwoScreens() {
-        const auto [box, left, right] = fetch<QRectF, QRectF, QRectF>();
+        InputTarget target;
+        QRectF left;
+        QRectF right;
+        std::tie(target.frame, left, right) = fetch<QRectF, QRectF, QRectF>();
         const auto place = [&](const ScreenInfo& screen) {
-            InputTarget target;
-            target.frame = box;
             const auto badges = badgesOf({target}, screen);
             return badges.isEmpty() ? QRectF() : badges.first().rect;
         };

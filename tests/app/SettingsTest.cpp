@@ -9,10 +9,7 @@
 
 using namespace murlo;
 
-namespace {
 using Assignment = std::function<void(SettingsModel&)>;
-const QString file = "settings.json";
-} // namespace
 
 class SettingsTest : public QObject {
     Q_OBJECT
@@ -44,7 +41,8 @@ private Q_SLOTS:
 
     void valuesOfTheWrongKindReadAsNothingAndStayInTheFile() {
         const SupportFolder on;
-        on.put(file, R"({"triggerKey": "banana", "insertMode": 7, "doubleTapWindow": "soon",
+        on.put("settings.json",
+               R"({"triggerKey": "banana", "insertMode": 7, "doubleTapWindow": "soon",
                          "fromTheFuture": [1, 2]})");
         {
             Settings settings(on.paths, *on.disk);
@@ -55,18 +53,18 @@ private Q_SLOTS:
             settings.set(SettingKey::hasQuitOnce, true);
         }
         for (const char* kept : {"banana", "fromTheFuture", "hasQuitOnce"})
-            QVERIFY2(on.get(file).contains(kept), kept);
+            QVERIFY2(on.get("settings.json").contains(kept), kept);
     }
 
     void aFileThatHoldsNoSettingsIsSetAside() {
         const SupportFolder on;
-        on.put(file, "[1, 2]");
+        on.put("settings.json", "[1, 2]");
         {
             Settings settings(on.paths, *on.disk);
             QCOMPARE(settings.trigger(), TriggerKey::leftShift);
             settings.set(SettingKey::triggerKey, "fn");
         }
-        QCOMPARE(on.get(on.names(file + ".damaged-").value(0)), "[1, 2]");
+        QCOMPARE(on.get(on.names("settings.json.damaged-").value(0)), "[1, 2]");
         QCOMPARE(Settings(on.paths, *on.disk).trigger(), TriggerKey::fn);
     }
 
