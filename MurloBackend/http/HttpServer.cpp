@@ -146,6 +146,8 @@ Request requestOf(const restinio::request_t& raw) {
 
 /// The library's server, its threads, and the requests that are under way.
 class HttpServer::Machine {
+    using Server = restinio::http_server_t<ServerTraits>;
+
 public:
     Machine(HttpOptions options, Handler handler)
         : m_options(std::move(options))
@@ -154,7 +156,14 @@ public:
               m_options.onlyUser.has_value(), [this] { return m_own; }, [this] { touch(); })) {
         touch();
     }
-    ~Machine() { halt(); }
+    ~Machine() {
+        halt();
+        // Connections that are still open end with the context's operations, after the server, and
+        // count themselves off there; the server's acceptor in turn must not end after the context.
+        // So the server, which is closed, stays where it is until the process ends.
+        static auto& closed = *new std::vector<std::unique_ptr<Server>>;
+        closed.push_back(std::move(m_server));
+    }
     Machine(const Machine&) = delete;
     Machine& operator=(const Machine&) = delete;
 
@@ -168,8 +177,6 @@ public:
     }
 
 private:
-    using Server = restinio::http_server_t<ServerTraits>;
-
     restinio::server_settings_t<ServerTraits> settings();
     void adopt(asio::ip::tcp::acceptor& acceptor);
     restinio::request_handling_status_t handle(const restinio::request_handle_t& raw);
@@ -333,6 +340,7 @@ void HttpServer::Machine::halt() {
     m_context.stop();
     for (std::thread& thread : m_threads) thread.join();
     m_threads.clear();
+    if (m_server) m_server->close_sync(); // no thread of the context runs any more
 }
 
 HttpServer::HttpServer(HttpOptions options, Handler handler)
