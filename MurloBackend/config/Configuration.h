@@ -22,14 +22,14 @@ struct Configuration {
     QString database;       ///< a file, or "postgresql://…"; empty: the file of this user
     int keysPerAccount = 5; ///< live API keys of an account; a further sign-up ends the oldest
 
-    qint64 bodyLimit = 2 * 1024 * 1024; ///< of a request, bytes
-    int connections = 512;              ///< open at a time; further ones wait
-    int readTimeout = 30;               ///< seconds for a request to arrive in
-    int accountRate = 50;               ///< requests per second of an account; 0: no limit
-    int peerRate = 200;                 ///< requests per second of an address; 0: no limit
-    bool proxyTrust = false;            ///< whether X-Forwarded-For names the peer
-    int threads = 2;                    ///< that handle requests, and as many for the database
-    int idleEnd = 0;                    ///< seconds without a request that end it; 0: never
+    qint64 bodyLimit = qint64{2} * 1024 * 1024; ///< of a request, bytes
+    int connections = 512;                      ///< open at a time; further ones wait
+    int readTimeout = 30;                       ///< seconds for a request to arrive in
+    int accountRate = 50;                       ///< requests per second of an account; 0: no limit
+    int peerRate = 200;                         ///< requests per second of an address; 0: no limit
+    bool proxyTrust = false;                    ///< whether X-Forwarded-For names the peer
+    int threads = 2; ///< that handle requests, and as many for the database
+    int idleEnd = 0; ///< seconds without a request that end it; 0: never
 
     QString polishUrl;        ///< of an OpenAI-compatible endpoint; empty: the rules alone
     QString polishKey;        ///< its bearer key

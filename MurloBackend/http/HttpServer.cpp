@@ -156,12 +156,12 @@ public:
               m_options.onlyUser.has_value(), [this] { return m_own; }, [this] { touch(); })) {
         touch();
     }
-    ~Machine() {
+    ~Machine() { // NOLINT(bugprone-exception-escape): without memory nothing can be done
         halt();
         // Connections that are still open end with the context's operations, after the server, and
         // count themselves off there; the server's acceptor in turn must not end after the context.
         // So the server, which is closed, stays where it is until the process ends.
-        static auto& closed = *new std::vector<std::unique_ptr<Server>>;
+        static std::vector<std::unique_ptr<Server>>& closed = leaked();
         closed.push_back(std::move(m_server));
     }
     Machine(const Machine&) = delete;
@@ -177,6 +177,11 @@ public:
     }
 
 private:
+    /// Never destroyed.
+    static std::vector<std::unique_ptr<Server>>& leaked() {
+        static auto* servers = new std::vector<std::unique_ptr<Server>>;
+        return *servers;
+    }
     restinio::server_settings_t<ServerTraits> settings();
     void adopt(asio::ip::tcp::acceptor& acceptor);
     restinio::request_handling_status_t handle(const restinio::request_handle_t& raw);

@@ -18,7 +18,7 @@ struct HttpOptions {
     int inheritedSocket = -1; ///< a listening socket from the service manager, taken over; or -1
     std::optional<uint> onlyUser; ///< on loopback: whose requests alone are answered
     int threads = 2;
-    qint64 bodyLimit = 2 * 1024 * 1024; ///< bytes
+    qint64 bodyLimit = qint64{2} * 1024 * 1024; ///< bytes
     int connections = 512;
     std::chrono::seconds readLimit{30};   ///< for a request to arrive in, also the next one
     std::chrono::seconds handleLimit{30}; ///< for its answer to be found

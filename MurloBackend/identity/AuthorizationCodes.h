@@ -16,7 +16,8 @@ namespace murlo::backend {
 /// redirect URI, which the caller checks. Any thread.
 class AuthorizationCodes {
 public:
-    static constexpr qint64 lifetime = 5 * 60; ///< seconds; RFC 6749 recommends at most 10 minutes
+    static constexpr qint64 lifetime =
+        qint64{5} * 60; ///< seconds; RFC 6749 recommends at most 10 minutes
     static constexpr int mostWaiting = 100;
 
     explicit AuthorizationCodes(Clock clock)

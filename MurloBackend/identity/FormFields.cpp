@@ -4,7 +4,7 @@ namespace murlo::backend {
 
 namespace {
 
-constexpr qsizetype largestForm = 8 * 1024; // bytes
+constexpr qsizetype largestForm = qint64{8} * 1024; // bytes
 
 std::optional<FormFields> fieldsOf(const QUrlQuery& query) {
     FormFields fields;

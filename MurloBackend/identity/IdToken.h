@@ -18,7 +18,7 @@ using Clock = std::function<qint64()>;
 /// before the signature is verified.
 class SignedToken {
 public:
-    static constexpr qsizetype largestSize = 16 * 1024; ///< bytes; real ones have 1 to 3 KB
+    static constexpr qsizetype largestSize = qint64{16} * 1024; ///< bytes; real ones have 1 to 3 KB
 
     /// Nothing unless the token has three pieces of base64url, of which the first is a JSON object
     /// with the algorithm RS256 or ES256 and without critical extensions.

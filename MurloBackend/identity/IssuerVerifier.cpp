@@ -12,9 +12,9 @@ namespace murlo::backend {
 namespace {
 
 // Seconds.
-constexpr qint64 shortestKeep = 5 * 60;
-constexpr qint64 usualKeep = 60 * 60;
-constexpr qint64 longestKeep = 24 * 60 * 60;
+constexpr qint64 shortestKeep = qint64{5} * 60;
+constexpr qint64 usualKeep = qint64{60} * 60;
+constexpr qint64 longestKeep = qint64{24} * 60 * 60;
 constexpr qint64 betweenFetches = 60;
 constexpr qint64 afterFailure = 10;
 constexpr double fetchLimit = 5;

@@ -13,9 +13,9 @@ namespace murlo::backend {
 
 namespace {
 
-constexpr qint64 formLifetime = 60 * 60; // seconds; the client waits for ten minutes
-constexpr qsizetype longestState = 2000; // characters
-constexpr qsizetype longestEmail = 320;  // 64 + "@" + 255
+constexpr qint64 formLifetime = qint64{60} * 60; // seconds; the client waits for ten minutes
+constexpr qsizetype longestState = 2000;         // characters
+constexpr qsizetype longestEmail = 320;          // 64 + "@" + 255
 
 const QString authorizationPath = QStringLiteral("/o/oauth2/v2/auth");
 const QString tokenPath = QStringLiteral("/token");

@@ -36,7 +36,7 @@ public:
     /// How long an ID token is valid, in seconds. Longer than the usual hour: a sign-up put off
     /// because the backend was away is tried again with the same token, perhaps not before the next
     /// login.
-    static constexpr qint64 tokenLifetime = 24 * 60 * 60;
+    static constexpr qint64 tokenLifetime = qint64{24} * 60 * 60;
 
     LocalProvider(LocalProviderOptions options, Clock clock);
 

@@ -53,7 +53,7 @@ public:
         const QNetworkRequest prepared = toLibrary(request);
         QNetworkReply* reply = request.method == "POST" ? m_network.post(prepared, request.body)
                                                         : m_network.get(prepared);
-        m_underWay.insert(reply, std::move(done));
+        m_underWay[reply] = std::move(done);
         connect(reply, &QNetworkReply::finished, this, [this, reply] { finish(reply); });
         connect(reply, &QNetworkReply::readyRead, this, [this, reply] {
             if (reply->bytesAvailable() > largestBody) end(reply, OutgoingFault::tooLarge);
