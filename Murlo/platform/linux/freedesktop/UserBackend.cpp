@@ -1,6 +1,7 @@
 #include "platform/linux/freedesktop/UserBackend.h"
 
 #include "platform/linux/freedesktop/IndependentProcess.h"
+#include "platform/linux/freedesktop/ListeningSockets.h"
 #include "support/Log.h"
 
 #include <QDBusConnection>
@@ -87,8 +88,11 @@ QStringList UserBackend::usualFolders(const QString& applicationFolder) {
 
 LocalService::Listener UserBackend::listener(quint16 port) const {
     // A stranger on any of the loopback addresses counts: a name may lead to either of them.
-    const QList<uint> owners = ownersOf(m_tables + QStringLiteral("/tcp"), port) +
-                               ownersOf(m_tables + QStringLiteral("/tcp6"), port);
+    const auto known = m_tables.isEmpty() ? ownersOfListeners(port) : std::nullopt;
+    const QString tables = m_tables.isEmpty() ? QStringLiteral("/proc/net") : m_tables;
+    const QList<uint> owners = known ? *known
+                                     : ownersOf(tables + QStringLiteral("/tcp"), port) +
+                                           ownersOf(tables + QStringLiteral("/tcp6"), port);
     if (owners.isEmpty()) return Listener::nobody;
     const bool allOurs =
         std::ranges::all_of(owners, [self = geteuid()](uint owner) { return owner == self; });

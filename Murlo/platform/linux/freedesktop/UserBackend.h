@@ -18,10 +18,9 @@ public:
     /// The port that the socket unit listens on.
     static constexpr quint16 unitPort = 8757;
 
-    /// The program is looked for in `folders`, in this order; `tables` is the folder of the
-    /// kernel's tables tcp and tcp6.
-    UserBackend(Scheduler& scheduler, QStringList folders,
-                QString tables = QStringLiteral("/proc/net"));
+    /// The program is looked for in `folders`, in this order. `tables` is a folder with tables
+    /// "tcp" and "tcp6" as the kernel writes them; without one, the kernel is asked.
+    UserBackend(Scheduler& scheduler, QStringList folders, QString tables = {});
     ~UserBackend() override;
 
     /// Where the program is for a Murlo in `applicationFolder`, installed or in a build folder.
