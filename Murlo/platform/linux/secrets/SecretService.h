@@ -9,7 +9,7 @@ namespace murlo::SecretService {
 
 constexpr int callLimitMilliseconds = 2000;
 
-/// Whether some keyring runs in this session, or would be started by the bus.
+/// Whether some keyring runs on this desktop, or would be started by the bus.
 [[nodiscard]] bool isThere();
 
 /// Readies libsecret, which QtKeychain uses, for the service that runs now: it would go on with a
