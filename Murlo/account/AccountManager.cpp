@@ -115,7 +115,8 @@ Awaited<AccountManager::SignUp> AccountManager::signUp(const std::shared_ptr<Flo
 
 void AccountManager::retryPendingSignup() {
     const auto token = m_with.keys.read(pendingIdToken);
-    const bool needed = m_with.keys.isLoaded() && token && !m_with.keys.read(apiKey);
+    const bool needed = m_with.keys.isLoaded() && token &&
+                        m_with.keys.key().state == KeyAnswer::absent; // unavailable is not absent
     if (!needed || isSigningIn() || m_retry) return;
     m_retry = std::make_shared<Flow>();
     runRetry(m_retry, *token);
