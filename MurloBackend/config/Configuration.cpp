@@ -122,7 +122,8 @@ void takeAssignment(Configuration& configuration, const QString& line, const QSt
     const auto equals = line.indexOf(QLatin1Char('='));
     const QString key = line.left(equals).trimmed();
     if (equals < 0) {
-        complaints << QStringLiteral("%1: \"%2\" is not of the form KEY = VALUE.").arg(place, key);
+        // Without its text, which may hold a secret.
+        complaints << QStringLiteral("%1: the line is not of the form KEY = VALUE.").arg(place);
         return;
     }
     const auto setter = setters().find(key);
