@@ -29,10 +29,9 @@ private Q_SLOTS:
         m_result.reset();
         m_signIn.reset();
         m_rig = std::make_unique<AccountRig>();
-        m_signIn =
-            std::make_unique<GoogleSignIn>(m_rig->browser, m_rig->network, m_rig->config, [] {
-                return PKCE{"the+verifier", "the-challenge"};
-            });
+        m_signIn = std::make_unique<GoogleSignIn>(m_rig->browser, m_rig->guard, m_rig->config, [] {
+            return PKCE{"the+verifier", "the-challenge"};
+        });
     }
     void cleanup() { m_signIn.reset(); }
 
@@ -118,15 +117,26 @@ private Q_SLOTS:
         QCOMPARE(m_rig->browser.isWaiting(), !m_result);
     }
 
+    void aLateAnswerToAnEarlierVisitEndsNothing_data() {
+        const Rows<bool> row; // whether the newer answer comes while the late one is looked at
+        row("after", false);
+        row("during", true);
+    }
     void aLateAnswerToAnEarlierVisitEndsNothing() {
+        const auto [during] = fetch<bool>();
         start();
         m_rig->browser.cancel();
         m_result.reset();
         start();
         m_rig->browserAnswers("code=of-the-first");
-        m_rig->network.answer(400, R"({"error":"invalid_grant"})", "/token");
+        const auto refuse = [this] {
+            m_rig->network.answer(400, R"({"error":"invalid_grant"})", "/token");
+        };
+        if (!during) refuse();
         QCOMPARE(outcome(), "waits");
         m_rig->browserAnswers("code=of-the-second");
+        if (during) refuse();
+        QVERIFY(m_rig->network.waiting().value(0).body.contains("of-the-second"));
         m_rig->providerAnswers();
         QCOMPARE(outcome(), "me@example.com");
         m_rig->browserAnswers(); // nobody waits any more

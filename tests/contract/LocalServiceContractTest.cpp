@@ -10,6 +10,7 @@
 #include <QDBusVirtualObject>
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -74,7 +75,7 @@ public:
         asked << words.join(' ');
         if (!m_knowsUnit) return bus.send(call.createErrorReply("org.example.NoSuchUnit", ""));
         if (call.member() == "StartUnit")
-            m_socket.listen(QHostAddress::LocalHost, UserBackend::unitPort);
+            m_socket.listen(QHostAddress::LocalHost, UserBackend::unitPort().port);
         return bus.send(call.createReply(QVariantList{"enabled"}));
     }
     QStringList asked;
@@ -85,10 +86,15 @@ private:
     QTcpServer m_socket;
 };
 
+LoopbackPort freePlace() {
+    return {"127.0.0.1", freePort()};
+}
+
 /// The answer of a start, which comes on a later turn.
-Listener waitForStart(LocalService& service, quint16 port, VirtualScheduler* time = nullptr) {
+Listener waitForStart(LocalService& service, const LoopbackPort& at,
+                      VirtualScheduler* time = nullptr) {
     std::optional<Listener> answer;
-    service.start(port, [&](Listener now) { answer = now; });
+    service.start(at, [&](Listener now) { answer = now; });
     if (answer) qFatal("not on a later turn");
     (void)QTest::qWaitFor(
         [&] {
@@ -115,11 +121,11 @@ private Q_SLOTS:
         FakeLocalService fake(time);
         UserBackend backend(m_scheduler, {"/nowhere", program.folder.path()});
         LocalService& service = real ? static_cast<LocalService&>(backend) : fake;
-        const quint16 port = freePort();
-        QCOMPARE(service.listener(port), Listener::nobody);
-        QCOMPARE(waitForStart(service, port, &time), Listener::self);
-        QCOMPARE(service.listener(port), Listener::self);
-        QCOMPARE(waitForStart(service, port, &time), Listener::self); // it is there already
+        const LoopbackPort at = freePlace();
+        QCOMPARE(service.listener(at), Listener::nobody);
+        QCOMPARE(waitForStart(service, at, &time), Listener::self);
+        QCOMPARE(service.listener(at), Listener::self);
+        QCOMPARE(waitForStart(service, at, &time), Listener::self); // it is there already
     }
 
     void theProgramIsAskedForAPortAndOutlivesUs() {
@@ -127,14 +133,14 @@ private Q_SLOTS:
         QFile ours(program.folder.filePath("ours"));
         QVERIFY(ours.open(QIODevice::WriteOnly));
         QVERIFY(dup(ours.handle()) > 0); // without close-on-exec
-        const quint16 port = freePort();
+        const LoopbackPort at = freePlace();
         {
             UserBackend backend(m_scheduler, {program.folder.path()});
-            QCOMPARE(waitForStart(backend, port), Listener::self);
+            QCOMPARE(waitForStart(backend, at), Listener::self);
         }
         const QStringList asked = program.asked();
-        QCOMPARE(asked.mid(4),
-                 (QStringList{"--set", "port=" + QString::number(port), "--set", "idle-end=600"}));
+        QCOMPARE(asked.mid(4), (QStringList{"--set", "port=" + QString::number(at.port), "--set",
+                                            "idle-end=600"}));
         QVERIFY(asked[1].toInt() != getsid(0)); // neither our terminal's signals …
         QCOMPARE(asked[2], "set()");
         QCOMPARE(asked[3], "{'/dev/null'}"); // … nor our files
@@ -151,11 +157,11 @@ private Q_SLOTS:
         const Program program(true);
         ServiceManager manager(knowsUnit);
         UserBackend backend(m_scheduler, {program.folder.path()});
-        QCOMPARE(waitForStart(backend, freePort()), Listener::self); // not the unit's port
+        QCOMPARE(waitForStart(backend, freePlace()), Listener::self); // not the unit's port
         QVERIFY(manager.asked.isEmpty() && !program.asked().isEmpty());
         const Program another(true);
         UserBackend unit(m_scheduler, {another.folder.path()});
-        QCOMPARE(waitForStart(unit, UserBackend::unitPort), Listener::self);
+        QCOMPARE(waitForStart(unit, UserBackend::unitPort()), Listener::self);
         QCOMPARE(another.asked().isEmpty(), knowsUnit);
         QStringList asked{"GetUnitFileState murlo-backend.socket"};
         if (knowsUnit) asked << "StartUnit murlo-backend.socket replace";
@@ -168,28 +174,32 @@ private Q_SLOTS:
         UserBackend missing(m_scheduler, {"/nowhere"});
         QElapsedTimer clock;
         clock.start();
-        QCOMPARE(waitForStart(ending, freePort()), Listener::nobody);
-        QCOMPARE(waitForStart(missing, freePort()), Listener::nobody);
+        QCOMPARE(waitForStart(ending, freePlace()), Listener::nobody);
+        QCOMPARE(waitForStart(missing, freePlace()), Listener::nobody);
         // Without a service manager that knows the unit.
-        QCOMPARE(waitForStart(missing, UserBackend::unitPort), Listener::nobody);
+        QCOMPARE(waitForStart(missing, UserBackend::unitPort()), Listener::nobody);
         QVERIFY2(clock.elapsed() < 8000, "as late as a program that hangs");
     }
 
     void whoListensIsReadFromTheKernel_data() {
-        QTest::addColumn<QString>("address");
-        for (const char* address : {"127.0.0.1", "127.1.2.3", "0.0.0.0", "::1", "::"})
-            QTest::newRow(address) << QString(address);
+        QTest::addColumn<QString>("asked"); // by the address that is listened on
+        QTest::addColumn<Listener>("listener");
+        for (const char* address : {"127.0.0.1", "127.1.2.3", "::1"})
+            QTest::newRow(address) << QString(address) << Listener::self;
+        QTest::newRow("0.0.0.0") << "127.0.0.1" << Listener::self;
+        QTest::newRow("::") << "127.0.0.1" << Listener::self;
+        QTest::newRow("127.0.0.2") << "127.0.0.1" << Listener::nobody; // it is not in the way
     }
     void whoListensIsReadFromTheKernel() {
-        QFETCH(QString, address);
+        QFETCH(QString, asked);
         const UserBackend backend(m_scheduler, {});
         QTcpServer server;
-        QVERIFY(server.listen(QHostAddress(address)));
+        QVERIFY(server.listen(QHostAddress(QString(QTest::currentDataTag()))));
         const quint16 port = server.serverPort();
-        QCOMPARE(backend.listener(port), Listener::self);
-        QCOMPARE(backend.listener(port ^ 1), Listener::nobody);
+        QTEST(backend.listener({asked, port}), "listener");
+        QCOMPARE(backend.listener({asked, static_cast<quint16>(port ^ 1)}), Listener::nobody);
         server.close();
-        QCOMPARE(backend.listener(port), Listener::nobody);
+        QCOMPARE(backend.listener({asked, port}), Listener::nobody);
     }
 
     void anotherUsersSocketIsAStrangers_data() {
@@ -199,9 +209,11 @@ private Q_SLOTS:
         const QString ours = "0100007F:2235 0A 0";
         const QString theirs = "0100007F:2235 0A 1";
         const QString v6 = "00000000000000000000000001000000:2235 0A 1";
+        const QString v6any = "00000000000000000000000000000000:2235 0A 1";
         QTest::newRow("ours") << ours << "" << Listener::self;
         QTest::newRow("theirs") << theirs << "" << Listener::stranger;
-        QTest::newRow("theirs beside ours") << ours << v6 << Listener::stranger;
+        QTest::newRow("theirs beside ours") << ours << v6any << Listener::stranger;
+        QTest::newRow("theirs on another of ours") << ours << v6 << Listener::self;
         QTest::newRow("any") << "00000000:2235 0A 1"
                              << "" << Listener::stranger;
         QTest::newRow("mapped") << ""
@@ -228,16 +240,47 @@ private Q_SLOTS:
                            .arg(geteuid() + row[2].toUInt())
                            .toLatin1());
         }
-        QTEST(UserBackend(m_scheduler, {}, tables.path()).listener(8757), "listener");
+        const auto sockets = listeningSocketsInTables(tables.path(), 8757);
+        QTEST(UserBackend::listenerOf(sockets, "127.0.0.1"), "listener");
+    }
+
+    void aStopEndsWhatRuns_data() {
+        QTest::addColumn<bool>("knowsUnit");
+        QTest::newRow("a program alone") << false;
+        QTest::newRow("a unit besides") << true;
+    }
+    void aStopEndsWhatRuns() {
+        QFETCH(bool, knowsUnit);
+        ServiceManager manager(knowsUnit);
+        const QTemporaryDir folder;
+        const QString file = folder.filePath("murlo-backend");
+        QVERIFY(QFile::copy("/bin/sleep", file));
+        QProcess program;
+        QProcess another;
+        program.start(file, {"1000"});
+        another.start("/bin/sleep", {"1000"});
+        QVERIFY(program.waitForStarted() && another.waitForStarted());
+        QVERIFY(QFile::remove(file)); // as a package's removal leaves it
+        UserBackend backend(m_scheduler, {folder.path()});
+        std::optional<bool> stopped;
+        backend.stop([&](bool worked) { stopped = worked; });
+        QTRY_VERIFY_WITH_TIMEOUT(stopped, patience);
+        QVERIFY(*stopped);
+        QCOMPARE(program.state(), QProcess::NotRunning);
+        QCOMPARE(another.state(), QProcess::Running);
+        another.kill();
+        QVERIFY(another.waitForFinished());
+        QCOMPARE(manager.asked, (QStringList{"StopUnit murlo-backend.socket replace",
+                                             "StopUnit murlo-backend.service replace"}));
     }
 
     void twoStartsAtOnceAreOne() {
         const Program program(true);
         UserBackend backend(m_scheduler, {program.folder.path()});
-        const quint16 port = freePort();
+        const LoopbackPort at = freePlace();
         QList<Listener> answers;
         for (int count = 0; count < 2; ++count)
-            backend.start(port, [&](Listener now) { answers << now; });
+            backend.start(at, [&](Listener now) { answers << now; });
         QTRY_COMPARE_WITH_TIMEOUT(answers, (QList{Listener::self, Listener::self}), patience);
     }
 };
