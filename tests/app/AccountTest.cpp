@@ -116,6 +116,8 @@ private Q_SLOTS:
         row("start signin logout browser provider", "signed out", "");
         row("start token 503 900 signin browser other key2 key1", "signed in", "i",
             "account: signed in as other@example.com");
+        row("start token 503 900 signin browser other", "deferred",
+            "i"); // and the older token is out of the backend's way
         row("start token 503 900 logout key1", "signed out", "io");
         row("start token key1 revoke1 token key2", "signed in", "ioi"); // and the reason is gone
         // The keyring may be unavailable, which signs nobody out.
@@ -132,6 +134,7 @@ private Q_SLOTS:
         happens(QTest::currentDataTag());
         QCOMPARE(m_rig->state(), state);
         QCOMPARE(heard, told);
+        QVERIFY(m_rig->waiting().count("/signup") <= 1);
         QVERIFY2(line.isEmpty() || m_rig->log.lines().contains(line),
                  qPrintable(m_rig->log.lines().join('\n')));
         const auto stored = account.reasons().consume();
