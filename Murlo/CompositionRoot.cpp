@@ -42,7 +42,7 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, SerialQueue& dis
     , client({network, *on.scheduler}, config.baseURL, QCoreApplication::applicationVersion())
     , browser({*on.scheduler, *on.desktop, *on.urlScheme, *on.localService})
     , account({settled(settings, config), keys, client, browser, network, config, refusedKeys,
-               errors, *on.scheduler})
+               errors, *on.reachability, *on.scheduler})
     , accountPresenter(account, keys, settingsModel, config)
     , permissions(*on.microphoneAuthorization, *on.accessibility, *on.eventTap)
     , hotkeys(*on.eventTap, settings)

@@ -1,5 +1,6 @@
 #include "Figures.h"
 #include "backend/AccountClient.h"
+#include "backend/LoopbackGuard.h"
 #include "platform/Platform.h"
 #include "tests/harness/LoopbackServer.h"
 #include "tests/harness/desktop/Waiting.h"
@@ -32,8 +33,9 @@ QList<Figure> accountFigures() {
     LoopbackServer server;
     server.answer.body = R"({"text":"rewritten"})";
     const Platform platform = loadPlatform();
-    AccountClient client({*platform.network, *platform.scheduler, *platform.localService},
-                         server.url().adjusted(QUrl::RemovePath), QStringLiteral("bench"));
+    LoopbackGuard guard(*platform.network, *platform.localService, *platform.scheduler);
+    AccountClient client({guard, *platform.scheduler}, server.url().adjusted(QUrl::RemovePath),
+                         QStringLiteral("bench"));
     client.apiKey = [] { return KeyAnswer{KeyAnswer::present, QStringLiteral("bench")}; };
     QNetworkAccessManager bare;
     const QUrl url(server.url().toString(QUrl::RemovePath) + QStringLiteral("/polish"));

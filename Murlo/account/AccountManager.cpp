@@ -1,6 +1,7 @@
 #include "account/AccountManager.h"
 
 #include "backend/RefusedKeys.h"
+#include "platform/Reachability.h"
 #include "settings/Settings.h"
 #include "support/Log.h"
 #include "telemetry/ErrorReporter.h"
@@ -37,6 +38,9 @@ AccountManager::AccountManager(const Partners& with)
     connect(&m_with.keys, &KeychainStore::loaded, this, keysKnown);
     connect(&m_with.keys, &KeychainStore::foundLate, this, keysKnown);
     connect(&m_with.refused, &RefusedKeys::refused, this, &AccountManager::keyRefused);
+    connect(&m_with.reachability, &Reachability::cameBack, this, [this] {
+        if (m_retryTimer.isPending()) retryPendingSignup();
+    });
     refresh();
 }
 
@@ -108,6 +112,7 @@ void AccountManager::defer(const AccountError& why) {
 
 void AccountManager::startRetryTimer() {
     if (m_retryTimer.isPending()) return;
+    m_with.reachability.watch();
     m_retryTimer = m_with.scheduler.every(retryPeriod, [this] { retryPendingSignup(); });
 }
 

@@ -15,6 +15,7 @@
 namespace murlo {
 
 class ErrorReporter;
+class Reachability;
 class RefusedKeys;
 class Settings;
 
@@ -38,6 +39,7 @@ public:
         const BackendConfig& config;
         RefusedKeys& refused;
         ErrorReporter& errors;
+        Reachability& reachability;
         Scheduler& scheduler;
     };
     explicit AccountManager(const Partners& with);
@@ -61,8 +63,8 @@ public:
     /// The user's own wish. Leaves no reason behind.
     void signOut();
     /// Trades a token that is kept for the key that is missing, if so; a keyring that has not
-    /// answered yet is asked again. Repeats itself while one of them is open. `loaded` of the keys
-    /// does it at the start.
+    /// answered yet is asked again. Repeats itself while one of them is open, and when the network
+    /// comes back. `loaded` of the keys does it at the start.
     void retryPendingSignup();
 
 Q_SIGNALS:

@@ -15,6 +15,7 @@
 #include "platform/MicrophoneAuthorization.h"
 #include "platform/Pasteboard.h"
 #include "platform/Process.h"
+#include "platform/Reachability.h"
 #include "platform/Scheduler.h"
 #include "platform/SecretStore.h"
 #include "platform/SingleInstance.h"
@@ -39,6 +40,7 @@ struct Platform {
     /// For the main thread: what leaves this computer runs on a thread of its own, since looking up
     /// proxies and certificates blocks; completions come on the main thread as ever.
     std::unique_ptr<HttpClient> network;
+    std::unique_ptr<Reachability> reachability;
     std::unique_ptr<LocalService> localService;
     std::unique_ptr<SecretStore> secrets;
     std::unique_ptr<UrlScheme> urlScheme;

@@ -36,6 +36,7 @@ class AccountTest : public QObject {
             {"401", [&] { rig.backendAnswers("/signup", 401); }},
             {"503", [&] { rig.backendAnswers("/signup", 503); }},
             {"offline", [&] { rig.network.fail("no route"); }},
+            {"network", [&] { rig.reachability.comeBack(); }},
             {"900", [&] { rig.scheduler.advance(900); }},
             {"600", [&] { rig.scheduler.advance(600); }},
             {"cancel", [&] { rig.account.cancelSignIn(); }},
@@ -96,6 +97,8 @@ private Q_SLOTS:
         row("start signin 600", "signed out", "!");
         row("start signin browser offline", "signed out", "!");
         row("start token 503 900 key1", "signed in", "i", "account: deferred signup completed");
+        row("start token 503 network key1", "signed in", "i");
+        row("start token key1 network", "signed in", "i");
         row("start token 503 900 503", "deferred", "i", put);
         row("start token 503 900 503 900 key1", "signed in", "i");
         row("start token 503 900 401", "signed out", "io",

@@ -13,6 +13,7 @@
 #include "tests/fakes/FakeMicrophoneAuthorization.h"
 #include "tests/fakes/FakePasteboard.h"
 #include "tests/fakes/FakeProcessLauncher.h"
+#include "tests/fakes/FakeReachability.h"
 #include "tests/fakes/FakeSecretStore.h"
 #include "tests/fakes/FakeSingleInstance.h"
 #include "tests/fakes/FakeSoundPlayer.h"
@@ -56,6 +57,7 @@ public:
         give<FakeSecretStore>(on.secrets, *time);
         give<FakeUrlScheme>(on.urlScheme, *time);
         give<FakeLocalService>(on.localService, *time);
+        give<FakeReachability>(on.reachability);
         on.network = http.maker()(
             [this](double seconds, Work work) { return time->after(seconds, std::move(work)); });
         on.makeHttpClient = http.maker();

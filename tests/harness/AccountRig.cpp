@@ -32,7 +32,8 @@ AccountRig::AccountRig(const QString& server)
     , guard(network, local, scheduler)
     , client({guard, scheduler}, config.baseURL, QStringLiteral("1.2.3"))
     , browser({scheduler, desktop, urlScheme, local})
-    , account({settings, keys, client, browser, guard, config, refused, errors, scheduler})
+    , account({settings, keys, client, browser, guard, config, refused, errors, reachability,
+               scheduler})
     , enhancer({settings, account, client, refused, applications, scheduler}) {
     local.listening = LocalService::Listener::self;
 }

@@ -11,6 +11,7 @@
 #include "tests/fakes/FakeDesktop.h"
 #include "tests/fakes/FakeHttpClient.h"
 #include "tests/fakes/FakeLocalService.h"
+#include "tests/fakes/FakeReachability.h"
 #include "tests/fakes/FakeSecretStore.h"
 #include "tests/fakes/FakeUrlScheme.h"
 #include "tests/harness/SupportFolder.h"
@@ -50,6 +51,7 @@ public:
     TestLog log{scheduler};
     FakeHttpClient network;
     FakeSecretStore secrets{scheduler};
+    FakeReachability reachability;
     FakeUrlScheme urlScheme{scheduler};
     FakeLocalService local{scheduler};
     FakeDesktop desktop;

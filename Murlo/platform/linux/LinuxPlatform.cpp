@@ -5,6 +5,7 @@
 #include "platform/linux/atspi/AtspiAccessibility.h"
 #include "platform/linux/atspi/AtspiTree.h"
 #include "platform/linux/freedesktop/DBusNotifications.h"
+#include "platform/linux/freedesktop/GioReachability.h"
 #include "platform/linux/freedesktop/Login1SystemEvents.h"
 #include "platform/linux/freedesktop/OpenMicrophone.h"
 #include "platform/linux/freedesktop/SocketSingleInstance.h"
@@ -46,6 +47,7 @@ AtspiWindows windowsOf(Applications& applications) {
 void addAccount(Platform& platform) {
     using Location = QStandardPaths;
     platform.network = std::make_unique<NetworkThreadClient>(*platform.scheduler);
+    platform.reachability = std::make_unique<GioReachability>();
     platform.localService = std::make_unique<UserBackend>(
         *platform.scheduler, UserBackend::usualFolders(QCoreApplication::applicationDirPath()));
     platform.secrets = std::make_unique<KeychainSecretStore>(*platform.scheduler);

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/Reachability.h"
+
+namespace murlo {
+
+/// GLib's word: NetworkManager's where it runs, else what the kernel's routes say. (Of GLib's
+/// monitor Qt 6.4's QNetworkInformation hears no change when it goes by the routes.)
+class GioReachability : public Reachability {
+public:
+    ~GioReachability() override;
+    void watch() override;
+
+private:
+    unsigned long m_connection = 0; ///< GLib's number of it; 0 before `watch`
+    bool m_isOnline = false;
+};
+
+} // namespace murlo

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "platform/Reachability.h"
+
+namespace murlo {
+
+/// A network that comes back when the test says so.
+class FakeReachability : public Reachability {
+public:
+    void watch() override { watched = true; }
+    void comeBack() {
+        if (watched) Q_EMIT cameBack();
+    }
+
+    bool watched = false;
+};
+
+} // namespace murlo
