@@ -3,13 +3,13 @@
 #include "tests/contract/Worlds.h"
 #include "tests/fakes/FakeLocalService.h"
 #include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/Files.h"
 #include "tests/harness/LoopbackServer.h"
+#include "tests/harness/Rows.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
-#include <QDir>
-#include <QFile>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -28,8 +28,6 @@ constexpr int patience = 20'000; ///< milliseconds
 /// "asked"; then it listens, or ends at once.
 struct Program {
     explicit Program(bool listens) {
-        QFile file(folder.filePath("murlo-backend"));
-        if (!file.open(QIODevice::WriteOnly)) qFatal("cannot write a program");
         const QByteArray code =
             "#!/usr/bin/python3 -I\n"
             "import os, signal, socket, sys\n"
@@ -43,17 +41,15 @@ struct Program {
             QByteArray(listens ? "s = socket.create_server(('127.0.0.1', int(sys.argv[2][5:])))\n"
                                  "signal.pause()\n"
                                : "");
-        file.write(code);
-        file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        putFile(folder.filePath("murlo-backend"), code, QFile::ExeOwner);
     }
     ~Program() {
         if (const int pid = asked().value(0).toInt()) ::kill(pid, SIGKILL);
     }
     /// Process, session, blocked signals, open files, arguments; empty before its start.
     [[nodiscard]] QStringList asked() const {
-        QFile file(folder.filePath("asked"));
-        if (!file.open(QIODevice::ReadOnly)) return {};
-        return QString::fromUtf8(file.readAll().trimmed()).split('|');
+        const QByteArray words = contentOf(folder.filePath("asked")).trimmed();
+        return QString::fromUtf8(words).split('|', Qt::SkipEmptyParts);
     }
     QTemporaryDir folder;
 };
@@ -130,7 +126,10 @@ private Q_SLOTS:
         const quint16 port = freePort();
         {
             UserBackend backend(m_scheduler, {program.folder.path()});
-            QCOMPARE(waitForStart(backend, port), Listener::self);
+            QList<Listener> answers;
+            for (int count = 0; count < 2; ++count) // two starts at once are one
+                backend.start(port, [&](Listener now) { answers << now; });
+            QTRY_COMPARE_WITH_TIMEOUT(answers, (QList{Listener::self, Listener::self}), patience);
         }
         const QStringList asked = program.asked();
         QCOMPARE(asked.mid(4),
@@ -141,25 +140,21 @@ private Q_SLOTS:
         QVERIFY(QFile::exists("/proc/" + asked[0]));
     }
 
-    void theServiceManagerIsAskedFirst_data() {
-        QTest::addColumn<bool>("knowsUnit");
-        QTest::newRow("the unit is installed") << true;
-        QTest::newRow("it is not") << false;
-    }
     void theServiceManagerIsAskedFirst() {
-        QFETCH(bool, knowsUnit);
-        const Program program(true);
-        ServiceManager manager(knowsUnit);
-        UserBackend backend(m_scheduler, {program.folder.path()});
-        QCOMPARE(waitForStart(backend, freePort()), Listener::self); // not the unit's port
-        QVERIFY(manager.asked.isEmpty() && !program.asked().isEmpty());
-        const Program another(true);
-        UserBackend unit(m_scheduler, {another.folder.path()});
-        QCOMPARE(waitForStart(unit, UserBackend::unitPort), Listener::self);
-        QCOMPARE(another.asked().isEmpty(), knowsUnit);
-        QStringList asked{"GetUnitFileState murlo-backend.socket"};
-        if (knowsUnit) asked << "StartUnit murlo-backend.socket replace";
-        QCOMPARE(manager.asked, asked);
+        for (const bool knowsUnit : {true, false}) {
+            const Program program(true);
+            ServiceManager manager(knowsUnit);
+            UserBackend backend(m_scheduler, {program.folder.path()});
+            QCOMPARE(waitForStart(backend, freePort()), Listener::self); // not the unit's port
+            QVERIFY(manager.asked.isEmpty() && !program.asked().isEmpty());
+            const Program another(true);
+            UserBackend unit(m_scheduler, {another.folder.path()});
+            QCOMPARE(waitForStart(unit, UserBackend::unitPort), Listener::self);
+            QCOMPARE(another.asked().isEmpty(), knowsUnit);
+            QStringList asked{"GetUnitFileState murlo-backend.socket"};
+            if (knowsUnit) asked << "StartUnit murlo-backend.socket replace";
+            QCOMPARE(manager.asked, asked);
+        }
     }
 
     void whatCannotBeStartedIsReportedEarly() {
@@ -175,52 +170,41 @@ private Q_SLOTS:
         QVERIFY2(clock.elapsed() < 8000, "as late as a program that hangs");
     }
 
-    void whoListensIsReadFromTheKernel_data() {
-        QTest::addColumn<QString>("address");
-        for (const char* address : {"127.0.0.1", "127.1.2.3", "0.0.0.0", "::1", "::"})
-            QTest::newRow(address) << QString(address);
-    }
     void whoListensIsReadFromTheKernel() {
-        QFETCH(QString, address);
         const UserBackend backend(m_scheduler, {});
-        QTcpServer server;
-        QVERIFY(server.listen(QHostAddress(address)));
-        const quint16 port = server.serverPort();
-        QCOMPARE(backend.listener(port), Listener::self);
-        QCOMPARE(backend.listener(port ^ 1), Listener::nobody);
-        server.close();
-        QCOMPARE(backend.listener(port), Listener::nobody);
+        for (const QString address : {"127.0.0.1", "127.1.2.3", "0.0.0.0", "::1", "::"}) {
+            QTcpServer server;
+            QVERIFY2(server.listen(QHostAddress(address)), qPrintable(address));
+            const quint16 port = server.serverPort();
+            QVERIFY2(backend.listener(port) == Listener::self, qPrintable(address));
+            QCOMPARE(backend.listener(port ^ 1), Listener::nobody);
+            server.close();
+            QCOMPARE(backend.listener(port), Listener::nobody);
+        }
     }
 
     void anotherUsersSocketIsAStrangers_data() {
-        QTest::addColumn<QString>("tcp"); // address, state and, added to ours, the user
-        QTest::addColumn<QString>("tcp6");
-        QTest::addColumn<Listener>("listener");
+        // In the tables of IPv4 and IPv6: address, state and, added to ours, the user.
+        const Rows<QString, QString, Listener> row;
         const QString ours = "0100007F:2235 0A 0";
         const QString theirs = "0100007F:2235 0A 1";
         const QString v6 = "00000000000000000000000001000000:2235 0A 1";
-        QTest::newRow("ours") << ours << "" << Listener::self;
-        QTest::newRow("theirs") << theirs << "" << Listener::stranger;
-        QTest::newRow("theirs beside ours") << ours << v6 << Listener::stranger;
-        QTest::newRow("any") << "00000000:2235 0A 1"
-                             << "" << Listener::stranger;
-        QTest::newRow("mapped") << ""
-                                << "0000000000000000FFFF00000100007F:2235 0A 1"
-                                << Listener::stranger;
-        QTest::newRow("another port") << "0100007F:2236 0A 1"
-                                      << "" << Listener::nobody;
-        QTest::newRow("a connection") << "0100007F:2235 01 1"
-                                      << "" << Listener::nobody;
-        QTest::newRow("another address") << "0100000A:2235 0A 1"
-                                         << "" << Listener::nobody;
+        row("ours", ours, "", Listener::self);
+        row("theirs", theirs, "", Listener::stranger);
+        row("theirs beside ours", ours, v6, Listener::stranger);
+        row("any", "00000000:2235 0A 1", "", Listener::stranger);
+        row("mapped", "", "0000000000000000FFFF00000100007F:2235 0A 1", Listener::stranger);
+        row("another port", "0100007F:2236 0A 1", "", Listener::nobody);
+        row("a connection", "0100007F:2235 01 1", "", Listener::nobody);
+        row("another address", "0100000A:2235 0A 1", "", Listener::nobody);
     }
     void anotherUsersSocketIsAStrangers() {
+        const auto [tcp, tcp6, listener] = fetch<QString, QString, Listener>();
         const QTemporaryDir tables;
-        for (const char* name : {"tcp", "tcp6"}) {
+        for (const auto& [name, text] : {std::pair("tcp", tcp), std::pair("tcp6", tcp6)}) {
             QFile file(tables.filePath(name));
             QVERIFY(file.open(QIODevice::WriteOnly));
-            const QStringList row =
-                static_cast<QString*>(QTest::qData(name, QMetaType::QString))->split(' ');
+            const QStringList row = text.split(' ');
             if (row.size() < 3) continue;
             file.write(QString("  sl  local_address rem_address   st tx_queue rx_queue\n"
                                "   0: %1 00000000:0000 %2 0:0 00:0 0 %3 0 77 1 0 100\n")
@@ -228,17 +212,7 @@ private Q_SLOTS:
                            .arg(geteuid() + row[2].toUInt())
                            .toLatin1());
         }
-        QTEST(UserBackend(m_scheduler, {}, tables.path()).listener(8757), "listener");
-    }
-
-    void twoStartsAtOnceAreOne() {
-        const Program program(true);
-        UserBackend backend(m_scheduler, {program.folder.path()});
-        const quint16 port = freePort();
-        QList<Listener> answers;
-        for (int count = 0; count < 2; ++count)
-            backend.start(port, [&](Listener now) { answers << now; });
-        QTRY_COMPARE_WITH_TIMEOUT(answers, (QList{Listener::self, Listener::self}), patience);
+        QCOMPARE(UserBackend(m_scheduler, {}, tables.path()).listener(8757), listener);
     }
 };
 
