@@ -238,7 +238,7 @@ void AppDelegate::openedAgain(const QStringList& arguments) {
     // An answer from a browser shows no window, whether or not somebody waits for it.
     if (BrowserSession::isCallback(arguments.value(0), m_root.config.redirectURI()))
         m_root.browser.take(arguments[0]);
-    else
+    else if (arguments.value(0) != QLatin1String("--forget")) // which ends by itself
         handleReopen();
 }
 

@@ -14,10 +14,17 @@ AskScreens screensOf(const Platform& on) {
     return [&on] { return on.surfaces->screens(); };
 }
 
-/// The settings with the account that belongs to the configured backend.
+/// Puts the account that belongs to the configured backend into the settings.
 Settings& settled(Settings& settings, const BackendConfig& config) {
     settleAccount(settings, config.address());
     return settings;
+}
+
+/// Whose key it is: without a usable backend, still that of the account in the settings, so that
+/// Log Out removes it.
+QString accountAddress(const Settings& settings, const BackendConfig& config) {
+    return config.isUsable() ? config.address()
+                             : settings.text(SettingKey::accountServer).value_or(QString());
 }
 
 } // namespace
@@ -30,13 +37,13 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, SerialQueue& dis
     , settings(paths, disk)
     , history(paths, *on.scheduler, disk)
     , settingsModel(settings, *on.loginItem)
-    , keys(*on.secrets, paths, disk, *on.scheduler, config.address())
-    , client({*on.network, *on.scheduler, *on.localService}, config.baseURL,
-             QCoreApplication::applicationVersion())
+    , keys(*on.secrets, paths, disk, *on.scheduler, accountAddress(settings, config))
+    , network(*on.network, *on.localService, *on.scheduler)
+    , client({network, *on.scheduler}, config.baseURL, QCoreApplication::applicationVersion())
     , browser({*on.scheduler, *on.desktop, *on.urlScheme, *on.localService})
-    , account({settled(settings, config), keys, client, browser, *on.network, config, refusedKeys,
+    , account({settled(settings, config), keys, client, browser, network, config, refusedKeys,
                errors, *on.scheduler})
-    , accountPresenter(account, settingsModel, config)
+    , accountPresenter(account, keys, settingsModel, config)
     , permissions(*on.microphoneAuthorization, *on.accessibility, *on.eventTap)
     , hotkeys(*on.eventTap, settings)
     , overlay(*on.scheduler,

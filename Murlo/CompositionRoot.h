@@ -3,6 +3,7 @@
 #include "account/AccountManager.h"
 #include "account/PromptEnhancer.h"
 #include "backend/BackendConfig.h"
+#include "backend/LoopbackGuard.h"
 #include "backend/RefusedKeys.h"
 #include "dictation/DictationController.h"
 #include "dictation/Sounds.h"
@@ -50,6 +51,7 @@ struct CompositionRoot {
     SettingsModel settingsModel;
     RefusedKeys refusedKeys;
     KeychainStore keys;
+    LoopbackGuard network;
     AccountClient client;
     BrowserSession browser;
     AccountManager account;

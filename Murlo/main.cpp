@@ -103,8 +103,9 @@ int forget() {
     }
     const murlo::Paths paths = murlo::Paths::ofUser();
     const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    murlo::Forgetting forgetting({*platform.secrets, *platform.urlScheme, *platform.loginItem},
-                                 paths, {paths.support(), data + QStringLiteral("/murlo-backend")});
+    murlo::Forgetting forgetting(
+        {*platform.secrets, *platform.urlScheme, *platform.loginItem, *platform.localService},
+        paths, data + QStringLiteral("/murlo-backend"));
     std::puts("This removes what Murlo has of you on this computer, dictated texts, settings and "
               "speech models included:");
     for (const QString& line : forgetting.inventory()) std::printf("  %s\n", qPrintable(line));

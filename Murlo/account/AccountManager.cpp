@@ -50,6 +50,11 @@ std::optional<QString> AccountManager::email() const {
     return m_with.settings.text(SettingKey::accountEmail);
 }
 
+bool AccountManager::lacksKey() const {
+    return m_signedIn && !isSigningIn() && m_with.keys.isComplete() && !m_with.keys.read(apiKey) &&
+           !m_with.keys.read(pendingIdToken);
+}
+
 void AccountManager::refresh() {
     if (isSigningIn()) return; // told once, at the end
     const bool before = m_signedIn;
@@ -83,6 +88,9 @@ QCoro::Task<void> AccountManager::runSignIn(std::shared_ptr<Flow> flow) {
     if (key) {
         m_with.keys.save(apiKey, *key);
         m_with.keys.remove(pendingIdToken);
+        // An older key may have been found and refused while this one was waited for.
+        m_with.settings.set(SettingKey::accountEmail, identity->payload.email);
+        m_reasons.clear();
         Log::write(QStringLiteral("account: signed in as ") + identity->payload.email);
     } else {
         m_with.keys.remove(apiKey); // that of an earlier account
@@ -95,6 +103,11 @@ void AccountManager::defer(const AccountError& why) {
     m_with.errors.report(QStringLiteral("signup_deferred"),
                          QStringLiteral("worker unreachable at signup"));
     Log::write(QStringLiteral("account: signup deferred: ") + why.description());
+    startRetryTimer();
+}
+
+void AccountManager::startRetryTimer() {
+    if (m_retryTimer.isPending()) return;
     m_retryTimer = m_with.scheduler.every(retryPeriod, [this] { retryPendingSignup(); });
 }
 
@@ -114,10 +127,13 @@ Awaited<AccountManager::SignUp> AccountManager::signUp(const std::shared_ptr<Flo
 }
 
 void AccountManager::retryPendingSignup() {
+    if (!m_with.keys.isLoaded() || isSigningIn() || m_retry) return;
+    const KeyAnswer key = m_with.keys.key(); // has a silent keyring asked again
     const auto token = m_with.keys.read(pendingIdToken);
-    const bool needed = m_with.keys.isLoaded() && token &&
-                        m_with.keys.key().state == KeyAnswer::absent; // unavailable is not absent
-    if (!needed || isSigningIn() || m_retry) return;
+    const bool isNeeded = token && key.state == KeyAnswer::absent; // unavailable is not absent
+    if (!isNeeded && m_with.keys.isComplete()) return m_retryTimer.cancel();
+    startRetryTimer();
+    if (!isNeeded) return;
     m_retry = std::make_shared<Flow>();
     runRetry(m_retry, *token);
 }
@@ -141,8 +157,6 @@ QCoro::Task<void> AccountManager::runRetry(std::shared_ptr<Flow> flow, QString t
         m_reasons.record(SignOutReason::signupIncomplete);
         m_with.keys.remove(pendingIdToken);
         forgetEmail();
-    } else if (!m_retryTimer.isPending()) {
-        m_retryTimer = m_with.scheduler.every(retryPeriod, [this] { retryPendingSignup(); });
     }
 }
 

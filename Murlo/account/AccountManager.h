@@ -47,6 +47,9 @@ public:
     [[nodiscard]] bool isSignedIn() const { return m_signedIn; }
     /// From `signIn` to its end.
     [[nodiscard]] bool isSigningIn() const { return m_flow != nullptr; }
+    /// Somebody is signed in by an address alone: the key is certainly gone, as in a home that was
+    /// copied or under another keyring, and only a new sign-in brings one.
+    [[nodiscard]] bool lacksKey() const;
     /// The account's address, if it is known.
     [[nodiscard]] std::optional<QString> email() const;
     [[nodiscard]] SignOutReasonStore& reasons() { return m_reasons; }
@@ -57,8 +60,9 @@ public:
     void cancelSignIn() { m_googleSignIn.cancel(); }
     /// The user's own wish. Leaves no reason behind.
     void signOut();
-    /// Trades a token that is kept for the key that is missing, if so. `loaded` of the keys does it
-    /// at the start.
+    /// Trades a token that is kept for the key that is missing, if so; a keyring that has not
+    /// answered yet is asked again. Repeats itself while one of them is open. `loaded` of the keys
+    /// does it at the start.
     void retryPendingSignup();
 
 Q_SIGNALS:
@@ -79,6 +83,7 @@ private:
     [[nodiscard]] Awaited<SignUp> signUp(const std::shared_ptr<Flow>& flow, const QString& token);
     void finish(const std::shared_ptr<Flow>& flow);
     void defer(const AccountError& why);
+    void startRetryTimer();
     void endRetry();
     void refresh();
     void keyRefused(const QString& key);
@@ -89,7 +94,7 @@ private:
     GoogleSignIn m_googleSignIn;
     std::shared_ptr<Flow> m_flow;  ///< the sign-in under way
     std::shared_ptr<Flow> m_retry; ///< the deferred sign-up under way
-    ScheduledWork m_retryTimer;    ///< while the account is deferred
+    ScheduledWork m_retryTimer;    ///< while it is deferred, or the keyring has not answered
     bool m_signedIn = false;
 };
 

@@ -5,13 +5,7 @@
 #include "platform/UrlScheme.h"
 #include "support/Log.h"
 
-#include <QHostAddress>
-
 namespace murlo {
-
-namespace {
-constexpr int httpPort = 80;
-}
 
 BrowserSession::BrowserSession(const Partners& with)
     : m_with(with) {}
@@ -52,7 +46,8 @@ void BrowserSession::open() {
                                     end({SignInError::failedToStart, {}});
                             }));
     };
-    if (!QHostAddress(m_page.host()).isLoopback()) {
+    const auto here = LoopbackPort::of(m_page);
+    if (!here) {
         show();
         return;
     }
@@ -68,13 +63,12 @@ void BrowserSession::open() {
                                         "this computer; murlo.conf can name another"));
         end({SignInError::failedToStart, {}});
     };
-    const auto port = static_cast<quint16>(m_page.port(httpPort));
-    const Listener listener = m_with.local.listener(port);
+    const Listener listener = m_with.local.listener(*here);
     if (listener != Listener::nobody) {
         go(listener);
         return;
     }
-    m_with.local.start(port, m_lifetime.guard([this, visit = m_visit, go](Listener started) {
+    m_with.local.start(*here, m_lifetime.guard([this, visit = m_visit, go](Listener started) {
         if (visit == m_visit && isWaiting()) go(started);
     }));
 }

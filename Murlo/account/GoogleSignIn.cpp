@@ -49,10 +49,16 @@ GoogleSignIn::Result identityIn(const HttpResult& reply) {
 
 /// One sign-in, shared by the coroutine and by those whom it waits for.
 struct GoogleSignIn::Attempt {
-    std::function<void(Code)> code;        ///< settles what it waits for from the browser
+    std::optional<Code> newest;            ///< from the browser, not looked at yet
+    std::function<void()> arrived;         ///< settles the waiting for one
     std::function<void()> breakOff;        ///< settles the token endpoint's answer
     std::unique_ptr<HttpTask> request;     ///< to the token endpoint
     std::optional<SignInError> ended = {}; ///< the visit is over
+
+    void take(Code code) {
+        newest = std::move(code);
+        if (arrived) arrived();
+    }
 };
 
 GoogleSignIn::GoogleSignIn(BrowserSession& session, HttpClient& http, const BackendConfig& config,
@@ -73,11 +79,14 @@ void GoogleSignIn::cancel() {
 QCoro::Task<GoogleSignIn::Result> GoogleSignIn::start() {
     const auto attempt = std::make_shared<Attempt>();
     const PKCE pkce = m_makePKCE();
-    Awaited<Code> code;
-    attempt->code = code.settle();
     openBrowser(attempt, authorizationURL(pkce));
     for (;;) {
-        const Code came = co_await code;
+        if (!attempt->newest) {
+            const Awaited<bool> arrival;
+            attempt->arrived = [settle = arrival.settle()] { settle(true); };
+            static_cast<void>(co_await arrival);
+        }
+        const Code came = *std::exchange(attempt->newest, std::nullopt);
         if (!came) co_return finished(attempt, tl::unexpected(came.error()));
         Awaited<HttpResult> answer;
         attempt->breakOff = [settle = answer.settle()] { settle(tl::unexpected(HttpError())); };
@@ -85,9 +94,10 @@ QCoro::Task<GoogleSignIn::Result> GoogleSignIn::start() {
         const HttpResult reply = co_await answer;
         // From here on this object is only used if the visit was not ended from outside.
         if (attempt->ended) co_return tl::unexpected(*attempt->ended);
-        if (!mayBeStale(reply)) co_return finished(attempt, identityIn(reply));
-        code = Awaited<Code>();
-        attempt->code = code.settle();
+        const Result identity = identityIn(reply);
+        // The code of a newer page may have come meanwhile.
+        if (identity || !(attempt->newest || mayBeStale(reply)))
+            co_return finished(attempt, identity);
     }
 }
 
@@ -100,13 +110,13 @@ GoogleSignIn::Result GoogleSignIn::finished(const std::shared_ptr<Attempt>& atte
 
 void GoogleSignIn::openBrowser(const std::shared_ptr<Attempt>& attempt, const QUrl& page) {
     m_session.start(
-        page, m_config.redirectURI(), [attempt](const QUrl& url) { attempt->code(codeIn(url)); },
+        page, m_config.redirectURI(), [attempt](const QUrl& url) { attempt->take(codeIn(url)); },
         [attempt,
          abandon = m_lifetime.guard([this] { ++m_abandoned; })](const SignInError& why) mutable {
             if (why.kind == SignInError::cancelled) abandon();
             attempt->ended = why;
             attempt->request.reset();
-            attempt->code(tl::unexpected(why));
+            attempt->take(tl::unexpected(why));
             if (attempt->breakOff) attempt->breakOff();
         });
 }

@@ -2,10 +2,8 @@
 
 #include "MurloKit/Dates.h"
 #include "backend/Replies.h"
-#include "platform/LocalService.h"
 #include "platform/Scheduler.h"
 
-#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -14,7 +12,6 @@ namespace murlo {
 namespace {
 
 constexpr double usualTimeout = 15; // seconds
-constexpr quint16 httpPort = 80;
 
 template <typename Records>
 QJsonArray arrayOf(const Records& records) {
@@ -91,79 +88,16 @@ struct AccountClient::Call {
 
 namespace {
 
-/// One request under way. Before it is sent, the local backend may have to be started.
-class Attempt : public HttpTask, public std::enable_shared_from_this<Attempt> {
+/// A request that fails without being sent.
+class Refusal : public HttpTask {
 public:
-    using Done = std::function<void(const tl::expected<QByteArray, AccountError>&)>;
-
-    Attempt(const AccountClient::Partners& with, HttpRequest request, QString key, Done done)
-        : m_with(with)
-        , m_request(std::move(request))
-        , m_key(std::move(key))
-        , m_done(std::move(done)) {}
-
-    void fail(const AccountError& error) {
-        m_with.scheduler.nextTurn([weak = weak_from_this(), error] {
-            if (const auto self = weak.lock()) self->complete(tl::unexpected(error));
-        });
-    }
-    /// Sends it, but to a backend of this computer only if that is the user's own.
-    void begin() {
-        if (!QHostAddress(m_request.url.host()).isLoopback()) {
-            send();
-            return;
-        }
-        const auto port = static_cast<quint16>(m_request.url.port(httpPort));
-        const auto listener = m_with.local.listener(port);
-        if (listener != LocalService::Listener::nobody) {
-            sendTo(listener);
-            return;
-        }
-        m_with.local.start(port, [weak = weak_from_this()](LocalService::Listener started) {
-            if (const auto self = weak.lock()) self->sendTo(started);
-        });
-    }
-    void cancel() override {
-        m_done = nullptr;
-        m_task.reset();
-    }
+    /// `tell` is called on a later turn, unless the handle is gone or cancelled by then.
+    Refusal(Scheduler& scheduler, Work tell)
+        : m_telling(scheduler.after(0, std::move(tell))) {}
+    void cancel() override { m_telling.cancel(); }
 
 private:
-    void sendTo(LocalService::Listener listener) {
-        if (!m_done) return;
-        if (listener == LocalService::Listener::self)
-            send();
-        else if (listener == LocalService::Listener::stranger)
-            fail(networkError(QStringLiteral("another user of this computer has its port")));
-        else
-            fail(networkError(QStringLiteral("no backend runs on this computer")));
-    }
-    void send() {
-        m_task = m_with.http.send(m_request, [weak = weak_from_this()](const HttpResult& result) {
-            if (const auto self = weak.lock()) self->complete(bodyOf(result, self->m_key));
-        });
-    }
-    void complete(const tl::expected<QByteArray, AccountError>& result) {
-        if (const auto done = std::exchange(m_done, nullptr)) done(result);
-    }
-
-    AccountClient::Partners m_with;
-    HttpRequest m_request;
-    QString m_key; ///< that it carries
-    Done m_done;   ///< null once answered or cancelled
-    std::unique_ptr<HttpTask> m_task;
-};
-
-/// The caller's handle: destroying it cancels the attempt.
-class Handle : public HttpTask {
-public:
-    explicit Handle(std::shared_ptr<Attempt> attempt)
-        : m_attempt(std::move(attempt)) {}
-    ~Handle() override { m_attempt->cancel(); }
-    void cancel() override { m_attempt->cancel(); }
-
-private:
-    std::shared_ptr<Attempt> m_attempt;
+    ScheduledWork m_telling;
 };
 
 } // namespace
@@ -184,19 +118,23 @@ AccountClient::Request AccountClient::perform(Call call) {
     const KeyAnswer key = call.authorised && apiKey ? apiKey() : KeyAnswer();
     if (call.authorised && key.state == KeyAnswer::present)
         request.headers.append({"Authorization", "Bearer " + key.key.toUtf8()});
-    auto attempt = std::make_shared<Attempt>(m_with, request, key.key, std::move(call.done));
-    if (m_baseURL.isEmpty()) {
-        attempt->fail(networkError(QStringLiteral("no usable backend is configured")));
-    } else if (call.authorised && key.state == KeyAnswer::absent) {
+    const auto refuse = [&](const AccountError& error) {
+        return std::make_unique<Refusal>(
+            m_with.scheduler, [done = call.done, error] { done(tl::unexpected(error)); });
+    };
+    if (m_baseURL.isEmpty())
+        return refuse(networkError(QStringLiteral("no usable backend is configured")));
+    if (call.authorised && key.state == KeyAnswer::unavailable)
+        return refuse(networkError(QStringLiteral("the keyring does not answer")));
+    if (call.authorised && key.state == KeyAnswer::absent) {
         AccountError error;
         error.kind = AccountError::unauthorized;
-        attempt->fail(error);
-    } else if (call.authorised && key.state == KeyAnswer::unavailable) {
-        attempt->fail(networkError(QStringLiteral("the keyring does not answer")));
-    } else {
-        attempt->begin();
+        return refuse(error);
     }
-    return std::make_unique<Handle>(std::move(attempt));
+    return m_with.http.send(
+        request, [done = std::move(call.done), sentKey = key.key](const HttpResult& result) {
+            done(bodyOf(result, sentKey));
+        });
 }
 
 AccountClient::Request AccountClient::signup(const QString& idToken, Answer<QString> done) {

@@ -17,7 +17,6 @@
 
 namespace murlo {
 
-class LocalService;
 class Scheduler;
 
 /// The key for an authorised request: present, absent, or not to be had from the keyring just now.
@@ -30,7 +29,7 @@ struct KeyAnswer {
 /// The only client of the backend's HTTP interface. Every operation is one request and one answer,
 /// never repeated, never redirected; any number may be under way. Answers come on a later turn of
 /// the main thread, once. Destroying or cancelling the returned task means that no answer comes.
-/// A backend on this computer is asked only while the listening socket is this user's. Main thread.
+/// Main thread.
 class AccountClient {
 public:
     template <typename Result>
@@ -38,9 +37,8 @@ public:
     using Request = std::unique_ptr<HttpTask>;
 
     struct Partners {
-        HttpClient& http;
+        HttpClient& http; ///< keeps what is meant for this computer from other users
         Scheduler& scheduler;
-        LocalService& local;
     };
 
     /// `baseURL` may be empty (nothing usable is configured): then every operation fails as

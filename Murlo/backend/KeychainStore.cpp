@@ -10,6 +10,7 @@ namespace murlo {
 
 namespace {
 constexpr double askAgainAfter = 30; // seconds
+constexpr double keyringLimit = 0.5; // seconds until a change goes to the file, too
 } // namespace
 
 KeychainStore::KeychainStore(SecretStore& secrets, const Paths& paths, SerialQueue& disk,
@@ -35,9 +36,11 @@ void KeychainStore::load() {
 }
 
 void KeychainStore::takeFile(const QJsonObject& content) {
-    // What was saved or removed in the meantime is newer than the file.
+    // What was saved or removed in the meantime is newer than the file, which has lost the rest.
+    const bool isOverwritten = !m_inFile.isEmpty();
     for (auto entry = content.begin(); entry != content.end(); ++entry)
         if (!m_inFile.contains(entry.key())) m_inFile.insert(entry.key(), entry.value());
+    if (isOverwritten) storeFile();
     m_unanswered = 2;
     for (const Item item : {apiKey, pendingIdToken}) {
         Entry& entry = m_entries[item];
@@ -49,7 +52,7 @@ void KeychainStore::takeFile(const QJsonObject& content) {
         // The keyring had refused a change: try it again.
         const auto value = kept.isString() ? std::optional(kept.toString()) : std::nullopt;
         answered(item, entry.revision, value, false);
-        write(item, value);
+        write(item);
     }
 }
 
@@ -87,66 +90,94 @@ void KeychainStore::answered(Item item, qint64 revision, const std::optional<QSt
 }
 
 KeyAnswer KeychainStore::key() {
+    for (const Item item : {apiKey, pendingIdToken}) {
+        const Entry& entry = m_entries[item];
+        const bool isDue = m_scheduler.uptime() - entry.askedAt >= askAgainAfter;
+        if (m_loaded && !entry.known && isDue) ask(item);
+    }
     const Entry& entry = m_entries[apiKey];
     if (entry.value) return {KeyAnswer::present, *entry.value};
-    if (entry.known) return {KeyAnswer::absent, {}};
-    if (m_loaded && m_scheduler.uptime() - entry.askedAt >= askAgainAfter) ask(apiKey);
-    return {KeyAnswer::unavailable, {}};
+    return {entry.known ? KeyAnswer::absent : KeyAnswer::unavailable, {}};
 }
 
 void KeychainStore::save(Item item, const QString& value) {
+    change(item, value);
+}
+
+void KeychainStore::remove(Item item) {
+    change(item, {});
+}
+
+void KeychainStore::change(Item item, const std::optional<QString>& value) {
     Entry& entry = m_entries[item];
     entry.value = value;
     entry.known = true;
     ++entry.revision;
-    write(item, value);
+    write(item);
 }
 
-void KeychainStore::remove(Item item) {
-    Entry& entry = m_entries[item];
-    entry.value.reset();
-    entry.known = true;
-    ++entry.revision;
-    write(item, {});
-}
-
-void KeychainStore::write(Item item, const std::optional<QString>& value) {
-    ++m_writing;
-    const auto done =
-        m_lifetime.guard([this, item, revision = m_entries[item].revision](
-                             const SecretStore::Done& result) { written(item, revision, result); });
-    if (value)
-        m_secrets.save(m_names[item], *value, done);
+/// Writes the item's value as it is now.
+void KeychainStore::write(Item item) {
+    const qint64 id = ++m_lastWrite;
+    const qint64 revision = m_entries[item].revision;
+    ScheduledWork limit = m_scheduler.after(keyringLimit, [this, id] {
+        keepInFile(m_writes.at(id));
+        settle(id);
+    });
+    m_writes.emplace(id, Write{item, revision, std::move(limit)});
+    const auto done = m_lifetime.guard([this, id, item, revision](const SecretStore::Done& result) {
+        written(id, {item, revision, {}}, result);
+    });
+    const auto late = m_lifetime.guard([this, item, revision](const SecretStore::Done& result) {
+        writtenLate(item, revision, result);
+    });
+    if (const auto& value = m_entries[item].value)
+        m_secrets.save(m_names[item], *value, done, late);
     else
-        m_secrets.remove(m_names[item], done);
+        m_secrets.remove(m_names[item], done, late);
 }
 
-void KeychainStore::written(Item item, qint64 revision, const tl::expected<void, QString>& result) {
-    const Entry& entry = m_entries[item];
-    if (revision == entry.revision) {
-        const QString& name = m_names[item];
-        if (result) {
-            setInFile(name, QJsonValue(QJsonValue::Undefined));
-        } else {
-            if (!std::exchange(m_told, true))
-                Log::write(QStringLiteral("account: the keyring has refused a change (%1), which "
-                                          "is kept in %2, readable by its owner alone")
-                               .arg(result.error(), fileName()));
-            setInFile(name, entry.value ? QJsonValue(*entry.value) : QJsonValue(QJsonValue::Null));
-        }
+void KeychainStore::written(qint64 id, const Write& write,
+                            const tl::expected<void, SecretError>& result) {
+    if (!result) {
+        if (!std::exchange(m_told, true))
+            Log::write(QStringLiteral("account: the keyring has refused a change (%1), which is "
+                                      "kept in %2, readable by its owner alone")
+                           .arg(result.error().reason, fileName()));
+        keepInFile(write);
+    } else if (write.revision == m_entries[write.item].revision) {
+        setInFile(write.item, QJsonValue::Undefined);
     }
-    // After the file: the queue runs in order.
-    m_disk.async([&scheduler = m_scheduler, settled = m_lifetime.guard([this] {
-        settle(-1);
-    })]() mutable { scheduler.nextTurn(std::move(settled)); });
+    settle(id);
 }
 
-void KeychainStore::setInFile(const QString& name, const QJsonValue& value) {
+/// The keyring has carried out what it was asked for too long ago, perhaps after newer changes.
+void KeychainStore::writtenLate(Item item, qint64 revision,
+                                const tl::expected<void, SecretError>& result) {
+    if (!result) return;
+    if (revision == m_entries[item].revision)
+        setInFile(item, QJsonValue::Undefined);
+    else
+        write(item);
+}
+
+void KeychainStore::keepInFile(const Write& write) {
+    const Entry& entry = m_entries[write.item];
+    if (write.revision != entry.revision) return; // the newer change sees to the item
+    setInFile(write.item, entry.value ? QJsonValue(*entry.value) : QJsonValue(QJsonValue::Null));
+}
+
+void KeychainStore::setInFile(Item item, const QJsonValue& value) {
+    const QString& name = m_names[item];
     if (m_inFile.value(name) == value && m_inFile.contains(name) != value.isUndefined()) return;
     if (value.isUndefined())
         m_inFile.remove(name);
     else
         m_inFile.insert(name, value);
+    storeFile();
+}
+
+void KeychainStore::storeFile() {
     m_disk.async([file = m_file, content = m_inFile] {
         if (content.isEmpty())
             QFile::remove(file.path());
@@ -155,14 +186,23 @@ void KeychainStore::setInFile(const QString& name, const QJsonValue& value) {
     });
 }
 
-void KeychainStore::whenWritten(std::function<void()> done) {
-    m_whenWritten.push_back(std::move(done));
-    settle(0);
+void KeychainStore::settle(qint64 id) {
+    if (m_writes.erase(id) == 0) return; // settled by its time limit
+    ++m_settling;
+    // After the file: the queue runs in order.
+    m_disk.async([&scheduler = m_scheduler, settled = m_lifetime.guard([this] {
+        --m_settling;
+        tellWritten();
+    })]() mutable { scheduler.nextTurn(std::move(settled)); });
 }
 
-void KeychainStore::settle(int change) {
-    m_writing += change;
-    if (m_writing > 0) return;
+void KeychainStore::whenWritten(std::function<void()> done) {
+    m_whenWritten.push_back(std::move(done));
+    tellWritten();
+}
+
+void KeychainStore::tellWritten() {
+    if (!m_writes.empty() || m_settling > 0) return;
     for (const auto& done : std::exchange(m_whenWritten, {})) done();
 }
 

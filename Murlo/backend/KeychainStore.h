@@ -9,7 +9,9 @@
 #include <QStringList>
 
 #include <functional>
+#include <map>
 #include <optional>
+#include <tl/expected.hpp>
 #include <vector>
 
 namespace murlo {
@@ -17,13 +19,15 @@ namespace murlo {
 class Paths;
 class SecretStore;
 class SerialQueue;
+struct SecretError;
 
 /// The account's secrets of one backend address: `apiKey` and `pendingIdToken`. They are read once,
 /// off the main thread, and then kept in memory; changes hold at once and are written through to
-/// the keyring behind it. What the keyring refuses goes to an owner-only file in the support
-/// folder, once told in the log; it is newer than what the keyring has, so it is read first, and a
-/// later success in the keyring removes it. A removal that the keyring refused is remembered there
-/// (the item counts as absent) and finished when it answers. Values never reach a log. Main thread.
+/// the keyring behind it. What the keyring refuses, or has not taken after half a second, goes to
+/// an owner-only file in the support folder; it is newer than what the keyring has, so it is read
+/// first, and a later success in the keyring removes it. A removal is remembered there likewise
+/// (the item counts as absent) and finished when the keyring answers. Values never reach a log.
+/// Main thread.
 class KeychainStore : public QObject {
     Q_OBJECT
 
@@ -38,16 +42,20 @@ public:
     void load();
     /// Whether the first answers are there.
     [[nodiscard]] bool isLoaded() const { return m_loaded; }
+    /// Whether the keyring has answered for every item, or the item was changed since.
+    [[nodiscard]] bool isComplete() const {
+        return m_entries[apiKey].known && m_entries[pendingIdToken].known;
+    }
 
     /// The item's value as far as it is known.
     [[nodiscard]] std::optional<QString> read(Item item) const { return m_entries[item].value; }
     /// The key for an authorised request. While the keyring does not answer, that is "unavailable"
-    /// and not "absent", and this call has it asked again, at most every 30 s.
+    /// and not "absent", and this call has it asked again for what is unknown, at most every 30 s.
     [[nodiscard]] KeyAnswer key();
     void save(Item item, const QString& value);
     void remove(Item item);
-    /// Completes when everything saved or removed so far is stored or has failed: during the call
-    /// if that is so now.
+    /// Completes when everything saved or removed so far is safe, in the keyring or in the file:
+    /// during the call if that is so now, else within half a second and the disk's time.
     void whenWritten(std::function<void()> done);
 
     /// What the items of a backend address are called in the keyring.
@@ -68,14 +76,25 @@ private:
         qint64 revision = 0; ///< grows with each change, so that older answers are told apart
         double askedAt = 0;  ///< uptime of the last question
     };
+    /// A change that is neither in the keyring nor in the file yet.
+    struct Write {
+        Item item;
+        qint64 revision;
+        ScheduledWork limit; ///< then it goes to the file
+    };
 
     void takeFile(const QJsonObject& content);
     void ask(Item item);
     void answered(Item item, qint64 revision, const std::optional<QString>& value, bool late);
-    void write(Item item, const std::optional<QString>& value);
-    void written(Item item, qint64 revision, const tl::expected<void, QString>& result);
-    void setInFile(const QString& name, const QJsonValue& value);
-    void settle(int change);
+    void change(Item item, const std::optional<QString>& value);
+    void write(Item item);
+    void written(qint64 id, const Write& write, const tl::expected<void, SecretError>& result);
+    void writtenLate(Item item, qint64 revision, const tl::expected<void, SecretError>& result);
+    void keepInFile(const Write& write);
+    void setInFile(Item item, const QJsonValue& value);
+    void storeFile();
+    void settle(qint64 id);
+    void tellWritten();
 
     SecretStore& m_secrets;
     SerialQueue& m_disk;
@@ -87,7 +106,9 @@ private:
     int m_unanswered = 0; ///< questions of `load`
     bool m_loaded = false;
     bool m_told = false; ///< that the keyring refuses
-    int m_writing = 0;
+    std::map<qint64, Write> m_writes;
+    qint64 m_lastWrite = 0;
+    int m_settling = 0; ///< changes of the file that the disk has not taken yet
     std::vector<std::function<void()>> m_whenWritten;
     Lifetime m_lifetime;
 };

@@ -205,6 +205,7 @@ void DictationController::finish() {
     m_session->clip = std::move(*clip);
     m_session->clipDuration = seconds;
     m_session->finishedAt = m_with.scheduler.uptime();
+    m_session->waitsSince = m_session->finishedAt;
     waitForEngine(m_session);
 }
 

@@ -111,6 +111,9 @@ private:
     void waitForEngine(const SessionRef& session);
     void transcribe(const SessionRef& session);
     void transcribed(const SessionRef& session, const TranscribeResult& result);
+    void brokenOff(const SessionRef& session, const TranscribeError& error);
+    /// Calls back after a moment in which the session counts as waiting.
+    void pollLater(const SessionRef& session, std::function<void(const SessionRef&)> next);
     [[nodiscard]] std::unique_ptr<HttpTask> send(const QByteArray& clip,
                                                  std::function<void(TranscribeResult)> done);
     void enhanceThenRoute(const SessionRef& session, const QString& text);

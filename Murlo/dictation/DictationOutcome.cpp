@@ -53,21 +53,28 @@ void DictationController::waitForEngine(const SessionRef& session) {
     case EngineState::loading:
         break;
     }
-    if (m_with.scheduler.uptime() >= session->finishedAt + enginePatience) {
+    if (m_with.scheduler.uptime() >= session->waitsSince + enginePatience) {
         failSession(session, engineUnavailable(Word::engineTooSlow));
         return;
     }
+    pollLater(session, [this](const SessionRef& waiting) { waitForEngine(waiting); });
+}
+
+void DictationController::pollLater(const SessionRef& session,
+                                    std::function<void(const SessionRef&)> next) {
     m_waiting.insert(session);
-    session->enginePoll = m_with.scheduler.after(enginePoll, [this, weak = std::weak_ptr(session)] {
-        if (const auto waiting = weak.lock()) {
+    session->enginePoll = m_with.scheduler.after(
+        enginePoll, [this, weak = std::weak_ptr(session), next = std::move(next)] {
+            const auto waiting = weak.lock();
+            if (!waiting) return;
             m_waiting.erase(waiting);
-            waitForEngine(waiting);
-        }
-    });
+            next(waiting);
+        });
 }
 
 void DictationController::transcribe(const SessionRef& session) {
     m_waiting.insert(session);
+    session->engineRun = m_with.server.run();
     session->transcription =
         send(session->clip, [this, weak = std::weak_ptr(session)](const auto& result) {
             const auto answered = weak.lock();
@@ -80,7 +87,13 @@ void DictationController::transcribe(const SessionRef& session) {
 void DictationController::transcribed(const SessionRef& session, const TranscribeResult& result) {
     if (dropIfDiscarded(session)) return;
     if (!result) {
-        failSession(session, describe(result.error()));
+        const bool isBroken = std::holds_alternative<HttpError>(result.error().reason);
+        if (isBroken && !session->resent) {
+            session->waitsSince = m_with.scheduler.uptime();
+            brokenOff(session, result.error());
+        } else {
+            failSession(session, describe(result.error()));
+        }
         return;
     }
     session->clip.clear();
@@ -99,6 +112,23 @@ void DictationController::transcribed(const SessionRef& session, const Transcrib
         enhanceThenRoute(session, *result);
     } else {
         route(session, *result);
+    }
+}
+
+/// No answer came. If that is because the engine has ended, its successor gets the clip.
+void DictationController::brokenOff(const SessionRef& session, const TranscribeError& error) {
+    if (dropIfDiscarded(session)) return;
+    const bool hasEnded = m_with.server.run() != session->engineRun ||
+                          m_with.server.state().state != EngineState::ready;
+    if (hasEnded) {
+        Log::write(QStringLiteral("dictation: the engine ended with a clip, which is sent again"));
+        session->resent = true;
+        session->waitsSince = m_with.scheduler.uptime();
+        waitForEngine(session);
+    } else if (m_with.scheduler.uptime() >= session->waitsSince + endNoticed) {
+        failSession(session, describe(error));
+    } else {
+        pollLater(session, [this, error](const SessionRef& waiting) { brokenOff(waiting, error); });
     }
 }
 

@@ -17,6 +17,9 @@ struct DictationController::Session {
     bool isRewritten = false;          ///< the text is not as it was spoken
     double clipDuration = 0;           ///< seconds
     double finishedAt = 0;             ///< uptime at which the recording ended
+    double waitsSince = 0;             ///< uptime from which it waits for the engine
+    qint64 engineRun = 0;              ///< of the process that has the clip
+    bool resent = false;               ///< the process before that one ended with it
     double latency = 0;                ///< seconds from there to the transcript
     ScheduledWork enginePoll;
     std::unique_ptr<HttpTask> transcription;

@@ -2,29 +2,50 @@
 
 #include "platform/Port.h"
 
-#include <QtGlobal>
+#include <QString>
+#include <QUrl>
 
 #include <functional>
+#include <optional>
+#include <tuple>
 
 namespace murlo {
 
-/// The backend that may run on this very computer, behind a TCP port of the loopback interface.
-/// Main thread.
+/// A TCP port of one of this computer's loopback addresses.
+struct LoopbackPort {
+    QString host; ///< a literal: "127.0.0.1", "::1"
+    quint16 port = 0;
+
+    /// Where requests for this address go, if that is this computer by a literal address: names can
+    /// lead anywhere.
+    [[nodiscard]] static std::optional<LoopbackPort> of(const QUrl& url);
+    friend bool operator==(const LoopbackPort&, const LoopbackPort&) = default;
+    friend bool operator<(const LoopbackPort& one, const LoopbackPort& other) {
+        return std::tie(one.host, one.port) < std::tie(other.host, other.port);
+    }
+};
+
+/// The backend that may run on this very computer. Main thread.
 class LocalService : public Port {
 public:
-    /// Who listens on a port of the loopback interface.
+    /// Who takes connections to a port.
     enum class Listener {
         nobody,
         self,    ///< a process of this user, or a socket that this user's service manager holds
         stranger ///< another user, who must not be sent anything
     };
     /// Reads kernel tables only, well under a millisecond.
-    [[nodiscard]] virtual Listener listener(quint16 port) const = 0;
+    [[nodiscard]] virtual Listener listener(const LoopbackPort& at) const = 0;
 
-    /// Makes this user's backend listen on the port: the service manager's socket unit, else the
-    /// program installed beside this one, which then ends by itself after some quiet. Reports on a
-    /// later turn, after at most 10 s, who listens then.
-    virtual void start(quint16 port, std::function<void(Listener)> done) = 0;
+    /// Makes this user's backend listen there: the service manager's socket unit, else the program
+    /// installed beside this one, which then ends by itself after some quiet. Reports on a later
+    /// turn, after at most 10 s, who listens then.
+    virtual void start(const LoopbackPort& at, std::function<void(Listener)> done) = 0;
+
+    /// Ends this user's backend, however it was started, and keeps the service manager from
+    /// starting it again in this session. Reports on a later turn, after at most 10 s, whether none
+    /// of it runs any more.
+    virtual void stop(std::function<void(bool)> done) = 0;
 };
 
 } // namespace murlo

@@ -2,6 +2,7 @@
 
 #include "backend/BackendConfig.h"
 #include "backend/KeychainStore.h"
+#include "platform/LocalService.h"
 #include "platform/LoginItem.h"
 #include "platform/SecretStore.h"
 #include "platform/UrlScheme.h"
@@ -12,14 +13,14 @@
 
 namespace murlo {
 
-Forgetting::Forgetting(const Partners& with, Paths paths, QStringList folders)
+Forgetting::Forgetting(const Partners& with, Paths paths, QString backendFolder)
     : m_with(with)
     , m_paths(std::move(paths))
-    , m_folders(std::move(folders)) {}
+    , m_backendFolder(std::move(backendFolder)) {}
 
 QStringList Forgetting::inventory() const {
     QStringList lines;
-    for (const QString& folder : m_folders)
+    for (const QString& folder : {m_paths.support(), m_backendFolder})
         if (QDir(folder).exists()) lines << BackendConfig::spoken(folder);
     return lines << QStringLiteral("the account's key in the keyring")
                  << QStringLiteral("the entries for the start at login and for the sign-in");
@@ -47,28 +48,38 @@ void Forgetting::run(const BackendConfig& config, std::function<void(const QStri
     m_left = static_cast<int>(names.size()) + 2;
     for (const QString& name : names) {
         m_with.secrets.remove(name, m_lifetime.guard([this](const SecretStore::Done& removed) {
-            finished(
-                removed ? QString()
-                        : QStringLiteral("The keyring does not answer (%1).").arg(removed.error()));
+            if (!removed && !removed.error().noStore)
+                add(QStringLiteral("The keyring does not answer (%1).")
+                        .arg(removed.error().reason));
+            finished();
         }));
     }
     m_with.urlScheme.release(config.callbackScheme(), m_lifetime.guard([this](bool released) {
-        finished(released ? QString()
-                          : QStringLiteral("The entry for the sign-in could not be removed."));
+        if (!released) add(QStringLiteral("The entry for the sign-in could not be removed."));
+        finished();
     }));
-    QString failure;
+    m_with.backend.stop(m_lifetime.guard([this](bool stopped) {
+        if (stopped)
+            removeFolder(m_backendFolder);
+        else
+            add(QStringLiteral("The backend of this computer does not end; its database stays."));
+        finished();
+    }));
     if (m_with.loginItem.isEnabled() && !m_with.loginItem.setEnabled(false))
-        failure = QStringLiteral("The entry for the start at login could not be removed.");
-    for (const QString& folder : m_folders) {
-        if (QDir(folder).exists() && !QDir(folder).removeRecursively())
-            failure +=
-                QStringLiteral(" %1 could not be removed.").arg(BackendConfig::spoken(folder));
-    }
-    finished(failure.trimmed());
+        add(QStringLiteral("The entry for the start at login could not be removed."));
+    removeFolder(m_paths.support());
 }
 
-void Forgetting::finished(const QString& failure) {
-    if (!failure.isEmpty() && !m_failures.contains(failure)) m_failures << failure;
+void Forgetting::removeFolder(const QString& folder) {
+    if (QDir(folder).exists() && !QDir(folder).removeRecursively())
+        add(QStringLiteral("%1 could not be removed.").arg(BackendConfig::spoken(folder)));
+}
+
+void Forgetting::add(const QString& failure) {
+    if (!m_failures.contains(failure)) m_failures << failure;
+}
+
+void Forgetting::finished() {
     if (--m_left == 0) m_done(m_failures);
 }
 

@@ -9,6 +9,7 @@
 
 namespace murlo {
 
+class LocalService;
 class LoginItem;
 class SecretStore;
 struct BackendConfig;
@@ -22,10 +23,10 @@ public:
         SecretStore& secrets;
         UrlScheme& urlScheme;
         LoginItem& loginItem;
+        LocalService& backend; ///< ends before its database goes
     };
-    /// `folders` are removed with all that is in them: the support folder, and that of the local
-    /// backend's database.
-    Forgetting(const Partners& with, Paths paths, QStringList folders);
+    /// `backendFolder` is that of the local backend's database.
+    Forgetting(const Partners& with, Paths paths, QString backendFolder);
 
     /// What is about to be removed, a line each, for the question.
     [[nodiscard]] QStringList inventory() const;
@@ -34,11 +35,13 @@ public:
 
 private:
     [[nodiscard]] QStringList keyNames(const BackendConfig& config) const;
-    void finished(const QString& failure);
+    void removeFolder(const QString& folder);
+    void add(const QString& failure);
+    void finished();
 
     Partners m_with;
     Paths m_paths;
-    QStringList m_folders;
+    QString m_backendFolder;
     int m_left = 0; ///< steps that have not ended
     QStringList m_failures;
     std::function<void(const QStringList&)> m_done;

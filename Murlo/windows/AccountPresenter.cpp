@@ -6,8 +6,8 @@
 
 namespace murlo {
 
-AccountPresenter::AccountPresenter(AccountManager& account, SettingsModel& settings,
-                                   const BackendConfig& config)
+AccountPresenter::AccountPresenter(AccountManager& account, KeychainStore& keys,
+                                   SettingsModel& settings, const BackendConfig& config)
     : m_account(account)
     , m_settings(settings)
     , m_config(config) {
@@ -16,17 +16,20 @@ AccountPresenter::AccountPresenter(AccountManager& account, SettingsModel& setti
         Q_EMIT changed();
     });
     connect(&account, &AccountManager::signedOut, this, &AccountPresenter::changed);
+    connect(&keys, &KeychainStore::loaded, this, &AccountPresenter::changed);
+    connect(&keys, &KeychainStore::foundLate, this, &AccountPresenter::changed);
     connect(&account, &AccountManager::signingInChanged, this, &AccountPresenter::changed);
     connect(&account, &AccountManager::signInFailed, this, &AccountPresenter::failed);
     connect(&settings, &SettingsModel::changed, this, &AccountPresenter::changed);
 }
 
 AccountRecord AccountPresenter::record() const {
-    const Message trouble =
-        m_config.isUsable()
-            ? m_trouble
-            : Message(Word::asReported, {m_config.complaints.join(QLatin1Char(' '))});
-    return presentAccount({m_account.isSignedIn(), m_account.isSigningIn(),
+    Message trouble = m_trouble;
+    if (!m_config.isUsable())
+        trouble = Message(Word::asReported, {m_config.complaints.join(QLatin1Char(' '))});
+    else if (m_account.lacksKey() && trouble.isEmpty())
+        trouble = Word::signupIncomplete;
+    return presentAccount({m_account.isSignedIn(), m_account.isSigningIn(), m_account.lacksKey(),
                            m_account.email().value_or(QString()), m_config.providerName,
                            m_config.isLocal() ? QString() : m_config.baseURL.host(), trouble,
                            m_settings.values().truth(SettingKey::enhancePrompt)});
@@ -42,7 +45,7 @@ void AccountPresenter::shown() {
 }
 
 void AccountPresenter::press() {
-    if (m_account.isSignedIn()) {
+    if (m_account.isSignedIn() && !m_account.lacksKey()) {
         if (onLogOut) onLogOut();
         return;
     }

@@ -7,6 +7,7 @@
 namespace murlo {
 
 class AccountManager;
+class KeychainStore;
 class SettingsModel;
 struct BackendConfig;
 struct SignInError;
@@ -17,7 +18,8 @@ class AccountPresenter : public QObject {
     Q_OBJECT
 
 public:
-    AccountPresenter(AccountManager& account, SettingsModel& settings, const BackendConfig& config);
+    AccountPresenter(AccountManager& account, KeychainStore& keys, SettingsModel& settings,
+                     const BackendConfig& config);
 
     [[nodiscard]] AccountRecord record() const;
     /// A window begins to show the row: why the account was signed out is told now, once.

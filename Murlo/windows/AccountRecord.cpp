@@ -14,11 +14,14 @@ AccountRecord presentAccount(const AccountFacts& facts) {
     if (facts.signedIn) {
         row.status = Words::shown(facts.email.isEmpty() ? Message(Word::signedIn)
                                                         : Message(Word::signedInAs, {facts.email}));
-        row.button = Words::shown(Word::logOut);
         row.offersEnhance = true;
         row.enhance = facts.enhance;
     } else {
         row.status = Words::shown(Word::signInFirst);
+    }
+    if (facts.signedIn && !facts.lacksKey) {
+        row.button = Words::shown(Word::logOut);
+    } else {
         row.button =
             Words::shown(facts.provider.isEmpty() ? Message(Word::continueHere)
                                                   : Message(Word::continueWith, {facts.provider}));

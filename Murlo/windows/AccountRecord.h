@@ -10,6 +10,7 @@ namespace murlo {
 struct AccountFacts {
     bool signedIn = false;
     bool signingIn = false;
+    bool lacksKey = false;   ///< signed in, but only a new sign-in brings what is missing
     QString email = {};      ///< may be unknown although somebody is signed in
     QString provider = {};   ///< the identity provider's name; empty for the computer's own page
     QString remoteHost = {}; ///< of the backend; empty when it is on this computer

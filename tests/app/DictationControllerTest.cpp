@@ -71,6 +71,8 @@ class DictationControllerTest : public QObject {
             {"slow", [this] { m_rig->accessibility.node(m_rig->box).focusTakes = 5; }},
             {"text", [this] { m_rig->engineAnswersOnly("words"); }},
             {"nothing", [this] { m_rig->engineAnswersOnly(" [BLANK_AUDIO]\n"); }},
+            {"broken", [this] { m_rig->http.fail("It is broken."); }},
+            {"dies", [this] { m_rig->processes.exit(11); }},
             {"error", [this] { m_rig->engineRefuses(500, "its own words"); }},
         };
         for (const QString& step : steps.split(' ')) {
@@ -151,6 +153,14 @@ private Q_SLOTS:
         row("listen cancel", "listening > idle", "Tink Bottle", "dictation: cancelled");
         row("dictate cancel begin text", sent + " > idle > listening", "Tink Pop Bottle Tink",
             dropped);
+        // An engine that dies with a clip: its successor gets it, once.
+        const QString broken = sent + " > failed: It is broken.";
+        row("dictate broken 0.2 dies 2 ready text", over, "Tink Pop",
+            "dictation: the engine ended with a clip, which is sent again");
+        row("dictate dies broken 1 ready text", over, "Tink Pop");
+        row("dictate broken dies 2 ready broken", broken, "Tink Pop Basso", "", {.kept = true});
+        row("dictate broken 1.2", broken, "Tink Pop Basso", "", {.kept = true});
+        row("dictate broken dies cancel 2 ready", sent + " > idle", "Tink Pop Bottle", dropped);
         row("loading 0 dictate cancel ready text", sent + " > idle", "Tink Pop Bottle", dropped);
         row("account dictate unfocus text cancel", sent + " > idle", "Tink Pop Bottle", dropped);
         row("account enhanced dictate text cancel", sent + " > enhancing > idle", "Tink Pop Bottle",

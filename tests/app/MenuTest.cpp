@@ -191,6 +191,14 @@ private Q_SLOTS:
         row("signing in", {"Sign in to get started"}, "", {.signingIn = true});
         row("signed in", {"Signed in as me@localhost", "The account stays on this computer."},
             "Log Out", {.signedIn = true, .email = "me@localhost"});
+        row("only by name",
+            {"Signed in as me@localhost",
+             "We couldn't finish setting up your account. Please sign in again."},
+            "Continue",
+            {.signedIn = true,
+             .lacksKey = true,
+             .email = "me@localhost",
+             .trouble = Word::signupIncomplete});
         row("signed in, nobody knows as whom", {"Signed in"}, "Log Out", {.signedIn = true});
         row("signed out", {"You've been signed out because you signed in on another computer."},
             "Continue", {.trouble = trouble});

@@ -238,6 +238,13 @@ private Q_SLOTS:
             QVERIFY2(kept == whole, qPrintable(QStringLiteral("frame %1").arg(frame)));
         }
         QVERIFY(spared > 200); // of 400 frames
+        CardRecord there;      // a word that moves leaves its old place, too
+        there.card = {0, 0, 480, 200};
+        there.words = {{}};
+        there.words[0].baseline = {10, 50};
+        CardRecord here = there;
+        here.words[0].baseline = {10, 150};
+        QVERIFY(cardDamage(there, here).contains(QPoint(20, 45)));
     }
 
     void nothingTicksWhileTheCardIsStillOrHidden() {

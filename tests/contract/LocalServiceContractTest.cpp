@@ -10,6 +10,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
+#include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -70,7 +71,7 @@ public:
         asked << words.join(' ');
         if (!m_knowsUnit) return bus.send(call.createErrorReply("org.example.NoSuchUnit", ""));
         if (call.member() == "StartUnit")
-            m_socket.listen(QHostAddress::LocalHost, UserBackend::unitPort);
+            m_socket.listen(QHostAddress::LocalHost, UserBackend::unitPort().port);
         return bus.send(call.createReply(QVariantList{"enabled"}));
     }
     QStringList asked;
@@ -81,10 +82,15 @@ private:
     QTcpServer m_socket;
 };
 
+LoopbackPort freePlace() {
+    return {"127.0.0.1", freePort()};
+}
+
 /// The answer of a start, which comes on a later turn.
-Listener waitForStart(LocalService& service, quint16 port, VirtualScheduler* time = nullptr) {
+Listener waitForStart(LocalService& service, const LoopbackPort& at,
+                      VirtualScheduler* time = nullptr) {
     std::optional<Listener> answer;
-    service.start(port, [&](Listener now) { answer = now; });
+    service.start(at, [&](Listener now) { answer = now; });
     if (answer) qFatal("not on a later turn");
     (void)QTest::qWaitFor(
         [&] {
@@ -111,11 +117,11 @@ private Q_SLOTS:
         FakeLocalService fake(time);
         UserBackend backend(m_scheduler, {"/nowhere", program.folder.path()});
         LocalService& service = real ? static_cast<LocalService&>(backend) : fake;
-        const quint16 port = freePort();
-        QCOMPARE(service.listener(port), Listener::nobody);
-        QCOMPARE(waitForStart(service, port, &time), Listener::self);
-        QCOMPARE(service.listener(port), Listener::self);
-        QCOMPARE(waitForStart(service, port, &time), Listener::self); // it is there already
+        const LoopbackPort at = freePlace();
+        QCOMPARE(service.listener(at), Listener::nobody);
+        QCOMPARE(waitForStart(service, at, &time), Listener::self);
+        QCOMPARE(service.listener(at), Listener::self);
+        QCOMPARE(waitForStart(service, at, &time), Listener::self); // it is there already
     }
 
     void theProgramIsAskedForAPortAndOutlivesUs() {
@@ -123,17 +129,17 @@ private Q_SLOTS:
         QFile ours(program.folder.filePath("ours"));
         QVERIFY(ours.open(QIODevice::WriteOnly));
         QVERIFY(dup(ours.handle()) > 0); // without close-on-exec
-        const quint16 port = freePort();
+        const LoopbackPort at = freePlace();
         {
             UserBackend backend(m_scheduler, {program.folder.path()});
             QList<Listener> answers;
             for (int count = 0; count < 2; ++count) // two starts at once are one
-                backend.start(port, [&](Listener now) { answers << now; });
+                backend.start(at, [&](Listener now) { answers << now; });
             QTRY_COMPARE_WITH_TIMEOUT(answers, (QList{Listener::self, Listener::self}), patience);
         }
         const QStringList asked = program.asked();
-        QCOMPARE(asked.mid(4),
-                 (QStringList{"--set", "port=" + QString::number(port), "--set", "idle-end=600"}));
+        QCOMPARE(asked.mid(4), (QStringList{"--set", "port=" + QString::number(at.port), "--set",
+                                            "idle-end=600"}));
         QVERIFY(asked[1].toInt() != getsid(0)); // neither our terminal's signals …
         QCOMPARE(asked[2], "set()");
         QCOMPARE(asked[3], "{'/dev/null'}"); // … nor our files
@@ -145,11 +151,11 @@ private Q_SLOTS:
             const Program program(true);
             ServiceManager manager(knowsUnit);
             UserBackend backend(m_scheduler, {program.folder.path()});
-            QCOMPARE(waitForStart(backend, freePort()), Listener::self); // not the unit's port
+            QCOMPARE(waitForStart(backend, freePlace()), Listener::self); // not the unit's port
             QVERIFY(manager.asked.isEmpty() && !program.asked().isEmpty());
             const Program another(true);
             UserBackend unit(m_scheduler, {another.folder.path()});
-            QCOMPARE(waitForStart(unit, UserBackend::unitPort), Listener::self);
+            QCOMPARE(waitForStart(unit, UserBackend::unitPort()), Listener::self);
             QCOMPARE(another.asked().isEmpty(), knowsUnit);
             QStringList asked{"GetUnitFileState murlo-backend.socket"};
             if (knowsUnit) asked << "StartUnit murlo-backend.socket replace";
@@ -163,24 +169,31 @@ private Q_SLOTS:
         UserBackend missing(m_scheduler, {"/nowhere"});
         QElapsedTimer clock;
         clock.start();
-        QCOMPARE(waitForStart(ending, freePort()), Listener::nobody);
-        QCOMPARE(waitForStart(missing, freePort()), Listener::nobody);
+        QCOMPARE(waitForStart(ending, freePlace()), Listener::nobody);
+        QCOMPARE(waitForStart(missing, freePlace()), Listener::nobody);
         // Without a service manager that knows the unit.
-        QCOMPARE(waitForStart(missing, UserBackend::unitPort), Listener::nobody);
+        QCOMPARE(waitForStart(missing, UserBackend::unitPort()), Listener::nobody);
         QVERIFY2(clock.elapsed() < 8000, "as late as a program that hangs");
     }
 
+    void whoListensIsReadFromTheKernel_data() {
+        const Rows<QString, Listener> row; // asked for, by the address that is listened on
+        for (const char* address : {"127.0.0.1", "127.1.2.3", "::1"})
+            row(address, address, Listener::self);
+        row("0.0.0.0", "127.0.0.1", Listener::self);
+        row("::", "127.0.0.1", Listener::self);
+        row("127.0.0.2", "127.0.0.1", Listener::nobody); // it is not in the way
+    }
     void whoListensIsReadFromTheKernel() {
+        const auto [asked, listener] = fetch<QString, Listener>();
         const UserBackend backend(m_scheduler, {});
-        for (const QString address : {"127.0.0.1", "127.1.2.3", "0.0.0.0", "::1", "::"}) {
-            QTcpServer server;
-            QVERIFY2(server.listen(QHostAddress(address)), qPrintable(address));
-            const quint16 port = server.serverPort();
-            QVERIFY2(backend.listener(port) == Listener::self, qPrintable(address));
-            QCOMPARE(backend.listener(port ^ 1), Listener::nobody);
-            server.close();
-            QCOMPARE(backend.listener(port), Listener::nobody);
-        }
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress(QString(QTest::currentDataTag()))));
+        const quint16 port = server.serverPort();
+        QCOMPARE(backend.listener({asked, port}), listener);
+        QCOMPARE(backend.listener({asked, static_cast<quint16>(port ^ 1)}), Listener::nobody);
+        server.close();
+        QCOMPARE(backend.listener({asked, port}), Listener::nobody);
     }
 
     void anotherUsersSocketIsAStrangers_data() {
@@ -189,9 +202,11 @@ private Q_SLOTS:
         const QString ours = "0100007F:2235 0A 0";
         const QString theirs = "0100007F:2235 0A 1";
         const QString v6 = "00000000000000000000000001000000:2235 0A 1";
+        const QString v6any = "00000000000000000000000000000000:2235 0A 1";
         row("ours", ours, "", Listener::self);
         row("theirs", theirs, "", Listener::stranger);
-        row("theirs beside ours", ours, v6, Listener::stranger);
+        row("theirs beside ours", ours, v6any, Listener::stranger);
+        row("theirs on another of ours", ours, v6, Listener::self);
         row("any", "00000000:2235 0A 1", "", Listener::stranger);
         row("mapped", "", "0000000000000000FFFF00000100007F:2235 0A 1", Listener::stranger);
         row("another port", "0100007F:2236 0A 1", "", Listener::nobody);
@@ -212,7 +227,34 @@ private Q_SLOTS:
                            .arg(geteuid() + row[2].toUInt())
                            .toLatin1());
         }
-        QCOMPARE(UserBackend(m_scheduler, {}, tables.path()).listener(8757), listener);
+        const auto sockets = listeningSocketsInTables(tables.path(), 8757);
+        QCOMPARE(UserBackend::listenerOf(sockets, "127.0.0.1"), listener);
+    }
+
+    void aStopEndsWhatRuns() {
+        for (const bool knowsUnit : {false, true}) { // a program alone, and a unit besides
+            ServiceManager manager(knowsUnit);
+            const QTemporaryDir folder;
+            const QString file = folder.filePath("murlo-backend");
+            QVERIFY(QFile::copy("/bin/sleep", file));
+            QProcess program;
+            QProcess another;
+            program.start(file, {"1000"});
+            another.start("/bin/sleep", {"1000"});
+            QVERIFY(program.waitForStarted() && another.waitForStarted());
+            QVERIFY(QFile::remove(file)); // as a package's removal leaves it
+            UserBackend backend(m_scheduler, {folder.path()});
+            std::optional<bool> stopped;
+            backend.stop([&](bool worked) { stopped = worked; });
+            QTRY_VERIFY_WITH_TIMEOUT(stopped, patience);
+            QVERIFY(*stopped);
+            QCOMPARE(program.state(), QProcess::NotRunning);
+            QCOMPARE(another.state(), QProcess::Running);
+            another.kill();
+            QVERIFY(another.waitForFinished());
+            QCOMPARE(manager.asked, (QStringList{"StopUnit murlo-backend.socket replace",
+                                                 "StopUnit murlo-backend.service replace"}));
+        }
     }
 };
 

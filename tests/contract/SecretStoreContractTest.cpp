@@ -146,7 +146,7 @@ struct World : ContractWorld {
 
 private:
     static QString describe(const SecretStore::Found& found) {
-        if (!found) return found.error().isEmpty() ? "an error without words" : "error";
+        if (!found) return found.error().reason.isEmpty() ? "an error without words" : "error";
         return found->value_or("nothing");
     }
 };

@@ -76,6 +76,7 @@ private Q_SLOTS:
         QCOMPARE(forget(desk.home.path(), "no\n"), 1);
         QVERIFY(QFile::exists(desk.murlo.file("settings.json")));
         QCOMPARE(forget(desk.home.path(), "yes\n"), 0);
+        QVERIFY(!endBackend()); // it runs no more
         QVERIFY(!QDir(desk.murlo.file({})).exists());
         QVERIFY(!QDir(desk.home.filePath(".local/share/murlo-backend")).exists());
     }

@@ -13,18 +13,25 @@ public:
     explicit FakeLocalService(Scheduler& scheduler)
         : m_scheduler(scheduler) {}
 
-    [[nodiscard]] Listener listener(quint16) const override { return listening; }
-    void start(quint16 port, std::function<void(Listener)> done) override {
-        started << port;
+    [[nodiscard]] Listener listener(const LoopbackPort&) const override { return listening; }
+    void start(const LoopbackPort& at, std::function<void(Listener)> done) override {
+        started << at.port;
         m_start = m_scheduler.after(startTakes, [this, done] {
             listening = afterStart;
             done(listening);
+        });
+    }
+    void stop(std::function<void(bool)> done) override {
+        m_start = m_scheduler.after(0, [this, done] {
+            if (stops) listening = Listener::nobody;
+            done(stops);
         });
     }
 
     Listener listening = Listener::nobody; ///< on whichever port
     Listener afterStart = Listener::self;  ///< who listens once a start is over
     double startTakes = 0.2;               ///< seconds
+    bool stops = true;                     ///< it ends when it is asked to
     QList<quint16> started;                ///< the ports so far
 
 private:

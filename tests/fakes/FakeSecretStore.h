@@ -25,6 +25,7 @@ public:
     QMap<QString, QString> items;
     /// Why the store is unavailable; empty while it is available.
     QString refusal;
+    bool noStore = false; ///< that is because there is none
     /// Seconds until an answer. Above `limit` the question fails, the next one begins, and the
     /// answer comes late; `never` for a store that hangs.
     double delay = 0;
@@ -49,32 +50,35 @@ public:
                  if (inTime) return done(found());
                  if (late) late(found());
              },
-             [done](const QString& why) { done(tl::unexpected(why)); }});
+             [done](const SecretError& why) { done(tl::unexpected(why)); }});
     }
-    void save(const QString& account, const QString& value,
-              std::function<void(Done)> done) override {
-        add({QStringLiteral("save ") + account,
-             [=, this](bool inTime) {
-                 items[account] = value;
-                 if (inTime) done({});
-             },
-             [done](const QString& why) { done(tl::unexpected(why)); }});
+    void save(const QString& account, const QString& value, std::function<void(Done)> done,
+              std::function<void(Done)> late = {}) override {
+        change(
+            QStringLiteral("save ") + account, [=, this] { items[account] = value; }, done, late);
     }
-    void remove(const QString& account, std::function<void(Done)> done) override {
-        add({QStringLiteral("remove ") + account,
-             [=, this](bool inTime) {
-                 items.remove(account);
-                 if (inTime) done({});
-             },
-             [done](const QString& why) { done(tl::unexpected(why)); }});
+    void remove(const QString& account, std::function<void(Done)> done,
+                std::function<void(Done)> late = {}) override {
+        change(
+            QStringLiteral("remove ") + account, [=, this] { items.remove(account); }, done, late);
     }
 
 private:
     struct Question {
         QString name;
         std::function<void(bool inTime)> answer;
-        std::function<void(const QString&)> refuse;
+        std::function<void(const SecretError&)> refuse;
     };
+
+    void change(const QString& name, const Work& carryOut, const std::function<void(Done)>& done,
+                const std::function<void(Done)>& late) {
+        add({name,
+             [=](bool inTime) {
+                 carryOut();
+                 if (const auto& told = inTime ? done : late) told({});
+             },
+             [done](const SecretError& why) { done(tl::unexpected(why)); }});
+    }
 
     void add(Question question) {
         m_questions.push_back(std::move(question));
@@ -95,9 +99,9 @@ private:
         const Question question = std::move(m_questions.front());
         m_questions.pop_front();
         if (!m_questions.empty()) begin();
-        if (!refusal.isEmpty()) return question.refuse(refusal);
+        if (!refusal.isEmpty()) return question.refuse({refusal, noStore});
         if (inTime) return question.answer(true);
-        question.refuse(QStringLiteral("the secret service did not answer in time"));
+        question.refuse({QStringLiteral("the secret service did not answer in time")});
     }
 
     Scheduler& m_scheduler;

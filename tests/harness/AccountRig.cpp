@@ -29,9 +29,10 @@ AccountRig::AccountRig(const QString& server)
     , config(configOf(server))
     , settings(paths, *disk)
     , keys(secrets, paths, *disk, scheduler, config.address())
-    , client({network, scheduler, local}, config.baseURL, QStringLiteral("1.2.3"))
+    , guard(network, local, scheduler)
+    , client({guard, scheduler}, config.baseURL, QStringLiteral("1.2.3"))
     , browser({scheduler, desktop, urlScheme, local})
-    , account({settings, keys, client, browser, network, config, refused, errors, scheduler})
+    , account({settings, keys, client, browser, guard, config, refused, errors, scheduler})
     , enhancer({settings, account, client, refused, applications, scheduler}) {
     local.listening = LocalService::Listener::self;
 }

@@ -3,6 +3,7 @@
 #include "account/AccountManager.h"
 #include "account/PromptEnhancer.h"
 #include "backend/BackendConfig.h"
+#include "backend/LoopbackGuard.h"
 #include "backend/RefusedKeys.h"
 #include "settings/Settings.h"
 #include "telemetry/ErrorReporter.h"
@@ -58,6 +59,7 @@ public:
     ErrorReporter errors;
     RefusedKeys refused;
     KeychainStore keys;
+    LoopbackGuard guard;
     AccountClient client;
     BrowserSession browser;
     AccountManager account;

@@ -1,5 +1,4 @@
 #include "MurloKit/ErrorReport.h"
-#include "MurloKit/IDTokenPayload.h"
 #include "MurloKit/PKCE.h"
 #include "MurloKit/ReleaseInfo.h"
 #include "MurloKit/SemanticVersion.h"

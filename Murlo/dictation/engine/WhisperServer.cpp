@@ -77,6 +77,11 @@ WhisperServer::State WhisperServer::state() const {
     return m_state;
 }
 
+qint64 WhisperServer::run() const {
+    const std::lock_guard guard(m_stateLock);
+    return m_run;
+}
+
 HttpHeader WhisperServer::credentials() const {
     const std::lock_guard guard(m_stateLock);
     return {secretHeader, m_secret};
@@ -143,6 +148,7 @@ void WhisperServer::spawn(const QString& program, const QString& model) {
     {
         const std::lock_guard guard(m_stateLock);
         m_secret = secret;
+        ++m_run;
     }
     m_output = std::make_unique<EngineOutput>(log);
     auto child =

@@ -50,6 +50,8 @@ public:
     void shutdown();
 
     [[nodiscard]] State state() const; ///< any thread
+    /// Tells one process of the engine from those before it. Any thread.
+    [[nodiscard]] qint64 run() const;
     /// The transcription endpoint. Send speech there only while the state is `ready`.
     [[nodiscard]] QUrl inferenceURL() const { return url(QStringLiteral("/inference")); }
 
@@ -86,8 +88,9 @@ private:
     std::function<std::optional<QString>()> m_modelPath;
     std::function<QString()> m_language;
 
-    mutable std::mutex m_stateLock; ///< guards the next two
+    mutable std::mutex m_stateLock; ///< guards the next three
     State m_state;
+    qint64 m_run = 0; ///< processes so far
     QByteArray m_secret;
 
     std::unique_ptr<SerialQueue> m_queue;

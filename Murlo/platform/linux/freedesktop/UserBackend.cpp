@@ -1,7 +1,7 @@
 #include "platform/linux/freedesktop/UserBackend.h"
 
 #include "platform/linux/freedesktop/IndependentProcess.h"
-#include "platform/linux/freedesktop/ListeningSockets.h"
+#include "platform/linux/processes/ProcessFacts.h"
 #include "support/Log.h"
 
 #include <QDBusConnection>
@@ -9,22 +9,24 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QPointer>
 #include <QProcess>
 
-#include <algorithm>
+#include <csignal>
 #include <unistd.h>
+#include <vector>
 
 namespace murlo {
 
 namespace {
 
 constexpr double startLimit = 10;     // seconds until `start` reports
+constexpr double stopLimit = 10;      // seconds until `stop` reports
 constexpr double unitLimit = 3;       // seconds for the service manager, then the program is tried
 constexpr double pollInterval = 0.02; // seconds
 constexpr int callLimit = 2000;       // milliseconds
+constexpr int configurationFault = 2; // exit status of the program
 
 const QString unit = QStringLiteral("murlo-backend.socket");
 
@@ -35,32 +37,6 @@ QDBusPendingCall askManager(const QString& method, const QVariantList& arguments
     call.setArguments(arguments);
     call.setAutoStartService(false);
     return QDBusConnection::sessionBus().asyncCall(call, callLimit);
-}
-
-/// Whether an address of /proc/net/tcp or tcp6 (hexadecimal, in words of the machine's byte order,
-/// which is x86's here) accepts connections from this computer: 127.0.0.0/8, ::1, or any.
-bool acceptsLoopback(const QByteArray& address) {
-    if (address.count('0') == address.size()) return true; // any
-    if (address.size() == 8) return address.endsWith("7F");
-    return address == "00000000000000000000000001000000" ||
-           (address.startsWith("0000000000000000FFFF0000") && address.endsWith("7F"));
-}
-
-/// The owners of the sockets that listen on the port, from one kernel table. Columns: 1 local
-/// address, 3 state, 7 user.
-QList<uint> ownersOf(const QString& table, quint16 port) {
-    QList<uint> owners;
-    QFile file(table);
-    if (!file.open(QIODevice::ReadOnly)) return owners;
-    const QByteArray wanted = ':' + QByteArray::number(port, 16).rightJustified(4, '0').toUpper();
-    const QList<QByteArray> lines = file.readAll().split('\n');
-    for (const QByteArray& line : lines) {
-        if (!line.contains(wanted)) continue;
-        const QList<QByteArray> columns = line.simplified().split(' ');
-        if (columns.size() < 10 || columns[3] != "0A" || !columns[1].endsWith(wanted)) continue;
-        if (acceptsLoopback(columns[1].chopped(wanted.size()))) owners << columns[7].toUInt();
-    }
-    return owners;
 }
 
 } // namespace
@@ -74,10 +50,18 @@ struct UserBackend::Start {
     ScheduledWork poll;
 };
 
-UserBackend::UserBackend(Scheduler& scheduler, QStringList folders, QString tables)
+/// A stop under way.
+struct UserBackend::Stop {
+    std::vector<std::function<void(bool)>> done;
+    int unanswered = 0;  ///< calls to the service manager
+    double deadline = 0; ///< on the scheduler's uptime
+    QList<qint64> told;  ///< the programs that were asked to end
+    ScheduledWork poll;
+};
+
+UserBackend::UserBackend(Scheduler& scheduler, QStringList folders)
     : m_scheduler(scheduler)
-    , m_folders(std::move(folders))
-    , m_tables(std::move(tables)) {}
+    , m_folders(std::move(folders)) {}
 
 UserBackend::~UserBackend() = default;
 
@@ -86,36 +70,38 @@ QStringList UserBackend::usualFolders(const QString& applicationFolder) {
             QDir::cleanPath(applicationFolder + QStringLiteral("/../lib/murlo/bin"))};
 }
 
-LocalService::Listener UserBackend::listener(quint16 port) const {
-    // A stranger on any of the loopback addresses counts: a name may lead to either of them.
-    const auto known = m_tables.isEmpty() ? ownersOfListeners(port) : std::nullopt;
-    const QString tables = m_tables.isEmpty() ? QStringLiteral("/proc/net") : m_tables;
-    const QList<uint> owners = known ? *known
-                                     : ownersOf(tables + QStringLiteral("/tcp"), port) +
-                                           ownersOf(tables + QStringLiteral("/tcp6"), port);
-    if (owners.isEmpty()) return Listener::nobody;
-    const bool allOurs =
-        std::ranges::all_of(owners, [self = geteuid()](uint owner) { return owner == self; });
-    return allOurs ? Listener::self : Listener::stranger;
+LocalService::Listener UserBackend::listenerOf(const QList<ListeningSocket>& sockets,
+                                               const QString& host) {
+    auto listener = Listener::nobody;
+    for (const ListeningSocket& socket : sockets) {
+        if (!socket.accepts(QHostAddress(host))) continue;
+        if (socket.owner != geteuid()) return Listener::stranger;
+        listener = Listener::self;
+    }
+    return listener;
 }
 
-void UserBackend::start(quint16 port, std::function<void(Listener)> done) {
-    Start& start = m_starts[port];
+LocalService::Listener UserBackend::listener(const LoopbackPort& at) const {
+    return listenerOf(listeningSockets(at.port), at.host);
+}
+
+void UserBackend::start(const LoopbackPort& at, std::function<void(Listener)> done) {
+    Start& start = m_starts[at];
     start.done.push_back(std::move(done));
     if (start.done.size() > 1) return; // under way
     start.deadline = m_scheduler.uptime() + startLimit;
-    start.poll = m_scheduler.every(pollInterval, [this, port] { check(port); });
-    if (listener(port) != Listener::nobody) return; // which the first look will report
-    if (port == unitPort)
-        askServiceManager(port);
+    start.poll = m_scheduler.every(pollInterval, [this, at] { check(at); });
+    if (listener(at) != Listener::nobody) return; // which the first look will report
+    if (at == unitPort())
+        askServiceManager(at);
     else
-        startProgram(port);
+        startProgram(at);
 }
 
-void UserBackend::askServiceManager(quint16 port) {
-    m_starts[port].unitDeadline = m_scheduler.uptime() + unitLimit;
-    const auto failed = [this, port] {
-        const auto start = m_starts.find(port);
+void UserBackend::askServiceManager(const LoopbackPort& at) {
+    m_starts[at].unitDeadline = m_scheduler.uptime() + unitLimit;
+    const auto failed = [this, at] {
+        const auto start = m_starts.find(at);
         if (start != m_starts.end()) start->second.unitDeadline = 0; // the next look goes on
     };
     // A unit that does not exist has no state.
@@ -133,34 +119,83 @@ void UserBackend::askServiceManager(quint16 port) {
     });
 }
 
-void UserBackend::startProgram(quint16 port) {
-    Start& start = m_starts[port];
+void UserBackend::startProgram(const LoopbackPort& at) {
+    Start& start = m_starts[at];
     start.programStarted = true;
     for (const QString& folder : m_folders) {
         const QString program = folder + QStringLiteral("/murlo-backend");
         if (!QFileInfo(program).isExecutable()) continue;
         start.program = makeIndependentProcess();
         start.program->setWorkingDirectory(QDir::rootPath());
-        start.program->start(program, {QStringLiteral("--set"), QStringLiteral("port=%1").arg(port),
-                                       QStringLiteral("--set"), QStringLiteral("idle-end=600")});
+        QObject::connect(start.program, &QProcess::finished, &m_owner, [](int status) {
+            if (status == configurationFault)
+                Log::write(QStringLiteral("backend: murlo-backend refuses its configuration; "
+                                          "started in a terminal, it tells why"));
+        });
+        QStringList arguments{QStringLiteral("--set"), QStringLiteral("port=%1").arg(at.port),
+                              QStringLiteral("--set"), QStringLiteral("idle-end=600")};
+        if (at.host != unitPort().host)
+            arguments << QStringLiteral("--set") << QStringLiteral("listen=") + at.host;
+        start.program->start(program, arguments);
         return;
     }
     Log::write(QStringLiteral("backend: there is no program murlo-backend beside this one"));
 }
 
-void UserBackend::check(quint16 port) {
-    Start& start = m_starts[port];
+void UserBackend::check(const LoopbackPort& at) {
+    Start& start = m_starts[at];
     const double now = m_scheduler.uptime();
-    if (listener(port) != Listener::nobody || now >= start.deadline) return finish(port);
+    if (listener(at) != Listener::nobody || now >= start.deadline) return finish(at);
     if (now < start.unitDeadline) return;
-    if (!start.programStarted) startProgram(port);
-    if (!start.program) finish(port);
+    if (!start.programStarted) startProgram(at);
+    if (!start.program) finish(at);
 }
 
-void UserBackend::finish(quint16 port) {
-    const Listener now = listener(port);
-    const auto start = m_starts.extract(port);
+void UserBackend::finish(const LoopbackPort& at) {
+    const Listener now = listener(at);
+    const auto start = m_starts.extract(at);
     for (const auto& done : start.mapped().done) done(now);
+}
+
+QList<qint64> UserBackend::programs() const {
+    QList<qint64> found;
+    for (const QString& folder : m_folders)
+        found += ProcessFacts::running(folder + QStringLiteral("/murlo-backend"));
+    return found;
+}
+
+void UserBackend::stop(std::function<void(bool)> done) {
+    if (m_stop) {
+        m_stop->done.push_back(std::move(done));
+        return;
+    }
+    m_stop = std::make_unique<Stop>();
+    m_stop->done.push_back(std::move(done));
+    m_stop->deadline = m_scheduler.uptime() + stopLimit;
+    m_stop->poll = m_scheduler.every(pollInterval, [this] { checkEnd(); });
+    // The socket first: it would start the service again.
+    for (const QString& name : {unit, QStringLiteral("murlo-backend.service")}) {
+        ++m_stop->unanswered;
+        auto* call = new QDBusPendingCallWatcher(
+            askManager(QStringLiteral("StopUnit"), {name, QStringLiteral("replace")}), &m_owner);
+        QObject::connect(call, &QDBusPendingCallWatcher::finished, &m_owner, [this, call] {
+            call->deleteLater();
+            if (m_stop) --m_stop->unanswered;
+        });
+    }
+}
+
+void UserBackend::checkEnd() {
+    const QList<qint64> running = programs();
+    for (const qint64 pid : running) {
+        if (m_stop->told.contains(pid)) continue;
+        m_stop->told << pid;
+        ::kill(static_cast<pid_t>(pid), SIGTERM);
+    }
+    const bool isOver = running.isEmpty() && m_stop->unanswered == 0;
+    if (!isOver && m_scheduler.uptime() < m_stop->deadline) return;
+    const auto stopped = std::exchange(m_stop, nullptr);
+    for (const auto& done : stopped->done) done(running.isEmpty());
 }
 
 } // namespace murlo

@@ -2,12 +2,13 @@
 
 #include "platform/LocalService.h"
 #include "platform/Scheduler.h"
+#include "platform/linux/freedesktop/ListeningSockets.h"
 
 #include <QObject>
 #include <QStringList>
 
 #include <map>
-#include <vector>
+#include <memory>
 
 namespace murlo {
 
@@ -15,33 +16,39 @@ namespace murlo {
 /// over the session bus, or the program "murlo-backend". Works without a bus and without systemd.
 class UserBackend : public LocalService {
 public:
-    /// The port that the socket unit listens on.
-    static constexpr quint16 unitPort = 8757;
+    /// Where the socket unit listens.
+    [[nodiscard]] static LoopbackPort unitPort() { return {QStringLiteral("127.0.0.1"), 8757}; }
 
-    /// The program is looked for in `folders`, in this order. `tables` is a folder with tables
-    /// "tcp" and "tcp6" as the kernel writes them; without one, the kernel is asked.
-    UserBackend(Scheduler& scheduler, QStringList folders, QString tables = {});
+    /// The program is looked for in `folders`, in this order.
+    UserBackend(Scheduler& scheduler, QStringList folders);
     ~UserBackend() override;
 
     /// Where the program is for a Murlo in `applicationFolder`, installed or in a build folder.
     [[nodiscard]] static QStringList usualFolders(const QString& applicationFolder);
+    /// Who of these, all of one port, takes connections to `host`.
+    [[nodiscard]] static Listener listenerOf(const QList<ListeningSocket>& sockets,
+                                             const QString& host);
 
-    [[nodiscard]] Listener listener(quint16 port) const override;
-    void start(quint16 port, std::function<void(Listener)> done) override;
+    [[nodiscard]] Listener listener(const LoopbackPort& at) const override;
+    void start(const LoopbackPort& at, std::function<void(Listener)> done) override;
+    void stop(std::function<void(bool)> done) override;
 
 private:
     struct Start;
+    struct Stop;
 
-    void askServiceManager(quint16 port);
-    void startProgram(quint16 port);
-    void check(quint16 port);
-    void finish(quint16 port);
+    void askServiceManager(const LoopbackPort& at);
+    void startProgram(const LoopbackPort& at);
+    void check(const LoopbackPort& at);
+    void finish(const LoopbackPort& at);
+    [[nodiscard]] QList<qint64> programs() const;
+    void checkEnd();
 
     Scheduler& m_scheduler;
     QStringList m_folders;
-    QString m_tables;
-    std::map<quint16, Start> m_starts; ///< by port
-    QObject m_owner;                   ///< of the calls under way
+    std::map<LoopbackPort, Start> m_starts;
+    std::unique_ptr<Stop> m_stop; ///< under way
+    QObject m_owner;              ///< of the calls under way
 };
 
 } // namespace murlo

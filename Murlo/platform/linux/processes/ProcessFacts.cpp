@@ -1,5 +1,6 @@
 #include "platform/linux/processes/ProcessFacts.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -73,6 +74,20 @@ QStringList programs(qint64 pid) {
     names.removeAll(QString());
     names.removeDuplicates();
     return names;
+}
+
+QList<qint64> running(const QString& programFile) {
+    const QString program = QFileInfo(programFile).canonicalFilePath();
+    const QStringList names{program.isEmpty() ? programFile : program,
+                            programFile + QStringLiteral(" (deleted)")};
+    QList<qint64> found;
+    const QStringList folders = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
+    for (const QString& folder : folders) {
+        // Nobody else's links can be read.
+        const QString link = QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(folder));
+        if (const qint64 pid = folder.toLongLong(); pid > 0 && names.contains(link)) found << pid;
+    }
+    return found;
 }
 
 std::optional<QString> commandName(qint64 pid) {

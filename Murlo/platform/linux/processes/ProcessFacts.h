@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -18,6 +19,8 @@ namespace murlo::ProcessFacts {
 /// File names under which the process may have been started: of its executable, its first argument
 /// and, for scripts, the second.
 [[nodiscard]] QStringList programs(qint64 pid);
+/// The processes of this user that run this program file, also one that was removed since.
+[[nodiscard]] QList<qint64> running(const QString& programFile);
 /// The kernel's short name of the process.
 [[nodiscard]] std::optional<QString> commandName(qint64 pid);
 /// The process's running time as the kernel counts it, to be compared only; empty for a process

@@ -54,7 +54,8 @@ void KeychainQuestion::abandon() {
 
 void KeychainQuestion::begin() {
     if (!SecretService::isThere()) {
-        m_answer(tl::unexpected(QStringLiteral("this desktop session has no keyring service")));
+        m_answer(tl::unexpected(
+            SecretError{QStringLiteral("this desktop session has no keyring service"), true}));
         return;
     }
     SecretService::prepareLibrary();
@@ -74,9 +75,9 @@ void KeychainQuestion::finish() {
     job->deleteLater();
     const bool isMissing = job->error() == QKeychain::EntryNotFound;
     if (!isMissing && job->error() != QKeychain::NoError) {
-        m_answer(tl::unexpected(reasonOf(*job)));
+        m_answer(tl::unexpected(SecretError{reasonOf(*job)}));
     } else if ((isMissing || m_kind != Kind::read) && SecretService::isLocked(service, m_account)) {
-        m_answer(tl::unexpected(QStringLiteral("the keyring is locked")));
+        m_answer(tl::unexpected(SecretError{QStringLiteral("the keyring is locked")}));
     } else if (const auto* read = qobject_cast<QKeychain::ReadPasswordJob*>(job);
                read && !isMissing) {
         m_answer(read->textData());

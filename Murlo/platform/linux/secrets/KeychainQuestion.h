@@ -1,11 +1,8 @@
 #pragma once
 
-#include <QString>
+#include "platform/SecretStore.h"
 
-#include <functional>
 #include <memory>
-#include <optional>
-#include <tl/expected.hpp>
 
 namespace QKeychain {
 class Job;
@@ -20,7 +17,7 @@ class KeychainQuestion : public std::enable_shared_from_this<KeychainQuestion> {
 public:
     enum class Kind { read, save, remove };
     /// A read item's value, if there is one.
-    using Answer = tl::expected<std::optional<QString>, QString>;
+    using Answer = SecretStore::Found;
 
     /// `answer` is called once, on the keyring's thread, if the keyring ever answers.
     KeychainQuestion(Kind kind, QString account, QString value,

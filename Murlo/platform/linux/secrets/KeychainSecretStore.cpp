@@ -5,7 +5,17 @@
 namespace murlo {
 
 namespace {
+
 constexpr double answerLimit = 5; // seconds
+
+std::function<void(const KeychainQuestion::Answer&)>
+withoutValue(std::function<void(SecretStore::Done)> done) {
+    if (!done) return {};
+    return [done = std::move(done)](const KeychainQuestion::Answer& answer) {
+        done(answer.map([](const auto&) {}));
+    };
+}
+
 } // namespace
 
 KeychainSecretStore::KeychainSecretStore(Scheduler& scheduler)
@@ -25,14 +35,15 @@ void KeychainSecretStore::read(const QString& account, std::function<void(Found)
 }
 
 void KeychainSecretStore::save(const QString& account, const QString& value,
-                               std::function<void(Done)> done) {
-    add(KeychainQuestion::Kind::save, account, value,
-        [done = std::move(done)](const Answer& answer) { done(answer.map([](const auto&) {})); });
+                               std::function<void(Done)> done, std::function<void(Done)> late) {
+    add(KeychainQuestion::Kind::save, account, value, withoutValue(std::move(done)),
+        withoutValue(std::move(late)));
 }
 
-void KeychainSecretStore::remove(const QString& account, std::function<void(Done)> done) {
-    add(KeychainQuestion::Kind::remove, account, {},
-        [done = std::move(done)](const Answer& answer) { done(answer.map([](const auto&) {})); });
+void KeychainSecretStore::remove(const QString& account, std::function<void(Done)> done,
+                                 std::function<void(Done)> late) {
+    add(KeychainQuestion::Kind::remove, account, {}, withoutValue(std::move(done)),
+        withoutValue(std::move(late)));
 }
 
 void KeychainSecretStore::add(KeychainQuestion::Kind kind, const QString& account,
@@ -71,7 +82,8 @@ void KeychainSecretStore::timedOut() {
     waited.mapped().question->abandon();
     if (waited.mapped().late) m_late[waited.key()] = std::move(waited.mapped().late);
     beginNext();
-    waited.mapped().done(tl::unexpected(QStringLiteral("the keyring did not answer in time")));
+    waited.mapped().done(
+        tl::unexpected(SecretError{QStringLiteral("the keyring did not answer in time")}));
 }
 
 } // namespace murlo

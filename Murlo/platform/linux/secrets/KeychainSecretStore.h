@@ -22,9 +22,10 @@ public:
 
     void read(const QString& account, std::function<void(Found)> done,
               std::function<void(Found)> late = {}) override;
-    void save(const QString& account, const QString& value,
-              std::function<void(Done)> done) override;
-    void remove(const QString& account, std::function<void(Done)> done) override;
+    void save(const QString& account, const QString& value, std::function<void(Done)> done,
+              std::function<void(Done)> late = {}) override;
+    void remove(const QString& account, std::function<void(Done)> done,
+                std::function<void(Done)> late = {}) override;
 
 private:
     using Answer = KeychainQuestion::Answer;
