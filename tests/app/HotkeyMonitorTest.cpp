@@ -49,8 +49,7 @@ private Q_SLOTS:
         TriggerScript::addRows(QFINDTESTDATA("../data/triggers.txt"));
     }
     void aScriptIsReportedAsExpected() {
-        QFETCH(QString, script);
-        QFETCH(QString, reports);
+        const auto [script, reports] = fetch<QString, QString>();
         QCOMPARE(Rig().play(script), reports);
     }
 

@@ -5,6 +5,7 @@
 #include "tests/fakes/FakeApplications.h"
 #include "tests/fakes/FakeTree.h"
 #include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/Files.h"
 #include "tests/harness/Rows.h"
 
 using namespace murlo;
@@ -130,11 +131,11 @@ private Q_SLOTS:
 
     void boxesOnTheScreen_data() {
         const Rows<QStringList, double, QString> row;
-        QFile file(QFINDTESTDATA("../data/boxes.txt"));
-        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QString file = QString::fromUtf8(contentOf(QFINDTESTDATA("../data/boxes.txt")));
+        QVERIFY(!file.isEmpty());
         QString name;
         QStringList lines;
-        for (const QString& line : QString::fromUtf8(file.readAll()).split('\n')) {
+        for (const QString& line : file.split('\n')) {
             if (line.startsWith("case: ")) {
                 name = line.mid(6);
                 lines.clear();

@@ -64,13 +64,9 @@ class OverlayTest : public QObject {
 private Q_SLOTS:
     void eachStateStaysUpForItsTime() {
         using enum DictationState::Case;
-        const std::map<DictationState::Case, double> times{// 0: until further notice
-                                                           {listening, 0},
-                                                           {transcribing, 0},
-                                                           {enhancing, 0},
-                                                           {delivered, 1.15},
-                                                           {failed, 4}};
-        for (const auto& [state, seconds] : times) {
+        for (const auto& [state, seconds] : // 0: until further notice
+             {std::pair(listening, 0.0), std::pair(transcribing, 0.0), std::pair(enhancing, 0.0),
+              std::pair(delivered, 1.15), std::pair(failed, 4.0)}) {
             int onScreen = 0;
             OverlayController overlay(m_scheduler, [&](OverlayModel&) {
                 return std::make_unique<CountingPanel>(onScreen);

@@ -4,6 +4,7 @@
 #include "tests/fakes/FakeHttpClient.h"
 #include "tests/fakes/FakeProcessLauncher.h"
 #include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/Files.h"
 #include "tests/harness/Rows.h"
 #include "tests/harness/TestLog.h"
 
@@ -16,8 +17,7 @@ constexpr quint16 port = 8756;
 /// The supervisor among fakes, with a model file.
 struct Rig {
     Rig() {
-        QFile file(*model);
-        if (file.open(QIODevice::WriteOnly)) file.write("a model");
+        putFile(*model, "a model");
         QObject::connect(&server, &WhisperServer::stateChanged, &server,
                          [this](const EngineState& state) { states << describe(state); });
     }

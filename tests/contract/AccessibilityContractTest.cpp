@@ -35,14 +35,15 @@ class AccessibilityContractTest : public QObject {
     }
 
 private Q_SLOTS:
+    void initTestCase_data() { addWorlds(); }
     void init() {
         m_world =
-            makeWorldOfRow<AccessibilityWorld, FakeAccessibilityWorld, RealAccessibilityWorld>();
+            makeWorldOfRow<AccessibilityWorld, FakeAccessibilityWorld, RealAccessibilityWorld>(
+                QTest::qGlobalData);
         QVERIFY(m_world->start());
     }
     void cleanup() { m_world.reset(); }
 
-    void theFocusedBoxTellsWhatItIs_data() { addWorlds(); }
     void theFocusedBoxTellsWhatItIs() {
         QVERIFY(m_world->accessibility().isTrusted());
         const auto box = m_world->accessibility().focusedElement();
@@ -60,7 +61,6 @@ private Q_SLOTS:
         QVERIFY(!parent->facts().editable);
     }
 
-    void theFocusGoesAwayAndIsBroughtBack_data() { addWorlds(); }
     void theFocusGoesAwayAndIsBroughtBack() {
         auto& port = m_world->accessibility();
         const auto box = port.focusedElement();
@@ -76,7 +76,6 @@ private Q_SLOTS:
         QVERIFY(box->isSame(*port.focusedElement()));
     }
 
-    void aHungProgramDelaysItsOwnAnswersAndNoMore_data() { addWorlds(); }
     void aHungProgramDelaysItsOwnAnswersAndNoMore() {
         auto& port = m_world->accessibility();
         const auto box = port.focusedElement();
@@ -91,7 +90,6 @@ private Q_SLOTS:
         QVERIFY(isAlive(box, 400));
     }
 
-    void aProgramThatEndedHasNoFocusAndNoAnswers_data() { addWorlds(); }
     void aProgramThatEndedHasNoFocusAndNoAnswers() {
         auto& port = m_world->accessibility();
         const auto box = port.focusedElement();

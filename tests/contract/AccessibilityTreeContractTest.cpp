@@ -37,15 +37,16 @@ class AccessibilityTreeContractTest : public QObject {
     }
 
 private Q_SLOTS:
+    void initTestCase_data() { addWorlds(); }
     void init() {
         m_answers.clear();
         m_world =
-            makeWorldOfRow<AccessibilityWorld, FakeAccessibilityWorld, RealAccessibilityWorld>();
+            makeWorldOfRow<AccessibilityWorld, FakeAccessibilityWorld, RealAccessibilityWorld>(
+                QTest::qGlobalData);
         QVERIFY(m_world->start());
     }
     void cleanup() { m_world.reset(); }
 
-    void aProgramTellsItsWindowAndItsBox_data() { addWorlds(); }
     void aProgramTellsItsWindowAndItsBox() {
         const auto program = readAll();
         QVERIFY(program && !program->hung && !program->silent);
@@ -69,13 +70,11 @@ private Q_SLOTS:
         QCOMPARE(program->focused->frame, box.frame);
     }
 
-    void noMoreWindowsThanAsked_data() { addWorlds(); }
     void noMoreWindowsThanAsked() {
         const auto program = readAll(0);
         QVERIFY(program && program->windows.empty());
     }
 
-    void whoeverGivesUpIsToldNoMore_data() { addWorlds(); }
     void whoeverGivesUpIsToldNoMore() {
         (void)begin(); // given up at once
         const auto early = begin();
@@ -89,7 +88,6 @@ private Q_SLOTS:
         QTRY_COMPARE(m_answers.size(), 4);
     }
 
-    void aHungProgramCostsTheTimeOfOneAnswer_data() { addWorlds(); }
     void aHungProgramCostsTheTimeOfOneAnswer() {
         m_world->setHung(true);
         const auto hung = readAll();
@@ -100,7 +98,6 @@ private Q_SLOTS:
         QCOMPARE(again->windows.size(), 1);
     }
 
-    void aProgramThatEndsTellsNothing_data() { addWorlds(); }
     void aProgramThatEndsTellsNothing() {
         const auto reading = begin();
         m_world->endProgram(); // in the middle

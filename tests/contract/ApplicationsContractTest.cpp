@@ -2,10 +2,10 @@
 #include "platform/linux/processes/ProcessFacts.h"
 #include "platform/linux/qt/QtScheduler.h"
 #include "platform/linux/x11/windows/X11Applications.h"
+#include "tests/harness/Files.h"
+#include "tests/harness/Rows.h"
 
 #include <QCursor>
-#include <QDir>
-#include <QFile>
 #include <QMouseEvent>
 #include <QProcess>
 #include <QRasterWindow>
@@ -86,14 +86,12 @@ private Q_SLOTS:
     }
 
     void aClickGoesToTheEndOfTheTextAndThePointerComesBack_data() {
-        QTest::addColumn<QRect>("box");
-        QTest::addColumn<QPoint>("end");
-        QTest::newRow("one line") << QRect(20, 30, 200, 24) << QPoint(217, 42);
-        QTest::newRow("several lines") << QRect(20, 30, 200, 100) << QPoint(170, 105);
+        const Rows<QRect, QPoint> row; // a box and its end
+        row("one line", {20, 30, 200, 24}, {217, 42});
+        row("several lines", {20, 30, 200, 100}, {170, 105});
     }
     void aClickGoesToTheEndOfTheTextAndThePointerComesBack() {
-        QFETCH(QRect, box);
-        QFETCH(QPoint, end);
+        const auto [box, end] = fetch<QRect, QPoint>();
         const qint64 own = QCoreApplication::applicationPid();
         QCursor::setPos(5, 6);
         ClickedWindow below("below");
@@ -136,11 +134,8 @@ private Q_SLOTS:
     void desktopEntriesAreFoundByIdClassAndProgram() {
         const QTemporaryDir folder;
         const auto write = [&](const QString& name, const QByteArray& lines) {
-            QDir(folder.path()).mkpath(QFileInfo(name).path());
-            QFile file(folder.filePath(name));
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write("[Desktop Entry]\n" + lines +
-                       "\n[Desktop Action New]\nName=Other\nExec=other\n");
+            putFile(folder.filePath(name), "[Desktop Entry]\n" + lines +
+                                               "\n[Desktop Action New]\nName=Other\nExec=other\n");
         };
         write("org.example.Editor.desktop",
               "Name=Editor\nExec=env LANG=C \"/opt/my editor/edit\" %U");

@@ -2,6 +2,8 @@
 #include "platform/linux/atspi/AtspiTree.h"
 #include "tests/contract/RealAccessibility.h"
 #include "tests/fakes/FakeAccessibility.h"
+#include "tests/harness/Files.h"
+#include "tests/harness/Rows.h"
 #include "tests/harness/desktop/PhysicalKeyboard.h"
 
 #include <QDBusConnectionInterface>
@@ -41,9 +43,8 @@ public:
     [[nodiscard]] bool hasEnded() const { return m_process.state() == QProcess::NotRunning; }
     /// Kilobytes that it holds.
     [[nodiscard]] qint64 memory() const {
-        QFile file(QStringLiteral("/proc/%1/statm").arg(pid()));
-        if (!file.open(QIODevice::ReadOnly)) return 0;
-        return file.readAll().split(' ').value(1).toLongLong() * 4;
+        const QByteArray pages = contentOf(QStringLiteral("/proc/%1/statm").arg(pid()));
+        return pages.split(' ').value(1).toLongLong() * 4;
     }
     [[nodiscard]] bool isActive() const {
         return QTest::qWaitFor([this] { return ownsActiveWindow(pid()); }, 20000);
@@ -55,13 +56,12 @@ private:
 
 /// A browser that shows a page, which it keeps in `folder`.
 QString chromium(const QTemporaryDir& folder, const QByteArray& html) {
-    QFile page(folder.filePath("page.html"));
-    if (!page.open(QIODevice::WriteOnly)) return {};
-    page.write("<!doctype html><title>Page</title>" + html);
+    const QString page = folder.filePath("page.html");
+    putFile(page, "<!doctype html><title>Page</title>" + html);
     return QString("chromium --no-sandbox --test-type --force-renderer-accessibility "
                    "--no-first-run --disable-gpu --disable-dev-shm-usage --password-store=basic "
                    "--user-data-dir=%1 file://%2")
-        .arg(folder.filePath("profile"), page.fileName());
+        .arg(folder.filePath("profile"), page);
 }
 
 /// What letters are put on. It looks for no focus by itself, so that nothing but a scan asks.
@@ -106,13 +106,7 @@ class AtspiProgramsTest : public QObject {
 
 private Q_SLOTS:
     void focusReadsAsWhatItIs_data() {
-        QTest::addColumn<QString>("command");
-        QTest::addColumn<int>("tabs");
-        QTest::addColumn<QString>("expected");
-        const auto row = [](const char* name, const QString& command, int tabs,
-                            const QString& expected) {
-            QTest::newRow(name) << command << tabs << expected;
-        };
+        const Rows<QString, int, QString> row; // a command, tabs to press, what has the focus
         const QString textInfo = "zenity --text-info --filename=/etc/passwd";
         row("entry, GTK 3", "zenity --entry", 0, "AXTextField*");
         row("password, GTK 3", "zenity --password", 0, "AXTextField/AXSecureTextField*");
@@ -129,9 +123,7 @@ private Q_SLOTS:
             "AXTextField/AXSecureTextField*");
     }
     void focusReadsAsWhatItIs() {
-        QFETCH(QString, command);
-        QFETCH(int, tabs);
-        QFETCH(QString, expected);
+        const auto [command, tabs, expected] = fetch<QString, int, QString>();
         RealAccessibility real;
         const Program program(command);
         QVERIFY(program.isActive());
@@ -202,19 +194,16 @@ private Q_SLOTS:
     }
 
     void lettersOfAPage_data() {
-        QTest::addColumn<QByteArray>("html");
-        QTest::addColumn<int>("boxes"); // the address is one
-        QTest::newRow("a vast table is not searched through")
-            << "<input autofocus><table>" + QByteArray("<tr><td>a").repeated(40'000) << 2;
-        QTest::newRow("none inside a button")
-            << QByteArray("<label>Name <input size=30></label><button><span contenteditable "
-                          "style='display:block;width:200px;height:40px'>x</span></button>"
-                          "<textarea></textarea>")
-            << 3;
+        const Rows<QByteArray, int> row; // a page and the boxes; the address is one
+        row("a vast table is not searched through",
+            "<input autofocus><table>" + QByteArray("<tr><td>a").repeated(40'000), 2);
+        row("none inside a button",
+            "<label>Name <input size=30></label><button><span contenteditable "
+            "style='display:block;width:200px;height:40px'>x</span></button><textarea></textarea>",
+            3);
     }
     void lettersOfAPage() {
-        QFETCH(QByteArray, html);
-        QFETCH(int, boxes);
+        const auto [html, boxes] = fetch<QByteArray, int>();
         QTemporaryDir folder;
         const Program browser(chromium(folder, html));
         QVERIFY(browser.isActive());

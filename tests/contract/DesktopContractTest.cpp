@@ -2,8 +2,9 @@
 #include "platform/linux/x11/surfaces/X11Surface.h"
 #include "platform/linux/x11/surfaces/X11Surfaces.h"
 #include "platform/linux/x11/windows/X11Desktop.h"
+#include "tests/harness/Files.h"
+#include "tests/harness/Rows.h"
 
-#include <QFile>
 #include <QGuiApplication>
 #include <QScopeGuard>
 #include <QScreen>
@@ -125,28 +126,23 @@ private Q_SLOTS:
     }
 
     void filesAndAddressesGoToTheDesktopsOpener_data() {
-        QTest::addColumn<QString>("target");
-        QTest::addColumn<int>("status"); // of the opener; -1 when there is none
-        QTest::addColumn<bool>("opens");
-        QTest::newRow("file") << "/etc/passwd" << 0 << true;
-        QTest::newRow("address") << "https://example.org/a?b=c&d=e" << 0 << true;
-        QTest::newRow("missing file") << "/no/such/file" << 0 << false;
-        QTest::newRow("no program for it") << "odd://example" << 3 << false;
-        QTest::newRow("no opener") << "/etc/passwd" << -1 << false;
+        const Rows<QString, int, bool> row; // the opener's status, -1 without one; whether it opens
+        row("file", "/etc/passwd", 0, true);
+        row("address", "https://example.org/a?b=c&d=e", 0, true);
+        row("missing file", "/no/such/file", 0, false);
+        row("no program for it", "odd://example", 3, false);
+        row("no opener", "/etc/passwd", -1, false);
     }
     void filesAndAddressesGoToTheDesktopsOpener() {
-        QFETCH(QString, target);
-        QFETCH(int, status);
+        const auto [target, status, opens] = fetch<QString, int, bool>();
         const QTemporaryDir folder;
-        QFile opener(folder.filePath("xdg-open"));
-        if (status >= 0) {
-            QVERIFY(opener.open(QIODevice::WriteOnly));
-            opener.write("#!/bin/sh\nprintf %s \"$*\" >\"$0.asked\"\n"
-                         "read -r stat </proc/$$/stat; echo \"$stat\" >\"$0.stat\"\nexit " +
-                         QByteArray::number(status) + "\n");
-            opener.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
-            opener.close();
-        }
+        const QString opener = folder.filePath("xdg-open");
+        if (status >= 0)
+            putFile(opener,
+                    "#!/bin/sh\nprintf %s \"$*\" >\"$0.asked\"\n"
+                    "read -r stat </proc/$$/stat; echo \"$stat\" >\"$0.stat\"\nexit " +
+                        QByteArray::number(status) + "\n",
+                    QFile::ExeOwner);
         const auto restored = qScopeGuard([path = qgetenv("PATH")] { qputenv("PATH", path); });
         qputenv("PATH", QFile::encodeName(folder.path()));
         std::optional<bool> opened;
@@ -155,15 +151,13 @@ private Q_SLOTS:
         });
         QVERIFY(!opened);
         QTRY_VERIFY(opened);
-        QTEST(*opened, "opens");
-        QFile asked(opener.fileName() + ".asked");
-        if (*opened) QVERIFY(asked.open(QIODevice::ReadOnly) && asked.readAll() == target.toUtf8());
+        QCOMPARE(*opened, opens);
+        if (!opens) return;
+        QCOMPARE(contentOf(opener + ".asked"), target.toUtf8());
         // A session of its own: what is opened survives this program and its terminal.
-        QFile stat(opener.fileName() + ".stat");
-        if (*opened) QVERIFY(stat.open(QIODevice::ReadOnly));
-        const QList<QByteArray> fields =
-            stat.isOpen() ? stat.readAll().split(' ') : QList<QByteArray>();
-        if (*opened) QCOMPARE(fields.value(5), fields.value(0));
+        const QList<QByteArray> fields = contentOf(opener + ".stat").split(' ');
+        QVERIFY(fields.size() > 5);
+        QCOMPARE(fields[5], fields[0]);
     }
 };
 

@@ -1,4 +1,5 @@
 #include "platform/linux/x11/keys/X11EventTap.h"
+#include "tests/harness/Rows.h"
 #include "tests/harness/TriggerScript.h"
 #include "tests/harness/desktop/KeyWindow.h"
 #include "tests/harness/desktop/PhysicalKeyboard.h"
@@ -59,13 +60,7 @@ private Q_SLOTS:
     void cleanup() { setLayout("us"); }
 
     void keysAreToldByPlaceAndLayout_data() {
-        QTest::addColumn<QString>("layout");
-        QTest::addColumn<QByteArray>("keys");
-        QTest::addColumn<QString>("expected");
-        const auto row = [](const char* name, const char* layout, const char* keys,
-                            const char* expected) {
-            QTest::newRow(name) << QString(layout) << QByteArray(keys) << QString(expected);
-        };
+        const Rows<QString, QByteArray, QString> row; // the layout, the keys and what is reported
         row("left modifiers", "us", "LFSH LCTL LALT LWIN",
             "56+20002 56+0 59+40001 59+0 58+80020 58+0 55+100008 55+0");
         row("right modifiers", "us", "RTSH RCTL RALT RWIN",
@@ -80,9 +75,7 @@ private Q_SLOTS:
         row("Control and Alt", "us -option ctrl:swap_lalt_lctl", "LCTL", "59+40001 59+0");
     }
     void keysAreToldByPlaceAndLayout() {
-        QFETCH(QString, layout);
-        QFETCH(QByteArray, keys);
-        QFETCH(QString, expected);
+        const auto [layout, keys, expected] = fetch<QString, QByteArray, QString>();
         Bench bench;
         setLayout(layout); // while the tap is watching
         for (const QByteArray& key : keys.split(' ')) bench.keyboard.tap(key);
@@ -107,8 +100,7 @@ private Q_SLOTS:
             {"leftControl", "LCTL"}, {"rightControl", "RCTL"},
             {"capsLock", "CAPS"},    {"escape", "ESC"},
             {"a", "AC01"},           {"b", "AB05"}};
-        QFETCH(QString, script);
-        QFETCH(QString, reports);
+        const auto [script, reports] = fetch<QString, QString>();
         QString heard;
         // A machine that was late with a key has played another script.
         for (int attempts = 0, late = 1; late && attempts < 10; ++attempts) {

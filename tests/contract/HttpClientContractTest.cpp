@@ -3,6 +3,7 @@
 #include "platform/linux/qt/QtScheduler.h"
 #include "tests/fakes/FakeHttpClient.h"
 #include "tests/harness/LoopbackServer.h"
+#include "tests/harness/Rows.h"
 
 #include <QTest>
 
@@ -14,17 +15,17 @@ constexpr int patience = 20'000; ///< milliseconds
 
 enum class Kind { fake, plain, threaded };
 
-/// One row of test data for each kind of client.
-void addKinds(const QList<Kind>& kinds) {
-    QTest::addColumn<Kind>("kind");
-    for (const Kind kind : kinds)
-        QTest::addRow("%s", kind == Kind::fake    ? "fake"
-                            : kind == Kind::plain ? "one thread"
-                                                  : "network thread")
-            << kind;
+const QList<std::pair<QByteArray, Kind>> realKinds{{"one thread", Kind::plain},
+                                                   {"network thread", Kind::threaded}};
+
+/// One row of test data for each kind of client that is real.
+Rows<Kind> addRealKinds() {
+    const Rows<Kind> row;
+    for (const auto& [name, kind] : realKinds) row(name, kind);
+    return row;
 }
-void addRealKinds() {
-    addKinds({Kind::plain, Kind::threaded});
+Kind kindOfRow() {
+    return std::get<0>(fetch<Kind>());
 }
 
 /// A client, the server at its other end and what the one asks of the other.
@@ -81,27 +82,20 @@ private Q_SLOTS:
     }
 
     void everyWholeResponseIsOneWhateverItsStatus_data() {
-        QTest::addColumn<ServerAnswer>("answer");
-        QTest::addColumn<QString>("result");
-        const auto add = [](const char* name, const ServerAnswer& answer, const char* result) {
-            QTest::newRow(name) << answer << QString(result);
-        };
+        const Rows<ServerAnswer, QString> add;
         const QByteArray large(2 * 1024 * 1024, 'x');
         const QByteArray huge(17 * 1024 * 1024, 'x');
         add("200", {200, "hello"}, "200 hello 5");
         add("empty", {200, ""}, "200  0");
         add("large", {200, large}, "200 xxxxxxxxxxxxxxxxxxxx 2097152");
         add("chunked", {200, large, ServerAnswer::chunked}, "200 xxxxxxxxxxxxxxxxxxxx 2097152");
-        add("400", {400, "no"}, "400 no 2");
+        for (const QByteArray status : {"400", "404", "499", "500", "503"})
+            add(status, {status.toInt(), "no"}, status + " no 2");
         add("401", {401, "no", ServerAnswer::complete, "WWW-Authenticate: Basic realm=\"a\"\r\n"},
             "401 no 2");
-        add("404", {404, "no"}, "404 no 2");
         add("407", {407, "no", ServerAnswer::complete, "Proxy-Authenticate: Basic realm=\"a\"\r\n"},
             "407 no 2");
         add("407 without a challenge", {407, "no"}, "407 no 2");
-        add("499", {499, "no"}, "499 no 2");
-        add("500", {500, "no"}, "500 no 2");
-        add("503", {503, "no"}, "503 no 2");
         add("redirect", {302, "away", ServerAnswer::complete, "Location: http://127.0.0.1:9/\r\n"},
             "302 away 4");
         add("too large", {200, huge}, "error");
@@ -112,7 +106,7 @@ private Q_SLOTS:
         add("no HTTP", {200, "220 mail here\r\n", ServerAnswer::bare}, "error");
     }
     void everyWholeResponseIsOneWhateverItsStatus() {
-        QFETCH(ServerAnswer, answer);
+        const auto [answer, expected] = fetch<ServerAnswer, QString>();
         for (const Kind kind : {Kind::plain, Kind::threaded}) {
             World world(answer, kind);
             for (const char* method : {"GET", "POST"}) {
@@ -124,15 +118,14 @@ private Q_SLOTS:
                 QTRY_COMPARE_WITH_TIMEOUT(results.size(), 1, patience);
                 QTest::qWait(0);
                 QCOMPARE(results.size(), 1);
-                QTEST(results.value(0), "result");
+                QCOMPARE(results.value(0), expected);
             }
         }
     }
 
     void anErrorSaysWhatHappened_data() { addRealKinds(); }
     void anErrorSaysWhatHappened() {
-        QFETCH(Kind, kind);
-        World world({200, "", ServerAnswer::bare}, kind);
+        World world({200, "", ServerAnswer::bare}, kindOfRow());
         world.request.method = "POST";
         world.request.body = "speech";
         QCOMPARE(words(world.fetch()), "The connection was closed before the answer came.");
@@ -142,12 +135,9 @@ private Q_SLOTS:
         QCOMPARE(words(world.fetch()), "Connection refused");
     }
 
-    void fallsDueAfterItsOwnTimeLimit_data() {
-        addKinds({Kind::fake, Kind::plain, Kind::threaded});
-    }
+    void fallsDueAfterItsOwnTimeLimit_data() { addRealKinds()("fake", Kind::fake); }
     void fallsDueAfterItsOwnTimeLimit() {
-        QFETCH(Kind, kind);
-        World world({200, "", ServerAnswer::never}, kind);
+        World world({200, "", ServerAnswer::never}, kindOfRow());
         QStringList ended;
         const auto patient = world.client->send(
             world.request, [&](const HttpResult&) { ended << "the patient one"; });
@@ -158,18 +148,14 @@ private Q_SLOTS:
     }
 
     void nothingIsCalledAfterTheEnd_data() {
-        QTest::addColumn<Kind>("kind");
-        QTest::addColumn<QString>("end");
-        QTest::newRow("fake, cancel") << Kind::fake << "cancel";
-        QTest::newRow("fake, handle") << Kind::fake << "handle";
-        for (const char* end : {"cancel", "handle", "client"}) {
-            QTest::addRow("one thread, %s", end) << Kind::plain << QString(end);
-            QTest::addRow("network thread, %s", end) << Kind::threaded << QString(end);
-        }
+        const Rows<Kind, QString> row;
+        row("fake, cancel", Kind::fake, "cancel");
+        row("fake, handle", Kind::fake, "handle");
+        for (const char* end : {"cancel", "handle", "client"})
+            for (const auto& [name, kind] : realKinds) row(name + ", " + end, kind, end);
     }
     void nothingIsCalledAfterTheEnd() {
-        QFETCH(Kind, kind);
-        QFETCH(QString, end);
+        const auto [kind, end] = fetch<Kind, QString>();
         World world({200, "", ServerAnswer::never}, kind);
         world.request.timeout = 0.3;
         bool called = false;
@@ -188,8 +174,7 @@ private Q_SLOTS:
 
     void aCompletionMayEndItsHandleAndSendTheNext_data() { addRealKinds(); }
     void aCompletionMayEndItsHandleAndSendTheNext() {
-        QFETCH(Kind, kind);
-        World world({200, "hello"}, kind);
+        World world({200, "hello"}, kindOfRow());
         int left = 5;
         std::unique_ptr<HttpTask> task;
         const std::function<void(HttpResult)> next = [&](const HttpResult& result) {
@@ -205,16 +190,13 @@ private Q_SLOTS:
     }
 
     void aStreamComesInPiecesAfterItsHead_data() {
-        QTest::addColumn<QString>("end");
-        QTest::addColumn<Kind>("kind");
-        for (const char* end : {"whole", "cut off", "head", "piece", "handle"}) {
-            QTest::addRow("one thread, %s", end) << QString(end) << Kind::plain;
-            QTest::addRow("network thread, %s", end) << QString(end) << Kind::threaded;
-        }
+        const Rows<Kind, QString> row;
+        for (const char* end : {"whole", "cut off", "head", "piece", "handle"})
+            for (const auto& [name, kind] : realKinds) row(name + ", " + end, kind, end);
     }
     void aStreamComesInPiecesAfterItsHead() {
-        QFETCH(QString, end);
-        QFETCH(Kind, kind);
+        const auto [kind, moment] = fetch<Kind, QString>();
+        const QString& end = moment;
         // The whole one is more than is ever collected.
         const QByteArray body((end == "whole" ? 20 : 2) * 1024 * 1024, 'x');
         World world({206, body, end == "cut off" ? ServerAnswer::cutOff : ServerAnswer::chunked,
@@ -245,34 +227,25 @@ private Q_SLOTS:
         if (end != "whole" && end != "cut off") QVERIFY(got < body.size());
     }
 
-    void theBodyArrivesByteForByte_data() { addRealKinds(); }
-    void theBodyArrivesByteForByte() {
-        QFETCH(Kind, kind);
-        World world({}, kind);
+    void aRequestArrivesByteForByteAndLeavesNoConnectionAndNoCookie_data() { addRealKinds(); }
+    void aRequestArrivesByteForByteAndLeavesNoConnectionAndNoCookie() {
+        World world({200, "", ServerAnswer::complete, "Set-Cookie: a=b\r\n"}, kindOfRow());
         world.request.method = "POST";
         world.request.headers = {{"Content-Type", "multipart/form-data; boundary=X"},
                                  {"X-Other", "1"}};
         for (int at = 0; at < 3'000'000; ++at) world.request.body.append(static_cast<char>(at * 7));
-        QVERIFY(world.fetch());
-        QCOMPARE(world.server.requests.size(), 1);
-        const ReceivedRequest& received = world.server.requests.first();
-        QVERIFY(received.body == world.request.body);
-        QVERIFY(received.head.startsWith("post /path http/1.1\r\n"));
-        QVERIFY(!received.head.contains("\r\nupgrade:"));
-        for (const char* line : {"content-type: multipart/form-data; boundary=x", "x-other: 1",
-                                 "accept-encoding: identity"})
-            QVERIFY2(received.head.contains(QByteArray("\r\n") + line + "\r\n"), line);
-    }
-
-    void aRequestLeavesNoConnectionAndNoCookie_data() { addRealKinds(); }
-    void aRequestLeavesNoConnectionAndNoCookie() {
-        QFETCH(Kind, kind);
-        World world({200, "", ServerAnswer::complete, "Set-Cookie: a=b\r\n"}, kind);
         for (int count = 1; count <= 3; ++count) {
             QVERIFY(world.fetch());
+            QCOMPARE(world.server.requests.size(), count);
             QCOMPARE(world.server.connections, count);
-            const QByteArray& head = world.server.requests.last().head;
-            QVERIFY(head.contains("\r\nconnection: close\r\n") && !head.contains("\r\ncookie:"));
+            const ReceivedRequest& received = world.server.requests.last();
+            QVERIFY(received.body == world.request.body);
+            QVERIFY(received.head.startsWith("post /path http/1.1\r\n"));
+            QVERIFY(!received.head.contains("\r\nupgrade:"));
+            QVERIFY(!received.head.contains("\r\ncookie:"));
+            for (const char* line : {"content-type: multipart/form-data; boundary=x", "x-other: 1",
+                                     "accept-encoding: identity", "connection: close"})
+                QVERIFY2(received.head.contains(QByteArray("\r\n") + line + "\r\n"), line);
         }
     }
 

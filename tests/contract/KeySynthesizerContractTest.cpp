@@ -1,5 +1,6 @@
 #include "platform/linux/x11/keys/X11EventTap.h"
 #include "platform/linux/x11/typing/X11KeySynthesizer.h"
+#include "tests/harness/Rows.h"
 #include "tests/harness/desktop/KeyWindow.h"
 #include "tests/harness/desktop/PhysicalKeyboard.h"
 
@@ -89,23 +90,16 @@ private Q_SLOTS:
     void cleanup() { setLayout("us"); }
 
     void nothingOnTheKeyboardChangesWhatIsTyped_data() {
-        QTest::addColumn<QString>("layout");
-        QTest::addColumn<QByteArray>("held");
-        QTest::addColumn<bool>("capsLock");
-        QTest::addColumn<QString>("program");
-        const QByteArray nothing;
-        QTest::newRow("Dvorak") << "us -variant dvorak" << nothing << false << "quick";
-        QTest::newRow("German, Shift") << "de" << QByteArray("LFSH") << false << "quick";
-        QTest::newRow("Russian, Caps Lock") << "us,ru" << nothing << true << "quick";
-        QTest::newRow("Russian alone, Control") << "ru" << QByteArray("RCTL") << false << "quick";
-        QTest::newRow("AltGr, Caps Lock") << "de" << QByteArray("RALT") << true << "slow";
-        QTest::newRow("no pings, Super") << "us" << QByteArray("LWIN") << false << "old";
+        const Rows<QString, QByteArray, bool, QString> row; // layout, held, Caps Lock, program
+        row("Dvorak", "us -variant dvorak", "", false, "quick");
+        row("German, Shift", "de", "LFSH", false, "quick");
+        row("Russian, Caps Lock", "us,ru", "", true, "quick");
+        row("Russian alone, Control", "ru", "RCTL", false, "quick");
+        row("AltGr, Caps Lock", "de", "RALT", true, "slow");
+        row("no pings, Super", "us", "LWIN", false, "old");
     }
     void nothingOnTheKeyboardChangesWhatIsTyped() {
-        QFETCH(QString, layout);
-        QFETCH(QByteArray, held);
-        QFETCH(bool, capsLock);
-        QFETCH(QString, program);
+        const auto [layout, held, capsLock, program] = fetch<QString, QByteArray, bool, QString>();
         setLayout(layout);
         const QByteArray before = keymap();
         Bench bench(program);
@@ -140,25 +134,19 @@ private Q_SLOTS:
     }
 
     void aPasteIsTheLettersAndTheTargets_data() {
-        QTest::addColumn<QString>("layout");
-        QTest::addColumn<QByteArray>("held");
-        QTest::addColumn<KeyChord>("chord");
-        QTest::addColumn<QString>("expected");
-        const QByteArray nothing;
+        const Rows<QString, QByteArray, KeyChord, QString> row; // layout, held, chord, result
         const KeyChord terminals{9, ModifierFlag::control | ModifierFlag::shift};
         const KeyChord insert{114, ModifierFlag::shift};
-        QTest::newRow("terminal") << "us" << nothing << terminals << "<Ctrl+Shift+V>";
-        QTest::newRow("Shift+Insert") << "ru" << QByteArray("RCTL") << insert << "<Shift+Insert>";
-        QTest::newRow("Shift held") << "us" << QByteArray("LFSH") << paste << "<Ctrl+v>";
-        QTest::newRow("Super held") << "de" << QByteArray("RWIN") << paste << "<Ctrl+v>";
-        QTest::newRow("Dvorak") << "us -variant dvorak" << nothing << paste << "<Ctrl+v>";
-        QTest::newRow("no Latin layout") << "ru" << nothing << paste << "<Ctrl+v>";
+        row("terminal", "us", "", terminals, "<Ctrl+Shift+V>");
+        row("Shift+Insert", "ru", "RCTL", insert, "<Shift+Insert>");
+        row("Shift held", "us", "LFSH", paste, "<Ctrl+v>");
+        row("Super held", "de", "RWIN", paste, "<Ctrl+v>");
+        row("Dvorak", "us -variant dvorak", "", paste, "<Ctrl+v>");
+        row("no Latin layout", "ru", "", paste, "<Ctrl+v>");
     }
     void aPasteIsTheLettersAndTheTargets() {
-        QFETCH(QString, layout);
-        QFETCH(QByteArray, held);
-        QFETCH(KeyChord, chord);
-        QFETCH(QString, expected);
+        const auto [layout, held, chord, expected] =
+            fetch<QString, QByteArray, KeyChord, QString>();
         setLayout(layout);
         Bench bench;
         bench.keyboard.press(held);

@@ -3,13 +3,13 @@
 #include "tests/contract/Worlds.h"
 #include "tests/fakes/FakeLocalService.h"
 #include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/Files.h"
 #include "tests/harness/LoopbackServer.h"
+#include "tests/harness/Rows.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
-#include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -29,8 +29,6 @@ constexpr int patience = 20'000; ///< milliseconds
 /// "asked"; then it listens, or ends at once.
 struct Program {
     explicit Program(bool listens) {
-        QFile file(folder.filePath("murlo-backend"));
-        if (!file.open(QIODevice::WriteOnly)) qFatal("cannot write a program");
         const QByteArray code =
             "#!/usr/bin/python3 -I\n"
             "import os, signal, socket, sys\n"
@@ -44,17 +42,15 @@ struct Program {
             QByteArray(listens ? "s = socket.create_server(('127.0.0.1', int(sys.argv[2][5:])))\n"
                                  "signal.pause()\n"
                                : "");
-        file.write(code);
-        file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        putFile(folder.filePath("murlo-backend"), code, QFile::ExeOwner);
     }
     ~Program() {
         if (const int pid = asked().value(0).toInt()) ::kill(pid, SIGKILL);
     }
     /// Process, session, blocked signals, open files, arguments; empty before its start.
     [[nodiscard]] QStringList asked() const {
-        QFile file(folder.filePath("asked"));
-        if (!file.open(QIODevice::ReadOnly)) return {};
-        return QString::fromUtf8(file.readAll().trimmed()).split('|');
+        const QByteArray words = contentOf(folder.filePath("asked")).trimmed();
+        return QString::fromUtf8(words).split('|', Qt::SkipEmptyParts);
     }
     QTemporaryDir folder;
 };
@@ -136,7 +132,10 @@ private Q_SLOTS:
         const LoopbackPort at = freePlace();
         {
             UserBackend backend(m_scheduler, {program.folder.path()});
-            QCOMPARE(waitForStart(backend, at), Listener::self);
+            QList<Listener> answers;
+            for (int count = 0; count < 2; ++count) // two starts at once are one
+                backend.start(at, [&](Listener now) { answers << now; });
+            QTRY_COMPARE_WITH_TIMEOUT(answers, (QList{Listener::self, Listener::self}), patience);
         }
         const QStringList asked = program.asked();
         QCOMPARE(asked.mid(4), (QStringList{"--set", "port=" + QString::number(at.port), "--set",
@@ -147,25 +146,21 @@ private Q_SLOTS:
         QVERIFY(QFile::exists("/proc/" + asked[0]));
     }
 
-    void theServiceManagerIsAskedFirst_data() {
-        QTest::addColumn<bool>("knowsUnit");
-        QTest::newRow("the unit is installed") << true;
-        QTest::newRow("it is not") << false;
-    }
     void theServiceManagerIsAskedFirst() {
-        QFETCH(bool, knowsUnit);
-        const Program program(true);
-        ServiceManager manager(knowsUnit);
-        UserBackend backend(m_scheduler, {program.folder.path()});
-        QCOMPARE(waitForStart(backend, freePlace()), Listener::self); // not the unit's port
-        QVERIFY(manager.asked.isEmpty() && !program.asked().isEmpty());
-        const Program another(true);
-        UserBackend unit(m_scheduler, {another.folder.path()});
-        QCOMPARE(waitForStart(unit, UserBackend::unitPort()), Listener::self);
-        QCOMPARE(another.asked().isEmpty(), knowsUnit);
-        QStringList asked{"GetUnitFileState murlo-backend.socket"};
-        if (knowsUnit) asked << "StartUnit murlo-backend.socket replace";
-        QCOMPARE(manager.asked, asked);
+        for (const bool knowsUnit : {true, false}) {
+            const Program program(true);
+            ServiceManager manager(knowsUnit);
+            UserBackend backend(m_scheduler, {program.folder.path()});
+            QCOMPARE(waitForStart(backend, freePlace()), Listener::self); // not the unit's port
+            QVERIFY(manager.asked.isEmpty() && !program.asked().isEmpty());
+            const Program another(true);
+            UserBackend unit(m_scheduler, {another.folder.path()});
+            QCOMPARE(waitForStart(unit, UserBackend::unitPort()), Listener::self);
+            QCOMPARE(another.asked().isEmpty(), knowsUnit);
+            QStringList asked{"GetUnitFileState murlo-backend.socket"};
+            if (knowsUnit) asked << "StartUnit murlo-backend.socket replace";
+            QCOMPARE(manager.asked, asked);
+        }
     }
 
     void whatCannotBeStartedIsReportedEarly() {
@@ -182,57 +177,49 @@ private Q_SLOTS:
     }
 
     void whoListensIsReadFromTheKernel_data() {
-        QTest::addColumn<QString>("asked"); // by the address that is listened on
-        QTest::addColumn<Listener>("listener");
+        const Rows<QString, Listener> row; // asked for, by the address that is listened on
         for (const char* address : {"127.0.0.1", "127.1.2.3", "::1"})
-            QTest::newRow(address) << QString(address) << Listener::self;
-        QTest::newRow("0.0.0.0") << "127.0.0.1" << Listener::self;
-        QTest::newRow("::") << "127.0.0.1" << Listener::self;
-        QTest::newRow("127.0.0.2") << "127.0.0.1" << Listener::nobody; // it is not in the way
+            row(address, address, Listener::self);
+        row("0.0.0.0", "127.0.0.1", Listener::self);
+        row("::", "127.0.0.1", Listener::self);
+        row("127.0.0.2", "127.0.0.1", Listener::nobody); // it is not in the way
     }
     void whoListensIsReadFromTheKernel() {
-        QFETCH(QString, asked);
+        const auto [asked, listener] = fetch<QString, Listener>();
         const UserBackend backend(m_scheduler, {});
         QTcpServer server;
         QVERIFY(server.listen(QHostAddress(QString(QTest::currentDataTag()))));
         const quint16 port = server.serverPort();
-        QTEST(backend.listener({asked, port}), "listener");
+        QCOMPARE(backend.listener({asked, port}), listener);
         QCOMPARE(backend.listener({asked, static_cast<quint16>(port ^ 1)}), Listener::nobody);
         server.close();
         QCOMPARE(backend.listener({asked, port}), Listener::nobody);
     }
 
     void anotherUsersSocketIsAStrangers_data() {
-        QTest::addColumn<QString>("tcp"); // address, state and, added to ours, the user
-        QTest::addColumn<QString>("tcp6");
-        QTest::addColumn<Listener>("listener");
+        // In the tables of IPv4 and IPv6: address, state and, added to ours, the user.
+        const Rows<QString, QString, Listener> row;
         const QString ours = "0100007F:2235 0A 0";
         const QString theirs = "0100007F:2235 0A 1";
         const QString v6 = "00000000000000000000000001000000:2235 0A 1";
         const QString v6any = "00000000000000000000000000000000:2235 0A 1";
-        QTest::newRow("ours") << ours << "" << Listener::self;
-        QTest::newRow("theirs") << theirs << "" << Listener::stranger;
-        QTest::newRow("theirs beside ours") << ours << v6any << Listener::stranger;
-        QTest::newRow("theirs on another of ours") << ours << v6 << Listener::self;
-        QTest::newRow("any") << "00000000:2235 0A 1"
-                             << "" << Listener::stranger;
-        QTest::newRow("mapped") << ""
-                                << "0000000000000000FFFF00000100007F:2235 0A 1"
-                                << Listener::stranger;
-        QTest::newRow("another port") << "0100007F:2236 0A 1"
-                                      << "" << Listener::nobody;
-        QTest::newRow("a connection") << "0100007F:2235 01 1"
-                                      << "" << Listener::nobody;
-        QTest::newRow("another address") << "0100000A:2235 0A 1"
-                                         << "" << Listener::nobody;
+        row("ours", ours, "", Listener::self);
+        row("theirs", theirs, "", Listener::stranger);
+        row("theirs beside ours", ours, v6any, Listener::stranger);
+        row("theirs on another of ours", ours, v6, Listener::self);
+        row("any", "00000000:2235 0A 1", "", Listener::stranger);
+        row("mapped", "", "0000000000000000FFFF00000100007F:2235 0A 1", Listener::stranger);
+        row("another port", "0100007F:2236 0A 1", "", Listener::nobody);
+        row("a connection", "0100007F:2235 01 1", "", Listener::nobody);
+        row("another address", "0100000A:2235 0A 1", "", Listener::nobody);
     }
     void anotherUsersSocketIsAStrangers() {
+        const auto [tcp, tcp6, listener] = fetch<QString, QString, Listener>();
         const QTemporaryDir tables;
-        for (const char* name : {"tcp", "tcp6"}) {
+        for (const auto& [name, text] : {std::pair("tcp", tcp), std::pair("tcp6", tcp6)}) {
             QFile file(tables.filePath(name));
             QVERIFY(file.open(QIODevice::WriteOnly));
-            const QStringList row =
-                static_cast<QString*>(QTest::qData(name, QMetaType::QString))->split(' ');
+            const QStringList row = text.split(' ');
             if (row.size() < 3) continue;
             file.write(QString("  sl  local_address rem_address   st tx_queue rx_queue\n"
                                "   0: %1 00000000:0000 %2 0:0 00:0 0 %3 0 77 1 0 100\n")
@@ -241,47 +228,33 @@ private Q_SLOTS:
                            .toLatin1());
         }
         const auto sockets = listeningSocketsInTables(tables.path(), 8757);
-        QTEST(UserBackend::listenerOf(sockets, "127.0.0.1"), "listener");
+        QCOMPARE(UserBackend::listenerOf(sockets, "127.0.0.1"), listener);
     }
 
-    void aStopEndsWhatRuns_data() {
-        QTest::addColumn<bool>("knowsUnit");
-        QTest::newRow("a program alone") << false;
-        QTest::newRow("a unit besides") << true;
-    }
     void aStopEndsWhatRuns() {
-        QFETCH(bool, knowsUnit);
-        ServiceManager manager(knowsUnit);
-        const QTemporaryDir folder;
-        const QString file = folder.filePath("murlo-backend");
-        QVERIFY(QFile::copy("/bin/sleep", file));
-        QProcess program;
-        QProcess another;
-        program.start(file, {"1000"});
-        another.start("/bin/sleep", {"1000"});
-        QVERIFY(program.waitForStarted() && another.waitForStarted());
-        QVERIFY(QFile::remove(file)); // as a package's removal leaves it
-        UserBackend backend(m_scheduler, {folder.path()});
-        std::optional<bool> stopped;
-        backend.stop([&](bool worked) { stopped = worked; });
-        QTRY_VERIFY_WITH_TIMEOUT(stopped, patience);
-        QVERIFY(*stopped);
-        QCOMPARE(program.state(), QProcess::NotRunning);
-        QCOMPARE(another.state(), QProcess::Running);
-        another.kill();
-        QVERIFY(another.waitForFinished());
-        QCOMPARE(manager.asked, (QStringList{"StopUnit murlo-backend.socket replace",
-                                             "StopUnit murlo-backend.service replace"}));
-    }
-
-    void twoStartsAtOnceAreOne() {
-        const Program program(true);
-        UserBackend backend(m_scheduler, {program.folder.path()});
-        const LoopbackPort at = freePlace();
-        QList<Listener> answers;
-        for (int count = 0; count < 2; ++count)
-            backend.start(at, [&](Listener now) { answers << now; });
-        QTRY_COMPARE_WITH_TIMEOUT(answers, (QList{Listener::self, Listener::self}), patience);
+        for (const bool knowsUnit : {false, true}) { // a program alone, and a unit besides
+            ServiceManager manager(knowsUnit);
+            const QTemporaryDir folder;
+            const QString file = folder.filePath("murlo-backend");
+            QVERIFY(QFile::copy("/bin/sleep", file));
+            QProcess program;
+            QProcess another;
+            program.start(file, {"1000"});
+            another.start("/bin/sleep", {"1000"});
+            QVERIFY(program.waitForStarted() && another.waitForStarted());
+            QVERIFY(QFile::remove(file)); // as a package's removal leaves it
+            UserBackend backend(m_scheduler, {folder.path()});
+            std::optional<bool> stopped;
+            backend.stop([&](bool worked) { stopped = worked; });
+            QTRY_VERIFY_WITH_TIMEOUT(stopped, patience);
+            QVERIFY(*stopped);
+            QCOMPARE(program.state(), QProcess::NotRunning);
+            QCOMPARE(another.state(), QProcess::Running);
+            another.kill();
+            QVERIFY(another.waitForFinished());
+            QCOMPARE(manager.asked, (QStringList{"StopUnit murlo-backend.socket replace",
+                                                 "StopUnit murlo-backend.service replace"}));
+        }
     }
 };
 

@@ -1,9 +1,8 @@
 #include "support/Log.h"
 #include "platform/linux/qt/QtScheduler.h"
 #include "support/Paths.h"
+#include "tests/harness/Files.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
@@ -23,10 +22,8 @@ private Q_SLOTS:
         const QTemporaryDir folder;
         const Paths paths(folder.filePath("deep/support"));
         QVERIFY(paths.prepare());
-        QFile file(paths.file("brisvane.log"));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("before\n");
-        file.close();
+        const QString file = paths.file("brisvane.log");
+        putFile(file, "before\n");
         Log::open(paths, *m_disk);
         const auto writer = [](const QString& name) {
             for (int i = 0; i < 50; ++i) Log::write(QStringLiteral("%1: %2").arg(name).arg(i));
@@ -37,8 +34,7 @@ private Q_SLOTS:
         Log::write("area: two\nlines");
         Log::close();
         Log::write("area: not in the file");
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QStringList lines = QString::fromUtf8(file.readAll()).split('\n');
+        const QStringList lines = QString::fromUtf8(contentOf(file)).split('\n');
         QCOMPARE(lines.size(), 103); // the last is empty, behind the last line feed
         QCOMPARE(lines.first(), "before");
         QVERIFY(lines.at(101).endsWith("area: two lines"));
@@ -49,7 +45,7 @@ private Q_SLOTS:
             QVERIFY2(match.hasMatch(), qPrintable(lines.at(1 + i)));
             QCOMPARE(match.captured(2).toInt(), next[match.captured(1)]++);
         }
-        QVERIFY(!(file.permissions() & (QFile::ReadOther | QFile::ReadGroup)));
+        QVERIFY(!(QFile::permissions(file) & (QFile::ReadOther | QFile::ReadGroup)));
     }
 
     void aFileThatCannotBeOpenedSilencesTheFileAlone() {

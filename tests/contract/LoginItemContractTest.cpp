@@ -1,7 +1,6 @@
 #include "platform/linux/freedesktop/XdgLoginItem.h"
+#include "tests/harness/Files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -14,11 +13,6 @@ class LoginItemContractTest : public QObject {
     QTemporaryDir m_config;
     QString m_entry = m_config.filePath("autostart/murlo.desktop");
 
-    [[nodiscard]] QByteArray written() const {
-        QFile file(m_entry);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
 private Q_SLOTS:
     void itIsSwitchedOnAndOffAndReadAnew() {
         XdgLoginItem item(m_config.path(), R"(/opt/a "b" $c\d`e 100%/murlo)");
@@ -26,7 +20,7 @@ private Q_SLOTS:
         QVERIFY(item.setEnabled(true));
         QVERIFY(XdgLoginItem(m_config.path(), "/other").isEnabled());
         // Escaped twice: as a string of the file, and inside the quotes of its Exec line.
-        QVERIFY(written().contains(R"(Exec="/opt/a \\"b\\" \\$c\\\\d\\`e 100%%/murlo")"));
+        QVERIFY(contentOf(m_entry).contains(R"(Exec="/opt/a \\"b\\" \\$c\\\\d\\`e 100%%/murlo")"));
         QVERIFY(item.setEnabled(true) && item.setEnabled(false));
         QVERIFY(!item.isEnabled() && !QFile::exists(m_entry));
         QVERIFY(item.setEnabled(false));
@@ -37,11 +31,7 @@ private Q_SLOTS:
     void theDesktopsOwnSwitchCounts() {
         XdgLoginItem item(m_config.path(), "/usr/bin/murlo");
         for (const char* line : {"Hidden=true", "X-GNOME-Autostart-enabled=false"}) {
-            QFile file(m_entry);
-            QVERIFY(QDir().mkpath(m_config.filePath("autostart")));
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write("[Desktop Entry]\nExec=/usr/bin/murlo\n" + QByteArray(line) + "\n");
-            file.close();
+            putFile(m_entry, "[Desktop Entry]\nExec=/usr/bin/murlo\n" + QByteArray(line) + "\n");
             QVERIFY(!item.isEnabled());
             QVERIFY(item.setEnabled(true) && item.isEnabled());
         }

@@ -1,9 +1,9 @@
 #include "platform/linux/freedesktop/MotionPreference.h"
+#include "tests/harness/Files.h"
+#include "tests/harness/Rows.h"
 
 #include <QDBusConnection>
 #include <QDBusContext>
-#include <QDir>
-#include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -51,33 +51,21 @@ private Q_SLOTS:
         const QTemporaryDir config;
         qputenv("XDG_CONFIG_HOME", config.path().toUtf8());
         QVERIFY(!MotionPreference().isReduced());
-        QVERIFY(QDir(config.path()).mkdir("gtk-3.0"));
-        QFile file(config.filePath("gtk-3.0/settings.ini"));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[Settings]\ngtk-enable-animations=0\n");
-        file.close();
+        putFile(config.filePath("gtk-3.0/settings.ini"), "[Settings]\ngtk-enable-animations=0\n");
         QVERIFY(MotionPreference().isReduced());
         qunsetenv("XDG_CONFIG_HOME");
     }
 
     void thePortalIsAskedAndTellsOfChanges_data() {
-        QTest::addColumn<QStringList>("setting");
-        QTest::addColumn<QVariant>("less");
-        QTest::addColumn<QVariant>("more");
-        QTest::newRow("GNOME") << QStringList{"org.gnome.desktop.interface", "enable-animations"}
-                               << QVariant(false) << QVariant(true);
-        QTest::newRow("KDE") << QStringList{"org.kde.kdeglobals.KDE", "AnimationDurationFactor"}
-                             << QVariant(0.0) << QVariant(0.5);
-        QTest::newRow("common") << QStringList{"org.freedesktop.appearance", "reduced-motion"}
-                                << QVariant(1U) << QVariant(0U);
-        QTest::newRow("common, of an older portal")
-            << QStringList{"org.freedesktop.appearance", "reduced-motion"}
-            << QVariant::fromValue(QDBusVariant(1U)) << QVariant(0U);
+        const Rows<QStringList, QVariant, QVariant> row; // less motion and more
+        const QStringList common{"org.freedesktop.appearance", "reduced-motion"};
+        row("GNOME", {"org.gnome.desktop.interface", "enable-animations"}, false, true);
+        row("KDE", {"org.kde.kdeglobals.KDE", "AnimationDurationFactor"}, 0.0, 0.5);
+        row("common", common, 1U, 0U);
+        row("common, of an older portal", common, QVariant::fromValue(QDBusVariant(1U)), 0U);
     }
     void thePortalIsAskedAndTellsOfChanges() {
-        QFETCH(QStringList, setting);
-        QFETCH(QVariant, less);
-        QFETCH(QVariant, more);
+        const auto [setting, less, more] = fetch<QStringList, QVariant, QVariant>();
         m_portal.setting = setting;
         m_portal.value = less;
         const MotionPreference motion;

@@ -1,6 +1,7 @@
 #include "platform/linux/processes/QtProcessLauncher.h"
 #include "tests/fakes/FakeProcessLauncher.h"
 #include "tests/harness/LoopbackServer.h"
+#include "tests/harness/Rows.h"
 
 #include <QCoreApplication>
 #include <QProcess>
@@ -46,24 +47,18 @@ class ProcessLauncherContractTest : public QObject {
 
 private Q_SLOTS:
     void tellsOutputAndEndWhileTheHandleLives_data() {
-        QTest::addColumn<bool>("real");
-        QTest::addColumn<QString>("gone"); ///< when the handle is destroyed
-        QTest::addColumn<QStringList>("told");
+        const Rows<bool, QString, QStringList> row; // "gone": when the handle is destroyed
         for (const bool real : {false, true}) {
-            const auto row = [real](const char* gone, const QStringList& told) {
-                QTest::addRow("%s, gone %s", real ? "real" : "fake", gone)
-                    << real << QString(gone) << told;
-            };
-            row("never", {"words", "7"});
-            row("at its end", {"words", "7"});
-            row("at its output", {"words"});
-            row("at once", {});
+            const QByteArray where = real ? "real" : "fake";
+            row(where + ", gone never", real, "never", {"words", "7"});
+            row(where + ", gone at its end", real, "at its end", {"words", "7"});
+            row(where + ", gone at its output", real, "at its output", {"words"});
+            row(where + ", gone at once", real, "at once", {});
         }
     }
     void tellsOutputAndEndWhileTheHandleLives() {
-        QFETCH(bool, real);
-        QFETCH(QString, gone);
-        QFETCH(QStringList, told);
+        const auto [real, ending, told] = fetch<bool, QString, QStringList>();
+        const QString& gone = ending;
         FakeProcessLauncher fake;
         ProcessLauncher& launcher = real ? static_cast<ProcessLauncher&>(m_launcher) : fake;
         std::unique_ptr<ChildProcess> child;
@@ -180,20 +175,17 @@ private Q_SLOTS:
     }
 
     void aPortIsOwnedAloneOrNotAtAll_data() {
-        QTest::addColumn<QString>("ours");
-        QTest::addColumn<QString>("theirs");
-        QTest::addColumn<bool>("owned");
+        const Rows<QString, QString, bool> row; // ours, theirs and whether ours is owned
         const QString loopback = "127.0.0.1";
         const QString any = "0.0.0.0";
-        QTest::newRow("shared address") << loopback << loopback << false;
-        QTest::newRow("ours is nearer") << loopback << any << true;
-        QTest::newRow("theirs is nearer") << any << loopback << false;
-        QTest::newRow("shared by all addresses") << any << any << false;
-        QTest::newRow("another address") << loopback << QString("127.0.0.2") << true;
+        row("shared address", loopback, loopback, false);
+        row("ours is nearer", loopback, any, true);
+        row("theirs is nearer", any, loopback, false);
+        row("shared by all addresses", any, any, false);
+        row("another address", loopback, "127.0.0.2", true);
     }
     void aPortIsOwnedAloneOrNotAtAll() {
-        QFETCH(QString, ours);
-        QFETCH(QString, theirs);
+        const auto [ours, theirs, owned] = fetch<QString, QString, bool>();
         const quint16 port = freePort();
         const int inherited = listenAs(ours, port);
         QVERIFY(inherited >= 0);
@@ -209,7 +201,7 @@ private Q_SLOTS:
         QVERIFY(!owns(getpid(), port));
         const int stranger = listenAs(theirs, port);
         QVERIFY(stranger >= 0);
-        QTEST(owns(owner.processId(), port), "owned");
+        QCOMPARE(owns(owner.processId(), port), owned);
         ::close(stranger);
         QVERIFY(owns(owner.processId(), port));
         owner.kill();

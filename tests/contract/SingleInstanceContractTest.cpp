@@ -1,6 +1,6 @@
 #include "platform/linux/freedesktop/SocketSingleInstance.h"
+#include "tests/harness/Files.h"
 
-#include <QFile>
 #include <QLocalSocket>
 #include <QTemporaryDir>
 #include <QTest>
@@ -30,11 +30,6 @@ class SingleInstanceContractTest : public QObject {
         while (answer.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
             QCoreApplication::processEvents();
         return answer.get();
-    }
-    void put(const QString& name, const QByteArray& text) {
-        QFile file(m_folder.filePath(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(text);
     }
 
 private Q_SLOTS:
@@ -66,8 +61,9 @@ private Q_SLOTS:
 
     void neitherACrashNorNonsenseKeepsALaterStartFromBeingHeard() {
         // No process can have this number.
-        put("murlo.lock", "4194305\nmurlo\n" + QSysInfo::machineHostName().toUtf8() + "\n");
-        put("murlo.socket", {});
+        putFile(m_folder.filePath("murlo.lock"),
+                "4194305\nmurlo\n" + QSysInfo::machineHostName().toUtf8() + "\n");
+        putFile(m_folder.filePath("murlo.socket"), {});
         const auto instance = make();
         QCOMPARE(instance->acquire({}), Start::first);
         QLocalSocket socket;

@@ -3,9 +3,9 @@
 #include "tests/contract/Worlds.h"
 #include "tests/fakes/FakeUrlScheme.h"
 #include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/Files.h"
+#include "tests/harness/Rows.h"
 
-#include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QScopeGuard>
 #include <QTemporaryDir>
@@ -33,14 +33,10 @@ struct World {
         return wait([&](auto done) { port->release(scheme, done); });
     }
     [[nodiscard]] QByteArray get(const QString& name) const {
-        QFile file(folder.filePath(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        return contentOf(folder.filePath(name));
     }
     void put(const QString& name, const QByteArray& text) const {
-        const QString path = folder.filePath(name);
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+        putFile(folder.filePath(name), text);
     }
 
     QTemporaryDir folder;
@@ -85,35 +81,33 @@ private Q_SLOTS:
         QVERIFY(world.release("local.murlo.apps.desktop"));
     }
 
-    void theDesktopKnowsTheHandlerAndTheRestIsKept_data() {
-        QTest::addColumn<bool>("tools");
-        QTest::newRow("with the desktop's tools") << true;
-        QTest::newRow("without them") << false;
-    }
     void theDesktopKnowsTheHandlerAndTheRestIsKept() {
-        QFETCH(bool, tools);
-        const auto restored = qScopeGuard([path = qgetenv("PATH")] { qputenv("PATH", path); });
-        if (!tools) qputenv("PATH", "/nowhere");
-        World world(true);
-        const QByteArray others = "# mine\n[Added Associations]\ntext/plain=b.desktop;\n\n"
-                                  "[Default Applications]\ntext/html=a.desktop;b.desktop\n";
-        world.put("config/mimeapps.list", others);
-        QVERIFY(world.claim("Local.Murlo.apps.Desktop"));
-        const QByteArray text = world.get(entry);
-        for (const char* line : {"NoDisplay=true", R"(Exec="/opt/a \\"b\\"/murlo" %u)",
-                                 "MimeType=x-scheme-handler/local.murlo.apps.desktop;"})
-            QVERIFY2(text.contains(QByteArray("\n") + line + '\n'), text);
-        const QByteArray list = world.get("config/mimeapps.list");
-        QCOMPARE(list.count(choice), 1);
-        for (const QByteArray& line : others.split('\n')) QVERIFY2(list.contains(line), list);
-        if (tools) {
-            QCOMPARE(QProcess::execute("desktop-file-validate", {world.folder.filePath(entry)}), 0);
-            QVERIFY(world.get("data/applications/mimeinfo.cache").contains("murlo.apps.desktop="));
+        for (const bool tools : {true, false}) { // of the desktop
+            const auto restored = qScopeGuard([path = qgetenv("PATH")] { qputenv("PATH", path); });
+            if (!tools) qputenv("PATH", "/nowhere");
+            World world(true);
+            const QByteArray others = "# mine\n[Added Associations]\ntext/plain=b.desktop;\n\n"
+                                      "[Default Applications]\ntext/html=a.desktop;b.desktop\n";
+            world.put("config/mimeapps.list", others);
+            QVERIFY(world.claim("Local.Murlo.apps.Desktop"));
+            const QByteArray text = world.get(entry);
+            for (const char* line : {"NoDisplay=true", R"(Exec="/opt/a \\"b\\"/murlo" %u)",
+                                     "MimeType=x-scheme-handler/local.murlo.apps.desktop;"})
+                QVERIFY2(text.contains(QByteArray("\n") + line + '\n'), text);
+            const QByteArray list = world.get("config/mimeapps.list");
+            QCOMPARE(list.count(choice), 1);
+            for (const QByteArray& line : others.split('\n')) QVERIFY2(list.contains(line), list);
+            if (tools) {
+                QCOMPARE(QProcess::execute("desktop-file-validate", {world.folder.filePath(entry)}),
+                         0);
+                QVERIFY(
+                    world.get("data/applications/mimeinfo.cache").contains("murlo.apps.desktop="));
+            }
+            QVERIFY(world.release("local.murlo.apps.desktop"));
+            QVERIFY(!QFile::exists(world.folder.filePath(entry)));
+            QVERIFY(!world.get("config/mimeapps.list").contains("murlo"));
+            QVERIFY(!world.get("data/applications/mimeinfo.cache").contains("murlo"));
         }
-        QVERIFY(world.release("local.murlo.apps.desktop"));
-        QVERIFY(!QFile::exists(world.folder.filePath(entry)));
-        QVERIFY(!world.get("config/mimeapps.list").contains("murlo"));
-        QVERIFY(!world.get("data/applications/mimeinfo.cache").contains("murlo"));
     }
 
     void whatIsNoSchemeOrCannotBeWrittenIsRefused() {
@@ -126,13 +120,7 @@ private Q_SLOTS:
     }
 
     void aListOfChoicesIsEditedLineByLine_data() {
-        QTest::addColumn<QByteArray>("before");
-        QTest::addColumn<QByteArray>("with");
-        QTest::addColumn<QByteArray>("without");
-        const auto add = [](const char* name, const char* before, const char* with,
-                            const char* without) {
-            QTest::newRow(name) << QByteArray(before) << QByteArray(with) << QByteArray(without);
-        };
+        const Rows<QByteArray, QByteArray, QByteArray> add; // before, with it and without it
         add("nothing", "", "[Default Applications]\nt=m\n", "");
         add("no line end", "[A]\nx=y", "[A]\nx=y\n[Default Applications]\nt=m\n", "[A]\nx=y");
         add("another's", "[Default Applications]\nt=o;p;\nu=m\n",
@@ -145,11 +133,10 @@ private Q_SLOTS:
             "[Default Applications]\nt=a\n[X]\n[Default Applications]\n");
     }
     void aListOfChoicesIsEditedLineByLine() {
-        QFETCH(QByteArray, before);
-        QTEST(MimeApps::withDefault(before, "t", "m"), "with");
-        QTEST(MimeApps::without(before, "t", "m"), "without");
-        QVERIFY(MimeApps::isDefault(MimeApps::withDefault(before, "t", "m"), "t", "m"));
-        QVERIFY(!MimeApps::isDefault(MimeApps::without(before, "t", "m"), "t", "m"));
+        const auto [before, with, without] = fetch<QByteArray, QByteArray, QByteArray>();
+        QCOMPARE(MimeApps::withDefault(before, "t", "m"), with);
+        QCOMPARE(MimeApps::without(before, "t", "m"), without);
+        QVERIFY(MimeApps::isDefault(with, "t", "m") && !MimeApps::isDefault(without, "t", "m"));
     }
 };
 

@@ -23,10 +23,10 @@ inline void addWorlds() {
     QTest::newRow("real") << true;
 }
 
-/// The world of the current row.
+/// The world of the current row, which is among a case's own data or those of all cases.
 template <typename World, typename Fake, typename Real>
-[[nodiscard]] std::unique_ptr<World> makeWorldOfRow() {
-    if (*static_cast<const bool*>(QTest::qData("real", qMetaTypeId<bool>())))
+[[nodiscard]] std::unique_ptr<World> makeWorldOfRow(decltype(&QTest::qData) data = QTest::qData) {
+    if (*static_cast<const bool*>(data("real", qMetaTypeId<bool>())))
         return std::make_unique<Real>();
     return std::make_unique<Fake>();
 }

@@ -1,7 +1,7 @@
+#include "tests/harness/Files.h"
 #include "tests/harness/desktop/BrowserSignIn.h"
 #include "tests/harness/desktop/TestDesk.h"
 
-#include <QDir>
 #include <QTcpServer>
 
 using namespace murlo;
@@ -42,7 +42,7 @@ private Q_SLOTS:
     void aStrangerSignsInAndIsUnderstoodBetter() {
         TestDesk desk;
         BrowserSignIn browser(desk);
-        QVERIFY(browser.prepare());
+        browser.prepare();
         QVERIFY(desk.startMurloSignedOut({{"enhancePrompt", true}}));
         QVERIFY(browser.signIn());
         browser.closeBrowser();
@@ -65,13 +65,9 @@ private Q_SLOTS:
         QTcpServer model;
         QVERIFY(model.listen(QHostAddress::LocalHost));
         QVERIFY(endBackend());
-        const QString folder = desk.home.filePath(".config/murlo");
-        QVERIFY(QDir().mkpath(folder));
-        QFile config(folder + "/murlo-backend.conf");
-        QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write("polish-url = http://127.0.0.1:" + QByteArray::number(model.serverPort()) +
-                     "\npolish-model = slow\n");
-        config.close();
+        putFile(desk.home.filePath(".config/murlo/murlo-backend.conf"),
+                "polish-url = http://127.0.0.1:" + QByteArray::number(model.serverPort()) +
+                    "\npolish-model = slow\n");
         QVERIFY(desk.dictate(rambling) && desk.delivered());
         QVERIFY(model.hasPendingConnections() || model.waitForNewConnection(0));
         QVERIFY(desk.holds(rewritten + rewritten + rambling));

@@ -5,13 +5,13 @@
 #include "platform/linux/qt/QtHttpClient.h"
 #include "platform/linux/qt/QtScheduler.h"
 #include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/Files.h"
 #include "tests/harness/LoopbackServer.h"
 #include "tests/harness/TestLog.h"
 #include "tests/harness/desktop/DeepModel.h"
 #include "tests/harness/desktop/MurloProcess.h"
 #include "tests/harness/desktop/Speaker.h"
 
-#include <QDir>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTcpSocket>
@@ -38,9 +38,8 @@ QString smallModel() {
 
 /// Processor time that a program has used, in clock ticks.
 int ticksUsed(qint64 pid) {
-    QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!file.open(QIODevice::ReadOnly)) return 0;
-    const auto columns = file.readAll().split(')').last().split(' ');
+    const QByteArray stat = contentOf(QStringLiteral("/proc/%1/stat").arg(pid));
+    const auto columns = stat.split(')').last().split(' ');
     return columns.value(12).toInt() + columns.value(13).toInt();
 }
 
@@ -108,9 +107,8 @@ struct Engine {
 private:
     /// What espeak-ng makes of the text.
     [[nodiscard]] QByteArray speech(const QString& text) const {
-        QFile file(folder.filePath("clip.wav"));
-        const bool spoken = Speaker::synthesize(text, file.fileName()).has_value();
-        return spoken && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        const QString file = folder.filePath("clip.wav");
+        return Speaker::synthesize(text, file) ? contentOf(file) : QByteArray();
     }
     std::unique_ptr<HttpTask> transcribe(const QByteArray& wav,
                                          std::optional<TranscribeResult>& into) {
@@ -129,10 +127,8 @@ class EngineTest : public QObject {
 
     /// A file of its own with these contents, which can be run if it is a program.
     [[nodiscard]] QString file(const QString& name, const QByteArray& contents) const {
-        QFile file(m_folder.filePath(name));
-        if (file.open(QIODevice::WriteOnly)) file.write(contents);
-        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        return file.fileName();
+        putFile(m_folder.filePath(name), contents, QFile::ExeOwner);
+        return m_folder.filePath(name);
     }
 
 private Q_SLOTS:
@@ -185,9 +181,9 @@ private Q_SLOTS:
     void aCancelledPreviewLeavesTheEngineFree() {
         const QString deep = m_folder.filePath("deep.bin");
         QVERIFY(writeDeepModel(smallModel(), deep, 24));
-        QFile said(m_folder.filePath("said"));
+        const QString said = m_folder.filePath("said");
         const QString script =
-            QString("#!/bin/sh\nexec '%1' \"$@\" 2>'%2'\n").arg(engineProgram(), said.fileName());
+            QString("#!/bin/sh\nexec '%1' \"$@\" 2>'%2'\n").arg(engineProgram(), said);
         Engine engine(deep, freePort(), file("engine", script.toUtf8()));
         engine.start();
         for (int preview = 0; preview < 3; ++preview) {
@@ -197,8 +193,7 @@ private Q_SLOTS:
         }
         QVERIFY(!engine.result);
         engine.server.shutdown();
-        QVERIFY(said.open(QIODevice::ReadOnly));
-        const QString output = said.readAll();
+        const QString output = contentOf(said);
         QCOMPARE(output.count("failed to encode"), 3);
         const QRegularExpression runs("encode time = .*/ +(\\d+) runs");
         QCOMPARE(runs.match(output).captured(1), "3");
@@ -255,9 +250,7 @@ private Q_SLOTS:
     }
 
     void aTruncatedModelEndsInTheKeepsStoppingState() {
-        QFile whole(smallModel());
-        QVERIFY(whole.open(QIODevice::ReadOnly));
-        Engine engine(file("half.bin", whole.read(1'000'000)));
+        Engine engine(file("half.bin", contentOf(smallModel()).first(1'000'000)));
         engine.server.start();
         QVERIFY(engine.waitFor(EngineState::failed));
         QVERIFY(Words::english(engine.server.state().message)

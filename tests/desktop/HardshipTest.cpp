@@ -1,6 +1,6 @@
+#include "tests/harness/Files.h"
+#include "tests/harness/Rows.h"
 #include "tests/harness/desktop/TestDesk.h"
-
-#include <QFileInfo>
 
 #include <csignal>
 
@@ -98,13 +98,13 @@ private Q_SLOTS:
     }
 
     void aTerminationSignalIsACleanQuitThatKeepsWhatWasSaid_data() {
-        QTest::addColumn<double>("seconds"); // of speech that is kept
-        QTest::newRow("while idle") << 0.0;
-        QTest::newRow("during the recording") << 1.0;
-        QTest::newRow("during the transcription") << 8.0;
+        const Rows<double> seconds; // of speech that is kept
+        seconds("while idle", 0);
+        seconds("during the recording", 1);
+        seconds("during the transcription", 8);
     }
     void aTerminationSignalIsACleanQuitThatKeepsWhatWasSaid() {
-        QFETCH(double, seconds);
+        const double seconds = std::get<0>(fetch<double>());
         QVERIFY(m_desk->startMurlo());
         if (seconds == 1) QVERIFY(m_desk->begin() && m_desk->speak(sentence));
         if (seconds == 8) QVERIFY(m_desk->dictate(longer));
@@ -136,10 +136,9 @@ private Q_SLOTS:
 
     void aReadOnlySupportFolderKeepsNobodyFromDictating() {
         MurloProcess& murlo = m_desk->murlo;
-        QFile history(murlo.file("history.json"));
-        QVERIFY(murlo.seed(MURLO_MODEL) && history.open(QIODevice::WriteOnly));
-        QVERIFY(history.write("[]") == 2 && history.setPermissions(QFile::ReadOwner));
-        history.close();
+        QVERIFY(murlo.seed(MURLO_MODEL));
+        putFile(murlo.file("history.json"), "[]");
+        QVERIFY(QFile::setPermissions(murlo.file("history.json"), QFile::ReadOwner));
         QVERIFY(murlo.start() && murlo.awaitReady());
         QVERIFY(QFile::setPermissions(murlo.file({}), QFile::ReadOwner | QFile::ExeOwner));
         m_desk->target = std::make_unique<TargetApp>(Kind::gtkEntry);

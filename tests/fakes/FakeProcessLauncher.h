@@ -1,9 +1,8 @@
 #pragma once
 
 #include "platform/Process.h"
+#include "tests/harness/Files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <algorithm>
@@ -25,13 +24,7 @@ public:
         bool ownsPort = true; ///< whether it alone listens on the port that it is asked about
     };
 
-    FakeProcessLauncher() {
-        QDir(resourceFolder()).mkpath(QStringLiteral("bin"));
-        QFile program(engineProgram());
-        if (program.open(QIODevice::WriteOnly)) {
-            program.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        }
-    }
+    FakeProcessLauncher() { putFile(engineProgram(), {}, QFile::ExeOwner); }
 
     [[nodiscard]] tl::expected<std::unique_ptr<ChildProcess>, QString>
     launch(const QString& program, const QStringList& arguments, const Environment& environment,

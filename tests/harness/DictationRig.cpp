@@ -1,8 +1,6 @@
 #include "tests/harness/DictationRig.h"
 #include "look/Words.h"
 
-#include <QFile>
-
 namespace murlo {
 
 namespace {
@@ -39,8 +37,7 @@ DictationRig::DictationRig()
                   keptRecording, enhancer, errors, microphone, systemEvents, sounds}) {
     systemEvents.start();
     modelPath = folder.filePath(QStringLiteral("model.bin"));
-    QFile model(modelPath);
-    if (!model.open(QIODevice::WriteOnly)) qFatal("cannot make a model file");
+    putFile(modelPath, {});
     box = accessibility.add(QStringLiteral("AXTextArea"));
     accessibility.setFocused(box);
     keys.onChord = [this](const KeyChord&) {

@@ -1,6 +1,6 @@
 #include "tests/harness/SoundServer.h"
+#include "tests/harness/Files.h"
 
-#include <QFile>
 #include <QtTest>
 
 namespace murlo {
@@ -80,11 +80,9 @@ bool SoundServer::setDefault(const QString& name) {
 
 bool SoundServer::speakInto(const QString& name, std::span<const float> interleaved) {
     silence();
-    QFile file(m_folder.filePath(QStringLiteral("speech.raw")));
-    if (!file.open(QIODevice::WriteOnly)) return false;
-    file.write(reinterpret_cast<const char*>(interleaved.data()),
-               static_cast<qint64>(interleaved.size_bytes()));
-    file.close();
+    const QString file = m_folder.filePath(QStringLiteral("speech.raw"));
+    putFile(file, {reinterpret_cast<const char*>(interleaved.data()),
+                   static_cast<qsizetype>(interleaved.size_bytes())});
     const AudioFormat format = m_microphones.value(name).format;
     const QString options = QStringLiteral("--playback --raw --format=float32le --latency-msec=500 "
                                            "--device=%1 --rate=%2 --channels=%3");
@@ -92,7 +90,7 @@ bool SoundServer::speakInto(const QString& name, std::span<const float> interlea
     m_player->start(
         QStringLiteral("pacat"),
         QProcess::splitCommand(options.arg(name).arg(format.sampleRate).arg(format.channels))
-            << file.fileName());
+            << file);
     return m_player->waitForStarted();
 }
 

@@ -2,9 +2,8 @@
 
 #include "support/Paths.h"
 #include "tests/fakes/VirtualScheduler.h"
+#include "tests/harness/Files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 
 namespace murlo {
@@ -19,15 +18,10 @@ struct SupportFolder {
     std::unique_ptr<SerialQueue> disk = scheduler.makeSerialQueue(QStringLiteral("test.disk"));
 
     void put(const QString& name, const QByteArray& bytes) const {
-        QFile file(paths.file(name));
-        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-            qFatal("cannot write a test's file");
+        putFile(paths.file(name), bytes);
     }
     /// A file's content; nothing when it cannot be read.
-    [[nodiscard]] QByteArray get(const QString& name) const {
-        QFile file(paths.file(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    [[nodiscard]] QByteArray get(const QString& name) const { return contentOf(paths.file(name)); }
     /// Everything in the folder whose name begins so.
     [[nodiscard]] QStringList names(const QString& beginning) const {
         return QDir(paths.support())

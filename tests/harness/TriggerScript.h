@@ -1,10 +1,10 @@
 #pragma once
 
 #include "settings/Settings.h"
+#include "tests/harness/Rows.h"
 #include "tests/harness/SupportFolder.h"
 #include "triggers/HotkeyMonitor.h"
 
-#include <QFile>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -16,18 +16,16 @@ class TriggerScript {
 public:
     /// Adds a row of test data for each case of the file, or for each with a star.
     static void addRows(const QString& path, bool starred = false) {
-        QTest::addColumn<QString>("script");
-        QTest::addColumn<QString>("reports");
+        const Rows<QString, QString> row; // script and reports
         const QRegularExpression notation("^(\\*?) *([^:]+): (.+) =>(.*)$");
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly)) qFatal("cannot read %s", qPrintable(path));
-        for (const QString& line : QString::fromUtf8(file.readAll()).split('\n')) {
+        const QString file = QString::fromUtf8(contentOf(path));
+        if (file.isEmpty()) qFatal("cannot read %s", qPrintable(path));
+        for (const QString& line : file.split('\n')) {
             if (line.isEmpty() || line.startsWith('#')) continue;
             const auto part = notation.match(line);
             if (!part.hasMatch()) qFatal("not understood: %s", qPrintable(line));
             if (starred && part.captured(1).isEmpty()) continue;
-            QTest::newRow(qPrintable(part.captured(2)))
-                << part.captured(3) << part.captured(4).trimmed();
+            row(part.captured(2).toUtf8(), part.captured(3), part.captured(4).trimmed());
         }
     }
 

@@ -1,5 +1,6 @@
 #include "MurloBackend/http/HttpServer.h"
 #include "MurloBackend/http/RateLimiter.h"
+#include "tests/harness/Rows.h"
 #include "tests/server/HttpProbe.h"
 
 #include <QTest>
@@ -57,8 +58,7 @@ class FrontTest : public QObject {
 
 private Q_SLOTS:
     void whatExceedsALimitIsAnswered_data() {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<int>("status");
+        const Rows<QByteArray, int> row; // what is sent, and the status of the answer
         const auto post = [](const QByteArray& length, qsizetype size) {
             return "POST / HTTP/1.1\r\nHost: a\r\nContent-Length: " + length + "\r\n\r\n" +
                    QByteArray(size, 'x');
@@ -66,9 +66,6 @@ private Q_SLOTS:
         const QByteArray get = "GET / HTTP/1.1\r\nHost: a\r\n";
         QByteArray flood = get;
         for (int i = 0; i < 200; ++i) flood += "X-" + QByteArray::number(i) + ": y\r\n";
-        const auto row = [](const char* name, const QByteArray& bytes, int status) {
-            QTest::newRow(name) << bytes << status;
-        };
         row("longest body", post("65536", bodyLimit), 200);
         row("one byte more", post("65537", bodyLimit + 1), 413);
         row("50 MB", post("52428800", 50 * 1024 * 1024), 413);
@@ -91,11 +88,11 @@ private Q_SLOTS:
             200);
     }
     void whatExceedsALimitIsAnswered() {
-        QFETCH(QByteArray, bytes);
+        const auto [bytes, status] = fetch<QByteArray, int>();
         Front front;
         HttpProbe probe(front.port);
         const Answer answer = probe.send(bytes);
-        QTEST(answer.status, "status");
+        QCOMPARE(answer.status, status);
         if (answer.status != 200) QVERIFY(answer.json().contains("error"));
         // The server is well afterwards.
         QCOMPARE(HttpProbe(front.port).send("GET / HTTP/1.1\r\nHost: a\r\n\r\n").status, 200);
@@ -118,31 +115,24 @@ private Q_SLOTS:
     }
 
     void strangersAreTurnedAway_data() {
-        QTest::addColumn<QByteArray>("headers"); // PORT stands for the server's
-        QTest::addColumn<int>("status");
-        QTest::newRow("own address") << QByteArray("Host: 127.0.0.1:PORT\r\n") << 200;
-        QTest::newRow("localhost") << QByteArray("Host: localhost:PORT\r\n") << 200;
-        QTest::newRow("own origin")
-            << QByteArray("Host: 127.0.0.1:PORT\r\nOrigin: http://127.0.0.1:PORT\r\n") << 200;
-        QTest::newRow("no host") << QByteArray() << 403;
-        QTest::newRow("another name") << QByteArray("Host: evil.example:PORT\r\n") << 403;
-        QTest::newRow("name that resolves here")
-            << QByteArray("Host: 127.0.0.1.example:PORT\r\n") << 403;
-        QTest::newRow("another port") << QByteArray("Host: 127.0.0.1:1\r\n") << 403;
-        QTest::newRow("two hosts")
-            << QByteArray("Host: 127.0.0.1:PORT\r\nHost: evil.example\r\n") << 403;
-        QTest::newRow("foreign page")
-            << QByteArray("Host: 127.0.0.1:PORT\r\nOrigin: https://evil.example\r\n") << 403;
-        QTest::newRow("hidden page")
-            << QByteArray("Host: 127.0.0.1:PORT\r\nOrigin: null\r\n") << 403;
+        const Rows<QByteArray, int> row; // headers, with PORT for the server's, and the status
+        row("own address", "Host: 127.0.0.1:PORT\r\n", 200);
+        row("localhost", "Host: localhost:PORT\r\n", 200);
+        row("own origin", "Host: 127.0.0.1:PORT\r\nOrigin: http://127.0.0.1:PORT\r\n", 200);
+        row("no host", "", 403);
+        row("another name", "Host: evil.example:PORT\r\n", 403);
+        row("name that resolves here", "Host: 127.0.0.1.example:PORT\r\n", 403);
+        row("another port", "Host: 127.0.0.1:1\r\n", 403);
+        row("two hosts", "Host: 127.0.0.1:PORT\r\nHost: evil.example\r\n", 403);
+        row("foreign page", "Host: 127.0.0.1:PORT\r\nOrigin: https://evil.example\r\n", 403);
+        row("hidden page", "Host: 127.0.0.1:PORT\r\nOrigin: null\r\n", 403);
     }
     void strangersAreTurnedAway() {
-        QFETCH(QByteArray, headers);
+        auto [headers, status] = fetch<QByteArray, int>();
         Front front(::getuid());
         headers.replace("PORT", QByteArray::number(front.port));
         HttpProbe probe(front.port);
-        const Answer answer = probe.send("GET / HTTP/1.1\r\n" + headers + "\r\n");
-        QTEST(answer.status, "status");
+        QCOMPARE(probe.send("GET / HTTP/1.1\r\n" + headers + "\r\n").status, status);
     }
 
     void anotherUserIsTurnedAway() {

@@ -1,4 +1,6 @@
 #include "MurloBackend/store/Connection.h"
+#include "tests/harness/Files.h"
+#include "tests/harness/Rows.h"
 #include "tests/server/HttpProbe.h"
 #include "tests/server/Postgres.h"
 
@@ -192,17 +194,14 @@ private Q_SLOTS:
         {
             Program program({"database=" + database});
             const QByteArray key = keyAt(program.port());
-            QFile filler(disk + "/filler");
-            QVERIFY(filler.open(QIODevice::WriteOnly));
-            filler.write(QByteArray(1024 * 1024, 'f'));
-            filler.flush();
+            putFile(disk + "/filler", QByteArray(1024 * 1024, 'f'));
             int status = 200;
             qint64 number = 1;
             for (; status == 200 && number < 20'000; ++number)
                 status = send(program.port(), key, number, QByteArray(200, 'x'));
             QCOMPARE(status, 503);
             QCOMPARE(HttpProbe(program.port()).ask("GET", "/settings", {}, key).status, 200);
-            filler.remove();
+            QFile::remove(disk + "/filler");
             QCOMPARE(send(program.port(), key, 100'000), 200);
             QCOMPARE(program.end(SIGTERM), 0);
             QVERIFY(storedEvents(database).size() >= number - 1);
@@ -224,11 +223,7 @@ private Q_SLOTS:
     }
 
     void aWrongConfigurationIsExplained_data() {
-        QTest::addColumn<QString>("setting");
-        QTest::addColumn<QByteArray>("words");
-        const auto row = [](const char* setting, const QByteArray& words) {
-            QTest::newRow(setting) << QString(setting) << words;
-        };
+        const Rows<QByteArray> row; // named by the setting; what is said of it
         row("prot=1", "there is no key \"prot\"");
         row("port=70000", "number from 0 to 65535");
         row("proxy-trust=maybe", "yes or no");
@@ -240,14 +235,11 @@ private Q_SLOTS:
         row("polish-key-file=/nowhere", "cannot be read");
     }
     void aWrongConfigurationIsExplained() {
-        QFETCH(QString, setting);
-        QFETCH(QByteArray, words);
-        QFile own(file("murlo-backend.conf"));
-        QVERIFY(own.open(QIODevice::WriteOnly));
-        own.write("# a comment\n\nport = 0\n" + setting.toUtf8() + '\n');
-        own.close();
+        const QByteArray words = std::get<0>(fetch<QByteArray>());
+        const QString own = file("murlo-backend.conf");
+        putFile(own, "# a comment\n\nport = 0\n" + QByteArray(QTest::currentDataTag()) + '\n');
         QProcess process;
-        process.start(MURLO_BACKEND_PROGRAM, {"--check", "--config", own.fileName()});
+        process.start(MURLO_BACKEND_PROGRAM, {"--check", "--config", own});
         QVERIFY(process.waitForFinished(patience));
         const QByteArray said = process.readAllStandardError();
         QCOMPARE(process.exitCode(), 2);
@@ -256,18 +248,14 @@ private Q_SLOTS:
     }
 
     void theShippedConfigurationIsGood() {
-        QFile shipped(MURLO_BACKEND_CONFIGURATION);
-        QVERIFY(shipped.open(QIODevice::ReadOnly));
-        QFile own(file("all.conf"));
-        QVERIFY(own.open(QIODevice::WriteOnly));
-        for (QByteArray line : shipped.readAll().split('\n')) // every key that has a default
-            own.write((line.startsWith('#') && line.contains(" = ") && !line.startsWith("# ")
-                           ? line.mid(1)
-                           : line) +
-                      '\n');
-        own.close();
-        QCOMPARE(QProcess::execute(MURLO_BACKEND_PROGRAM, {"--check", "--config", own.fileName()}),
-                 0);
+        QByteArrayList lines = contentOf(MURLO_BACKEND_CONFIGURATION).split('\n');
+        QVERIFY(lines.size() > 1);
+        for (QByteArray& line : lines) // every key that has a default
+            if (line.startsWith('#') && line.contains(" = ") && !line.startsWith("# "))
+                line.remove(0, 1);
+        const QString own = file("all.conf");
+        putFile(own, lines.join('\n'));
+        QCOMPARE(QProcess::execute(MURLO_BACKEND_PROGRAM, {"--check", "--config", own}), 0);
     }
 };
 

@@ -1,6 +1,7 @@
 #include "FakeOutgoing.h"
 #include "MurloBackend/identity/Base64Url.h"
 #include "MurloBackend/identity/IssuerVerifier.h"
+#include "tests/harness/Rows.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -139,11 +140,7 @@ private Q_SLOTS:
     }
 
     void judgesTokens_data() {
-        QTest::addColumn<QByteArray>("given");
-        QTest::addColumn<bool>("good");
-        const auto row = [](const char* name, const QByteArray& given, bool good = false) {
-            QTest::newRow(name) << given << good;
-        };
+        const Rows<QByteArray, bool> row; // a token, and whether it is good
         const auto changed = [&](const char* name, const QJsonObject& changes, bool good = false) {
             row(name, token(byCurve, claims(changes), curve), good);
         };
@@ -194,8 +191,7 @@ private Q_SLOTS:
         row("nothing", "");
     }
     void judgesTokens() {
-        QFETCH(QByteArray, given);
-        QFETCH(bool, good);
+        const auto [given, good] = fetch<QByteArray, bool>();
         QCOMPARE(*verify(given), good ? "7" : "refused");
     }
 

@@ -1,6 +1,6 @@
 #include "MurloBackend/identity/LocalProvider.h"
+#include "tests/harness/Files.h"
 
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
@@ -261,14 +261,12 @@ private Q_SLOTS:
         const auto token = QJsonDocument::fromJson(reply.body).object()["id_token"].toString();
         QVERIFY(identityBy(*m_provider, token));
 
-        QFile foreign(folder.filePath("foreign"));
-        QVERIFY(foreign.open(QIODevice::ReadWrite) && foreign.write("mine") == 4 &&
-                foreign.flush());
+        const QString foreign = folder.filePath("foreign");
+        putFile(foreign, "mine");
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("cannot be kept"));
-        m_provider = make(foreign.fileName());
+        m_provider = make(foreign);
         QVERIFY(!freshCode().isEmpty());
-        foreign.seek(0);
-        QCOMPARE(foreign.readAll(), "mine");
+        QCOMPARE(contentOf(foreign), "mine");
     }
 };
 

@@ -1,5 +1,6 @@
 #include "MurloBackend/outgoing/NetworkOutgoing.h"
 #include "tests/harness/LoopbackServer.h"
+#include "tests/harness/Rows.h"
 
 #include <QTest>
 
@@ -12,50 +13,43 @@ class OutgoingTest : public QObject {
 
 private Q_SLOTS:
     void answers_data() {
-        QTest::addColumn<int>("status");
-        QTest::addColumn<int>("manner");
-        QTest::addColumn<qint64>("size");
-        QTest::addColumn<int>("outcome"); // a status, or a fault below 0
+        // Status, manner and size of the answer; a status of the outcome, or a fault below 0.
+        const Rows<int, ServerAnswer::Manner, qint64, int> row;
         const auto fault = [](OutgoingFault kind) { return -1 - static_cast<int>(kind); };
         const qint64 most = Outgoing::largestBody;
         for (const int status : {200, 302, 400, 429, 503})
-            QTest::addRow("%d", status)
-                << status << int(ServerAnswer::complete) << qint64{9} << status;
-        QTest::newRow("largest") << 200 << int(ServerAnswer::chunked) << most << 200;
-        for (const auto manner : {ServerAnswer::complete, ServerAnswer::chunked})
-            QTest::addRow("too large %d", manner)
-                << 200 << int(manner) << most + 1 << fault(OutgoingFault::tooLarge);
-        QTest::newRow("cut off") << 200 << int(ServerAnswer::cutOff) << qint64{9}
-                                 << fault(OutgoingFault::unreachable);
-        QTest::newRow("no HTTP") << 200 << int(ServerAnswer::bare) << qint64{9}
-                                 << fault(OutgoingFault::unreachable);
-        QTest::newRow("silent") << 200 << int(ServerAnswer::never) << qint64{9}
-                                << fault(OutgoingFault::timedOut);
+            row(QByteArray::number(status), status, ServerAnswer::complete, 9, status);
+        row("largest", 200, ServerAnswer::chunked, most, 200);
+        row("too large", 200, ServerAnswer::complete, most + 1, fault(OutgoingFault::tooLarge));
+        row("too large in chunks", 200, ServerAnswer::chunked, most + 1,
+            fault(OutgoingFault::tooLarge));
+        row("cut off", 200, ServerAnswer::cutOff, 9, fault(OutgoingFault::unreachable));
+        row("no HTTP", 200, ServerAnswer::bare, 9, fault(OutgoingFault::unreachable));
+        row("silent", 200, ServerAnswer::never, 9, fault(OutgoingFault::timedOut));
     }
     void answers() {
-        QFETCH(int, status);
-        QFETCH(int, manner);
-        QFETCH(qint64, size);
+        const auto row = fetch<int, ServerAnswer::Manner, qint64, int>();
+        const auto [status, manner, size, outcome] = row;
         LoopbackServer server;
-        server.answer = {status, QByteArray(size, 'x'), ServerAnswer::Manner(manner),
+        server.answer = {status, QByteArray(size, 'x'), manner,
                          "Location: " + server.url().toEncoded() + "\r\nX-Name: value\r\n"};
         NetworkOutgoing outgoing;
         std::atomic<int> result = 0, calls = 0;
         QByteArray header; // read only after `calls` changed
-        outgoing.send({.url = server.url(),
-                       .method = "POST",
-                       .headers = {{"X-Said", "yes"}, {"Content-Type", "text/plain"}},
-                       .body = "words",
-                       .timeout = manner == ServerAnswer::never ? 0.05 : 20},
-                      [&](const Outgoing::Result& got) {
-                          if (got) header = got->header("x-name");
-                          result = got && got->body.size() == size ? got->status
-                                   : got                           ? 0
-                                         : -1 - static_cast<int>(got.error());
-                          ++calls;
-                      });
+        outgoing.send(
+            {.url = server.url(),
+             .method = "POST",
+             .headers = {{"X-Said", "yes"}, {"Content-Type", "text/plain"}},
+             .body = "words",
+             .timeout = manner == ServerAnswer::never ? 0.05 : 20},
+            [&](const Outgoing::Result& got) {
+                if (got) header = got->header("x-name");
+                const bool whole = got && got->body.size() == std::get<qint64>(row);
+                result = whole ? got->status : got ? 0 : -1 - static_cast<int>(got.error());
+                ++calls;
+            });
         QTRY_COMPARE_WITH_TIMEOUT(calls.load(), 1, 20'000);
-        QTEST(result.load(), "outcome");
+        QCOMPARE(result.load(), outcome);
         if (result > 0) QCOMPARE(header, "value");
         QCOMPARE(server.requests[0].body, "words");
         QVERIFY(server.requests[0].head.contains("x-said: yes"));

@@ -1,6 +1,7 @@
 #include "FakeOutgoing.h"
 #include "MurloBackend/polish/RemotePolisher.h"
 #include "MurloBackend/polish/RulePolisher.h"
+#include "tests/harness/Rows.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
@@ -41,16 +42,11 @@ class PolishTest : public QObject {
 
 private Q_SLOTS:
     void tidies_data() {
-        QTest::addColumn<QString>("spoken");
-        QTest::addColumn<QString>("written");
-        QTest::addColumn<QString>("app");
-        const auto row = [](const char* spoken, const char* written, const char* app = "gedit") {
-            QTest::addRow("%s, %s", app, spoken)
-                << QString(spoken) << QString(written) << QString(app);
+        const Rows<QString, QString, QString> add; // spoken, written and the application
+        const auto row = [&](const char* spoken, const char* written, const char* app = "gedit") {
+            add(QByteArray(app) + ", " + spoken, spoken, written, app);
         };
-        const auto same = [&](const char* text, const char* app = "gedit") {
-            row(text, text, app);
-        };
+        const auto same = [&](const char* text) { row(text, text); };
         row("um I think, uh, that this is it", "I think that this is it.");
         row("Um, the plan. Uh, we wait for the um train um.", "The plan. We wait for the train.");
         row("it is, you know, hard to do", "It is hard to do.");
@@ -85,10 +81,9 @@ private Q_SLOTS:
         same("la la la, ça va et toi ?");
     }
     void tidies() {
-        QFETCH(QString, spoken);
-        QFETCH(QString, app);
+        const auto [spoken, written, app] = fetch<QString, QString, QString>();
         const QString once = byRules(spoken, app);
-        QTEST(once, "written");
+        QCOMPARE(once, written);
         QCOMPARE(byRules(once, app), once);
     }
 
@@ -147,13 +142,7 @@ private Q_SLOTS:
     }
 
     void takesWhatTheModelSays_data() {
-        QTest::addColumn<int>("status"); // or a fault, below 0
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<QString>("result");
-        const auto row = [](const char* name, const OutgoingResponse& answer,
-                            const QString& result) {
-            QTest::newRow(name) << answer.status << answer.body << result;
-        };
+        const Rows<OutgoingResponse, QString> row; // with a fault, below 0, in the status's place
         row("plain", said(" Two words.\n"), "Two words.");
         row("fence", said("```text\nTwo\nwords\n```"), "Two\nwords");
         row("two fences", said("```\na\n```\nor\n```\nb\n```"), "```\na\n```\nor\n```\nb\n```");
@@ -170,21 +159,21 @@ private Q_SLOTS:
         row("no JSON", OutgoingResponse{200, "<html>"}, "502");
         row("deep JSON", OutgoingResponse{200, QByteArray(100'000, '[')}, "502");
         for (const int status : {201, 302, 401, 429, 500, 503})
-            row(qPrintable(QString::number(status)), {status, said("x").body},
+            row(QByteArray::number(status), OutgoingResponse{status, said("x").body},
                 status == 429 ? "503" : "502");
         for (const int fault : {0, 1, 2})
-            row(qPrintable(QString::number(fault)), {-1 - fault, {}},
+            row(QByteArray::number(fault), OutgoingResponse{-1 - fault, {}},
                 OutgoingFault(fault) == OutgoingFault::timedOut ? "504" : "502");
     }
     void takesWhatTheModelSays() {
-        QFETCH(int, status);
-        QFETCH(QByteArray, body);
+        const auto [answer, result] = fetch<OutgoingResponse, QString>();
         FakeOutgoing network;
-        network.answers[modelUrl] = OutgoingResponse{status, body};
-        if (status < 0) network.answers[modelUrl] = tl::unexpected(OutgoingFault(-1 - status));
+        network.answers[modelUrl] = answer;
+        const int fault = -1 - answer.status;
+        if (fault >= 0) network.answers[modelUrl] = tl::unexpected(OutgoingFault(fault));
         const auto polisher =
             makeRemotePolisher({QUrl("https://model.example/v1"), {}, "m", 3}, network);
-        QTEST(polished(*polisher, "two words"), "result");
+        QCOMPARE(polished(*polisher, "two words"), result);
         QCOMPARE(network.requests[0].headers.size(), 1); // no key, no Authorization
     }
 };

@@ -1,3 +1,4 @@
+#include "tests/harness/Rows.h"
 #include "tests/harness/desktop/TestDesk.h"
 
 using namespace murlo;
@@ -8,18 +9,15 @@ class StockDesktopTest : public QObject {
 
 private Q_SLOTS:
     void wordsLandWithoutAccessibility_data() {
-        QTest::addColumn<QString>("mode");
-        for (const auto& [app, mode] :
-             {std::pair("gtk-entry", "paste"), std::pair("editor", "type"),
-              std::pair("terminal", "paste"), std::pair("browser", "paste"),
-              std::pair("browser", "type")})
-            QTest::addRow("%s %s", app, mode) << mode;
+        const Rows<> row;
+        for (const char* name :
+             {"gtk-entry paste", "editor type", "terminal paste", "browser paste", "browser type"})
+            row(name);
     }
     void wordsLandWithoutAccessibility() {
-        QFETCH(QString, mode);
-        const QString app = QString(QTest::currentDataTag()).section(' ', 0, 0);
+        const QStringList row = QString(QTest::currentDataTag()).split(' ');
         TestDesk desk;
-        QVERIFY(desk.startWith(*TargetApp::kindNamed(app), {{"insertMode", mode}}));
+        QVERIFY(desk.startWith(*TargetApp::kindNamed(row[0]), {{"insertMode", row[1]}}));
         QVERIFY(desk.lands("Where is the image?"));
     }
 

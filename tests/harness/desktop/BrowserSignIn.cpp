@@ -1,10 +1,8 @@
 #include "tests/harness/desktop/BrowserSignIn.h"
 
+#include "tests/harness/Files.h"
 #include "tests/harness/desktop/Waiting.h"
 #include "tests/harness/desktop/Windows.h"
-
-#include <QDir>
-#include <QFileInfo>
 
 #include <signal.h>
 
@@ -29,12 +27,8 @@ const char* entry = "[Desktop Entry]\nType=Application\nName=A browser\nExec=%1/
 const char* choices = "[Default Applications]\nx-scheme-handler/http=browser.desktop\n"
                       "x-scheme-handler/https=browser.desktop\n";
 
-bool write(const QString& path, const char* text, const QString& folder) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    const QByteArray bytes = QByteArray(text).replace("%1", folder.toUtf8());
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() &&
-           file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+void write(const QString& path, const char* text, const QString& folder) {
+    putFile(path, QByteArray(text).replace("%1", folder.toUtf8()), QFile::ExeOwner);
 }
 
 } // namespace
@@ -42,12 +36,12 @@ bool write(const QString& path, const char* text, const QString& folder) {
 BrowserSignIn::BrowserSignIn(Desk& desk)
     : m_desk(desk) {}
 
-bool BrowserSignIn::prepare() {
+void BrowserSignIn::prepare() {
     const QString home = m_desk.home.path();
-    return write(m_folder.filePath(QStringLiteral("browser")), script, m_folder.path()) &&
-           write(home + QStringLiteral("/.local/share/applications/browser.desktop"), entry,
-                 m_folder.path()) &&
-           write(home + QStringLiteral("/.config/mimeapps.list"), choices, {});
+    write(m_folder.filePath(QStringLiteral("browser")), script, m_folder.path());
+    write(home + QStringLiteral("/.local/share/applications/browser.desktop"), entry,
+          m_folder.path());
+    write(home + QStringLiteral("/.config/mimeapps.list"), choices, {});
 }
 
 void BrowserSignIn::press(std::initializer_list<const char*> keys) {
@@ -60,8 +54,7 @@ void BrowserSignIn::press(std::initializer_list<const char*> keys) {
 }
 
 qint64 BrowserSignIn::browserPid() const {
-    QFile file(m_folder.filePath(QStringLiteral("pid")));
-    return file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toLongLong() : 0;
+    return contentOf(m_folder.filePath(QStringLiteral("pid"))).trimmed().toLongLong();
 }
 
 bool BrowserSignIn::awaitTitle(const QString& words) const {

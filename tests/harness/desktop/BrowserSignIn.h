@@ -18,7 +18,7 @@ public:
     ~BrowserSignIn() { closeBrowser(); }
 
     /// Makes the browser the desktop's own. Call it before Murlo starts.
-    [[nodiscard]] bool prepare();
+    void prepare();
     /// Starts Murlo again, which shows its window, and signs in from there; false when something of
     /// that did not happen. `step` is called with the name of what is on the screen.
     [[nodiscard]] bool signIn(const std::function<void(const char*)>& step = [](const char*) {});

@@ -1,7 +1,7 @@
 #include "tests/harness/desktop/DeepModel.h"
+#include "tests/harness/Files.h"
 
 #include <QByteArray>
-#include <QFile>
 #include <QtEndian>
 
 namespace murlo {
@@ -46,9 +46,7 @@ QByteArray idleLayer(const QByteArray& model, int layer) {
 } // namespace
 
 bool writeDeepModel(const QString& source, const QString& target, int layers) {
-    QFile from(source);
-    if (!from.open(QIODevice::ReadOnly)) return false;
-    QByteArray model = from.readAll();
+    QByteArray model = contentOf(source);
     if (!model.contains(firstBlock)) return false;
     for (int layer = number(model, encoderLayersAt); layer < layers; ++layer) {
         const QByteArray idle = idleLayer(model, layer);
@@ -56,8 +54,8 @@ bool writeDeepModel(const QString& source, const QString& target, int layers) {
         model += idle;
     }
     qToLittleEndian<qint32>(layers, model.data() + encoderLayersAt);
-    QFile to(target);
-    return to.open(QIODevice::WriteOnly) && to.write(model) == model.size();
+    putFile(target, model);
+    return true;
 }
 
 } // namespace murlo

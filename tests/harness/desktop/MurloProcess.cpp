@@ -1,10 +1,8 @@
 #include "tests/harness/desktop/MurloProcess.h"
 
+#include "tests/harness/Files.h"
 #include "tests/harness/desktop/Waiting.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>
@@ -24,15 +22,15 @@ MurloProcess::MurloProcess(QString program, QString home)
 
 bool MurloProcess::seed(const QString& model, const QJsonObject& settings) {
     const QString support = file({});
-    if (!QDir().mkpath(support + QStringLiteral("models"))) return false;
+    QDir().mkpath(support + QStringLiteral("models"));
     const QString own = support + QStringLiteral("models/") + QFileInfo(model).fileName();
     QFile::remove(own);
     if (!QFile::copy(model, own)) return false;
     QJsonObject all{{QStringLiteral("accountEmail"), QStringLiteral("demo@example.com")},
                     {QStringLiteral("onboardingComplete"), true}};
     for (const QString& name : settings.keys()) all[name] = settings[name];
-    QFile target(file(QStringLiteral("settings.json")));
-    return target.open(QIODevice::WriteOnly) && target.write(QJsonDocument(all).toJson()) > 0;
+    putFile(file(QStringLiteral("settings.json")), QJsonDocument(all).toJson());
+    return true;
 }
 
 void MurloProcess::setEnvironment(const QString& name, const QString& value) {
@@ -57,11 +55,11 @@ bool MurloProcess::openAgain() const {
 }
 
 bool MurloProcess::awaitReady(int milliseconds) {
-    const auto isReady = [this] {
-        return !lineWith(QStringLiteral("hotkey: dictate=")).isEmpty() &&
-               !lineWith(QStringLiteral("whisper-server: ready")).isEmpty();
+    const auto isListening = [this] {
+        return !lineWith(QStringLiteral("hotkey: dictate=")).isEmpty();
     };
-    return waitFor([&] { return !isRunning() || isReady(); }, milliseconds, 20) && isRunning();
+    return waitFor([&] { return !isRunning() || isListening(); }, milliseconds, 20) &&
+           awaitEngine(milliseconds);
 }
 
 bool MurloProcess::awaitEngine(int milliseconds) {
@@ -120,10 +118,9 @@ std::optional<int> MurloProcess::loggedAt(const QString& words) const {
 }
 
 QStringList MurloProcess::history() const {
-    QFile saved(file(QStringLiteral("history.json")));
-    if (!saved.open(QIODevice::ReadOnly)) return {};
+    const QByteArray saved = contentOf(file(QStringLiteral("history.json")));
     QStringList texts;
-    const QJsonArray entries = QJsonDocument::fromJson(saved.readAll()).array();
+    const QJsonArray entries = QJsonDocument::fromJson(saved).array();
     for (const auto& entry : entries) texts.append(entry[QStringLiteral("text")].toString());
     return texts;
 }

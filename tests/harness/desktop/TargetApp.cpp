@@ -1,9 +1,9 @@
 #include "tests/harness/desktop/TargetApp.h"
 
+#include "tests/harness/Files.h"
 #include "tests/harness/desktop/Waiting.h"
 #include "tests/harness/desktop/Windows.h"
 
-#include <QFile>
 #include <QStringList>
 
 #include <algorithm>
@@ -48,10 +48,10 @@ constexpr Program programs[] = {
 
 /// What a browser is told besides; its profile and the page are in the folder.
 QStringList browserArguments(const QString& folder) {
-    QFile html(folder + QStringLiteral("/page.html"));
-    if (html.open(QIODevice::WriteOnly)) html.write(page);
+    const QString html = folder + QStringLiteral("/page.html");
+    putFile(html, page);
     QStringList arguments{QStringLiteral("--user-data-dir=%1/profile").arg(folder),
-                          QStringLiteral("file://") + html.fileName()};
+                          QStringLiteral("file://") + html};
     if (qgetenv("DESKTOP_ACCESSIBILITY") != "0") // else it gets no letters
         arguments.prepend(QStringLiteral("--force-renderer-accessibility"));
     // Its sandbox neither nests in a virtual desktop's namespaces nor starts as root.

@@ -1,8 +1,7 @@
 #include "tests/harness/desktop/Windows.h"
 
 #include "platform/linux/x11/windows/WindowManager.h"
-
-#include <QFile>
+#include "tests/harness/Files.h"
 
 #include <algorithm>
 #include <xcb/xtest.h>
@@ -29,9 +28,7 @@ xcb_window_t windowOf(const XcbConnection& server, const WindowManager& manager,
 
 bool descendsFrom(qint64 pid, qint64 ancestor) {
     while (pid > 1 && pid != ancestor) {
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-        if (!stat.open(QIODevice::ReadOnly)) return false;
-        const QByteArray line = stat.readAll();
+        const QByteArray line = contentOf(QStringLiteral("/proc/%1/stat").arg(pid));
         pid = line.mid(line.lastIndexOf(')') + 2).split(' ').value(1).toLongLong();
     }
     return pid == ancestor;
