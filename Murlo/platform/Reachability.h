@@ -14,8 +14,8 @@ public:
     virtual void watch() = 0;
 
 Q_SIGNALS:
-    /// There was no network, or one that does not lead to the Internet, and now there is one. Never
-    /// comes where the desktop does not tell.
+    /// The network has changed, and there is one that leads to the Internet: what has failed may
+    /// work now. May come several times at once.
     void cameBack();
 };
 

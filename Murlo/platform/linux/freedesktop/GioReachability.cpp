@@ -5,15 +5,6 @@
 
 namespace murlo {
 
-namespace {
-
-bool isOnline() {
-    return g_network_monitor_get_connectivity(g_network_monitor_get_default()) ==
-           G_NETWORK_CONNECTIVITY_FULL;
-}
-
-} // namespace
-
 GioReachability::~GioReachability() {
     if (m_connection != 0)
         g_signal_handler_disconnect(g_network_monitor_get_default(), m_connection);
@@ -21,11 +12,9 @@ GioReachability::~GioReachability() {
 
 void GioReachability::watch() {
     if (m_connection != 0) return;
-    m_isOnline = isOnline();
-    const auto changed = +[](GNetworkMonitor*, gboolean, gpointer self) {
-        auto* watcher = static_cast<GioReachability*>(self);
-        const bool now = isOnline();
-        if (!std::exchange(watcher->m_isOnline, now) && now) Q_EMIT watcher->cameBack();
+    const auto changed = +[](GNetworkMonitor* monitor, gboolean, gpointer self) {
+        if (g_network_monitor_get_connectivity(monitor) == G_NETWORK_CONNECTIVITY_FULL)
+            Q_EMIT static_cast<GioReachability*>(self)->cameBack();
     };
     m_connection = g_signal_connect(g_network_monitor_get_default(), "network-changed",
                                     G_CALLBACK(changed), this);
