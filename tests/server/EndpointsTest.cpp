@@ -256,7 +256,8 @@ private Q_SLOTS:
         own.start();
         const auto ask = [&](const QByteArray& client) {
             return own.probe->ask("GET", "/version", {}, {},
-                                  "X-Forwarded-For: 10.0.0.9, " + client + "\r\n");
+                                  "X-Forwarded-For: 10.0.0.9\r\nX-Forwarded-For: 10.0.0.8, " +
+                                      client + "\r\n");
         };
         for (int i = 0; i < 10; ++i) QCOMPARE(ask("10.0.0.1").status, 200);
         const Answer refused = ask("10.0.0.1");
