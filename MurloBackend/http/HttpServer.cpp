@@ -197,14 +197,15 @@ private:
     Endpoint m_own; ///< written before the first connection
     std::optional<LocalGuard> m_guard;
     std::shared_ptr<Peers> m_peers;
-    asio::io_context m_context;
-    std::unique_ptr<Server> m_server;
-    std::vector<std::thread> m_threads;
     std::atomic<bool> m_stopping = false;
     std::atomic<int> m_underWay = 0;
     std::atomic<std::chrono::steady_clock::rep> m_lastTouch = 0;
     std::mutex m_lock;
     std::condition_variable m_idle;
+    // Ended before what is above: its operations hold requests, which count themselves off there.
+    asio::io_context m_context;
+    std::unique_ptr<Server> m_server;
+    std::vector<std::thread> m_threads;
 };
 
 restinio::server_settings_t<ServerTraits> HttpServer::Machine::settings() {
