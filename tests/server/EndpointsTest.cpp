@@ -119,7 +119,8 @@ private Q_SLOTS:
         row("errors", "POST /errors " + key, batch("errors", {goodReport}), 200,
             json("{`accepted`:1}"));
         row("funnel", "POST /funnel " + none, goodPing, 200, "{}");
-        row("funnel: no date", "POST /funnel " + none, json("{`installId`:`a`,`stage`:`b`}"), 400);
+        for (const char* good : {"2026-11-16", "6F9619FF-", "launched"})
+            row(good, "POST /funnel " + none, QByteArray(goodPing).replace(good, "x"), 400);
         row("settings: none yet", "GET /settings " + key, {}, 200, "{}");
         row("settings: no key", "GET /settings " + none, {}, 401);
         row("settings: not the members", "PUT /settings " + key,
