@@ -1,6 +1,7 @@
 #include "HttpServer.h"
 
 #include "LingeringSocket.h"
+#include "ListenQueue.h"
 #include "MurloBackend/http/Replies.h"
 #include "MurloBackend/http/StatusWords.h"
 #include "MurloBackend/support/Log.h"
@@ -190,11 +191,13 @@ private:
     /// Lives as long as a request is under way.
     std::shared_ptr<void> begun();
     void touch() { m_lastTouch = std::chrono::steady_clock::now().time_since_epoch().count(); }
+    void closeListening();
     void halt();
 
     HttpOptions m_options;
     Handler m_handler;
     Endpoint m_own; ///< written before the first connection
+    int m_listening = -1;
     std::optional<LocalGuard> m_guard;
     std::shared_ptr<Peers> m_peers;
     std::atomic<bool> m_stopping = false;
@@ -204,6 +207,7 @@ private:
     std::condition_variable m_idle;
     // Ended before what is above: its operations hold requests, which count themselves off there.
     asio::io_context m_context;
+    asio::steady_timer m_queueCheck{m_context};
     std::unique_ptr<Server> m_server;
     std::vector<std::thread> m_threads;
 };
@@ -245,6 +249,7 @@ void HttpServer::Machine::adopt(asio::ip::tcp::acceptor& acceptor) {
         acceptor.assign(name.ss_family == AF_INET6 ? asio::ip::tcp::v6() : asio::ip::tcp::v4(),
                         m_options.inheritedSocket);
     }
+    m_listening = acceptor.native_handle();
     const auto end = acceptor.local_endpoint();
     m_own = {QHostAddress(QString::fromStdString(end.address().to_string())), end.port()};
     if (m_options.onlyUser) m_guard.emplace(m_own, *m_options.onlyUser);
@@ -331,15 +336,32 @@ std::shared_ptr<void> HttpServer::Machine::begun() {
 
 void HttpServer::Machine::stop(std::chrono::milliseconds patience) {
     m_stopping = true;
-    if (m_server) asio::post(m_context, [this] { m_server->close_sync(); });
-    // A connection that was just made is about to ask.
+    if (m_threads.empty()) {
+        halt();
+        return;
+    }
+    touch(); // connections that wait, or were just made, are about to ask
+    if (m_options.inheritedSocket < 0) turnAwayFurther(m_listening);
+    asio::post(m_context, [this] { closeListening(); });
     constexpr std::chrono::milliseconds quiet(100);
     const auto end = std::chrono::steady_clock::now() + patience;
     std::unique_lock lock(m_lock);
-    while (m_server && quietFor() < quiet && std::chrono::steady_clock::now() < end)
+    while (quietFor() < quiet && std::chrono::steady_clock::now() < end)
         m_idle.wait_for(lock, quiet);
     lock.unlock();
     halt();
+}
+
+/// Once those that wait are taken. The queue of an inherited socket stays with the service manager.
+void HttpServer::Machine::closeListening() {
+    if (m_options.inheritedSocket >= 0 || !hasWaiting(m_listening)) {
+        m_server->close_sync();
+        return;
+    }
+    m_queueCheck.expires_after(std::chrono::milliseconds(1));
+    m_queueCheck.async_wait([this](const asio::error_code& error) {
+        if (!error) closeListening();
+    });
 }
 
 void HttpServer::Machine::halt() {

@@ -18,7 +18,7 @@ constexpr qint64 bodyLimit = 64 * 1024;
 /// A server with small limits that answers with the length of what it got; it keeps the answer to
 /// "/later".
 struct Front {
-    explicit Front(std::optional<uint> onlyUser = {}) {
+    explicit Front(std::optional<uint> onlyUser = {}, bool runs = true) {
         HttpOptions options;
         options.bodyLimit = bodyLimit;
         options.readLimit = std::chrono::seconds(1);
@@ -35,7 +35,7 @@ struct Front {
                 respond(reply);
             });
         port = server->listen().value_or(Endpoint{}).port;
-        server->run();
+        if (runs) server->run();
     }
     std::unique_ptr<HttpServer> server;
     quint16 port = 0;
@@ -198,6 +198,20 @@ private Q_SLOTS:
         stopping.join();
         QCOMPARE(answer.status, 200);
         QVERIFY(!HttpProbe(front.port).connected());
+    }
+
+    void whoWaitsInTheQueueAtTheEndIsAnswered() {
+        Front front({}, false);
+        std::vector<std::unique_ptr<HttpProbe>> probes;
+        for (int i = 0; i < 20; ++i) {
+            probes.push_back(std::make_unique<HttpProbe>(front.port));
+            QVERIFY(probes.back()->connected());
+            probes.back()->socket().write("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
+            QVERIFY(probes.back()->socket().waitForBytesWritten());
+        }
+        front.server->run();
+        front.server->stop(std::chrono::seconds(20));
+        for (const auto& probe : probes) QCOMPARE(probe->receive().status, 200);
     }
 
     void callersHaveARateAndABurst() {
