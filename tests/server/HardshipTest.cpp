@@ -138,6 +138,8 @@ class HardshipTest : public QObject {
     }
 
 private Q_SLOTS:
+    void initTestCase() { qputenv("XDG_DATA_HOME", m_folder.path().toUtf8()); }
+
     void aKillLosesNothingAcknowledged() {
         const QString database = file("killed.db");
         Program program({"database=" + database});
@@ -161,6 +163,7 @@ private Q_SLOTS:
         Program other(settings); // both make the tables
         QVERIFY(one.port() != 0 && other.port() != 0);
         const QByteArray old = keyAt(one.port());
+        QVERIFY(QFile::exists(file("murlo-backend/sign-in-key.pem")));
         QCOMPARE(send(other.port(), old, 1, "x'); DROP TABLE usage_events;--"), 200);
         const QByteArray key = keyAt(other.port());
         QCOMPARE(send(one.port(), old, 2), 401); // ended by the newer one, on the other instance
