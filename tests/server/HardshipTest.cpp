@@ -226,6 +226,18 @@ private Q_SLOTS:
         QCOMPARE(unused.end(0), 0);
     }
 
+    void aRemovedDatabaseStaysRemovedAtTheEnd() {
+        const QString folder = file("removed");
+        Program program({"database=" + folder + "/murlo.db"});
+        const QByteArray key = keyAt(program.port());
+        QVERIFY(QDir(folder).removeRecursively());
+        QCOMPARE(send(program.port(), key, 1), 401); // in a new one
+        QVERIFY(!keyAt(program.port()).isEmpty());
+        QVERIFY(QDir(folder).removeRecursively());
+        QCOMPARE(program.end(SIGTERM), 0);
+        QVERIFY(!QFile::exists(folder));
+    }
+
     void aWrongConfigurationIsExplained_data() {
         QTest::addColumn<QString>("setting");
         QTest::addColumn<QByteArray>("words");
