@@ -54,16 +54,41 @@ int statusOf(http_errno error) {
     }
 }
 
+/// A blank before the colon, which the parser overlooks and proxies read in another way (RFC 9112,
+/// 5.1): "Transfer-Encoding : chunked" would hide where the next request begins.
+bool hasBlankInName(const restinio::http_header_fields_t& fields) {
+    bool has = false;
+    fields.for_each_field(
+        [&](const auto& field) { has |= field.name().find(' ') != std::string::npos; });
+    return has;
+}
+
+/// Whether the client waits for a word before it sends the body (RFC 9110, 10.1.1), of which
+/// nothing has come.
+bool waitsForContinue(const http_parser& parser, const restinio::impl::http_parser_ctx_t& message) {
+    const std::string expected = message.m_header.get_field_or(restinio::http_field::expect, "");
+    const bool isHttp11 = parser.http_major == 1 && parser.http_minor >= 1;
+    return isHttp11 && qstricmp(expected.c_str(), "100-continue") == 0 && message.m_body.empty() &&
+           message.m_chunked_info_block.m_chunks.empty() && !message.m_message_complete;
+}
+
 } // namespace
 
 std::size_t parseOrComplete(http_parser* parser, const http_parser_settings* settings,
                             const char* data, std::size_t length) {
-    const auto parsed = http_parser_execute(parser, settings, data, length);
     auto& message = *static_cast<restinio::impl::http_parser_ctx_t*>(parser->data);
+    const bool hadHeaders = message.m_leading_headers_completed;
+    const auto parsed = http_parser_execute(parser, settings, data, length);
     parser->upgrade = 0; // an offer of another protocol is a request like any other
     http_errno error = HTTP_PARSER_ERRNO(parser);
     if (message.m_chunked_info_block.m_chunks.size() > mostChunks) error = HPE_CB_body;
-    if (error == HPE_OK || error == HPE_PAUSED) return parsed;
+    const bool isWell = error == HPE_OK || error == HPE_PAUSED;
+    if (isWell && !hadHeaders && hasBlankInName(message.m_header)) error = HPE_INVALID_HEADER_TOKEN;
+    if (error == HPE_OK || error == HPE_PAUSED) {
+        if (!hadHeaders && message.m_leading_headers_completed)
+            LingeringSocket::owesContinue() = waitsForContinue(*parser, message);
+        return parsed;
+    }
 
     message.m_header = restinio::http_request_header_t{
         restinio::http_method_get(), faultTarget + std::to_string(statusOf(error))};

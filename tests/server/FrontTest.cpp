@@ -114,6 +114,19 @@ private Q_SLOTS:
         HttpProbe probe(front.port);
         QVERIFY(probe.connected());
         probe.socket().write("POST / HTTP/1.1\r\nContent-Le");
+
+    void whoAsksFirstIsToldToSendTheBody() {
+        Front front;
+        HttpProbe probe(front.port);
+        const QByteArray head =
+            "POST / HTTP/1.1\r\nHost: a\r\nExpect: 100-continue\r\nContent-Length: ";
+        for (int i = 0; i < 2; ++i) { // on one connection
+            QCOMPARE(probe.send(head + "3\r\n\r\n").status, 100);
+            QCOMPARE(probe.send("abc").body, QByteArray("3"));
+        }
+        QCOMPARE(probe.send(head + "3\r\n\r\nabc").status, 200); // did not wait
+        QCOMPARE(probe.send(head + "65537\r\n\r\n").status, 413);
+    }
         QVERIFY(probe.socket().waitForDisconnected(20'000));
     }
 
