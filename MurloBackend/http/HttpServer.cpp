@@ -345,7 +345,15 @@ void HttpServer::Machine::answer(const restinio::request_handle_t& raw, const Re
     if (closes) response.connection_close();
     const bool isHead = raw->header().method() == restinio::http_method_head();
     response.set_body(isHead ? std::string() : reply.body.toStdString());
-    response.done([underWay](const auto&) {});
+    auto send = [underWay, response = std::move(response)]() mutable {
+        response.done([underWay](const auto&) {});
+    };
+    // An answer within the call of the handler makes the library begin to read the next request
+    // twice: of three that were sent at once it answers one, and closes the connection.
+    if (m_context.get_executor().running_in_this_thread())
+        asio::post(m_context, std::move(send));
+    else
+        send();
 }
 
 std::shared_ptr<void> HttpServer::Machine::begun() {

@@ -77,6 +77,7 @@ private Q_SLOTS:
         row("negative length", post("-5", 3), 400);
         row("two lengths", post("3\r\nContent-Length: 4", 4), 400);
         row("length and chunks", post("3\r\nTransfer-Encoding: chunked", 3), 400);
+        row("blank before a colon", post("3\r\nX : y", 3), 400);
         row("chunked", chunked(bodyLimit, 1024), 200);
         row("chunked, too long", chunked(4 * 1024 * 1024, 1024), 413);
         row("a chunk for each byte", chunked(20'000, 1), 413);
@@ -105,15 +106,14 @@ private Q_SLOTS:
         Front front;
         HttpProbe probe(front.port);
         const QByteArray one = "POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 3\r\n\r\nabc";
-        QCOMPARE(probe.send(one + one).body.left(1), QByteArray("3"));
+        QVERIFY(probe.connected());
+        probe.socket().write(one.repeated(10));
+        QByteArray answers;
+        while (answers.count("200 OK") < 10 && probe.socket().waitForReadyRead(20'000))
+            answers += probe.socket().readAll();
+        QCOMPARE(answers.count("200 OK"), 10);
         QCOMPARE(probe.send("HEAD / HTTP/1.1\r\nHost: a\r\n\r\n").status, 200);
     }
-
-    void aSlowClientIsCutOff() {
-        Front front;
-        HttpProbe probe(front.port);
-        QVERIFY(probe.connected());
-        probe.socket().write("POST / HTTP/1.1\r\nContent-Le");
 
     void whoAsksFirstIsToldToSendTheBody() {
         Front front;
@@ -127,6 +127,12 @@ private Q_SLOTS:
         QCOMPARE(probe.send(head + "3\r\n\r\nabc").status, 200); // did not wait
         QCOMPARE(probe.send(head + "65537\r\n\r\n").status, 413);
     }
+
+    void aSlowClientIsCutOff() {
+        Front front;
+        HttpProbe probe(front.port);
+        QVERIFY(probe.connected());
+        probe.socket().write("POST / HTTP/1.1\r\nContent-Le");
         QVERIFY(probe.socket().waitForDisconnected(20'000));
     }
 
