@@ -101,11 +101,13 @@ void Service::makeVerifier(const Endpoint& own) {
     local.redirectURI = m_configuration.redirectUri;
     local.loginName = qEnvironmentVariable("USER");
     local.remotePolish = !m_configuration.polishUrl.isEmpty();
-    // Beside the database, whose folder is this user's alone.
+    // Beside the database's file, whose folder is this user's alone. With PostgreSQL where that
+    // file would be by default: the page, and so its key, belongs to this computer and not to what
+    // the database is shared with.
     const auto database = DatabaseAddress::parse(m_configuration.database);
-    if (database && !database->isPostgres)
-        local.keyFile =
-            QFileInfo(database->path).absolutePath() + QStringLiteral("/sign-in-key.pem");
+    const QString file =
+        database && !database->isPostgres ? database->path : DatabaseAddress::usualFile();
+    local.keyFile = QFileInfo(file).absolutePath() + QStringLiteral("/sign-in-key.pem");
     m_parts->provider = std::make_unique<LocalProvider>(local, secondsNow);
     m_parts->verifier = m_parts->provider->verifier();
 }

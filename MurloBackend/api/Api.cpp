@@ -60,8 +60,8 @@ Api::Api(ApiOptions options, Workers& workers, IdTokenVerifier& verifier, Polish
 QByteArray Api::callerOf(const Request& request, const QByteArray& peer) const {
     if (!m_options.proxyTrust) return peer;
     // What the proxy itself has added is the last; the rest is what clients claim.
-    const QByteArray forwarded = request.header("x-forwarded-for").split(',').last().trimmed();
-    return forwarded.isEmpty() ? peer : forwarded.left(64);
+    const QByteArrayList forwarded = request.list("x-forwarded-for");
+    return forwarded.isEmpty() || forwarded.last().isEmpty() ? peer : forwarded.last().left(64);
 }
 
 void Api::handle(const Request& request, const QByteArray& peer, const Respond& respond) {

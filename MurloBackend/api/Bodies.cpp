@@ -84,6 +84,11 @@ std::optional<ErrorReport> errorReport(const QJsonObject& object) {
     return ErrorReport{*id, *kind, *message, *clientTs, *version};
 }
 
+/// The stages that installations tell of. Anybody may send a ping, so nothing else is stored.
+bool isFunnelStage(const QString& stage) {
+    return stage == QLatin1String("launched") || stage == QLatin1String("onboarded");
+}
+
 template <typename Record>
 std::optional<QList<Record>> batch(const QByteArray& body, const QString& name,
                                    std::optional<Record> (*read)(const QJsonObject&)) {
@@ -140,11 +145,11 @@ std::optional<QList<ErrorReport>> errorReports(const QByteArray& body) {
 std::optional<FunnelPing> funnelPing(const QByteArray& body) {
     const auto whole = object(body);
     if (!whole) return std::nullopt;
-    const auto installId = text(*whole, QStringLiteral("installId"), longestName);
+    const auto installId = identity(*whole, QStringLiteral("installId"));
     const auto stage = text(*whole, QStringLiteral("stage"), longestName);
     const auto clientTs = date(*whole, QStringLiteral("clientTs"));
     std::optional<QString> version;
-    if (!installId || installId->isEmpty() || !stage || stage->isEmpty() || !clientTs ||
+    if (!installId || !stage || !isFunnelStage(*stage) || !clientTs ||
         !readOptional(*whole, QStringLiteral("appVersion"), longestName, version))
         return std::nullopt;
     return FunnelPing{*installId, *stage, *clientTs, version};

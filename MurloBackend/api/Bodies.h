@@ -24,6 +24,7 @@ namespace murlo::backend::bodies {
 [[nodiscard]] std::optional<QList<UsageEvent>> usageEvents(const QByteArray& body);
 [[nodiscard]] std::optional<QList<ErrorReport>> errorReports(const QByteArray& body);
 
+/// Of an installation named by a UUID, and a stage that is known.
 [[nodiscard]] std::optional<FunnelPing> funnelPing(const QByteArray& body);
 
 /// A text to be rewritten, and the application that it goes to.

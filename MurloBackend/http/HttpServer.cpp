@@ -1,6 +1,8 @@
 #include "HttpServer.h"
 
 #include "LingeringSocket.h"
+#include "ListenQueue.h"
+#include "MurloBackend/http/Parsing.h"
 #include "MurloBackend/http/Replies.h"
 #include "MurloBackend/http/StatusWords.h"
 #include "MurloBackend/support/Log.h"
@@ -9,69 +11,12 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <http_parser.h>
 #include <mutex>
 #include <thread>
 #include <unordered_map>
 #include <vector>
 
 namespace murlo::backend {
-std::size_t parseOrComplete(http_parser* parser, const http_parser_settings* settings,
-                            const char* data, std::size_t length);
-}
-
-// RESTinio closes the connection without a word when a message exceeds a limit or cannot be parsed.
-// Its calls of the parser go through a function of ours, which completes such a message instead.
-#define http_parser_execute ::murlo::backend::parseOrComplete
-#include <restinio/http_server.hpp>
-#include <restinio/message_builders.hpp>
-#undef http_parser_execute
-
-namespace murlo::backend {
-
-namespace {
-
-/// The target of a message that was completed for its fault, followed by the status; no request can
-/// have it.
-constexpr char faultTarget[] = " fault ";
-/// Pieces of one body; the library keeps a record of each.
-constexpr std::size_t mostChunks = 8192;
-
-int statusOf(http_errno error) {
-    switch (error) {
-    case HPE_CB_headers_complete:
-    case HPE_CB_body:
-        return 413;
-    case HPE_CB_url:
-        return 414;
-    case HPE_CB_header_field:
-    case HPE_CB_header_value:
-    case HPE_HEADER_OVERFLOW:
-        return 431;
-    default:
-        return 400;
-    }
-}
-
-} // namespace
-
-std::size_t parseOrComplete(http_parser* parser, const http_parser_settings* settings,
-                            const char* data, std::size_t length) {
-    const auto parsed = http_parser_execute(parser, settings, data, length);
-    auto& message = *static_cast<restinio::impl::http_parser_ctx_t*>(parser->data);
-    parser->upgrade = 0; // an offer of another protocol is a request like any other
-    http_errno error = HTTP_PARSER_ERRNO(parser);
-    if (message.m_chunked_info_block.m_chunks.size() > mostChunks) error = HPE_CB_body;
-    if (error == HPE_OK || error == HPE_PAUSED) return parsed;
-
-    message.m_header = restinio::http_request_header_t{
-        restinio::http_method_get(), faultTarget + std::to_string(statusOf(error))};
-    message.m_body = std::string();
-    message.m_chunked_info_block = {};
-    message.m_message_complete = true;
-    parser->http_errno = HPE_PAUSED;
-    return parsed;
-}
 
 namespace {
 
@@ -190,21 +135,25 @@ private:
     /// Lives as long as a request is under way.
     std::shared_ptr<void> begun();
     void touch() { m_lastTouch = std::chrono::steady_clock::now().time_since_epoch().count(); }
+    void closeListening();
     void halt();
 
     HttpOptions m_options;
     Handler m_handler;
     Endpoint m_own; ///< written before the first connection
+    int m_listening = -1;
     std::optional<LocalGuard> m_guard;
     std::shared_ptr<Peers> m_peers;
-    asio::io_context m_context;
-    std::unique_ptr<Server> m_server;
-    std::vector<std::thread> m_threads;
     std::atomic<bool> m_stopping = false;
     std::atomic<int> m_underWay = 0;
     std::atomic<std::chrono::steady_clock::rep> m_lastTouch = 0;
     std::mutex m_lock;
     std::condition_variable m_idle;
+    // Ended before what is above: its operations hold requests, which count themselves off there.
+    asio::io_context m_context;
+    asio::steady_timer m_queueCheck{m_context};
+    std::unique_ptr<Server> m_server;
+    std::vector<std::thread> m_threads;
 };
 
 restinio::server_settings_t<ServerTraits> HttpServer::Machine::settings() {
@@ -244,6 +193,7 @@ void HttpServer::Machine::adopt(asio::ip::tcp::acceptor& acceptor) {
         acceptor.assign(name.ss_family == AF_INET6 ? asio::ip::tcp::v6() : asio::ip::tcp::v4(),
                         m_options.inheritedSocket);
     }
+    m_listening = acceptor.native_handle();
     const auto end = acceptor.local_endpoint();
     m_own = {QHostAddress(QString::fromStdString(end.address().to_string())), end.port()};
     if (m_options.onlyUser) m_guard.emplace(m_own, *m_options.onlyUser);
@@ -277,10 +227,8 @@ void HttpServer::Machine::run() {
 restinio::request_handling_status_t
 HttpServer::Machine::handle(const restinio::request_handle_t& raw) {
     const std::shared_ptr<void> underWay = begun();
-    const auto target = raw->header().request_target();
-    if (target.rfind(faultTarget, 0) == 0) {
-        const int status = std::stoi(target.substr(sizeof faultTarget - 1));
-        answer(raw, problem(status, reasonOf(status)), true, underWay);
+    if (const auto status = faultOf(raw->header())) {
+        answer(raw, problem(*status, reasonOf(*status)), true, underWay);
         return restinio::request_accepted();
     }
     Request request = requestOf(*raw);
@@ -314,7 +262,15 @@ void HttpServer::Machine::answer(const restinio::request_handle_t& raw, const Re
     if (closes) response.connection_close();
     const bool isHead = raw->header().method() == restinio::http_method_head();
     response.set_body(isHead ? std::string() : reply.body.toStdString());
-    response.done([underWay](const auto&) {});
+    auto send = [underWay, response = std::move(response)]() mutable {
+        response.done([underWay](const auto&) {});
+    };
+    // An answer within the call of the handler makes the library begin to read the next request
+    // twice: of three that were sent at once it answers one, and closes the connection.
+    if (m_context.get_executor().running_in_this_thread())
+        asio::post(m_context, std::move(send));
+    else
+        send();
 }
 
 std::shared_ptr<void> HttpServer::Machine::begun() {
@@ -330,15 +286,32 @@ std::shared_ptr<void> HttpServer::Machine::begun() {
 
 void HttpServer::Machine::stop(std::chrono::milliseconds patience) {
     m_stopping = true;
-    if (m_server) asio::post(m_context, [this] { m_server->close_sync(); });
-    // A connection that was just made is about to ask.
+    if (m_threads.empty()) {
+        halt();
+        return;
+    }
+    touch(); // connections that wait, or were just made, are about to ask
+    if (m_options.inheritedSocket < 0) turnAwayFurther(m_listening);
+    asio::post(m_context, [this] { closeListening(); });
     constexpr std::chrono::milliseconds quiet(100);
     const auto end = std::chrono::steady_clock::now() + patience;
     std::unique_lock lock(m_lock);
-    while (m_server && quietFor() < quiet && std::chrono::steady_clock::now() < end)
+    while (quietFor() < quiet && std::chrono::steady_clock::now() < end)
         m_idle.wait_for(lock, quiet);
     lock.unlock();
     halt();
+}
+
+/// Once those that wait are taken. The queue of an inherited socket stays with the service manager.
+void HttpServer::Machine::closeListening() {
+    if (m_options.inheritedSocket >= 0 || !hasWaiting(m_listening)) {
+        m_server->close_sync();
+        return;
+    }
+    m_queueCheck.expires_after(std::chrono::milliseconds(1));
+    m_queueCheck.async_wait([this](const asio::error_code& error) {
+        if (!error) closeListening();
+    });
 }
 
 void HttpServer::Machine::halt() {

@@ -45,8 +45,9 @@ public:
     /// Answers from now on, after `listen`.
     void run();
 
-    /// Takes no further connection, lets the requests under way be answered for as long as this,
-    /// then closes everything. Idempotent; not on a thread of the server.
+    /// Takes no connection but those that are made already, lets their requests and those under way
+    /// be answered for as long as this, then closes everything. An inherited socket's queue is left
+    /// to the service manager. Idempotent; not on a thread of the server.
     void stop(std::chrono::milliseconds patience);
 
     /// How long no request has been under way or come in. Any thread.

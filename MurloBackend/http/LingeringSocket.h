@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <string_view>
 #include <sys/socket.h>
 #include <utility>
 
@@ -61,10 +62,29 @@ private:
     std::array<char, 16384> m_scrap{};
 };
 
-/// A TCP socket whose `close` lingers, unless the peer is done or too many linger already.
+/// A TCP socket whose `close` lingers, unless the peer is done or too many linger already, and
+/// which tells a client that waits for it to go on.
 class LingeringSocket : public asio::ip::tcp::socket {
 public:
     using asio::ip::tcp::socket::socket;
+
+    /// Whether the next reading of this thread is preceded by "100 Continue". The library reads on
+    /// as soon as it has parsed, which is where this is known.
+    static bool& owesContinue() {
+        static thread_local bool value = false;
+        return value;
+    }
+
+    template <typename Buffers, typename Handler>
+    void async_read_some(const Buffers& buffers, Handler&& handler) {
+        if (std::exchange(owesContinue(), false)) {
+            // Nothing is being sent meanwhile: an answer is on its way before the next request is
+            // read. What does not fit is no loss, a client goes on by itself after a while.
+            constexpr std::string_view words = "HTTP/1.1 100 Continue\r\n\r\n";
+            (void)::send(native_handle(), words.data(), words.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+        }
+        asio::ip::tcp::socket::async_read_some(buffers, std::forward<Handler>(handler));
+    }
 
     void shutdown(shutdown_type, asio::error_code& error) {
         asio::ip::tcp::socket::shutdown(shutdown_send, error);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QList>
 #include <QString>
 #include <QUrlQuery>
@@ -23,6 +24,16 @@ struct Request {
         for (const auto& [key, value] : headers)
             if (key.compare(name, Qt::CaseInsensitive) == 0) return value;
         return {};
+    }
+    /// The elements of a header that is a list, which may come in several lines (RFC 9110, 5.3), in
+    /// their order and without blanks around them.
+    [[nodiscard]] QByteArrayList list(const QByteArray& name) const {
+        QByteArrayList elements;
+        for (const auto& [key, value] : headers) {
+            if (key.compare(name, Qt::CaseInsensitive) != 0) continue;
+            for (const QByteArray& element : value.split(',')) elements << element.trimmed();
+        }
+        return elements;
     }
 };
 

@@ -163,13 +163,29 @@ std::optional<PrivateKey> PrivateKey::fromPem(const QByteArray& pem) {
     return PrivateKey(std::move(key));
 }
 
+namespace {
+
+/// Makes room for a fresh key. A damaged one is worth nothing, but it may be another file.
+void setAside(const QString& file) {
+    QString aside = file + QStringLiteral(".damaged");
+    for (int attempt = 2; QFile::exists(aside); ++attempt)
+        aside = QStringLiteral("%1.damaged-%2").arg(file).arg(attempt);
+    if (QFile::rename(file, aside))
+        qWarning("The key of the sign-in page was damaged; it is now %s, and there is a new one.",
+                 qPrintable(QFileInfo(aside).fileName()));
+}
+
+} // namespace
+
 PrivateKey PrivateKey::keptIn(const QString& file) {
     if (file.isEmpty()) return generate();
     const auto read = [&]() -> std::optional<PrivateKey> {
         QFile kept(file);
         if (!kept.open(QIODevice::ReadOnly)) return std::nullopt;
         kept.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-        return fromPem(kept.read(qint64{16} * 1024));
+        auto key = fromPem(kept.read(qint64{16} * 1024));
+        if (!key && kept.error() == QFile::NoError) setAside(file);
+        return key;
     };
     if (auto key = read()) return *std::move(key);
     PrivateKey fresh = generate();

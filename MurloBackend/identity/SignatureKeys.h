@@ -45,8 +45,9 @@ public:
     /// Nothing unless the text is an unencrypted P-256 private key.
     [[nodiscard]] static std::optional<PrivateKey> fromPem(const QByteArray& pem);
     /// The key kept in a file, or a fresh one, which is put there with access for its owner alone.
-    /// A file that holds no key is left alone and a fresh key lives in memory, with a line in the
-    /// log. An empty path: a fresh one.
+    /// A file that holds no key is set aside under another name; where a file cannot be read or
+    /// written, a fresh key lives in memory. Both with a line in the log. An empty path: a fresh
+    /// one.
     [[nodiscard]] static PrivateKey keptIn(const QString& file);
 
     [[nodiscard]] QByteArray pem() const;

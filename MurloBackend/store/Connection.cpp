@@ -10,6 +10,7 @@
 #include <QUrlQuery>
 
 #include <atomic>
+#include <sys/stat.h>
 
 namespace murlo::backend {
 
@@ -28,6 +29,13 @@ QString faultOf(const QSqlError& error) {
     const QString words =
         error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
     return words.section(QLatin1Char('\n'), 0, 0);
+}
+
+/// Device and inode of the file that has this name.
+std::optional<std::pair<quint64, quint64>> fileAt(const QString& path) {
+    struct stat status {};
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0) return std::nullopt;
+    return std::pair<quint64, quint64>(status.st_dev, status.st_ino);
 }
 
 } // namespace
@@ -111,7 +119,9 @@ bool Connection::open() {
         m_fault = faultOf(m_database.lastError());
         return false;
     }
-    return m_address.isPostgres || configureFile();
+    if (m_address.isPostgres) return true;
+    m_file = fileAt(m_address.path);
+    return configureFile();
 }
 
 bool Connection::configureFile() {
@@ -123,14 +133,20 @@ bool Connection::configureFile() {
 
 void Connection::close() {
     m_prepared.clear();
+    m_file.reset();
     if (!m_database.isValid()) return;
     m_database.close();
     m_database = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_name);
 }
 
+bool Connection::isGone() const {
+    return !m_address.isPostgres && (!m_file || fileAt(m_address.path) != m_file);
+}
+
 bool Connection::revive() {
-    if (command(QStringLiteral("SELECT 1"))) return true;
+    // A removed file can still be read, by who has it open.
+    if (!isGone() && command(QStringLiteral("SELECT 1"))) return true;
     close();
     return open();
 }

@@ -39,6 +39,9 @@ public:
     /// synchronisation. False if that fails; `fault` tells why.
     [[nodiscard]] bool open();
     void close();
+    /// Whether the database is an SQLite file that is open no longer under its name: it was
+    /// removed, or another one is there.
+    [[nodiscard]] bool isGone() const;
     /// Asks whether the database is still there, and opens the connection anew if not. True if
     /// there is a working connection at the end.
     [[nodiscard]] bool revive();
@@ -69,6 +72,7 @@ private:
     DatabaseAddress m_address;
     QString m_name; ///< of the connection within Qt
     QSqlDatabase m_database;
+    std::optional<std::pair<quint64, quint64>> m_file; ///< device and inode; of an SQLite file
     std::map<QString, QSqlQuery> m_prepared;
     QString m_fault;
 };

@@ -28,8 +28,8 @@ struct ErrorReport {
 
 /// An installation has reached a stage.
 struct FunnelPing {
-    QString installId;
-    QString stage;
+    QString installId; ///< upper-case UUID
+    QString stage;     ///< "launched" or "onboarded"
     QString clientTs;
     std::optional<QString> appVersion;
 };

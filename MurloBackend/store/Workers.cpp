@@ -3,6 +3,8 @@
 #include "MurloBackend/store/Migrations.h"
 #include "MurloBackend/support/Log.h"
 
+#include <QFileInfo>
+
 #include <algorithm>
 
 namespace murlo::backend {
@@ -28,6 +30,12 @@ bool attemptTogether(Connection& connection, const std::vector<Work>& batch) {
     if (ran && connection.commit()) return true;
     connection.rollback();
     return false;
+}
+
+/// A file that was removed is made anew, with its tables.
+bool revive(Connection& connection) {
+    const bool wasGone = connection.isGone();
+    return connection.revive() && (!wasGone || migrate(connection).isEmpty());
 }
 
 } // namespace
@@ -64,9 +72,9 @@ void Workers::stop() {
     if (m_threads.empty()) return;
     for (std::thread& thread : m_threads) thread.join();
     m_threads.clear();
-    if (m_address.isPostgres) return;
     // The last connection to close an SQLite file writes its log back into it; of several that
-    // close at once none may be the last.
+    // close at once none may be the last. A file that was removed meanwhile stays removed.
+    if (m_address.isPostgres || !QFileInfo::exists(m_address.path)) return;
     Connection last(m_address);
     if (!last.open()) say(Severity::warning, QStringLiteral("database: %1").arg(last.fault()));
 }
@@ -112,13 +120,15 @@ void Workers::noteHealth(bool isWell, const QString& fault) {
 }
 
 void Workers::doBatch(Connection& connection, Batch& batch) {
+    // Into a removed file one could go on writing, for nobody to read.
+    if (connection.isGone()) (void)revive(connection);
     if (batch.size() > 1 && attemptTogether(connection, batch)) {
         for (const Work& work : batch) work.done(true);
         return;
     }
     for (const Work& work : batch) {
         bool done = attempt(connection, work);
-        if (!done) done = connection.revive() && attempt(connection, work);
+        if (!done) done = revive(connection) && attempt(connection, work);
         noteHealth(done, connection.fault());
         work.done(done);
     }

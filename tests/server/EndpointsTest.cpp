@@ -115,7 +115,8 @@ private Q_SLOTS:
         row("errors", "POST /errors " + key, batch("errors", {goodReport}), 200,
             json("{`accepted`:1}"));
         row("funnel", "POST /funnel " + none, goodPing, 200, "{}");
-        row("funnel: no date", "POST /funnel " + none, json("{`installId`:`a`,`stage`:`b`}"), 400);
+        for (const char* good : {"2026-11-16", "6F9619FF-", "launched"})
+            row(good, "POST /funnel " + none, QByteArray(goodPing).replace(good, "x"), 400);
         row("settings: none yet", "GET /settings " + key, {}, 200, "{}");
         row("settings: no key", "GET /settings " + none, "", 401);
         row("settings: not the members", "PUT /settings " + key,
@@ -246,7 +247,8 @@ private Q_SLOTS:
         own.start();
         const auto ask = [&](const QByteArray& client) {
             return own.probe->ask("GET", "/version", {}, {},
-                                  "X-Forwarded-For: 10.0.0.9, " + client + "\r\n");
+                                  "X-Forwarded-For: 10.0.0.9\r\nX-Forwarded-For: 10.0.0.8, " +
+                                      client + "\r\n");
         };
         for (int i = 0; i < 10; ++i) QCOMPARE(ask("10.0.0.1").status, 200);
         const Answer refused = ask("10.0.0.1");

@@ -19,7 +19,7 @@ constexpr qint64 bodyLimit = 64 * 1024;
 /// A server with small limits that answers with the length of what it got; it keeps the answer to
 /// "/later".
 struct Front {
-    explicit Front(std::optional<uint> onlyUser = {}) {
+    explicit Front(std::optional<uint> onlyUser = {}, bool runs = true) {
         HttpOptions options;
         options.bodyLimit = bodyLimit;
         options.readLimit = std::chrono::seconds(1);
@@ -36,7 +36,7 @@ struct Front {
                 respond(reply);
             });
         port = server->listen().value_or(Endpoint{}).port;
-        server->run();
+        if (runs) server->run();
     }
     std::unique_ptr<HttpServer> server;
     quint16 port = 0;
@@ -74,6 +74,7 @@ private Q_SLOTS:
         row("negative length", post("-5", 3), 400);
         row("two lengths", post("3\r\nContent-Length: 4", 4), 400);
         row("length and chunks", post("3\r\nTransfer-Encoding: chunked", 3), 400);
+        row("blank before a colon", post("3\r\nX : y", 3), 400);
         row("chunked", chunked(bodyLimit, 1024), 200);
         row("chunked, too long", chunked(4 * 1024 * 1024, 1024), 413);
         row("a chunk for each byte", chunked(20'000, 1), 413);
@@ -102,8 +103,26 @@ private Q_SLOTS:
         Front front;
         HttpProbe probe(front.port);
         const QByteArray one = "POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 3\r\n\r\nabc";
-        QCOMPARE(probe.send(one + one).body.left(1), QByteArray("3"));
+        QVERIFY(probe.connected());
+        probe.socket().write(one.repeated(10));
+        QByteArray answers;
+        while (answers.count("200 OK") < 10 && probe.socket().waitForReadyRead(20'000))
+            answers += probe.socket().readAll();
+        QCOMPARE(answers.count("200 OK"), 10);
         QCOMPARE(probe.send("HEAD / HTTP/1.1\r\nHost: a\r\n\r\n").status, 200);
+    }
+
+    void whoAsksFirstIsToldToSendTheBody() {
+        Front front;
+        HttpProbe probe(front.port);
+        const QByteArray head =
+            "POST / HTTP/1.1\r\nHost: a\r\nExpect: 100-continue\r\nContent-Length: ";
+        for (int i = 0; i < 2; ++i) { // on one connection
+            QCOMPARE(probe.send(head + "3\r\n\r\n").status, 100);
+            QCOMPARE(probe.send("abc").body, QByteArray("3"));
+        }
+        QCOMPARE(probe.send(head + "3\r\n\r\nabc").status, 200); // did not wait
+        QCOMPARE(probe.send(head + "65537\r\n\r\n").status, 413);
     }
 
     void aSlowClientIsCutOff() {
@@ -188,6 +207,20 @@ private Q_SLOTS:
         stopping.join();
         QCOMPARE(answer.status, 200);
         QVERIFY(!HttpProbe(front.port).connected());
+    }
+
+    void whoWaitsInTheQueueAtTheEndIsAnswered() {
+        Front front({}, false);
+        std::vector<std::unique_ptr<HttpProbe>> probes;
+        for (int i = 0; i < 20; ++i) {
+            probes.push_back(std::make_unique<HttpProbe>(front.port));
+            QVERIFY(probes.back()->connected());
+            probes.back()->socket().write("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
+            QVERIFY(probes.back()->socket().waitForBytesWritten());
+        }
+        front.server->run();
+        front.server->stop(std::chrono::seconds(20));
+        for (const auto& probe : probes) QCOMPARE(probe->receive().status, 200);
     }
 
     void callersHaveARateAndABurst() {

@@ -140,6 +140,8 @@ class HardshipTest : public QObject {
     }
 
 private Q_SLOTS:
+    void initTestCase() { qputenv("XDG_DATA_HOME", m_folder.path().toUtf8()); }
+
     void aKillLosesNothingAcknowledged() {
         const QString database = file("killed.db");
         Program program({"database=" + database});
@@ -163,6 +165,7 @@ private Q_SLOTS:
         Program other(settings); // both make the tables
         QVERIFY(one.port() != 0 && other.port() != 0);
         const QByteArray old = keyAt(one.port());
+        QVERIFY(QFile::exists(file("murlo-backend/sign-in-key.pem")));
         QCOMPARE(send(other.port(), old, 1, "x'); DROP TABLE usage_events;--"), 200);
         const QByteArray key = keyAt(other.port());
         QCOMPARE(send(one.port(), old, 2), 401); // ended by the newer one, on the other instance
@@ -220,6 +223,18 @@ private Q_SLOTS:
         QVERIFY(!told.log().contains("localhost")); // the address that was typed
         Program unused({"database=" + database, "idle-end=1"});
         QCOMPARE(unused.end(0), 0);
+    }
+
+    void aRemovedDatabaseStaysRemovedAtTheEnd() {
+        const QString folder = file("removed");
+        Program program({"database=" + folder + "/murlo.db"});
+        const QByteArray key = keyAt(program.port());
+        QVERIFY(QDir(folder).removeRecursively());
+        QCOMPARE(send(program.port(), key, 1), 401); // in a new one
+        QVERIFY(!keyAt(program.port()).isEmpty());
+        QVERIFY(QDir(folder).removeRecursively());
+        QCOMPARE(program.end(SIGTERM), 0);
+        QVERIFY(!QFile::exists(folder));
     }
 
     void aWrongConfigurationIsExplained_data() {

@@ -261,12 +261,12 @@ private Q_SLOTS:
         const auto token = QJsonDocument::fromJson(reply.body).object()["id_token"].toString();
         QVERIFY(identityBy(*m_provider, token));
 
-        const QString foreign = folder.filePath("foreign");
-        putFile(foreign, "mine");
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("cannot be kept"));
-        m_provider = make(foreign);
+        QVERIFY(QFile::resize(file, 40)); // damaged
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("sign-in.pem.damaged,"));
+        m_provider = make(file);
         QVERIFY(!freshCode().isEmpty());
-        QCOMPARE(contentOf(foreign), "mine");
+        QCOMPARE(contentOf(file + ".damaged").size(), 40);
+        QVERIFY(contentOf(file).size() > 40);
     }
 };
 
