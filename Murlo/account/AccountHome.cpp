@@ -15,7 +15,7 @@ void settleAccount(Settings& settings, const QString& address) {
     const QString email = others.take(address);
     QJsonObject kept;
     for (auto other = others.cbegin(); other != others.cend(); ++other)
-        if (!other.value().isEmpty()) kept.insert(other.key(), other.value());
+        kept.insert(other.key(), other.value()); // without an address there may be a key
     settings.set(SettingKey::otherAccounts, kept);
     if (email.isEmpty())
         settings.remove(SettingKey::accountEmail);

@@ -10,6 +10,11 @@ namespace murlo {
 
 using enum KeychainStore::Item;
 
+namespace {
+/// Seconds in which a changed network gets its addresses and name servers, and may change again.
+constexpr double networkSettling = 5;
+} // namespace
+
 /// What a sign-in or a retry waits for. Once it is over, its coroutine touches nothing more.
 struct AccountManager::Flow {
     bool over = false;
@@ -39,7 +44,9 @@ AccountManager::AccountManager(const Partners& with)
     connect(&m_with.keys, &KeychainStore::foundLate, this, keysKnown);
     connect(&m_with.refused, &RefusedKeys::refused, this, &AccountManager::keyRefused);
     connect(&m_with.reachability, &Reachability::cameBack, this, [this] {
-        if (m_retryTimer.isPending()) retryPendingSignup();
+        if (!m_retryTimer.isPending()) return;
+        m_networkSettles =
+            m_with.scheduler.after(networkSettling, [this] { retryPendingSignup(); });
     });
     refresh();
 }

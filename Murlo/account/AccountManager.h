@@ -94,9 +94,10 @@ private:
     Partners m_with;
     SignOutReasonStore m_reasons;
     GoogleSignIn m_googleSignIn;
-    std::shared_ptr<Flow> m_flow;  ///< the sign-in under way
-    std::shared_ptr<Flow> m_retry; ///< the deferred sign-up under way
-    ScheduledWork m_retryTimer;    ///< while it is deferred, or the keyring has not answered
+    std::shared_ptr<Flow> m_flow;   ///< the sign-in under way
+    std::shared_ptr<Flow> m_retry;  ///< the deferred sign-up under way
+    ScheduledWork m_networkSettles; ///< a change of the network, until its end
+    ScheduledWork m_retryTimer;     ///< while it is deferred, or the keyring has not answered
     bool m_signedIn = false;
 };
 

@@ -36,6 +36,11 @@ QJsonObject objectIn(const HttpResult& reply) {
     return reply ? QJsonDocument::fromJson(reply->body).object() : QJsonObject();
 }
 
+/// Whether the provider does not know the code (RFC 6749, 5.2), or not with this verifier.
+bool isRefusal(const HttpResult& reply) {
+    return objectIn(reply).value(QStringLiteral("error")) == QLatin1String("invalid_grant");
+}
+
 GoogleSignIn::Result identityIn(const HttpResult& reply) {
     if (!reply)
         return tl::unexpected(SignInError{SignInError::transport, reply.error().description});
@@ -95,8 +100,9 @@ QCoro::Task<GoogleSignIn::Result> GoogleSignIn::start() {
         // From here on this object is only used if the visit was not ended from outside.
         if (attempt->ended) co_return tl::unexpected(*attempt->ended);
         const Result identity = identityIn(reply);
-        // The code of a newer page may have come meanwhile.
-        if (identity || !(attempt->newest || mayBeStale(reply)))
+        // A refused code may be another page's, of an earlier visit or a forged one: the page that
+        // was opened last can still answer. Its code may have come meanwhile.
+        if (identity || !(attempt->newest || isRefusal(reply)))
             co_return finished(attempt, identity);
     }
 }
@@ -111,21 +117,12 @@ GoogleSignIn::Result GoogleSignIn::finished(const std::shared_ptr<Attempt>& atte
 void GoogleSignIn::openBrowser(const std::shared_ptr<Attempt>& attempt, const QUrl& page) {
     m_session.start(
         page, m_config.redirectURI(), [attempt](const QUrl& url) { attempt->take(codeIn(url)); },
-        [attempt,
-         abandon = m_lifetime.guard([this] { ++m_abandoned; })](const SignInError& why) mutable {
-            if (why.kind == SignInError::cancelled) abandon();
+        [attempt](const SignInError& why) {
             attempt->ended = why;
             attempt->request.reset();
             attempt->take(tl::unexpected(why));
             if (attempt->breakOff) attempt->breakOff();
         });
-}
-
-bool GoogleSignIn::mayBeStale(const HttpResult& reply) {
-    const QJsonValue error = objectIn(reply).value(QStringLiteral("error"));
-    if (m_abandoned == 0 || error != QLatin1String("invalid_grant")) return false;
-    --m_abandoned;
-    return true;
 }
 
 QUrl GoogleSignIn::authorizationURL(const PKCE& pkce) const {

@@ -45,15 +45,11 @@ private:
     [[nodiscard]] HttpRequest tokenRequest(const QString& code, const PKCE& pkce) const;
     void openBrowser(const std::shared_ptr<Attempt>& attempt, const QUrl& page);
     [[nodiscard]] Result finished(const std::shared_ptr<Attempt>& attempt, Result result);
-    /// Whether the refused code may be that of an earlier visit, whose page was still open.
-    [[nodiscard]] bool mayBeStale(const HttpResult& reply);
 
     BrowserSession& m_session;
     HttpClient& m_http;
     const BackendConfig& m_config;
     std::function<PKCE()> m_makePKCE;
-    int m_abandoned = 0; ///< earlier visits whose answer may still come
-    Lifetime m_lifetime;
 };
 
 } // namespace murlo

@@ -11,6 +11,15 @@ namespace murlo {
 namespace {
 constexpr double askAgainAfter = 30; // seconds
 constexpr double keyringLimit = 0.5; // seconds until a change goes to the file, too
+
+QJsonObject contentOf(const JsonFile& file) {
+    return file.read([](const QJsonDocument& document) { return document.isObject(); }).object();
+}
+
+/// Null stands for an item that is still to be removed.
+QJsonValue asInFile(const std::optional<QString>& value) {
+    return value ? QJsonValue(*value) : QJsonValue(QJsonValue::Null);
+}
 } // namespace
 
 KeychainStore::KeychainStore(SecretStore& secrets, const Paths& paths, SerialQueue& disk,
@@ -25,21 +34,32 @@ QStringList KeychainStore::names(const QString& address) {
     return {QStringLiteral("apiKey ") + address, QStringLiteral("pendingIdToken ") + address};
 }
 
+QStringList KeychainStore::namesInFile(const Paths& paths) {
+    return contentOf(JsonFile(paths.file(fileName()), QStringLiteral("account"))).keys();
+}
+
 void KeychainStore::load() {
     m_disk.async([&scheduler = m_scheduler, file = m_file,
                   there = m_lifetime.guard(
                       [this](const QJsonObject& content) { takeFile(content); })]() mutable {
-        const QJsonObject content =
-            file.read([](const QJsonDocument& document) { return document.isObject(); }).object();
+        const QJsonObject content = contentOf(file);
         scheduler.nextTurn([there, content]() mutable { there(content); });
     });
 }
 
 void KeychainStore::takeFile(const QJsonObject& content) {
     // What was saved or removed in the meantime is newer than the file, which has lost the rest.
-    const bool isOverwritten = !m_inFile.isEmpty();
-    for (auto entry = content.begin(); entry != content.end(); ++entry)
-        if (!m_inFile.contains(entry.key())) m_inFile.insert(entry.key(), entry.value());
+    const auto isNewer = [this](const QString& name) {
+        const auto item = m_names.indexOf(name);
+        return m_inFile.contains(name) || (item >= 0 && m_entries[item].known);
+    };
+    bool isOverwritten = !m_inFile.isEmpty();
+    for (auto entry = content.begin(); entry != content.end(); ++entry) {
+        if (isNewer(entry.key()))
+            isOverwritten = true;
+        else
+            m_inFile.insert(entry.key(), entry.value());
+    }
     if (isOverwritten) storeFile();
     m_unanswered = 2;
     for (const Item item : {apiKey, pendingIdToken}) {
@@ -86,7 +106,7 @@ void KeychainStore::answered(Item item, qint64 revision, const std::optional<QSt
         Q_EMIT loaded();
         return;
     }
-    if (news && value && m_loaded) Q_EMIT foundLate(item);
+    if (news && m_loaded) Q_EMIT foundLate(item);
 }
 
 KeyAnswer KeychainStore::key() {
@@ -114,6 +134,8 @@ void KeychainStore::change(Item item, const std::optional<QString>& value) {
     entry.known = true;
     ++entry.revision;
     write(item);
+    // What the file holds goes before the keyring at the next start.
+    if (m_inFile.contains(m_names[item])) setInFile(item, asInFile(value));
 }
 
 /// Writes the item's value as it is now.
@@ -164,7 +186,7 @@ void KeychainStore::writtenLate(Item item, qint64 revision,
 void KeychainStore::keepInFile(const Write& write) {
     const Entry& entry = m_entries[write.item];
     if (write.revision != entry.revision) return; // the newer change sees to the item
-    setInFile(write.item, entry.value ? QJsonValue(*entry.value) : QJsonValue(QJsonValue::Null));
+    setInFile(write.item, asInFile(entry.value));
 }
 
 void KeychainStore::setInFile(Item item, const QJsonValue& value) {

@@ -60,13 +60,15 @@ public:
 
     /// What the items of a backend address are called in the keyring.
     [[nodiscard]] static QStringList names(const QString& address);
+    /// The items that the owner-only file in a support folder names, of whatever address.
+    [[nodiscard]] static QStringList namesInFile(const Paths& paths);
     /// The owner-only file.
     [[nodiscard]] static QString fileName() { return QStringLiteral("secrets.json"); }
 
 Q_SIGNALS:
     /// The first answers are there: values, absences, or that the keyring does not answer.
     void loaded();
-    /// A late keyring has a value after all, which was not known before.
+    /// A late keyring has told after all what an item is, or that it is absent.
     void foundLate(murlo::KeychainStore::Item item);
 
 private:

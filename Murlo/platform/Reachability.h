@@ -9,8 +9,7 @@ class Reachability : public QObject {
     Q_OBJECT
 
 public:
-    /// Begins to watch, from which on the signal comes; costs a few megabytes, so only who waits
-    /// for a network asks for it. Further calls do nothing.
+    /// Begins to watch, from which on the signal comes. Further calls do nothing.
     virtual void watch() = 0;
 
 Q_SIGNALS:

@@ -39,6 +39,8 @@ QStringList Forgetting::keyNames(const BackendConfig& config) const {
     QStringList names;
     for (const QString& address : addresses)
         if (!address.isEmpty()) names += KeychainStore::names(address);
+    names += KeychainStore::namesInFile(m_paths);
+    names.removeDuplicates();
     return names;
 }
 

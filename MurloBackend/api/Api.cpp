@@ -115,7 +115,8 @@ void Api::signUp(const Request& request, const Respond& respond) {
         respond(problem(400, "the body is not {'idToken':…}"));
         return;
     }
-    m_verifier.verify(*token, [this, respond](tl::expected<Identity, TokenFault> verified) {
+    m_verifier.verify(*token, [this, token = *token,
+                               respond](tl::expected<Identity, TokenFault> verified) {
         if (!verified) {
             respond(verified.error() == TokenFault::refused
                         ? unauthorised("the ID token is refused")
@@ -130,8 +131,8 @@ void Api::signUp(const Request& request, const Respond& respond) {
         const QString key = store::newKey();
         inDatabase(
             true,
-            [person, key, live = m_options.keysPerAccount](Connection& c) -> Stored<Reply> {
-                const auto made = store::signUp(c, person, key, live);
+            [person, key, token, live = m_options.keysPerAccount](Connection& c) -> Stored<Reply> {
+                const auto made = store::signUp(c, person, key, QString::fromLatin1(token), live);
                 if (!made) return tl::unexpected(made.error());
                 return json({{QStringLiteral("apiKey"), key}});
             },

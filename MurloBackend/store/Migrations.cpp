@@ -31,6 +31,9 @@ QList<QStringList> steps() {
                            "NULL, client_ts TEXT NOT NULL, app_version TEXT, received BIGINT NOT "
                            "NULL, PRIMARY KEY (install_id, stage))"),
         },
+        {
+            QStringLiteral("ALTER TABLE api_keys ADD COLUMN token TEXT"),
+        },
     };
 }
 

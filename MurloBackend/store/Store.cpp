@@ -40,7 +40,8 @@ QString newKey() {
         bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
 }
 
-Stored<void> signUp(Connection& connection, const Identity& person, const QString& key, int live) {
+Stored<void> signUp(Connection& connection, const Identity& person, const QString& key,
+                    const QString& idToken, int live) {
     const auto rows = connection.select(
         QStringLiteral("INSERT INTO accounts (issuer, subject, email, created) VALUES (?, ?, ?, ?) "
                        "ON CONFLICT (issuer, subject) DO UPDATE SET email = excluded.email "
@@ -49,10 +50,12 @@ Stored<void> signUp(Connection& connection, const Identity& person, const QStrin
     if (!rows || rows->isEmpty()) return tl::unexpected(Failed{});
     const qint64 account = rows->first().first().toLongLong();
     return outcome(
+        connection.execute(QStringLiteral("DELETE FROM api_keys WHERE account = ? AND token = ?"),
+                           {account, digest(idToken)}) &&
         connection.execute(
-            QStringLiteral("INSERT INTO api_keys (account, hash, created) VALUES (?, ?, ?) "
-                           "ON CONFLICT (hash) DO NOTHING"),
-            {account, digest(key), now()}) &&
+            QStringLiteral("INSERT INTO api_keys (account, hash, created, token) VALUES "
+                           "(?, ?, ?, ?) ON CONFLICT (hash) DO NOTHING"),
+            {account, digest(key), now(), digest(idToken)}) &&
         connection.execute(
             QStringLiteral("DELETE FROM api_keys WHERE account = ? AND id NOT IN (SELECT id FROM "
                            "api_keys WHERE account = ? ORDER BY id DESC LIMIT ?)"),

@@ -21,9 +21,11 @@ using Stored = tl::expected<Value, Failed>;
 [[nodiscard]] QString newKey();
 
 /// Makes this one a key of this person's account, which is made if there is none; of the account's
-/// keys the newest `live` ones stay. Only a digest of the key is kept. Inside a transaction.
+/// keys the newest `live` ones stay. A key that the same ID token has brought before goes: its
+/// answer was lost, or it would be asked for no more. Only digests of key and token are kept.
+/// Inside a transaction.
 [[nodiscard]] Stored<void> signUp(Connection& connection, const Identity& person,
-                                  const QString& key, int live);
+                                  const QString& key, const QString& idToken, int live);
 
 /// The account that a key opens; nothing if it opens none (any more).
 [[nodiscard]] Stored<std::optional<qint64>> accountOf(Connection& connection, const QString& key);

@@ -35,6 +35,9 @@ bool attemptTogether(Connection& connection, const std::vector<Work>& batch) {
 /// A file that was removed is made anew, with its tables.
 bool revive(Connection& connection) {
     const bool wasGone = connection.isGone();
+    if (wasGone)
+        say(Severity::warning, QStringLiteral("database: its file was removed; it is made anew, "
+                                              "without the accounts that it had"));
     return connection.revive() && (!wasGone || migrate(connection).isEmpty());
 }
 

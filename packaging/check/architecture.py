@@ -27,7 +27,7 @@ SUBSYSTEMS = {
     "dictation": ["account", "look", "overlay", "settings", "support", "targets", "telemetry"],
 }
 # Headers of the operating system and the desktop: adapters and their tests alone.
-SYSTEM = re.compile(r"(X11/|gio/|xcb/|xkbcommon/|pulse/|atspi/|dbus/|libsecret/|systemd/|linux/|sys/"
+SYSTEM = re.compile(r"(X11/|xcb/|xkbcommon/|pulse/|atspi/|dbus/|libsecret/|systemd/|linux/|sys/"
                     r"|unistd\.h|signal\.h|csignal|fcntl\.h|QDBus|QtDBus)")
 # Time and threads have one port; these are what it hides. The log's own stamps (support) are apart.
 CLOCKS = re.compile(r"\b(QTimer|QElapsedTimer|QThread::(m|u)?sleep|std::this_thread|std::async"

@@ -33,7 +33,13 @@ class AccountTest : public QObject {
             {"401", [&] { rig.backendAnswers("/signup", 401); }},
             {"503", [&] { rig.backendAnswers("/signup", 503); }},
             {"offline", [&] { rig.network.fail("no route"); }},
-            {"network", [&] { rig.reachability.comeBack(); }},
+            {"network",
+             [&] {
+                 rig.reachability.comeBack();
+                 rig.scheduler.advance(4);
+                 rig.reachability.comeBack();
+                 rig.scheduler.advance(6);
+             }},
             {"900", [&] { rig.scheduler.advance(900); }},
             {"600", [&] { rig.scheduler.advance(600); }},
             {"cancel", [&] { rig.account.cancelSignIn(); }},

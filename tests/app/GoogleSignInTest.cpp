@@ -72,7 +72,9 @@ private Q_SLOTS:
         row("four pieces", token(R"({"sub":"1","email":"a@b"})", ".s.s"), bad);
         row("two pieces", token(R"({"sub":"1","email":"a@b"})", {}), bad);
         row("no base64", QByteArray(R"({"id_token":"a.%%%%.b"})"), bad);
-        row("no token", QByteArray(R"({"error":"invalid_grant"})"), bad);
+        row("no token", QByteArray(R"({"error":"invalid_client"})"), bad);
+        // A code of another page: that of an earlier start of the program, or a forged one.
+        row("an unknown code", QByteArray(R"({"error":"invalid_grant"})"), "waits");
         row("no JSON", QByteArray("<html>\xff"), bad);
         row("deep", QByteArray(100000, '['), bad);
     }

@@ -205,7 +205,7 @@ private Q_SLOTS:
         const QString v6any = "00000000000000000000000000000000:2235 0A 1";
         row("ours", ours, "", Listener::self);
         row("theirs", theirs, "", Listener::stranger);
-        row("theirs beside ours", ours, v6any, Listener::stranger);
+        row("theirs of all addresses beside ours", ours, v6any, Listener::self);
         row("theirs on another of ours", ours, v6, Listener::self);
         row("any", "00000000:2235 0A 1", "", Listener::stranger);
         row("mapped", "", "0000000000000000FFFF00000100007F:2235 0A 1", Listener::stranger);

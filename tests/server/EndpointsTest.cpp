@@ -197,10 +197,15 @@ private Q_SLOTS:
         for (const int keys : {1, 5}) {
             Rig own(keys);
             QByteArrayList all{own.key};
-            for (int i = 0; i < keys + 1; ++i) all << signUp(*own.probe, own.idToken);
+            for (int i = 0; i < keys + 1; ++i) all << signUp(*own.probe, signIn(*own.probe));
             for (int i = 0; i < all.size(); ++i)
                 QCOMPARE(own.probe->ask("GET", "/settings", {}, all[i]).status,
                          i < all.size() - keys ? 401 : 200);
+            // Of a token that comes again, since the answer was lost, only the last key counts.
+            const QByteArray token = signIn(*own.probe);
+            const QByteArray lost = signUp(*own.probe, token);
+            QVERIFY(!signUp(*own.probe, token).isEmpty());
+            QCOMPARE(own.probe->ask("GET", "/settings", {}, lost).status, 401);
             // Another address typed on the same computer is the same account.
             QVERIFY(!signUp(*own.probe, signIn(*own.probe, "other@localhost")).isEmpty());
             QCOMPARE(own.rows("SELECT count(*), max(email) FROM accounts"),
@@ -214,9 +219,9 @@ private Q_SLOTS:
         std::vector<std::thread> threads;
         std::array<QByteArray, 8> keys;
         for (QByteArray& key : keys)
-            threads.emplace_back([&] {
+            threads.emplace_back([&, token = signIn(*own.probe)] {
                 HttpProbe probe(own.port);
-                for (int i = 0; i < 5; ++i) key = signUp(probe, own.idToken);
+                for (int i = 0; i < 5; ++i) key = signUp(probe, token);
             });
         for (std::thread& thread : threads) thread.join();
         for (const QByteArray& key : keys) QVERIFY(!key.isEmpty());

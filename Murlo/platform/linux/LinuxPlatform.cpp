@@ -5,9 +5,9 @@
 #include "platform/linux/atspi/AtspiAccessibility.h"
 #include "platform/linux/atspi/AtspiTree.h"
 #include "platform/linux/freedesktop/DBusNotifications.h"
-#include "platform/linux/freedesktop/GioReachability.h"
 #include "platform/linux/freedesktop/Login1SystemEvents.h"
 #include "platform/linux/freedesktop/OpenMicrophone.h"
+#include "platform/linux/freedesktop/RouteReachability.h"
 #include "platform/linux/freedesktop/SocketSingleInstance.h"
 #include "platform/linux/freedesktop/UserBackend.h"
 #include "platform/linux/freedesktop/XdgLoginItem.h"
@@ -47,7 +47,7 @@ AtspiWindows windowsOf(Applications& applications) {
 void addAccount(Platform& platform) {
     using Location = QStandardPaths;
     platform.network = std::make_unique<NetworkThreadClient>(*platform.scheduler);
-    platform.reachability = std::make_unique<GioReachability>();
+    platform.reachability = std::make_unique<RouteReachability>();
     platform.localService = std::make_unique<UserBackend>(
         *platform.scheduler, UserBackend::usualFolders(QCoreApplication::applicationDirPath()));
     platform.secrets = std::make_unique<KeychainSecretStore>(*platform.scheduler);

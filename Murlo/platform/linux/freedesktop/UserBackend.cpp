@@ -72,13 +72,22 @@ QStringList UserBackend::usualFolders(const QString& applicationFolder) {
 
 LocalService::Listener UserBackend::listenerOf(const QList<ListeningSocket>& sockets,
                                                const QString& host) {
-    auto listener = Listener::nobody;
-    for (const ListeningSocket& socket : sockets) {
-        if (!socket.accepts(QHostAddress(host))) continue;
-        if (socket.owner != geteuid()) return Listener::stranger;
-        listener = Listener::self;
-    }
-    return listener;
+    const QHostAddress wanted(host);
+    const auto among = [&](auto&& takes) {
+        auto listener = Listener::nobody;
+        for (const ListeningSocket& socket : sockets) {
+            if (!takes(socket)) continue;
+            if (socket.owner != geteuid()) return Listener::stranger;
+            listener = Listener::self;
+        }
+        return listener;
+    };
+    // A socket of the very address goes before those of all addresses: so the kernel decides, too.
+    const auto exact = among([&](const ListeningSocket& socket) {
+        return socket.address.isEqual(wanted, QHostAddress::ConvertV4MappedToIPv4);
+    });
+    if (exact != Listener::nobody) return exact;
+    return among([&](const ListeningSocket& socket) { return socket.accepts(wanted); });
 }
 
 LocalService::Listener UserBackend::listener(const LoopbackPort& at) const {

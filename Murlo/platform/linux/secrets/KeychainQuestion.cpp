@@ -53,6 +53,10 @@ void KeychainQuestion::abandon() {
 }
 
 void KeychainQuestion::begin() {
+    if (!SecretService::hasBus()) {
+        m_answer(tl::unexpected(SecretError{QStringLiteral("there is no session bus")}));
+        return;
+    }
     if (!SecretService::isThere()) {
         m_answer(tl::unexpected(
             SecretError{QStringLiteral("this desktop session has no keyring service"), true}));

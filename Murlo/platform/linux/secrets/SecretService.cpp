@@ -67,6 +67,10 @@ bool defaultIsLocked() {
 
 } // namespace
 
+bool hasBus() {
+    return !namesOnBus(QStringLiteral("ListNames")).isEmpty();
+}
+
 bool isThere() {
     const auto isKeyring = [](const QString& name) { return name == secrets || name == wallet; };
     return std::ranges::any_of(namesOnBus(QStringLiteral("ListNames")), isKeyring) ||

@@ -9,6 +9,9 @@ namespace murlo::SecretService {
 
 constexpr int callLimitMilliseconds = 2000;
 
+/// Whether there is a session bus that answers.
+[[nodiscard]] bool hasBus();
+
 /// Whether some keyring runs on this desktop, or would be started by the bus.
 [[nodiscard]] bool isThere();
 

@@ -1,0 +1,54 @@
+#include "platform/linux/freedesktop/RouteReachability.h"
+
+#include <array>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace murlo {
+
+namespace {
+
+bool addsDefaultRoute(const nlmsghdr& message) {
+    if (message.nlmsg_type != RTM_NEWROUTE || message.nlmsg_len < NLMSG_LENGTH(sizeof(rtmsg)))
+        return false;
+    const auto* route = static_cast<const rtmsg*>(NLMSG_DATA(&message));
+    return route->rtm_dst_len == 0 && route->rtm_type == RTN_UNICAST;
+}
+
+} // namespace
+
+RouteReachability::~RouteReachability() {
+    m_news.reset();
+    if (m_kernel >= 0) ::close(m_kernel);
+}
+
+void RouteReachability::watch() {
+    if (m_news) return;
+    m_kernel = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE);
+    sockaddr_nl address{};
+    address.nl_family = AF_NETLINK;
+    address.nl_groups = RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE;
+    if (m_kernel < 0 ||
+        ::bind(m_kernel, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        return;
+    m_news = std::make_unique<QSocketNotifier>(m_kernel, QSocketNotifier::Read);
+    connect(m_news.get(), &QSocketNotifier::activated, this, &RouteReachability::read);
+}
+
+void RouteReachability::read() {
+    alignas(nlmsghdr) std::array<char, 16384> bytes{};
+    bool isNews = false;
+    for (;;) {
+        const ssize_t size = ::recv(m_kernel, bytes.data(), bytes.size(), 0);
+        if (size <= 0) break;
+        auto left = static_cast<unsigned>(size);
+        for (auto* message = reinterpret_cast<nlmsghdr*>(bytes.data()); NLMSG_OK(message, left);
+             message = NLMSG_NEXT(message, left))
+            isNews = isNews || addsDefaultRoute(*message);
+    }
+    if (isNews) Q_EMIT cameBack();
+}
+
+} // namespace murlo
