@@ -1,10 +1,14 @@
 #include "MurloBackend/outgoing/NetworkOutgoing.h"
 
+#include <QCoreApplication>
 #include <QHostAddress>
 #include <QNetworkAccessManager>
 #include <QNetworkProxyFactory>
 #include <QNetworkReply>
 #include <QTimer>
+
+#include <deque>
+#include <mutex>
 
 namespace murlo::backend {
 
@@ -43,11 +47,19 @@ bool Outgoing::mayAsk(const QUrl& url) {
            (url.scheme() == QLatin1String("http") && QHostAddress(url.host()).isLoopback());
 }
 
-/// Owns the exchanges under way. On the network thread alone.
+/// Owns the exchanges under way. But for `post`, on the network thread alone.
 class NetworkOutgoing::Worker : public QObject {
 public:
     Worker() { m_network.setProxyFactory(new ProxyOutsideLoopback); } // the manager owns it
 
+    /// Has this done on the network thread, in the order of the calls. Any thread.
+    void post(std::function<void()> work) {
+        {
+            const std::lock_guard guard(m_lock);
+            m_inbox.push_back(std::move(work));
+        }
+        QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+    }
     void begin(const OutgoingRequest& request, Done done) {
         if (m_ending) return done(tl::unexpected(OutgoingFault::unreachable));
         const QNetworkRequest prepared = toLibrary(request);
@@ -65,6 +77,19 @@ public:
         m_ending = true;
         const QList<QNetworkReply*> replies = m_underWay.keys();
         for (QNetworkReply* reply : replies) end(reply, OutgoingFault::unreachable);
+    }
+
+protected:
+    bool event(QEvent* event) override {
+        if (event->type() != QEvent::User) return QObject::event(event);
+        std::function<void()> work;
+        {
+            const std::lock_guard guard(m_lock);
+            work = std::move(m_inbox.front()); // each has an event of its own
+            m_inbox.pop_front();
+        }
+        work();
+        return true;
     }
 
 private:
@@ -90,6 +115,8 @@ private:
         done(std::move(result));
     }
 
+    std::mutex m_lock;
+    std::deque<std::function<void()>> m_inbox; ///< behind the lock
     QNetworkAccessManager m_network{this};
     QHash<QNetworkReply*, Done> m_underWay;
     bool m_ending = false;
@@ -104,23 +131,22 @@ NetworkOutgoing::NetworkOutgoing()
 
 NetworkOutgoing::~NetworkOutgoing() {
     // Destroyed where it lives: a network manager and its sockets belong to their thread.
-    QMetaObject::invokeMethod(
-        m_worker.get(),
-        [this] {
-            m_worker->endAll();
-            m_worker.release()->deleteLater();
-        },
-        Qt::BlockingQueuedConnection);
-    m_thread.quit();
+    Worker* worker = m_worker.get();
+    worker->post([worker] {
+        worker->endAll();
+        worker->post([worker] { // after what completions have sent meanwhile
+            worker->deleteLater();
+            worker->thread()->quit();
+        });
+    });
     m_thread.wait();
+    (void)m_worker.release(); // it is gone
 }
 
 void NetworkOutgoing::send(OutgoingRequest request, std::function<void(Result)> done) {
     if (!mayAsk(request.url)) return done(tl::unexpected(OutgoingFault::forbidden));
-    QMetaObject::invokeMethod(m_worker.get(), [worker = m_worker.get(), asked = std::move(request),
-                                               answered = std::move(done)]() mutable {
-        worker->begin(asked, std::move(answered));
-    });
+    m_worker->post([worker = m_worker.get(), asked = std::move(request),
+                    answered = std::move(done)] { worker->begin(asked, answered); });
 }
 
 } // namespace murlo::backend
