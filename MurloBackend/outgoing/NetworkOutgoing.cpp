@@ -8,6 +8,7 @@
 #include <QTimer>
 
 #include <deque>
+#include <future>
 #include <mutex>
 
 namespace murlo::backend {
@@ -80,8 +81,7 @@ public:
     }
 
 protected:
-    bool event(QEvent* event) override {
-        if (event->type() != QEvent::User) return QObject::event(event);
+    void customEvent(QEvent* /*ours*/) override {
         std::function<void()> work;
         {
             const std::lock_guard guard(m_lock);
@@ -89,7 +89,6 @@ protected:
             m_inbox.pop_front();
         }
         work();
-        return true;
     }
 
 private:
@@ -123,7 +122,7 @@ private:
 };
 
 NetworkOutgoing::NetworkOutgoing()
-    : m_worker(std::make_unique<Worker>()) {
+    : m_worker(new Worker) {
     m_worker->moveToThread(&m_thread);
     m_thread.setObjectName(QStringLiteral("outgoing"));
     m_thread.start();
@@ -131,22 +130,24 @@ NetworkOutgoing::NetworkOutgoing()
 
 NetworkOutgoing::~NetworkOutgoing() {
     // Destroyed where it lives: a network manager and its sockets belong to their thread.
-    Worker* worker = m_worker.get();
-    worker->post([worker] {
+    std::promise<void> ended;
+    m_worker->post([worker = m_worker, &ended] {
         worker->endAll();
-        worker->post([worker] { // after what completions have sent meanwhile
+        worker->post([worker, &ended] { // after what completions have sent meanwhile
             worker->deleteLater();
             worker->thread()->quit();
+            ended.set_value();
         });
     });
+    ended.get_future().wait();
     m_thread.wait();
-    (void)m_worker.release(); // it is gone
 }
 
 void NetworkOutgoing::send(OutgoingRequest request, std::function<void(Result)> done) {
     if (!mayAsk(request.url)) return done(tl::unexpected(OutgoingFault::forbidden));
-    m_worker->post([worker = m_worker.get(), asked = std::move(request),
-                    answered = std::move(done)] { worker->begin(asked, answered); });
+    m_worker->post([worker = m_worker, asked = std::move(request), answered = std::move(done)] {
+        worker->begin(asked, answered);
+    });
 }
 
 } // namespace murlo::backend

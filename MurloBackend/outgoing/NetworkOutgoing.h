@@ -4,8 +4,6 @@
 
 #include <QThread>
 
-#include <memory>
-
 namespace murlo::backend {
 
 /// The network: HTTP and HTTPS by Qt on a thread of its own, which proxy look-ups and certificates
@@ -24,7 +22,7 @@ public:
 private:
     class Worker;
     QThread m_thread;
-    std::unique_ptr<Worker> m_worker; ///< lives on the thread
+    Worker* const m_worker; ///< lives on the thread, and ends there
 };
 
 } // namespace murlo::backend
