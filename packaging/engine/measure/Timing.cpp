@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <stdexcept>
 #include <vector>
 
@@ -21,6 +22,9 @@ constexpr ggml_type types[] = {GGML_TYPE_Q5_0, GGML_TYPE_Q8_0, GGML_TYPE_Q5_1, G
 // Of the other work of a layer, one with few heads costs a device the same for each of them.
 constexpr int layerWidth = 384;
 constexpr double layerShare = 4; // of the time, where each product has one
+// All is gone through several times, so that what else the machine does for a moment spoils no
+// figure.
+constexpr int passes = 3;
 constexpr double shares = layerShare + std::size(widths) * std::size(types);
 
 double now() {
@@ -106,7 +110,8 @@ public:
         fill(values);
         // A graph of one operation tells how long it takes to ask a GPU for anything; the encoder's
         // has hundreds.
-        for (int i = 0; i < times; ++i) ggml_graph_add_node(m_work.graph(), product);
+        ggml_build_forward_expand(m_work.graph(), product);
+        for (int i = 1; i < times; ++i) ggml_graph_add_node(m_work.graph(), product);
     }
 
     /// Seconds that it took.
@@ -197,26 +202,26 @@ private:
     Work m_work;
 };
 
-/// The middle of the times of as many runs as there is time for, after one that does not count.
+/// The shortest of the times of as many runs as there is time for, after one that does not count:
+/// what else the machine does can only lengthen them.
 template <typename Job>
-double typical(const Job& job, double seconds) {
+double fastest(const Job& job, double seconds) {
     const double start = now();
     double last = job.run();
-    std::vector<double> times;
+    double best = last;
     do {
         last = job.run();
-        times.push_back(last);
+        best = std::min(best, last);
     } while (now() - start + last < seconds);
-    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
-    return times[times.size() / 2];
+    return best;
 }
 
-/// How many frames a job may have so that it is done twice in its time, where all of them would
-/// take `whole` seconds: a multiple of 32, so that the last of a processor's tiles is not a small
-/// one.
+/// How many frames a job may have so that it is done four times in its time, where all of them
+/// would take `whole` seconds: a multiple of 32, so that the last of a processor's tiles is not a
+/// small one.
 int affordable(double whole, double seconds) {
-    const double frames = frameCount * seconds / (2 * whole);
-    return frames >= frameCount ? frameCount : std::max(64, static_cast<int>(frames) / 32 * 32);
+    const double frames = frameCount * seconds / (4 * whole);
+    return frames >= frameCount ? frameCount : std::max(64, static_cast<int>(frames) / 64 * 64);
 }
 
 void setThreads(ggml_backend_t backend, ggml_backend_dev_t device, int threads) {
@@ -238,26 +243,29 @@ Speed measure(ggml_backend_dev_t device, int threads, double seconds) {
     // A first look at the smallest, for how much of the others there is time for.
     const Product pilot(backend.get(), types[0], widths[0], 64, 1);
     speed.firstSeconds = pilot.run();
-    const double rate = pilot.operations() / pilot.run();
+    const double rate = pilot.operations() / fastest(pilot, seconds / shares);
     const bool processor = ggml_backend_dev_type(device) == GGML_BACKEND_DEVICE_TYPE_CPU;
-    const double share = seconds / shares;
-    for (const ggml_type type : types) {
-        for (const int width : widths) {
-            const double whole = 2.0 * width * width * frameCount / rate;
-            const int times =
-                processor ? 1 : std::clamp(static_cast<int>(share / whole / 2), 1, 64);
-            const int frames = affordable(whole, share);
-            const Product product(backend.get(), type, width, frames, times);
-            speed.gflops[ggml_type_name(type)][width] =
-                product.operations() / typical(product, share) / 1e9;
+    const double share = seconds / shares / passes;
+    speed.layerNanoseconds = std::numeric_limits<double>::max();
+    for (int pass = 0; pass < passes; ++pass) {
+        for (const ggml_type type : types) {
+            for (const int width : widths) {
+                const double whole = 2.0 * width * width * frameCount / rate;
+                const int times =
+                    processor ? 1 : std::clamp(static_cast<int>(share / whole / 4), 1, 64);
+                const Product product(backend.get(), type, width, affordable(whole, share), times);
+                double& best = speed.gflops[ggml_type_name(type)][width];
+                best = std::max(best, product.operations() / fastest(product, share) / 1e9);
+            }
         }
+        // Attention is slower than the products by some two times.
+        const double whole = 4.0 * frameCount * frameCount * layerWidth / (rate / 2);
+        const int frames = affordable(whole, share * layerShare);
+        const Layer layer(backend.get(), layerWidth, frames);
+        speed.layerNanoseconds =
+            std::min(speed.layerNanoseconds,
+                     fastest(layer, share * layerShare) * frameCount / frames / layerWidth * 1e9);
     }
-    const double whole =
-        4.0 * frameCount * frameCount * layerWidth / rate * 2; // attention is slower
-    const int frames = affordable(whole, share * layerShare);
-    const Layer layer(backend.get(), layerWidth, frames);
-    speed.layerNanoseconds =
-        typical(layer, share * layerShare) * frameCount / frames / layerWidth * 1e9;
     speed.seconds = now() - start;
     return speed;
 }

@@ -28,7 +28,8 @@ std::string libraryOf(ggml_backend_dev_t device) {
     Dl_info info{};
     if (!function || dladdr(function, &info) == 0 || !info.dli_fname) return {};
     const std::string path = info.dli_fname;
-    return path.substr(path.rfind('/') + 1);
+    const std::string name = path.substr(path.rfind('/') + 1);
+    return name.rfind("lib", 0) == 0 ? name : std::string();
 }
 
 bool isGpu(ggml_backend_dev_t device) {
