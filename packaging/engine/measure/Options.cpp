@@ -41,7 +41,10 @@ Figures that are not known are left out.
       gflops        thousand million operations in a second, by weight type ("f16", "q5_0", "q5_1",
                     "q8_0"), then by width ("384", "512", "768", "1024", "1280")
       layer_ns      nanoseconds that one layer of the encoder takes for each unit of its width beside
-                    the products that gflops tells of (attention, normalisation and the rest)
+                    the products that gflops tells of (attention, normalisation and the rest);
+                    left out where the device cannot do all of it
+      share         of the processor: what its threads were given of the time in which they
+                    computed, 0 to 1; below 0.9 the machine was busy and the figures are too low
       first_seconds the first product's time on a GPU, which includes compiling
       seconds       that the measurement took in all
   {"event":"failed", ...}   it could not be measured

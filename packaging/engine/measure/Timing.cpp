@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <ctime>
 #include <limits>
 #include <stdexcept>
 #include <vector>
@@ -96,31 +97,36 @@ std::vector<ggml_backend_buffer_type_t> weightBuffers(ggml_backend_dev_t device)
     return found;
 }
 
-/// One product of weights, width by width, with the values of some frames, several times in a row.
+/// One product of weights, width by width, with the values of some frames.
 class Product {
 public:
-    Product(ggml_backend_t backend, ggml_type type, int width, int frames, int times)
+    Product(ggml_backend_t backend, ggml_type type, int width, int frames)
         : m_backend(backend)
-        , m_operations(2.0 * width * width * frames * times) {
+        , m_operations(2.0 * width * width * frames) {
         ggml_tensor* weights = ggml_new_tensor_2d(m_weights.context(), type, width, width);
         ggml_tensor* values = ggml_new_tensor_2d(m_work.context(), GGML_TYPE_F32, width, frames);
-        ggml_tensor* product = ggml_mul_mat(m_work.context(), weights, values);
-        place(weights, product);
+        m_product = ggml_mul_mat(m_work.context(), weights, values);
+        place(weights, m_product);
         m_work.allocate(backend);
         fill(values);
-        // A graph of one operation tells how long it takes to ask a GPU for anything; the encoder's
-        // has hundreds.
-        ggml_build_forward_expand(m_work.graph(), product);
-        for (int i = 1; i < times; ++i) ggml_graph_add_node(m_work.graph(), product);
+        ggml_build_forward_expand(m_work.graph(), m_product);
+    }
+
+    /// Does it so many times more in each run. A graph of one product tells how long it takes to
+    /// ask a GPU for anything; the encoder's has hundreds.
+    void repeat(int times) {
+        for (int i = 0; i < times; ++i) ggml_graph_add_node(m_work.graph(), m_product);
+        m_operations *= 1 + times;
     }
 
     /// Seconds that it took.
-    [[nodiscard]] double run() const {
+    double run() const {
         const double start = now();
         m_work.run(m_backend);
         return now() - start;
     }
 
+    /// Of one run.
     [[nodiscard]] double operations() const { return m_operations; }
 
 private:
@@ -144,6 +150,7 @@ private:
 
     ggml_backend_t m_backend;
     double m_operations;
+    ggml_tensor* m_product = nullptr;
     Work m_weights;
     ggml_backend_buffer_ptr m_special;
     Work m_work;
@@ -177,8 +184,8 @@ public:
             context, ggml_reshape_3d(context, biased(first), headSize, heads, frames), 0, 2, 1, 3);
         ggml_tensor* attention = ggml_flash_attn_ext(context, queries, keys, values, nullptr,
                                                      1 / std::sqrt(float(headSize)), 0, 0);
-        if (!ggml_backend_supports_op(backend, attention))
-            throw std::runtime_error("the device does not know this form of attention");
+        m_known = ggml_backend_supports_op(backend, attention);
+        if (!m_known) return;
         ggml_tensor* attended =
             ggml_add(context, biased(ggml_reshape_2d(context, attention, width, frames)), input);
         ggml_build_forward_expand(graph(), biased(normal(attended)));
@@ -188,8 +195,11 @@ public:
         for (ggml_tensor* each : {input, hidden, gain, wideGain, keys, values}) fill(each);
     }
 
+    /// Whether the device can do all of it.
+    [[nodiscard]] bool isKnown() const { return m_known; }
+
     /// Seconds that it took.
-    [[nodiscard]] double run() const {
+    double run() const {
         const double start = now();
         m_work.run(m_backend);
         return now() - start;
@@ -200,29 +210,84 @@ private:
 
     ggml_backend_t m_backend;
     Work m_work;
+    bool m_known = false;
 };
 
-/// The shortest of the times of as many runs as there is time for, after one that does not count:
-/// what else the machine does can only lengthen them.
-template <typename Job>
-double fastest(const Job& job, double seconds) {
-    const double start = now();
-    double last = job.run();
-    double best = last;
-    do {
-        last = job.run();
-        best = std::min(best, last);
-    } while (now() - start + last < seconds);
-    return best;
-}
+/// One device's measurement, job by job.
+class Bench {
+public:
+    Bench(ggml_backend_dev_t device, ggml_backend_t backend, int threads)
+        : m_backend(backend)
+        , m_isProcessor(ggml_backend_dev_type(device) == GGML_BACKEND_DEVICE_TYPE_CPU)
+        , m_threads(threads) {}
 
-/// How many frames a job may have so that it is done four times in its time, where all of them
-/// would take `whole` seconds: a multiple of 32, so that the last of a processor's tiles is not a
-/// small one.
-int affordable(double whole, double seconds) {
-    const double frames = frameCount * seconds / (4 * whole);
-    return frames >= frameCount ? frameCount : std::max(64, static_cast<int>(frames) / 64 * 64);
-}
+    /// A first look at the smallest product, for how much of the others there is time for.
+    void look(double seconds, Speed& speed) {
+        const Product product(m_backend, types[0], widths[0], m_isProcessor ? 64 : frameCount);
+        speed.firstSeconds = product.run();
+        m_rate = product.operations() / fastest(product, seconds);
+    }
+
+    void product(ggml_type type, int width, double seconds, double& gflops) {
+        const double whole = 2.0 * width * width * frameCount / m_rate;
+        Product product(m_backend, type, width, affordable(whole, seconds));
+        if (!m_isProcessor) {
+            product.run(); // compiles, maybe
+            product.repeat(std::clamp(static_cast<int>(seconds / 4 / product.run()), 0, 64));
+        }
+        gflops = std::max(gflops, product.operations() / fastest(product, seconds) / 1e9);
+    }
+
+    void layer(double seconds, double& nanoseconds) {
+        // Attention is slower than the products, by some two times.
+        const double whole = 4.0 * frameCount * frameCount * layerWidth / (m_rate / 2);
+        const int frames = affordable(whole, seconds);
+        const Layer layer(m_backend, layerWidth, frames);
+        if (!layer.isKnown()) return;
+        const double found = fastest(layer, seconds) * frameCount / frames / layerWidth * 1e9;
+        nanoseconds = nanoseconds > 0 ? std::min(nanoseconds, found) : found;
+    }
+
+    /// What the threads were given of the time in which they computed.
+    [[nodiscard]] double processorShare() const {
+        return std::min(1.0, m_processorSeconds / (m_wallSeconds * m_threads));
+    }
+
+private:
+    /// The shortest of the times of as many runs as there is time for, after one that does not
+    /// count: what else the machine does can only lengthen them.
+    template <typename Job>
+    double fastest(const Job& job, double seconds) {
+        job.run();
+        const double start = now();
+        const std::clock_t used = std::clock();
+        double best = std::numeric_limits<double>::max();
+        double last = 0;
+        do {
+            last = job.run();
+            best = std::min(best, last);
+        } while (now() - start + last < seconds);
+        m_processorSeconds += static_cast<double>(std::clock() - used) / CLOCKS_PER_SEC;
+        m_wallSeconds += now() - start;
+        return best;
+    }
+
+    /// How many frames a job may have so that it is done four times in its time, where all of them
+    /// would take `whole` seconds: a multiple of 64, a processor's tile of attention.
+    [[nodiscard]] int affordable(double whole, double seconds) const {
+        const double frames = frameCount * seconds / (4 * whole);
+        const int least = m_isProcessor ? 64 : 512; // a GPU has much to do at once, or is slow
+        return frames >= frameCount ? frameCount
+                                    : std::max(least, static_cast<int>(frames) / 64 * 64);
+    }
+
+    ggml_backend_t m_backend;
+    bool m_isProcessor;
+    int m_threads;
+    double m_rate = 0; ///< operations in a second, of the first look
+    double m_processorSeconds = 0;
+    double m_wallSeconds = 0;
+};
 
 void setThreads(ggml_backend_t backend, ggml_backend_dev_t device, int threads) {
     const auto set =
@@ -240,32 +305,17 @@ Speed measure(ggml_backend_dev_t device, int threads, double seconds) {
     setThreads(backend.get(), device, threads);
 
     Speed speed;
-    // A first look at the smallest, for how much of the others there is time for.
-    const Product pilot(backend.get(), types[0], widths[0], 64, 1);
-    speed.firstSeconds = pilot.run();
-    const double rate = pilot.operations() / fastest(pilot, seconds / shares);
-    const bool processor = ggml_backend_dev_type(device) == GGML_BACKEND_DEVICE_TYPE_CPU;
+    Bench bench(device, backend.get(), threads);
+    bench.look(seconds / shares, speed);
     const double share = seconds / shares / passes;
-    speed.layerNanoseconds = std::numeric_limits<double>::max();
-    for (int pass = 0; pass < passes; ++pass) {
+    for (int pass = 0; pass < passes && (pass == 0 || now() - start < 2 * seconds); ++pass) {
         for (const ggml_type type : types) {
-            for (const int width : widths) {
-                const double whole = 2.0 * width * width * frameCount / rate;
-                const int times =
-                    processor ? 1 : std::clamp(static_cast<int>(share / whole / 4), 1, 64);
-                const Product product(backend.get(), type, width, affordable(whole, share), times);
-                double& best = speed.gflops[ggml_type_name(type)][width];
-                best = std::max(best, product.operations() / fastest(product, share) / 1e9);
-            }
+            for (const int width : widths)
+                bench.product(type, width, share, speed.gflops[ggml_type_name(type)][width]);
         }
-        // Attention is slower than the products by some two times.
-        const double whole = 4.0 * frameCount * frameCount * layerWidth / (rate / 2);
-        const int frames = affordable(whole, share * layerShare);
-        const Layer layer(backend.get(), layerWidth, frames);
-        speed.layerNanoseconds =
-            std::min(speed.layerNanoseconds,
-                     fastest(layer, share * layerShare) * frameCount / frames / layerWidth * 1e9);
+        bench.layer(share * layerShare, speed.layerNanoseconds);
     }
+    speed.processorShare = bench.processorShare();
     speed.seconds = now() - start;
     return speed;
 }

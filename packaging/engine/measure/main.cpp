@@ -63,8 +63,11 @@ bool report(ggml_backend_dev_t device, int number, const Options& options) {
         }
         JsonObject line;
         line.text("event", "speed").integer("device", number).object("gflops", gflops);
-        line.number("layer_ns", speed.layerNanoseconds);
-        if (isGpu(device)) line.number("first_seconds", speed.firstSeconds);
+        if (speed.layerNanoseconds > 0) line.number("layer_ns", speed.layerNanoseconds);
+        if (isGpu(device))
+            line.number("first_seconds", speed.firstSeconds);
+        else
+            line.number("share", speed.processorShare);
         line.number("seconds", speed.seconds);
         print(line);
         return true;
