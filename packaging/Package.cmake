@@ -4,8 +4,10 @@ include(GNUInstallDirs)
 set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/murlo)
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON) # packaging builds no tests
 install(TARGETS murlo murlo-backend RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(PROGRAMS ${CMAKE_BINARY_DIR}/lib/murlo/bin/whisper-server DESTINATION lib/murlo/bin)
-install(FILES ${CMAKE_BINARY_DIR}/lib/murlo/whisper.cpp-LICENSE docs/backend.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY ${CMAKE_BINARY_DIR}/lib/murlo/bin DESTINATION lib/murlo USE_SOURCE_PERMISSIONS
+        FILES_MATCHING PATTERN whisper-server PATTERN murlo-measure PATTERN "lib*.so*")
+install(FILES ${CMAKE_BINARY_DIR}/lib/murlo/whisper.cpp-LICENSE docs/backend.md docs/engine.md
+        DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES packaging/murlo-backend.socket packaging/murlo-backend.service DESTINATION lib/systemd/user)
 install(FILES packaging/murlo.conf packaging/murlo-backend.conf DESTINATION /etc/murlo)
 
@@ -24,6 +26,9 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "The Murlo developers <murlo@localhost>")
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# The engine's libraries are its own. Vulkan's loader becomes a dependency by itself (Qt has it as
+# well); its drivers are the desktop's.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR}/lib/murlo/bin)
 # What is loaded at run time, which shlibdeps does not see: the database driver (one of five that
 # libqt6sql6 would take), libsecret and the opener of addresses.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "procps, libqt6sql6-sqlite, libsecret-1-0, xdg-utils")
