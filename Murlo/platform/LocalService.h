@@ -43,8 +43,8 @@ public:
     virtual void start(const LoopbackPort& at, std::function<void(Listener)> done) = 0;
 
     /// Ends this user's backend, however it was started, and keeps the service manager from
-    /// starting it again in this session. Reports on a later turn, after at most 10 s, whether none
-    /// of it runs any more.
+    /// starting it again before the next login. Reports on a later turn, after at most 10 s,
+    /// whether none of it runs any more.
     virtual void stop(std::function<void(bool)> done) = 0;
 };
 
