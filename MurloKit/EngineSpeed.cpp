@@ -1,0 +1,115 @@
+#include "MurloKit/EngineSpeed.h"
+
+#include <QJsonDocument>
+
+#include <algorithm>
+
+namespace murlo {
+
+namespace {
+
+constexpr double positions = 1500;   // of the encoder, however short the clip is
+constexpr double pieces = 25;        // of words in five seconds of speech, and what frames them
+constexpr double preferredLimit = 3; // seconds
+constexpr double usualLimit = 2;     // seconds
+/// Weights that a device reads in a second, which is what the decoder waits for: of ordinary
+/// desktop memory, and of a graphics card's.
+constexpr double processorBytes = 8e9;
+constexpr double discreteBytes = 100e9;
+const QString leastAble = QStringLiteral("ggml-base-q5_1.bin");
+
+/// The figure of the nearest width that was measured.
+std::optional<double> at(const QMap<int, double>& byWidth, int width) {
+    std::optional<double> found;
+    int nearest = 0;
+    for (auto figure = byWidth.begin(); figure != byWidth.end(); ++figure) {
+        if (found && std::abs(figure.key() - width) >= std::abs(nearest - width)) continue;
+        nearest = figure.key();
+        found = figure.value();
+    }
+    return found;
+}
+
+QMap<QString, QMap<int, double>> gflopsIn(const QJsonObject& all) {
+    QMap<QString, QMap<int, double>> gflops;
+    for (auto type = all.begin(); type != all.end(); ++type) {
+        const QJsonObject widths = type.value().toObject();
+        for (auto figure = widths.begin(); figure != widths.end(); ++figure) {
+            const double speed = figure.value().toDouble();
+            if (speed > 0) gflops[type.key()][figure.key().toInt()] = speed;
+        }
+    }
+    return gflops;
+}
+
+} // namespace
+
+EngineSpeed EngineSpeed::parse(const QByteArray& output) {
+    EngineSpeed speed;
+    for (const QByteArray& line : output.split('\n')) {
+        const QJsonObject object = QJsonDocument::fromJson(line).object();
+        const QString event = object.value(QLatin1String("event")).toString();
+        const QJsonValue number = object.value(QLatin1String("device"));
+        if (!number.isDouble()) continue;
+        if (event == QLatin1String("device")) {
+            EngineDevice device;
+            device.number = number.toInt();
+            device.description = object.value(QLatin1String("description")).toString();
+            device.kind = object.value(QLatin1String("kind")).toString();
+            device.driver = object.value(QLatin1String("driver")).toString();
+            device.memory = object.value(QLatin1String("memory_total")).toInteger();
+            speed.devices << device;
+        }
+        const auto known = std::ranges::find(speed.devices, number.toInt(), &EngineDevice::number);
+        if (event != QLatin1String("speed") || known == speed.devices.end()) continue;
+        known->gflops = gflopsIn(object.value(QLatin1String("gflops")).toObject());
+        known->layerSeconds = object.value(QLatin1String("layer_ns")).toDouble() * 1e-9;
+    }
+    return speed;
+}
+
+std::optional<double> EngineSpeed::predict(const SpeechModel& model, const EngineDevice& device) {
+    const auto gflops = at(device.gflops.value(model.weights), model.width);
+    const bool isTooSmall = device.memory > 0 && device.memory < model.memory();
+    if (!gflops || isTooSmall) return std::nullopt;
+    const double width = model.width;
+    // Multiplications and additions: of a layer of the encoder twelve squares of weights (four of
+    // attention, eight between), of one of the decoder two, which make its keys and values.
+    const double products =
+        2 * positions * width * width * (12.0 * model.encoderLayers + 2.0 * model.decoderLayers);
+    const double encoder =
+        products / (*gflops * 1e9) + device.layerSeconds * width * model.encoderLayers;
+    // Sixteen squares of a layer, and the table of 51,866 pieces of words.
+    const double bytesPerWeight = model.weights == QLatin1String("q8_0") ? 34.0 / 32 : 23.0 / 32;
+    const double read = bytesPerWeight * width * (16.0 * width * model.decoderLayers + 51'866.0);
+    const double bandwidth =
+        device.kind == QLatin1String("discrete") ? discreteBytes : processorBytes;
+    return encoder + pieces * read / bandwidth;
+}
+
+std::optional<EngineDevice> EngineSpeed::fastest(const SpeechModel& model) const {
+    std::optional<EngineDevice> best;
+    std::optional<double> shortest;
+    for (const EngineDevice& device : devices) {
+        const auto seconds = predict(model, device);
+        if (!seconds || (shortest && *shortest <= *seconds)) continue;
+        shortest = seconds;
+        best = device;
+    }
+    return best;
+}
+
+SpeechModel EngineSpeed::choice() const {
+    const auto answersWithin = [this](const SpeechModel& model, double limit) {
+        const auto device = fastest(model);
+        return device && predict(model, *device).value_or(limit + 1) <= limit;
+    };
+    const SpeechModel& preferred = ModelCatalog::preferred();
+    if (answersWithin(preferred, preferredLimit)) return preferred;
+    const QList<SpeechModel>& models = ModelCatalog::models();
+    for (auto model = models.rbegin(); model != models.rend(); ++model)
+        if (model->file == leastAble || answersWithin(*model, usualLimit)) return *model;
+    return preferred;
+}
+
+} // namespace murlo

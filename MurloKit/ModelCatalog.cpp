@@ -1,0 +1,67 @@
+#include "MurloKit/ModelCatalog.h"
+
+#include <algorithm>
+
+namespace murlo {
+
+namespace {
+
+QString nameOf(const QString& path) {
+    return path.section(QLatin1Char('/'), -1);
+}
+
+/// The first letter of each word in upper case, the others in lower; blanks and dots end words.
+QString capitalised(QString text) {
+    bool begins = true;
+    for (QChar& letter : text) {
+        letter = begins ? letter.toUpper() : letter.toLower();
+        begins = letter == QLatin1Char(' ') || letter == QLatin1Char('.');
+    }
+    return text;
+}
+
+} // namespace
+
+qint64 SpeechModel::memory() const {
+    // Keys and values of the encoder's 1500 and the decoder's 448 positions in 16-bit numbers, and
+    // buffers for one layer of the encoder.
+    const qint64 caches = qint64{2} * 2 * (1500 + 448) * width * decoderLayers;
+    const qint64 buffers = qint64{4} * 1500 * width * 14;
+    return bytes + caches + buffers;
+}
+
+const QList<SpeechModel>& ModelCatalog::models() {
+    static const QList<SpeechModel> all{
+        {QStringLiteral("ggml-tiny-q5_1.bin"), 32'152'673, QStringLiteral("q5_1"), 384, 4, 4},
+        {QStringLiteral("ggml-tiny-q8_0.bin"), 43'537'433, QStringLiteral("q8_0"), 384, 4, 4},
+        {QStringLiteral("ggml-base-q5_1.bin"), 59'707'625, QStringLiteral("q5_1"), 512, 6, 6},
+        {QStringLiteral("ggml-base-q8_0.bin"), 81'768'585, QStringLiteral("q8_0"), 512, 6, 6},
+        {QStringLiteral("ggml-small-q5_1.bin"), 190'085'487, QStringLiteral("q5_1"), 768, 12, 12},
+        {QStringLiteral("ggml-small-q8_0.bin"), 264'464'607, QStringLiteral("q8_0"), 768, 12, 12},
+        {QStringLiteral("ggml-medium-q5_0.bin"), 539'212'467, QStringLiteral("q5_0"), 1024, 24, 24},
+        {QStringLiteral("ggml-medium-q8_0.bin"), 823'369'779, QStringLiteral("q8_0"), 1024, 24, 24},
+        {QStringLiteral("ggml-large-v3-turbo-q5_0.bin"), 574'041'195, QStringLiteral("q5_0"), 1280,
+         32, 4},
+        {QStringLiteral("ggml-large-v3-turbo-q8_0.bin"), 874'188'075, QStringLiteral("q8_0"), 1280,
+         32, 4},
+    };
+    return all;
+}
+
+std::optional<SpeechModel> ModelCatalog::find(const QString& path) {
+    const auto found = std::ranges::find(models(), nameOf(path), &SpeechModel::file);
+    return found == models().end() ? std::nullopt : std::optional(*found);
+}
+
+const SpeechModel& ModelCatalog::preferred() {
+    return models()[models().size() - 2];
+}
+
+QString ModelCatalog::displayName(const QString& path) {
+    QString name = nameOf(path);
+    if (name == preferred().file) return QStringLiteral("Murlo Fast");
+    name.remove(QStringLiteral("ggml-")).remove(QStringLiteral(".bin"));
+    return capitalised(name.replace(QLatin1Char('-'), QLatin1Char(' ')));
+}
+
+} // namespace murlo
