@@ -44,6 +44,7 @@ void AppDelegate::didFinishLaunching() {
     wireAccount();
     wireController();
     m_root.server.start();
+    m_root.engineTuner.begin();
     startHotkeys();
     listenForProbeRequests();
     m_warmUp = m_root.platform.scheduler->after(warmUpDelay, [this] { m_root.overlay.warmUp(); });

@@ -54,10 +54,13 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, SerialQueue& dis
     , sounds(*on.sounds)
     , recorder(*on.scheduler, *on.audioInput, *on.microphoneAuthorization,
                [this](const QString& kind, const QString& detail) { errors.report(kind, detail); })
-    , server(
-          enginePort, *on.scheduler, *on.processes, on.makeHttpClient,
-          [this] { return settings.modelPath(); },
-          [this] { return settings.text(SettingKey::language).value_or(QString()); })
+    , engineDevices(settings, paths, disk)
+    , server(enginePort, *on.scheduler, *on.processes, on.makeHttpClient,
+             {[this] { return settings.modelPath(); },
+              [this] { return settings.text(SettingKey::language).value_or(QString()); },
+              [this](const QString& model) { return engineDevices.deviceFor(model); },
+              [this](const EngineDevice& device) { engineDevices.setAside(device); }})
+    , pace(engineDevices, *on.scheduler)
     , http(on.makeHttpClient([&on](double seconds, Work work) {
         return on.scheduler->after(seconds, std::move(work));
     }))
@@ -67,9 +70,10 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, SerialQueue& dis
     , delivery(*on.scheduler, settings, targets, inserter, history, usage, *on.applications)
     , keptRecording(paths, disk)
     , enhancer({settings, account, client, refusedKeys, *on.applications, *on.scheduler})
-    , controller({*on.scheduler, settings, recorder, overlay, server, *http, targets, delivery,
-                  keptRecording, enhancer, errors, *on.microphoneAuthorization, *on.systemEvents,
-                  sounds})
+    , controller({*on.scheduler, settings, recorder, overlay, server, pace, *http, targets,
+                  delivery, keptRecording, enhancer, errors, *on.microphoneAuthorization,
+                  *on.systemEvents, sounds})
+    , engineTuner({*on.scheduler, *on.processes, server, engineDevices, controller})
     , callout(*on.scheduler, settings, *on.surfaces)
     , scanner(*on.accessibilityTree, *on.applications, *on.scheduler, screensOf(on),
               QCoreApplication::applicationPid())

@@ -6,10 +6,13 @@
 #include "backend/LoopbackGuard.h"
 #include "backend/RefusedKeys.h"
 #include "dictation/DictationController.h"
+#include "dictation/EngineTuner.h"
 #include "dictation/Sounds.h"
 #include "dictation/delivery/Delivery.h"
 #include "dictation/delivery/HistoryStore.h"
 #include "dictation/delivery/TextInserter.h"
+#include "dictation/engine/EngineDevices.h"
+#include "dictation/engine/EnginePace.h"
 #include "dictation/engine/WhisperServer.h"
 #include "dictation/recording/AudioRecorder.h"
 #include "dictation/recording/KeptRecording.h"
@@ -61,7 +64,9 @@ struct CompositionRoot {
     OverlayController overlay;
     Sounds sounds;
     AudioRecorder recorder;
+    EngineDevices engineDevices;
     WhisperServer server;
+    EnginePace pace;
     std::unique_ptr<HttpClient> http;
     InputTargets targets;
     TextInserter inserter;
@@ -69,6 +74,7 @@ struct CompositionRoot {
     KeptRecording keptRecording;
     PromptEnhancer enhancer;
     DictationController controller;
+    EngineTuner engineTuner;
     MenuBarCallout callout;
     InputScanner scanner;
     HintOverlay hintOverlay;

@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QJsonObject>
 #include <QMap>
+#include <QStringList>
 
 namespace murlo {
 
@@ -13,7 +14,7 @@ struct EngineDevice {
     static constexpr int processor = -1; ///< `number` of the processor
 
     int number = processor; ///< of a GPU: for the engine's option --device
-    QString description;    ///< the maker's name
+    QString name;           ///< the maker's, and a number for the second of the same name
     QString kind;           ///< "cpu", "discrete", "integrated", "software", "other"
     QString driver;
     qint64 memory = 0; ///< bytes in all; 0 when unknown
@@ -24,12 +25,15 @@ struct EngineDevice {
         0; ///< what a layer of the encoder takes for each unit of its width beside
 
     [[nodiscard]] bool isProcessor() const { return number == processor; }
+    /// What it is called where it must be found again, also when the order of devices is another.
+    [[nodiscard]] QString key() const { return isProcessor() ? QStringLiteral("cpu") : name; }
     [[nodiscard]] bool wasMeasured() const { return !gflops.isEmpty(); }
 };
 
 /// How fast this machine runs the speech engine, as its measuring program (`murlo-measure`) tells.
 struct EngineSpeed {
     QList<EngineDevice> devices; ///< the processor first, if it is known
+    double share = 1; ///< of the processor's time that the measurement got; below 0.9 it is too low
 
     /// Reads the program's output, one JSON object a line. Whatever is no such line is passed over:
     /// the program may have been killed in the middle.
@@ -41,6 +45,8 @@ struct EngineSpeed {
                                                        const EngineDevice& device);
     /// The device that runs a model fastest; nothing when none was measured.
     [[nodiscard]] std::optional<EngineDevice> fastest(const SpeechModel& model) const;
+    /// The same without devices of these keys.
+    [[nodiscard]] EngineSpeed without(const QStringList& keys) const;
     /// The model to take: the preferred one where it answers within 3 s, else the most able that
     /// does within 2 s, but none below "base".
     [[nodiscard]] SpeechModel choice() const;

@@ -22,7 +22,8 @@ enum class Word {
     engineAnsweredNothing,
     engineError,       ///< the HTTP status
     engineErrorSaying, ///< the HTTP status, what the engine wrote
-    asReported,        ///< the system's own sentence, as it is
+    answersTakeLong,
+    asReported, ///< the system's own sentence, as it is
     // Where a text is that did not go into a box
     copied,
     nothingTranscribed,
@@ -46,7 +47,18 @@ enum class Word {
     engineStopped,
     engineLoading,
     engineReady,
-    engineFailed, ///< why
+    engineFailed,    ///< why
+    takeFasterModel, ///< the model's name
+    speechModel,
+    runsOn,
+    fastestDevice,
+    fastestDeviceIs, ///< its name
+    processor,
+    deviceSetAside, ///< its name
+    tryAgain,
+    modelWithTime, ///< its name, seconds
+    downloadModel, ///< its name
+    deleteModel,   ///< its name
     recent,
     finishSetup,
     openMurlo,

@@ -1,6 +1,9 @@
 #include "MurloKit/ModelCatalog.h"
 
+#include <QtEndian>
+
 #include <algorithm>
+#include <array>
 
 namespace murlo {
 
@@ -20,7 +23,37 @@ QString capitalised(QString text) {
     return text;
 }
 
+/// The name of the type that most weights have, from the header's number.
+QString weightsNamed(qint32 type) {
+    switch (type % 1000) { // thousands are the version of the format
+    case 1:
+        return QStringLiteral("f16");
+    case 7:
+        return QStringLiteral("q8_0");
+    case 9:
+        return QStringLiteral("q5_1");
+    default:
+        return QStringLiteral("q5_0");
+    }
+}
+
 } // namespace
+
+std::optional<SpeechModel> SpeechModel::fromHeader(const QByteArray& header, const QString& file,
+                                                   qint64 bytes) {
+    constexpr qint32 magic = 0x67676d6c; // "ggml"
+    constexpr qint32 limit = 100'000;    // no dimension of a model comes near it
+    if (header.size() < headerSize) return std::nullopt;
+    std::array<qint32, headerSize / sizeof(qint32)> numbers{};
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+        numbers.at(i) = qFromLittleEndian<qint32>(header.constData() + i * sizeof(qint32));
+    const auto [word, vocabulary, audioContext, audioState, audioHeads, audioLayers, textContext,
+                textState, textHeads, textLayers, mels, type] = numbers;
+    for (const qint32 size : {vocabulary, audioState, audioLayers, textLayers, mels})
+        if (size <= 0 || size >= limit) return std::nullopt;
+    if (word != magic) return std::nullopt;
+    return SpeechModel{file, bytes, weightsNamed(type), audioState, audioLayers, textLayers, mels};
+}
 
 qint64 SpeechModel::memory() const {
     // Keys and values of the encoder's 1500 and the decoder's 448 positions in 16-bit numbers, and
@@ -41,11 +74,17 @@ const QList<SpeechModel>& ModelCatalog::models() {
         {QStringLiteral("ggml-medium-q5_0.bin"), 539'212'467, QStringLiteral("q5_0"), 1024, 24, 24},
         {QStringLiteral("ggml-medium-q8_0.bin"), 823'369'779, QStringLiteral("q8_0"), 1024, 24, 24},
         {QStringLiteral("ggml-large-v3-turbo-q5_0.bin"), 574'041'195, QStringLiteral("q5_0"), 1280,
-         32, 4},
+         32, 4, 128},
         {QStringLiteral("ggml-large-v3-turbo-q8_0.bin"), 874'188'075, QStringLiteral("q8_0"), 1280,
-         32, 4},
+         32, 4, 128},
     };
     return all;
+}
+
+QList<SpeechModel> ModelCatalog::offered() {
+    const QString leastAble = QStringLiteral("ggml-base-q5_1.bin");
+    const auto first = std::ranges::find(models(), leastAble, &SpeechModel::file);
+    return models().mid(first - models().begin());
 }
 
 std::optional<SpeechModel> ModelCatalog::find(const QString& path) {

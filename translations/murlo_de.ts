@@ -56,6 +56,10 @@
         <translation>Fehler %1 der Spracherkennung: %2</translation>
     </message>
     <message>
+        <source>Answers take long with this speech model. Settings has a faster one.</source>
+        <translation>Mit diesem Sprachmodell dauern Antworten lange. In den Einstellungen gibt es ein schnelleres.</translation>
+    </message>
+    <message>
         <source>%1</source>
         <translation>%1</translation>
     </message>
@@ -138,6 +142,50 @@
     <message>
         <source>Engine: %1</source>
         <translation>Spracherkennung: %1</translation>
+    </message>
+    <message>
+        <source>Use a Faster Speech Model  (%1)</source>
+        <translation>Schnelleres Sprachmodell verwenden  (%1)</translation>
+    </message>
+    <message>
+        <source>Speech model</source>
+        <translation>Sprachmodell</translation>
+    </message>
+    <message>
+        <source>Runs on</source>
+        <translation>Läuft auf</translation>
+    </message>
+    <message>
+        <source>Fastest device</source>
+        <translation>Schnellstes Gerät</translation>
+    </message>
+    <message>
+        <source>Fastest device (%1)</source>
+        <translation>Schnellstes Gerät (%1)</translation>
+    </message>
+    <message>
+        <source>Processor</source>
+        <translation>Prozessor</translation>
+    </message>
+    <message>
+        <source>%1 failed and is set aside.</source>
+        <translation>%1 ist ausgefallen und wird nicht verwendet.</translation>
+    </message>
+    <message>
+        <source>Try Again</source>
+        <translation>Erneut versuchen</translation>
+    </message>
+    <message>
+        <source>%1, about %2 s for a sentence</source>
+        <translation>%1, etwa %2 s für einen Satz</translation>
+    </message>
+    <message>
+        <source>Download %1</source>
+        <translation>%1 laden</translation>
+    </message>
+    <message>
+        <source>Delete %1</source>
+        <translation>%1 löschen</translation>
     </message>
     <message>
         <source>Recent</source>

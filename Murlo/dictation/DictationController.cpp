@@ -3,6 +3,7 @@
 #include "dictation/DictationSession.h"
 #include "dictation/DictationTiming.h"
 #include "dictation/delivery/Delivery.h"
+#include "dictation/engine/EnginePace.h"
 #include "dictation/engine/WhisperServer.h"
 #include "dictation/recording/AudioRecorder.h"
 #include "dictation/recording/KeptRecording.h"
@@ -165,11 +166,14 @@ void DictationController::tick() {
 }
 
 void DictationController::requestPreview() {
-    if (!isRecording() || m_preview || m_with.server.state().state != EngineState::ready) return;
+    if (!isRecording() || m_preview || !m_with.pace.allowsPreview() ||
+        m_with.server.state().state != EngineState::ready)
+        return;
     const auto clip = m_with.recorder.snapshot(previewWindow);
     if (!clip) return;
-    const auto answered = [this](const TranscribeResult& result) {
+    const auto answered = [this, sent = m_with.scheduler.uptime()](const TranscribeResult& result) {
         m_preview.reset();
+        m_with.pace.previewTook(m_with.scheduler.uptime() - sent);
         if (!isRecording() || !result || result->isEmpty()) return;
         m_liveTranscript.ingest(*result);
         m_with.overlay.model().setWords(m_liveTranscript.words());

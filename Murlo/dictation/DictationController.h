@@ -21,6 +21,7 @@ namespace murlo {
 
 class AudioRecorder;
 class Delivery;
+class EnginePace;
 class ErrorReporter;
 class KeptRecording;
 class MicrophoneAuthorization;
@@ -37,6 +38,7 @@ struct DictationPartners {
     AudioRecorder& recorder;
     OverlayController& overlay;
     WhisperServer& server;
+    EnginePace& pace;
     HttpClient& http;
     InputTargets& targets;
     Delivery& delivery;
@@ -111,6 +113,8 @@ private:
     void waitForEngine(const SessionRef& session);
     void transcribe(const SessionRef& session);
     void transcribed(const SessionRef& session, const TranscribeResult& result);
+    /// Keeps how long the answer took; what there is to say of it follows the text's delivery.
+    void timed(const SessionRef& session);
     void brokenOff(const SessionRef& session, const TranscribeError& error);
     /// Calls back after a moment in which the session counts as waiting.
     void pollLater(const SessionRef& session, std::function<void(const SessionRef&)> next);

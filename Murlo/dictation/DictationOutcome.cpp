@@ -5,6 +5,7 @@
 #include "dictation/DictationSession.h"
 #include "dictation/DictationTiming.h"
 #include "dictation/delivery/Delivery.h"
+#include "dictation/engine/EnginePace.h"
 #include "dictation/engine/WhisperServer.h"
 #include "dictation/recording/KeptRecording.h"
 #include "look/Words.h"
@@ -57,6 +58,7 @@ void DictationController::waitForEngine(const SessionRef& session) {
         failSession(session, engineUnavailable(Word::engineTooSlow));
         return;
     }
+    m_with.server.hurry();
     pollLater(session, [this](const SessionRef& waiting) { waitForEngine(waiting); });
 }
 
@@ -75,11 +77,19 @@ void DictationController::pollLater(const SessionRef& session,
 void DictationController::transcribe(const SessionRef& session) {
     m_waiting.insert(session);
     session->engineRun = m_with.server.run();
+    session->sentAt = m_with.scheduler.uptime();
+    if (!session->engineRun.device.isProcessor()) {
+        session->patience = m_with.scheduler.after(
+            gpuPatience + session->clipDuration, [this, run = session->engineRun.number] {
+                m_with.server.giveUp(run); // its clip goes to the engine's successor
+            });
+    }
     session->transcription =
         send(session->clip, [this, weak = std::weak_ptr(session)](const auto& result) {
             const auto answered = weak.lock();
             if (!answered) return;
             m_waiting.erase(answered);
+            answered->patience.cancel();
             transcribed(answered, result);
         });
 }
@@ -97,6 +107,7 @@ void DictationController::transcribed(const SessionRef& session, const Transcrib
         return;
     }
     session->clip.clear();
+    timed(session);
     if (result->isEmpty()) {
         Log::write(QStringLiteral("dictation: empty transcript"));
         if (isCurrent(session)) becomeIdle();
@@ -115,10 +126,16 @@ void DictationController::transcribed(const SessionRef& session, const Transcrib
     }
 }
 
+void DictationController::timed(const SessionRef& session) {
+    const double seconds = m_with.scheduler.uptime() - session->sentAt;
+    const auto remark = m_with.pace.answered(session->engineRun, session->clipDuration, seconds);
+    if (remark && m_untold.isEmpty()) m_untold = *remark;
+}
+
 /// No answer came. If that is because the engine has ended, its successor gets the clip.
 void DictationController::brokenOff(const SessionRef& session, const TranscribeError& error) {
     if (dropIfDiscarded(session)) return;
-    const bool hasEnded = m_with.server.run() != session->engineRun ||
+    const bool hasEnded = m_with.server.run().number != session->engineRun.number ||
                           m_with.server.state().state != EngineState::ready;
     if (hasEnded) {
         Log::write(QStringLiteral("dictation: the engine ended with a clip, which is sent again"));

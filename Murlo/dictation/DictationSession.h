@@ -1,6 +1,7 @@
 #pragma once
 
 #include "dictation/DictationController.h"
+#include "dictation/engine/WhisperServer.h"
 
 namespace murlo {
 
@@ -18,10 +19,12 @@ struct DictationController::Session {
     double clipDuration = 0;           ///< seconds
     double finishedAt = 0;             ///< uptime at which the recording ended
     double waitsSince = 0;             ///< uptime from which it waits for the engine
-    qint64 engineRun = 0;              ///< of the process that has the clip
+    double sentAt = 0;                 ///< uptime at which the engine got the clip
+    EngineRun engineRun;               ///< the process that has the clip
     bool resent = false;               ///< the process before that one ended with it
     double latency = 0;                ///< seconds from there to the transcript
     ScheduledWork enginePoll;
+    ScheduledWork patience; ///< with an engine that has the clip on a GPU
     std::unique_ptr<HttpTask> transcription;
 };
 

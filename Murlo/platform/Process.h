@@ -59,7 +59,12 @@ public:
     /// programs can listen on one port and share its connections.
     [[nodiscard]] virtual bool ownsListeningPort(qint64 pid, quint16 port) const = 0;
 
-    [[nodiscard]] virtual int activeProcessorCount() const = 0;
+    /// The TCP port itself if nobody listens on it at 127.0.0.1, else another that is free at the
+    /// moment; nothing when none can be had.
+    [[nodiscard]] virtual std::optional<quint16> freePort(quint16 wanted) const = 0;
+
+    /// Physical cores that this application may use; at least 1.
+    [[nodiscard]] virtual int computingCores() const = 0;
     /// The folder of this application's own copies of programs and data; no trailing slash.
     [[nodiscard]] virtual QString resourceFolder() const = 0;
 };

@@ -23,6 +23,7 @@ const std::vector<SettingRow>& settingsTable() {
         {initialPrompt,            text,   QString(QLatin1String("")),     true,        true},
         {enhancePrompt,            truth,  false,                          true,        false},
         {modelPath,                text,   nothing,                        false,       false, engine},
+        {engineDevice,             text,   nothing,                        false,       false, engine},
         {loginItemDecided,         truth,  nothing,                        false,       false},
         {accountEmail,             text,   nothing,                        false,       true},
         {accountServer,            text,   nothing,                        false,       false},

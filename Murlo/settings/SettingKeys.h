@@ -20,6 +20,7 @@ inline constexpr const char* initialPrompt = "initialPrompt";
 inline constexpr const char* enhancePrompt = "enhancePrompt";
 
 inline constexpr const char* modelPath = "modelPath";
+inline constexpr const char* engineDevice = "engineDevice"; ///< `EngineDevice::key`
 inline constexpr const char* loginItemDecided = "loginItemDecided";
 inline constexpr const char* accountEmail = "accountEmail";
 inline constexpr const char* accountServer = "accountServer"; ///< the backend that it belongs to

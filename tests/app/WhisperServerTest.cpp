@@ -58,12 +58,18 @@ struct Rig {
     FakeProcessLauncher processes;
     FakeHttpClient http;
     QStringList states;
+    QList<int> gpus; ///< that did not fail, the fastest first
     WhisperServer server{port,
                          scheduler,
                          processes,
                          http.maker(),
-                         [this] { return model; },
-                         [this] { return language; }};
+                         {[this] { return model; }, [this] { return language; },
+                          [this](const QString&) {
+                              EngineDevice device;
+                              if (!gpus.isEmpty()) device.number = gpus.first();
+                              return device;
+                          },
+                          [this](const EngineDevice& failed) { gpus.removeAll(failed.number); }}};
 };
 
 } // namespace
@@ -73,20 +79,82 @@ class WhisperServerTest : public QObject {
 
 private Q_SLOTS:
     void startsTheEngineWithItsExactCommandLine() {
-        const auto commandLine = [](int processors, const QString& language) {
+        const auto commandLine = [](int cores, const QString& language, bool others, int gpu) {
             Rig rig;
-            rig.processes.processors = processors;
+            rig.processes.cores = cores;
             rig.language = language;
+            if (others) rig.processes.takenPorts << port;
+            if (gpu >= 0) rig.gpus << gpu;
             rig.start();
             QStringList line = rig.processes.last().arguments;
             line.replaceInStrings(*rig.model, "MODEL");
             return line.join(' ');
         };
-        const QString line =
-            "--model MODEL --host 127.0.0.1 --port 8756 --threads %1 --language %2 "
-            "--no-timestamps --suppress-nst";
-        QCOMPARE(commandLine(16, "auto"), line.arg("14", "auto"));
-        QCOMPARE(commandLine(2, ""), line.arg("4", "en"));
+        const QString line = "--model MODEL --host 127.0.0.1 --port %1 --threads %2 --language %3 "
+                             "--no-timestamps --suppress-nst %4";
+        QCOMPARE(commandLine(16, "auto", false, 1), line.arg("8756", "16", "auto", "--device 1"));
+        QCOMPARE(commandLine(1, "", true, -1), line.arg("8757", "1", "en", "--no-gpu"));
+    }
+
+    void aGpuIsReadyOnceItHasTranscribed() {
+        Rig rig;
+        rig.gpus << 0;
+        rig.start();
+        rig.answerProbe();
+        QCOMPARE(rig.state(), "loading");
+        QVERIFY(rig.http.waiting().value(0).body.contains("RIFF"));
+        rig.scheduler.advance(100); // compiling takes its time
+        rig.http.answer(200, "{\"text\":\"\"}", "/inference");
+        QCOMPARE(rig.state(), "ready");
+        rig.server.hurry(); // nothing to hurry
+        rig.server.giveUp(rig.server.run().number - 1);
+        rig.scheduler.advance(1000);
+        QCOMPARE(rig.launches(), 1);
+    }
+
+    void aGpuThatFailsHandsOverAtOnce_data() {
+        const Rows<std::function<void(Rig&)>, bool> row; // how; whether it is set aside
+        const auto compute = [](Rig& rig) { rig.answerProbe(); };
+        const auto getReady = [](Rig& rig) {
+            rig.answerProbe();
+            rig.http.answer(200, "{\"text\":\"\"}", "/inference");
+        };
+        row(
+            "ends at its start", [](Rig& rig) { rig.crash(11); }, true);
+        row(
+            "ends in its first run", [=](Rig& rig) { compute(rig), rig.crash(9); }, true);
+        row(
+            "refuses its first run",
+            [=](Rig& rig) { compute(rig), rig.http.answer(500, "", "/inference"); }, true);
+        row(
+            "ends later", [=](Rig& rig) { getReady(rig), rig.crash(6); }, true);
+        row(
+            "never starts", [](Rig& rig) { rig.scheduler.advance(60); }, true);
+        row(
+            "never transcribes", [=](Rig& rig) { compute(rig), rig.scheduler.advance(121); }, true);
+        row(
+            "leaves a sentence unanswered",
+            [=](Rig& rig) { getReady(rig), rig.server.giveUp(rig.server.run().number); }, true);
+        row(
+            "keeps a sentence waiting",
+            [=](Rig& rig) { compute(rig), rig.server.hurry(), rig.scheduler.advance(5); }, false);
+    }
+    void aGpuThatFailsHandsOverAtOnce() {
+        const auto [fail, isSetAside] = fetch<std::function<void(Rig&)>, bool>();
+        Rig rig;
+        rig.gpus << 0;
+        rig.start();
+        fail(rig);
+        rig.scheduler.runPending();
+        QCOMPARE(rig.gpus.isEmpty(), isSetAside);
+        QCOMPARE(rig.launches(), 2);
+        QVERIFY(rig.processes.last().arguments.contains("--no-gpu"));
+        QCOMPARE(rig.state(), "loading");
+        rig.answerProbe();
+        QCOMPARE(rig.state(), "ready");
+        rig.server.restart();
+        rig.scheduler.runPending();
+        QCOMPARE(rig.processes.last().arguments.contains("--no-gpu"), isSetAside);
     }
 
     void becomesReadyWithTheFirstAnswer() {

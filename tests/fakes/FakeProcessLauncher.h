@@ -45,7 +45,10 @@ public:
             return child->pid == pid && child->running && child->ownsPort;
         });
     }
-    [[nodiscard]] int activeProcessorCount() const override { return processors; }
+    [[nodiscard]] std::optional<quint16> freePort(quint16 wanted) const override {
+        return takenPorts.contains(wanted) ? quint16(wanted + 1) : wanted;
+    }
+    [[nodiscard]] int computingCores() const override { return cores; }
     [[nodiscard]] QString resourceFolder() const override { return m_folder.path(); }
     [[nodiscard]] QString engineProgram() const {
         return resourceFolder() + QStringLiteral("/bin/whisper-server");
@@ -67,7 +70,8 @@ public:
     QList<QStringList> runs;                      ///< programs run to their end, with arguments
     std::optional<int> runStatus = 1;             ///< of the next such run; 1 again after it
     QString launchError;                          ///< why nothing can be started, if so
-    int processors = 8;
+    int cores = 8;
+    QSet<quint16> takenPorts; ///< on which somebody else listens
 
 private:
     class Handle : public ChildProcess {

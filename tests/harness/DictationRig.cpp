@@ -25,16 +25,20 @@ DictationRig::DictationRig()
     , sounds(soundPlayer)
     , recorder(scheduler, audio, microphone,
                [this](const QString& kind, const QString& detail) { errors.report(kind, detail); })
-    , server(
-          WhisperServer::usualPort, scheduler, processes, http.maker(),
-          [this] { return modelPath.isEmpty() ? std::nullopt : std::optional(modelPath); },
-          [] { return QStringLiteral("en"); })
+    , devices(settings, paths, *disk)
+    , server(WhisperServer::usualPort, scheduler, processes, http.maker(),
+             {[this] { return modelPath.isEmpty() ? std::nullopt : std::optional(modelPath); },
+              [] { return QStringLiteral("en"); },
+              [this](const QString& model) { return devices.deviceFor(model); },
+              [this](const EngineDevice& device) { devices.setAside(device); }})
+    , pace(devices, scheduler)
     , targets(accessibility)
     , inserter({scheduler, accessibility, applications, pasteboard, keys, settings})
     , delivery(scheduler, settings, targets, inserter, history, usage, applications)
     , keptRecording(paths, *disk)
-    , controller({scheduler, settings, recorder, overlay, server, http, targets, delivery,
-                  keptRecording, enhancer, errors, microphone, systemEvents, sounds}) {
+    , controller({scheduler, settings, recorder, overlay, server, pace, http, targets, delivery,
+                  keptRecording, enhancer, errors, microphone, systemEvents, sounds})
+    , tuner({scheduler, processes, server, devices, controller}) {
     systemEvents.start();
     modelPath = folder.filePath(QStringLiteral("model.bin"));
     putFile(modelPath, {});

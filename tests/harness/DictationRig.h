@@ -1,9 +1,12 @@
 #pragma once
 
 #include "dictation/DictationController.h"
+#include "dictation/EngineTuner.h"
 #include "dictation/delivery/Delivery.h"
 #include "dictation/delivery/HistoryStore.h"
 #include "dictation/delivery/TextInserter.h"
+#include "dictation/engine/EngineDevices.h"
+#include "dictation/engine/EnginePace.h"
 #include "dictation/engine/WhisperServer.h"
 #include "dictation/recording/AudioRecorder.h"
 #include "dictation/recording/KeptRecording.h"
@@ -65,12 +68,15 @@ public:
     OverlayController overlay;
     Sounds sounds;
     AudioRecorder recorder;
+    EngineDevices devices;
     WhisperServer server;
+    EnginePace pace;
     InputTargets targets;
     TextInserter inserter;
     Delivery delivery;
     KeptRecording keptRecording;
     DictationController controller;
+    EngineTuner tuner;
 
 private:
     QStringList m_states;

@@ -27,7 +27,7 @@ struct TranscribeError {
 /// The cleaned transcript, which may be empty.
 using TranscribeResult = tl::expected<QString, TranscribeError>;
 
-/// Sends WAV clips to the speech engine. Light; make one per request. Main thread.
+/// Sends WAV clips to the speech engine. Light; make one per request. The HTTP client's thread.
 class Transcriber {
 public:
     /// `endpoint` is the engine's transcription URL, `credentials` what it demands with a request;

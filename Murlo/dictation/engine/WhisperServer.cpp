@@ -1,5 +1,7 @@
 #include "dictation/engine/WhisperServer.h"
 
+#include "MurloKit/WavWriter.h"
+#include "dictation/recording/AudioConverter.h"
 #include "support/Log.h"
 
 #include <QFileInfo>
@@ -14,6 +16,8 @@ namespace {
 
 constexpr std::array respawnDelays{2.0, 5.0, 15.0}; ///< seconds before each restart
 constexpr double startLimit = 180;                  ///< seconds for the model to load
+constexpr double gpuStartLimit = 60;                ///< the same on a GPU, which has an alternative
+constexpr double gpuPatience = 5;  ///< seconds from a GPU's start during which clips wait for it
 constexpr double probePause = 0.5; ///< seconds between an answer and the next probe
 constexpr double probeLimit = 2;   ///< seconds for one answer
 constexpr double portPause = 0.4;  ///< seconds for a killed orphan to release the port
@@ -37,15 +41,13 @@ QByteArray newSecret() {
 } // namespace
 
 WhisperServer::WhisperServer(quint16 port, Scheduler& scheduler, ProcessLauncher& processes,
-                             MakeHttpClient makeHttpClient,
-                             std::function<std::optional<QString>()> modelPath,
-                             std::function<QString()> language)
-    : m_port(port)
+                             MakeHttpClient makeHttpClient, EngineChoices choices)
+    : m_usualPort(port)
     , m_scheduler(scheduler)
     , m_processes(processes)
     , m_makeHttpClient(std::move(makeHttpClient))
-    , m_modelPath(std::move(modelPath))
-    , m_language(std::move(language))
+    , m_choices(std::move(choices))
+    , m_port(port)
     , m_queue(scheduler.makeSerialQueue(QStringLiteral("brisvane.whisper-server"))) {}
 
 WhisperServer::~WhisperServer() {
@@ -68,6 +70,29 @@ void WhisperServer::restart() {
     });
 }
 
+void WhisperServer::hurry() {
+    m_queue->async([this] {
+        if (!m_child || m_hurry.isPending() || run().device.isProcessor() ||
+            state().state != State::loading)
+            return;
+        const double left = m_spawnedAt + gpuPatience - m_scheduler.uptime();
+        m_hurry = m_queue->after(std::max(0.0, left), [this] {
+            log(QStringLiteral("a clip waits, so the processor takes the place of %1 for now")
+                    .arg(run().device.name));
+            m_processorNext = true;
+            replace();
+        });
+    });
+}
+
+void WhisperServer::giveUp(qint64 number) {
+    m_queue->async([this, number] {
+        const EngineRun current = run();
+        if (m_child && current.number == number && !current.device.isProcessor())
+            deviceFailed(QStringLiteral("did not answer"));
+    });
+}
+
 void WhisperServer::shutdown() {
     m_queue->sync([this] { terminate(); });
 }
@@ -77,7 +102,7 @@ WhisperServer::State WhisperServer::state() const {
     return m_state;
 }
 
-qint64 WhisperServer::run() const {
+EngineRun WhisperServer::run() const {
     const std::lock_guard guard(m_stateLock);
     return m_run;
 }
@@ -91,7 +116,10 @@ QUrl WhisperServer::url(const QString& path) const {
     QUrl result;
     result.setScheme(QStringLiteral("http"));
     result.setHost(QStringLiteral("127.0.0.1"));
-    result.setPort(m_port);
+    {
+        const std::lock_guard guard(m_stateLock);
+        result.setPort(m_port);
+    }
     result.setPath(path);
     return result;
 }
@@ -114,7 +142,7 @@ void WhisperServer::launch() {
         fail(Word::engineMissing);
         return;
     }
-    const QString model = m_modelPath().value_or(QString());
+    const QString model = m_choices.modelPath().value_or(QString());
     if (model.isEmpty() || !QFileInfo(model).isFile()) {
         fail(Word::noModel);
         return;
@@ -126,46 +154,67 @@ void WhisperServer::launch() {
 
 /// Whether an engine of an earlier run was found and told to end.
 bool WhisperServer::reapOrphan() {
-    const QString commandLine = QStringLiteral("whisper-server .*--port %1").arg(m_port);
+    const QString commandLine = QStringLiteral("whisper-server .*--port %1").arg(m_usualPort);
     const auto status = m_processes.run(QStringLiteral("/usr/bin/pkill"),
                                         {QStringLiteral("-f"), commandLine}, reapLimit);
     if (status != 0) return false;
-    log(QStringLiteral("cleared an orphaned instance on :%1").arg(m_port));
+    log(QStringLiteral("cleared an orphaned instance on :%1").arg(m_usualPort));
     return true;
 }
 
-void WhisperServer::spawn(const QString& program, const QString& model) {
-    const QString language = m_language();
-    const int threads = std::max(4, m_processes.activeProcessorCount() - 2);
-    const QStringList arguments = {
-        QStringLiteral("--model"),         model,
+QStringList WhisperServer::arguments(const EngineRun& run, quint16 port) const {
+    const QString language = m_choices.language();
+    QStringList all = {
+        QStringLiteral("--model"),         run.modelPath,
         QStringLiteral("--host"),          QStringLiteral("127.0.0.1"),
-        QStringLiteral("--port"),          QString::number(m_port),
-        QStringLiteral("--threads"),       QString::number(threads),
+        QStringLiteral("--port"),          QString::number(port),
+        QStringLiteral("--threads"),       QString::number(m_processes.computingCores()),
         QStringLiteral("--language"),      language.isEmpty() ? QStringLiteral("en") : language,
         QStringLiteral("--no-timestamps"), QStringLiteral("--suppress-nst")};
+    if (run.device.isProcessor())
+        all << QStringLiteral("--no-gpu");
+    else
+        all << QStringLiteral("--device") << QString::number(run.device.number);
+    return all;
+}
+
+void WhisperServer::spawn(const QString& program, const QString& model) {
+    const bool takesProcessor = std::exchange(m_processorNext, false);
+    const EngineDevice device = takesProcessor ? EngineDevice() : m_choices.device(model);
+    const quint16 port = m_processes.freePort(m_usualPort).value_or(m_usualPort);
     const QByteArray secret = newSecret();
+    const EngineRun started{run().number + 1, device, model};
     {
         const std::lock_guard guard(m_stateLock);
         m_secret = secret;
-        ++m_run;
+        m_port = port;
+        m_run = started;
     }
     m_output = std::make_unique<EngineOutput>(log);
-    auto child =
-        m_processes.launch(program, arguments, {{secretVariable, QString::fromLatin1(secret)}},
-                           {.output = [this](const QByteArray& piece) { m_output->add(piece); },
-                            .exited = [this](int status) { exited(status); }});
+    auto child = m_processes.launch(
+        program, arguments(started, port), {{secretVariable, QString::fromLatin1(secret)}},
+        {.output = [this](const QByteArray& piece) { m_output->add(piece); },
+         .exited = [this](int status) { exited(status); }});
     if (!child) {
         fail(Word::engineNotStarted + Message(Word::asReported, {child.error()}));
         return;
     }
     m_child = std::move(*child);
-    log(QStringLiteral("launched on :%1 with %2").arg(m_port).arg(QFileInfo(model).fileName()));
-    m_deadline = m_queue->after(startLimit, [this] {
-        stopProbing();
-        fail(Word::engineNotInTime);
-    });
+    m_spawnedAt = m_scheduler.uptime();
+    log(QStringLiteral("launched on :%1 with %2").arg(port).arg(QFileInfo(model).fileName()));
+    if (!device.isProcessor()) log(QStringLiteral("runs on ") + device.name);
+    m_deadline = m_queue->after(device.isProcessor() ? startLimit : gpuStartLimit,
+                                [this] { startTookTooLong(); });
     probe();
+}
+
+void WhisperServer::startTookTooLong() {
+    if (!run().device.isProcessor()) {
+        deviceFailed(QStringLiteral("did not start in time"));
+        return;
+    }
+    stopProbing();
+    fail(Word::engineNotInTime);
 }
 
 void WhisperServer::probe() {
@@ -190,7 +239,29 @@ void WhisperServer::answered(bool anything) {
         m_step = m_queue->after(probePause, [this] { probe(); });
         return;
     }
+    if (run().device.isProcessor())
+        becomeReady();
+    else
+        warmUp();
+}
+
+/// A GPU's driver compiles its programs when they are first needed. The deadline of such a request,
+/// two minutes, is the transcriber's.
+void WhisperServer::warmUp() {
     m_deadline.cancel();
+    constexpr int rate = AudioConverter::targetSampleRate;
+    const QByteArray silence = WavWriter::data(std::vector<float>(rate), rate);
+    m_probe = Transcriber(*m_http, inferenceURL(), credentials())
+                  .transcribe(silence, m_choices.language(), {}, [this](const auto& result) {
+                      if (!result)
+                          deviceFailed(QStringLiteral("could not transcribe"));
+                      else
+                          becomeReady();
+                  });
+}
+
+void WhisperServer::becomeReady() {
+    stopProbing();
     m_output->setHeardSpeech();
     m_respawnAttempts = 0;
     setState({State::ready, {}});
@@ -201,6 +272,10 @@ void WhisperServer::exited(int status) {
     stopProbing();
     m_output->finish();
     m_child.reset();
+    if (!run().device.isProcessor()) {
+        deviceFailed(QStringLiteral("ended (code %1)").arg(status));
+        return;
+    }
     if (m_respawnAttempts == static_cast<int>(respawnDelays.size())) {
         fail({Word::engineKeepsStopping, {QString::number(status)}});
         return;
@@ -214,6 +289,21 @@ void WhisperServer::exited(int status) {
     m_respawn = m_queue->after(delay, [this] { launch(); });
 }
 
+/// The next best device takes over at once: there are as many of these as there are devices.
+void WhisperServer::deviceFailed(const QString& how) {
+    const EngineDevice device = run().device;
+    log(QStringLiteral("%1 %2; it is set aside").arg(device.name, how));
+    m_choices.deviceFailed(device);
+    replace();
+}
+
+void WhisperServer::replace() {
+    stopProbing();
+    m_child.reset();
+    setState({State::loading, {}});
+    launch();
+}
+
 void WhisperServer::terminate() {
     setState({State::stopped, {}});
     stopProbing();
@@ -225,6 +315,7 @@ void WhisperServer::stopProbing() {
     m_step.cancel();
     m_deadline.cancel();
     m_probe.reset();
+    m_hurry.cancel();
 }
 
 void WhisperServer::setState(State state) {

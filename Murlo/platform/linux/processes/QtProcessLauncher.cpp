@@ -1,11 +1,12 @@
 #include "platform/linux/processes/QtProcessLauncher.h"
 
+#include "platform/linux/processes/ComputingCores.h"
 #include "platform/linux/processes/ProcessFacts.h"
 
 #include <QDir>
 #include <QFile>
 #include <QProcess>
-#include <QThread>
+#include <QTcpServer>
 
 #include <csignal>
 #include <set>
@@ -163,8 +164,16 @@ bool QtProcessLauncher::ownsListeningPort(qint64 pid, quint16 port) const {
            ProcessFacts::holdsSocket(pid, *listeners.served().begin());
 }
 
-int QtProcessLauncher::activeProcessorCount() const {
-    return QThread::idealThreadCount();
+std::optional<quint16> QtProcessLauncher::freePort(quint16 wanted) const {
+    for (const quint16 port : {wanted, quint16{0}}) {
+        QTcpServer server;
+        if (server.listen(QHostAddress::LocalHost, port)) return server.serverPort();
+    }
+    return std::nullopt;
+}
+
+int QtProcessLauncher::computingCores() const {
+    return murlo::computingCores();
 }
 
 QString QtProcessLauncher::installedResources(const QString& executableFolder) {

@@ -18,7 +18,8 @@ public:
     [[nodiscard]] std::optional<int> run(const QString& program, const QStringList& arguments,
                                          double seconds) override;
     [[nodiscard]] bool ownsListeningPort(qint64 pid, quint16 port) const override;
-    [[nodiscard]] int activeProcessorCount() const override;
+    [[nodiscard]] std::optional<quint16> freePort(quint16 wanted) const override;
+    [[nodiscard]] int computingCores() const override;
     [[nodiscard]] QString resourceFolder() const override { return m_resourceFolder; }
 
     /// Where an installation keeps its resources: `<prefix>/lib/murlo` for a program in
