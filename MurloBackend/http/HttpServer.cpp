@@ -12,6 +12,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 #include <unordered_map>
 #include <vector>
@@ -29,21 +30,27 @@ struct Peer {
 /// Hears of every connection's begin and end.
 class Peers {
 public:
-    /// `own` tells where the server listens; `heard` is called for every connection.
-    Peers(bool wantsUsers, std::function<Endpoint()> own, std::function<void()> heard)
-        : m_wantsUsers(wantsUsers)
+    /// `own` tells where the server listens; `heard` is called for every connection that is kept.
+    Peers(std::optional<uint> onlyUser, std::function<Endpoint()> own, std::function<void()> heard)
+        : m_onlyUser(onlyUser)
         , m_own(std::move(own))
         , m_heard(std::move(heard)) {}
 
-    void state_changed(const restinio::connection_state::notice_t& notice) noexcept {
+    /// Throws for a connection of another user than the only one, which makes the library close it:
+    /// others must not hold the places of those that may ask. Its way of refusing connections, an
+    /// "IP blocker", gives no place back: after as many refusals nobody is accepted any more.
+    void state_changed(const restinio::connection_state::notice_t& notice) {
         const auto id = notice.connection_id();
         if (restinio::holds_alternative<restinio::connection_state::accepted_t>(notice.cause())) {
             const auto remote = notice.remote_endpoint();
             const Endpoint end{QHostAddress(QString::fromStdString(remote.address().to_string())),
                                remote.port()};
-            m_heard();
             Peer peer{end.address.toString().toLatin1(), {}};
-            if (m_wantsUsers) peer.user = userOfPeer(end, m_own());
+            if (m_onlyUser) {
+                peer.user = userOfPeer(end, m_own());
+                if (peer.user != m_onlyUser) throw std::runtime_error("another user's connection");
+            }
+            m_heard();
             const std::lock_guard lock(m_lock);
             m_peers[id] = std::move(peer);
         } else {
@@ -58,7 +65,7 @@ public:
     }
 
 private:
-    bool m_wantsUsers;
+    std::optional<uint> m_onlyUser;
     std::function<Endpoint()> m_own;
     std::function<void()> m_heard;
     mutable std::mutex m_lock;
@@ -98,7 +105,7 @@ public:
         : m_options(std::move(options))
         , m_handler(std::move(handler))
         , m_peers(std::make_shared<Peers>(
-              m_options.onlyUser.has_value(), [this] { return m_own; }, [this] { touch(); })) {
+              m_options.onlyUser, [this] { return m_own; }, [this] { touch(); })) {
         touch();
     }
     ~Machine() { // NOLINT(bugprone-exception-escape): without memory nothing can be done

@@ -16,7 +16,7 @@ struct HttpOptions {
     QHostAddress address{QHostAddress::LocalHost};
     quint16 port = 0;         ///< 0: any free one
     int inheritedSocket = -1; ///< a listening socket from the service manager, taken over; or -1
-    std::optional<uint> onlyUser; ///< on loopback: whose requests alone are answered
+    std::optional<uint> onlyUser; ///< on loopback: whose connections alone are kept
     int threads = 2;
     qint64 bodyLimit = qint64{2} * 1024 * 1024; ///< bytes
     int connections = 512;
