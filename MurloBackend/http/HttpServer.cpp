@@ -79,16 +79,35 @@ struct ServerTraits : restinio::traits_t<restinio::asio_timer_manager_t, restini
     static constexpr bool use_connection_count_limiter = true;
 };
 
+/// A request's target without its query.
+struct Target {
+    QByteArray path;
+    std::optional<QByteArray> host; ///< where it is an absolute one, which overrules the header
+};
+
+/// "http://host/path" beside "/path" (RFC 9112, 3.2.2).
+Target targetOf(const QByteArray& text) {
+    const QByteArray start = text.first(std::min<qsizetype>(text.size(), 8)).toLower();
+    const qsizetype scheme = start == "https://" ? 8 : start.startsWith("http://") ? 7 : 0;
+    if (scheme == 0) return {text, {}};
+    const qsizetype slash = text.indexOf('/', scheme);
+    if (slash < 0) return {"/", text.mid(scheme)};
+    return {text.mid(slash), text.mid(scheme, slash - scheme)};
+}
+
 Request requestOf(const restinio::request_t& raw) {
     const auto bytes = [](const auto& view) {
         return QByteArray(view.data(), static_cast<qsizetype>(view.size()));
     };
     Request request;
     request.method = QByteArray(raw.header().method().c_str());
-    request.path = QUrl::fromPercentEncoding(bytes(raw.header().path()));
+    const Target target = targetOf(bytes(raw.header().path()));
+    request.path = QUrl::fromPercentEncoding(target.path);
     request.query = QUrlQuery(QString::fromUtf8(bytes(raw.header().query())));
     raw.header().for_each_field([&](const auto& field) {
-        request.headers.emplaceBack(bytes(field.name()), bytes(field.value()));
+        const bool isNamed = target.host && field.field_id() == restinio::http_field::host;
+        request.headers.emplaceBack(bytes(field.name()),
+                                    isNamed ? *target.host : bytes(field.value()));
     });
     request.body = bytes(raw.body());
     return request;

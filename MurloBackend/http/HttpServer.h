@@ -25,9 +25,9 @@ struct HttpOptions {
     std::chrono::seconds writeLimit{30};  ///< for the answer to be taken
 };
 
-/// An HTTP/1.1 server. What exceeds a limit or is no HTTP is answered (400, 413, 414, 431) before
-/// the connection is closed, and what the client was still sending is read for a moment, lest it
-/// miss the answer. A client that is too slow is cut off.
+/// An HTTP/1.1 server. What exceeds a limit or is no HTTP/1.x is answered (400, 413, 414, 431, 505)
+/// before the connection is closed, and what the client was still sending is read for a moment,
+/// lest it miss the answer. A client that is too slow is cut off.
 class HttpServer {
 public:
     /// Gets every good request with the peer's address, on a thread of the server; may answer there
