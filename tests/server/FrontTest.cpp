@@ -24,7 +24,7 @@ struct Front {
         HttpOptions options;
         options.connections = 30;
         options.bodyLimit = bodyLimit;
-        options.readLimit = std::chrono::seconds(1);
+        options.readLimit = std::chrono::seconds(onlyUser ? 60 : 1);
         options.onlyUser = onlyUser;
         server = std::make_unique<HttpServer>(
             options, [this](const Request& request, const QByteArray&, const Respond& respond) {
@@ -171,9 +171,10 @@ private Q_SLOTS:
             constexpr uid_t nobody = 65534;
             if (::setuid(nobody) != 0) ::_exit(99);
             bool isClosed = true;
-            for (int i = 0; i < 100; ++i) { // more than there are places; it need not ask
+            for (int i = 0; i < 100 && isClosed;
+                 ++i) { // more than there are places; it need not ask
                 HttpProbe probe(front.port);
-                isClosed &= probe.connected() && probe.socket().waitForDisconnected(20'000);
+                isClosed = probe.connected() && probe.socket().waitForDisconnected(20'000);
             }
             ::_exit(isClosed ? 0 : 1);
         }
