@@ -17,10 +17,9 @@ AppDelegate::AppDelegate(CompositionRoot& root, std::function<void()> quit)
     : m_root(root)
     , m_settingsWindow(windowActions())
     , m_quitRule({*root.platform.scheduler, root.settings, [this] { closeDoors(); },
-                  [&root](std::function<void()> idle) {
-                      root.inserter.whenIdle([&root, idle = std::move(idle)] {
-                          root.keys.whenWritten(idle); // a key that was taken back must be gone
-                      });
+                  [&root](std::function<void()> idle) { root.inserter.whenIdle(std::move(idle)); },
+                  [&root](std::function<void()> written) { // a key that was taken back must be gone
+                      root.keys.whenWritten(std::move(written));
                   },
                   std::move(quit)})
     , m_permissionWatch(*root.platform.scheduler, root.permissions, root.hotkeys) {

@@ -2,6 +2,7 @@
 
 #include "MurloBackend/api/Api.h"
 #include "MurloBackend/http/HttpServer.h"
+#include "MurloBackend/http/OpenFiles.h"
 #include "MurloBackend/identity/IssuerVerifier.h"
 #include "MurloBackend/identity/LocalProvider.h"
 #include "MurloBackend/outgoing/NetworkOutgoing.h"
@@ -144,7 +145,9 @@ HttpOptions Service::httpOptions() const {
     if (m_configuration.isLocal()) http.onlyUser = ::getuid();
     http.threads = m_configuration.threads;
     http.bodyLimit = m_configuration.bodyLimit;
-    http.connections = m_configuration.connections;
+    // Those that are on their way out, other servers, and an SQLite file's three for each thread.
+    const int otherFiles = 128 + 4 * m_configuration.threads;
+    http.connections = affordableConnections(m_configuration.connections, otherFiles);
     http.readLimit = std::chrono::seconds(m_configuration.readTimeout);
     http.handleLimit =
         std::chrono::seconds(static_cast<int>(m_configuration.polishTimeout) + beyondPolishing);

@@ -96,12 +96,12 @@ QCoro::Task<void> AccountManager::runSignIn(std::shared_ptr<Flow> flow) {
     m_with.keys.save(pendingIdToken, identity->idToken);
     const SignUp key = co_await signUp(flow, identity->idToken);
     if (flow->over) co_return;
+    // An older key may have been found and refused while this one was waited for.
+    m_with.settings.set(SettingKey::accountEmail, identity->payload.email);
+    m_reasons.clear();
     if (key) {
         m_with.keys.save(apiKey, *key);
         m_with.keys.remove(pendingIdToken);
-        // An older key may have been found and refused while this one was waited for.
-        m_with.settings.set(SettingKey::accountEmail, identity->payload.email);
-        m_reasons.clear();
         Log::write(QStringLiteral("account: signed in as ") + identity->payload.email);
     } else {
         m_with.keys.remove(apiKey); // that of an earlier account

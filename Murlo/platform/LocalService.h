@@ -42,10 +42,11 @@ public:
     /// turn, after at most 10 s, who listens then.
     virtual void start(const LoopbackPort& at, std::function<void(Listener)> done) = 0;
 
-    /// Ends this user's backend, however it was started, and keeps the service manager from
-    /// starting it again before the next login. Reports on a later turn, after at most 10 s,
-    /// whether none of it runs any more.
-    virtual void stop(std::function<void(bool)> done) = 0;
+    /// Ends what `start` has made listen, and every other backend of this user that has its
+    /// database in this folder; keeps the service manager from starting it again before the next
+    /// login. A backend that this user runs for others, with a database elsewhere, goes on. Reports
+    /// on a later turn, after at most 10 s, whether none of it runs any more.
+    virtual void stop(const QString& databaseFolder, std::function<void(bool)> done) = 0;
 };
 
 } // namespace murlo

@@ -15,9 +15,10 @@ public:
     /// Makes this program the user's handler for the scheme, and reports on a later turn whether
     /// that worked. Idempotent.
     virtual void claim(const QString& scheme, std::function<void(bool)> done) = 0;
-    /// Undoes `claim`: nothing of Murlo handles the scheme for this user any more. Reports on a
-    /// later turn whether that is so; it is no error if the scheme was never claimed.
-    virtual void release(const QString& scheme, std::function<void(bool)> done) = 0;
+    /// Undoes every `claim`, those of earlier programs and schemes included: nothing of Murlo
+    /// handles any for this user. Reports on a later turn whether that is so; it is no error if
+    /// none was ever claimed.
+    virtual void release(std::function<void(bool)> done) = 0;
 };
 
 } // namespace murlo

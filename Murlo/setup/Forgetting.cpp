@@ -56,11 +56,11 @@ void Forgetting::run(const BackendConfig& config, std::function<void(const QStri
             finished();
         }));
     }
-    m_with.urlScheme.release(config.callbackScheme(), m_lifetime.guard([this](bool released) {
+    m_with.urlScheme.release(m_lifetime.guard([this](bool released) {
         if (!released) add(QStringLiteral("The entry for the sign-in could not be removed."));
         finished();
     }));
-    m_with.backend.stop(m_lifetime.guard([this](bool stopped) {
+    m_with.backend.stop(m_backendFolder, m_lifetime.guard([this](bool stopped) {
         if (stopped)
             removeFolder(m_backendFolder);
         else

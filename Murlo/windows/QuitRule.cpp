@@ -28,10 +28,16 @@ void QuitRule::quit() {
     m_with.closeDoors();
     m_limit = m_with.scheduler.after(insertionLimit, [this] {
         Log::write(
-            QStringLiteral("app: ends before a text was whole in its box; the history has it"));
+            m_inserting
+                ? QStringLiteral("app: ends before a text was whole in its box; the history has it")
+                : QStringLiteral("app: ends before a change of the account's key was written"));
         m_with.end();
     });
-    m_with.whenIdle(m_lifetime.guard([this] { m_with.end(); }));
+    m_inserting = true;
+    m_with.whenInserted(m_lifetime.guard([this] {
+        m_inserting = false;
+        m_with.whenSecretsWritten(m_lifetime.guard([this] { m_with.end(); }));
+    }));
 }
 
 void QuitRule::withdraw() {

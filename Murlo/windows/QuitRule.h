@@ -19,7 +19,9 @@ public:
         /// Nothing new may begin from now on; called once.
         std::function<void()> closeDoors;
         /// Calls back when no text is on its way into a box.
-        std::function<void(std::function<void()> idle)> whenIdle;
+        std::function<void(std::function<void()> idle)> whenInserted;
+        /// Calls back when every change of a secret is where it outlives the program.
+        std::function<void(std::function<void()> written)> whenSecretsWritten;
         /// Ends the event loop.
         std::function<void()> end;
     };
@@ -29,7 +31,8 @@ public:
     void requested();
     /// The session ends: from now on no quit is asked about.
     void sessionEnds() { m_sessionEnds = true; }
-    /// Quits without a question, once the words on their way have arrived; after 3 s at the latest.
+    /// Quits without a question, once the words on their way have arrived and the secrets are safe;
+    /// after 3 s at the latest.
     void quit();
     /// Cancels the question and the timeout.
     void withdraw();
@@ -40,6 +43,7 @@ private:
     ScheduledWork m_limit;
     bool m_sessionEnds = false;
     bool m_quitting = false;
+    bool m_inserting = false; ///< while it quits: a text is still on its way
     Lifetime m_lifetime;
 };
 

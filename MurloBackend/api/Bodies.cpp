@@ -172,8 +172,9 @@ std::optional<QByteArray> settingsRecord(const QByteArray& body) {
     if (!whole || !(*whole)[name].isObject()) return std::nullopt;
     const QJsonObject record = (*whole)[name].toObject();
     if (!isSettingsRecord(record)) return std::nullopt;
+    // The same, unless the name is written with escapes.
     const QByteArray raw = rawMember(body, "settings");
-    return raw.isEmpty() ? QJsonDocument(record).toJson(QJsonDocument::Compact) : raw;
+    return object(raw) == record ? raw : QJsonDocument(record).toJson(QJsonDocument::Compact);
 }
 
 } // namespace murlo::backend::bodies

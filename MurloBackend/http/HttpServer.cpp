@@ -12,6 +12,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 #include <unordered_map>
 #include <vector>
@@ -29,21 +30,27 @@ struct Peer {
 /// Hears of every connection's begin and end.
 class Peers {
 public:
-    /// `own` tells where the server listens; `heard` is called for every connection.
-    Peers(bool wantsUsers, std::function<Endpoint()> own, std::function<void()> heard)
-        : m_wantsUsers(wantsUsers)
+    /// `own` tells where the server listens; `heard` is called for every connection that is kept.
+    Peers(std::optional<uint> onlyUser, std::function<Endpoint()> own, std::function<void()> heard)
+        : m_onlyUser(onlyUser)
         , m_own(std::move(own))
         , m_heard(std::move(heard)) {}
 
-    void state_changed(const restinio::connection_state::notice_t& notice) noexcept {
+    /// Throws for a connection of another user than the only one, which makes the library close it:
+    /// others must not hold the places of those that may ask. Its way of refusing connections, an
+    /// "IP blocker", gives no place back: after as many refusals nobody is accepted any more.
+    void state_changed(const restinio::connection_state::notice_t& notice) {
         const auto id = notice.connection_id();
         if (restinio::holds_alternative<restinio::connection_state::accepted_t>(notice.cause())) {
             const auto remote = notice.remote_endpoint();
             const Endpoint end{QHostAddress(QString::fromStdString(remote.address().to_string())),
                                remote.port()};
-            m_heard();
             Peer peer{end.address.toString().toLatin1(), {}};
-            if (m_wantsUsers) peer.user = userOfPeer(end, m_own());
+            if (m_onlyUser) {
+                peer.user = userOfPeer(end, m_own());
+                if (peer.user != m_onlyUser) throw std::runtime_error("another user's connection");
+            }
+            m_heard();
             const std::lock_guard lock(m_lock);
             m_peers[id] = std::move(peer);
         } else {
@@ -58,7 +65,7 @@ public:
     }
 
 private:
-    bool m_wantsUsers;
+    std::optional<uint> m_onlyUser;
     std::function<Endpoint()> m_own;
     std::function<void()> m_heard;
     mutable std::mutex m_lock;
@@ -72,16 +79,35 @@ struct ServerTraits : restinio::traits_t<restinio::asio_timer_manager_t, restini
     static constexpr bool use_connection_count_limiter = true;
 };
 
+/// A request's target without its query.
+struct Target {
+    QByteArray path;
+    std::optional<QByteArray> host; ///< where it is an absolute one, which overrules the header
+};
+
+/// "http://host/path" beside "/path" (RFC 9112, 3.2.2).
+Target targetOf(const QByteArray& text) {
+    const QByteArray start = text.first(std::min<qsizetype>(text.size(), 8)).toLower();
+    const qsizetype scheme = start == "https://" ? 8 : start.startsWith("http://") ? 7 : 0;
+    if (scheme == 0) return {text, {}};
+    const qsizetype slash = text.indexOf('/', scheme);
+    if (slash < 0) return {"/", text.mid(scheme)};
+    return {text.mid(slash), text.mid(scheme, slash - scheme)};
+}
+
 Request requestOf(const restinio::request_t& raw) {
     const auto bytes = [](const auto& view) {
         return QByteArray(view.data(), static_cast<qsizetype>(view.size()));
     };
     Request request;
     request.method = QByteArray(raw.header().method().c_str());
-    request.path = QUrl::fromPercentEncoding(bytes(raw.header().path()));
+    const Target target = targetOf(bytes(raw.header().path()));
+    request.path = QUrl::fromPercentEncoding(target.path);
     request.query = QUrlQuery(QString::fromUtf8(bytes(raw.header().query())));
     raw.header().for_each_field([&](const auto& field) {
-        request.headers.emplaceBack(bytes(field.name()), bytes(field.value()));
+        const bool isNamed = target.host && field.field_id() == restinio::http_field::host;
+        request.headers.emplaceBack(bytes(field.name()),
+                                    isNamed ? *target.host : bytes(field.value()));
     });
     request.body = bytes(raw.body());
     return request;
@@ -98,7 +124,7 @@ public:
         : m_options(std::move(options))
         , m_handler(std::move(handler))
         , m_peers(std::make_shared<Peers>(
-              m_options.onlyUser.has_value(), [this] { return m_own; }, [this] { touch(); })) {
+              m_options.onlyUser, [this] { return m_own; }, [this] { touch(); })) {
         touch();
     }
     ~Machine() { // NOLINT(bugprone-exception-escape): without memory nothing can be done

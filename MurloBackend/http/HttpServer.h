@@ -16,7 +16,7 @@ struct HttpOptions {
     QHostAddress address{QHostAddress::LocalHost};
     quint16 port = 0;         ///< 0: any free one
     int inheritedSocket = -1; ///< a listening socket from the service manager, taken over; or -1
-    std::optional<uint> onlyUser; ///< on loopback: whose requests alone are answered
+    std::optional<uint> onlyUser; ///< on loopback: whose connections alone are kept
     int threads = 2;
     qint64 bodyLimit = qint64{2} * 1024 * 1024; ///< bytes
     int connections = 512;
@@ -25,9 +25,9 @@ struct HttpOptions {
     std::chrono::seconds writeLimit{30};  ///< for the answer to be taken
 };
 
-/// An HTTP/1.1 server. What exceeds a limit or is no HTTP is answered (400, 413, 414, 431) before
-/// the connection is closed, and what the client was still sending is read for a moment, lest it
-/// miss the answer. A client that is too slow is cut off.
+/// An HTTP/1.1 server. What exceeds a limit or is no HTTP/1.x is answered (400, 413, 414, 431, 505)
+/// before the connection is closed, and what the client was still sending is read for a moment,
+/// lest it miss the answer. A client that is too slow is cut off.
 class HttpServer {
 public:
     /// Gets every good request with the peer's address, on a thread of the server; may answer there

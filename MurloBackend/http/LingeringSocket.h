@@ -68,6 +68,15 @@ class LingeringSocket : public asio::ip::tcp::socket {
 public:
     using asio::ip::tcp::socket::socket;
 
+    /// The library asks the lowest layer for what follows.
+    LingeringSocket& lowest_layer() { return *this; }
+    /// The unspecified address when the peer has gone before it was accepted. Thrown out of there,
+    /// the library would never give the connection's place back.
+    [[nodiscard]] endpoint_type remote_endpoint() const {
+        asio::error_code gone;
+        return asio::ip::tcp::socket::remote_endpoint(gone);
+    }
+
     /// Whether the next reading of this thread is preceded by "100 Continue". The library reads on
     /// as soon as it has parsed, which is where this is known.
     static bool& owesContinue() {

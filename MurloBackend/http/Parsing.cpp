@@ -27,6 +27,8 @@ int statusOf(http_errno error) {
     case HPE_CB_header_value:
     case HPE_HEADER_OVERFLOW:
         return 431;
+    case HPE_INVALID_VERSION:
+        return 505;
     default:
         return 400;
     }
@@ -62,6 +64,8 @@ std::size_t parseOrComplete(http_parser* parser, const http_parser_settings* set
     if (message.m_chunked_info_block.m_chunks.size() > mostChunks) error = HPE_CB_body;
     const bool isWell = error == HPE_OK || error == HPE_PAUSED;
     if (isWell && !hadHeaders && hasBlankInName(message.m_header)) error = HPE_INVALID_HEADER_TOKEN;
+    if (isWell && message.m_leading_headers_completed && parser->http_major != 1)
+        error = HPE_INVALID_VERSION;
     if (error == HPE_OK || error == HPE_PAUSED) {
         if (!hadHeaders && message.m_leading_headers_completed)
             LingeringSocket::owesContinue() = waitsForContinue(*parser, message);

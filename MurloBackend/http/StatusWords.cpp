@@ -10,6 +10,8 @@ QByteArray reasonOf(int status) {
         return "the address is too long";
     case 431:
         return "there are too many or too long headers";
+    case 505:
+        return "this version of HTTP is not spoken here";
     default:
         return "this is no HTTP request";
     }
@@ -49,6 +51,8 @@ std::string phraseOf(int status) {
         return "Service Unavailable";
     case 504:
         return "Gateway Timeout";
+    case 505:
+        return "HTTP Version Not Supported";
     default:
         return status < 500 ? "Answer" : "Server Error";
     }

@@ -114,6 +114,7 @@ private Q_SLOTS:
         row("start token 503 logout 900", "signed out", "io", "account: signed out");
         // What was sent with an older key says nothing about the newer one.
         row("start token key1 token key2 revoke1", "signed in", "i");
+        row("start token key1 token revoke1 503", "deferred", "i", put);
         row("start token key1 token key2 revoke2", "signed out", "io", "", "revokedElsewhere");
         row("start token key1 logout revoke1", "signed out", "io");
         // Only one sign-up at a time, and the newest wish counts.

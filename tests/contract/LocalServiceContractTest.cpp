@@ -237,21 +237,31 @@ private Q_SLOTS:
             const QTemporaryDir folder;
             const QString file = folder.filePath("murlo-backend");
             QVERIFY(QFile::copy("/bin/sleep", file));
-            QProcess program;
-            QProcess another;
-            program.start(file, {"1000"});
-            another.start("/bin/sleep", {"1000"});
-            QVERIFY(program.waitForStarted() && another.waitForStarted());
+            const QString database = folder.filePath("database/murlo.db");
+            putFile(database, "");
+            putFile(folder.filePath("team.db"), "");
+            const auto start = [](const QString& program, const QString& open) {
+                auto process = std::make_unique<QProcess>();
+                process->setStandardInputFile(open);
+                process->start(program, {"1000"});
+                return process->waitForStarted() ? std::move(process) : nullptr;
+            };
+            const auto program = start(file, database);
+            const auto another = start("/bin/sleep", database);
+            const auto team = start(file, folder.filePath("team.db"));
+            QVERIFY(program && another && team);
             QVERIFY(QFile::remove(file)); // as a package's removal leaves it
             UserBackend backend(m_scheduler, {folder.path()});
             std::optional<bool> stopped;
-            backend.stop([&](bool worked) { stopped = worked; });
+            backend.stop(folder.filePath("database"), [&](bool worked) { stopped = worked; });
             QTRY_VERIFY_WITH_TIMEOUT(stopped, patience);
             QVERIFY(*stopped);
-            QCOMPARE(program.state(), QProcess::NotRunning);
-            QCOMPARE(another.state(), QProcess::Running);
-            another.kill();
-            QVERIFY(another.waitForFinished());
+            QCOMPARE(program->state(), QProcess::NotRunning);
+            for (const auto& other : {another.get(), team.get()}) {
+                QCOMPARE(other->state(), QProcess::Running);
+                other->kill();
+                QVERIFY(other->waitForFinished());
+            }
             QCOMPARE(manager.asked, (QStringList{"StopUnit murlo-backend.socket replace",
                                                  "StopUnit murlo-backend.service replace"}));
         }

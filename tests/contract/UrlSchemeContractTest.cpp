@@ -29,8 +29,8 @@ struct World {
     bool claim(const QString& scheme) {
         return wait([&](auto done) { port->claim(scheme, done); });
     }
-    bool release(const QString& scheme) {
-        return wait([&](auto done) { port->release(scheme, done); });
+    bool release() {
+        return wait([&](auto done) { port->release(done); });
     }
     [[nodiscard]] QByteArray get(const QString& name) const {
         return contentOf(folder.filePath(name));
@@ -73,12 +73,12 @@ private Q_SLOTS:
         QFETCH(bool, real);
         World world(real);
         for (int round = 0; round < 2; ++round) {
-            QVERIFY(world.release("local.murlo.apps.desktop"));
+            QVERIFY(world.release());
             QVERIFY(world.claim("local.murlo.apps.desktop"));
             QVERIFY(world.claim("local.murlo.apps.desktop"));
         }
-        QVERIFY(world.release("local.murlo.apps.desktop"));
-        QVERIFY(world.release("local.murlo.apps.desktop"));
+        QVERIFY(world.release());
+        QVERIFY(world.release());
     }
 
     void theDesktopKnowsTheHandlerAndTheRestIsKept() {
@@ -88,7 +88,12 @@ private Q_SLOTS:
             World world(true);
             const QByteArray others = "# mine\n[Added Associations]\ntext/plain=b.desktop;\n\n"
                                       "[Default Applications]\ntext/html=a.desktop;b.desktop\n";
-            world.put("config/mimeapps.list", others);
+            const QByteArray old = "x-scheme-handler/old=murlo-url-old.desktop;c.desktop\n";
+            world.put("config/mimeapps.list", others + old);
+            const QString foreign = "data/applications/murlo-url-b.desktop";
+            world.put(foreign, "[Desktop Entry]\nExec=/opt/notmurlo %u\n"
+                               "MimeType=x-scheme-handler/b;\n");
+            QVERIFY(world.claim("earlier.identifier"));
             QVERIFY(world.claim("Local.Murlo.apps.Desktop"));
             const QByteArray text = world.get(entry);
             for (const char* line : {"NoDisplay=true", R"(Exec="/opt/a \\"b\\"/murlo" %u)",
@@ -103,10 +108,13 @@ private Q_SLOTS:
                 QVERIFY(
                     world.get("data/applications/mimeinfo.cache").contains("murlo.apps.desktop="));
             }
-            QVERIFY(world.release("local.murlo.apps.desktop"));
-            QVERIFY(!QFile::exists(world.folder.filePath(entry)));
-            QVERIFY(!world.get("config/mimeapps.list").contains("murlo"));
-            QVERIFY(!world.get("data/applications/mimeinfo.cache").contains("murlo"));
+            QVERIFY(world.release());
+            QCOMPARE(QDir(world.folder.filePath("data/applications"))
+                         .entryList({"*.desktop"}, QDir::Files),
+                     QStringList("murlo-url-b.desktop"));
+            const QByteArray left = world.get("config/mimeapps.list");
+            QVERIFY2(!left.contains("murlo") && left.contains("/old=c.desktop"), left);
+            QVERIFY(!world.get("data/applications/mimeinfo.cache").contains("murlo.apps"));
         }
     }
 

@@ -21,7 +21,7 @@ public:
             done(listening);
         });
     }
-    void stop(std::function<void(bool)> done) override {
+    void stop(const QString&, std::function<void(bool)> done) override {
         m_start = m_scheduler.after(0, [this, done] {
             if (stops) listening = Listener::nobody;
             done(stops);

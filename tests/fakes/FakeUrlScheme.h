@@ -17,8 +17,8 @@ public:
         if (works && !claimed.contains(scheme)) claimed << scheme;
         m_scheduler.nextTurn(m_life.guard([done, worked = works] { done(worked); }));
     }
-    void release(const QString& scheme, std::function<void(bool)> done) override {
-        if (works) claimed.removeAll(scheme);
+    void release(std::function<void(bool)> done) override {
+        if (works) claimed.clear();
         m_scheduler.nextTurn(m_life.guard([done, worked = works] { done(worked); }));
     }
 

@@ -1,11 +1,15 @@
 #include "FakeOutgoing.h"
+#include "MurloBackend/Service.h"
+#include "MurloBackend/http/HttpServer.h"
 #include "MurloBackend/identity/Base64Url.h"
 #include "MurloBackend/identity/IssuerVerifier.h"
 #include "tests/harness/Rows.h"
+#include "tests/server/HttpProbe.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QMessageAuthenticationCode>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <openssl/core_names.h>
@@ -278,6 +282,74 @@ private Q_SLOTS:
             m_time += 1;
             QCOMPARE(*verify(good), "7");
         }
+    }
+
+    void aServerAsksItsIdentityProvider_data() {
+        // Whether the keys' address is configured, what the provider's document adds to its name,
+        // claims that are changed; the status of the sign-up.
+        const Rows<bool, QByteArray, QJsonObject, int> row;
+        row("discovered", false, "", {}, 200);
+        row("configured", true, "/x", {}, 200);
+        row("another's document", false, "/x", {}, 503);
+        row("another audience", false, "", {{"aud", "x"}}, 401);
+        row("unverified address", false, "", {{"email_verified", false}}, 401);
+    }
+    void aServerAsksItsIdentityProvider() {
+        const auto [isConfigured, added, changes, status] =
+            fetch<bool, QByteArray, QJsonObject, int>();
+        QString name, said;
+        HttpServer provider(
+            {}, [&](const Request& request, const QByteArray&, const Respond& respond) {
+                Reply reply{404};
+                if (request.path == "/keys") reply = {200, keySet({curve}).body};
+                if (request.path == "/.well-known/openid-configuration")
+                    reply = {200, json({{"issuer", said}, {"jwks_uri", name + "/keys"}})};
+                respond(reply);
+            });
+        const auto end = provider.listen();
+        QVERIFY(end);
+        name = "http://127.0.0.1:" + QString::number(end->port);
+        said = name + added;
+        provider.run();
+        const QTemporaryDir folder;
+        Configuration configuration;
+        configuration.port = 0;
+        configuration.database = folder.filePath("murlo.db");
+        configuration.issuer = name;
+        configuration.audience = "murlo";
+        if (isConfigured) configuration.jwksUrl = name + "/keys";
+        Service service(configuration);
+        HttpProbe probe(service.start().value_or(Endpoint{}).port);
+        QJsonObject person = changes;
+        person["iss"] = name;
+        person["exp"] = now * 2;
+        person["nbf"] = QJsonValue::Null;
+        const auto ask = [&](const QString& subject) {
+            person["sub"] = subject;
+            return probe.ask("POST", "/signup",
+                             "{\"idToken\":\"" + token(byCurve, claims(person), curve) + "\"}");
+        };
+        const Answer answer = ask("7");
+        QCOMPARE(answer.status, status);
+        QCOMPARE(probe.ask("GET", "/o/oauth2/v2/auth").status, 404); // it has no page of its own
+        if (status != 200) return;
+        const auto key = [](const Answer& from) {
+            return from.json()["apiKey"].toString().toUtf8();
+        };
+        const QByteArray record = "{\"settings\":" +
+                                  json({{"triggerKey", ""},
+                                        {"pickTargetKey", ""},
+                                        {"insertMode", ""},
+                                        {"language", "en"},
+                                        {"playSounds", true},
+                                        {"doubleTapWindow", 1},
+                                        {"holdThreshold", 1},
+                                        {"maxRecordingSeconds", 1},
+                                        {"initialPrompt", ""}}) +
+                                  '}';
+        QCOMPARE(probe.ask("PUT", "/settings", record, key(answer)).status, 200);
+        QCOMPARE(probe.ask("GET", "/settings", {}, key(ask("7"))).body, record);
+        QCOMPARE(probe.ask("GET", "/settings", {}, key(ask("8"))).body, "{}");
     }
 };
 

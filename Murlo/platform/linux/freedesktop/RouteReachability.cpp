@@ -1,6 +1,7 @@
 #include "platform/linux/freedesktop/RouteReachability.h"
 
 #include <array>
+#include <cerrno>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
@@ -42,6 +43,10 @@ void RouteReachability::read() {
     bool isNews = false;
     for (;;) {
         const ssize_t size = ::recv(m_kernel, bytes.data(), bytes.size(), 0);
+        if (size < 0 && errno == ENOBUFS) { // there was more than the kernel keeps
+            isNews = true;
+            continue;
+        }
         if (size <= 0) break;
         auto left = static_cast<unsigned>(size);
         for (auto* message = reinterpret_cast<nlmsghdr*>(bytes.data()); NLMSG_OK(message, left);

@@ -28,6 +28,7 @@ constexpr double pollInterval = 0.02; // seconds
 constexpr int callLimit = 2000;       // milliseconds
 constexpr int configurationFault = 2; // exit status of the program
 
+const QString endsWhenQuiet = QStringLiteral("idle-end=600"); // seconds
 const QString unit = QStringLiteral("murlo-backend.socket");
 
 QDBusPendingCall askManager(const QString& method, const QVariantList& arguments) {
@@ -52,6 +53,7 @@ struct UserBackend::Start {
 
 /// A stop under way.
 struct UserBackend::Stop {
+    QString databaseFolder;
     std::vector<std::function<void(bool)>> done;
     int unanswered = 0;  ///< calls to the service manager
     double deadline = 0; ///< on the scheduler's uptime
@@ -142,7 +144,7 @@ void UserBackend::startProgram(const LoopbackPort& at) {
                                           "started in a terminal, it tells why"));
         });
         QStringList arguments{QStringLiteral("--set"), QStringLiteral("port=%1").arg(at.port),
-                              QStringLiteral("--set"), QStringLiteral("idle-end=600")};
+                              QStringLiteral("--set"), endsWhenQuiet};
         if (at.host != unitPort().host)
             arguments << QStringLiteral("--set") << QStringLiteral("listen=") + at.host;
         start.program->start(program, arguments);
@@ -169,16 +171,22 @@ void UserBackend::finish(const LoopbackPort& at) {
 QList<qint64> UserBackend::programs() const {
     QList<qint64> found;
     for (const QString& folder : m_folders)
-        found += ProcessFacts::running(folder + QStringLiteral("/murlo-backend"));
+        for (const qint64 pid : ProcessFacts::running(folder + QStringLiteral("/murlo-backend"))) {
+            const QStringList arguments = ProcessFacts::arguments(pid);
+            const bool isOurs = arguments.value(2).startsWith(QLatin1String("port=")) &&
+                                arguments.value(4) == endsWhenQuiet; // as `startProgram` writes it
+            if (isOurs || ProcessFacts::hasOpenBelow(pid, m_stop->databaseFolder)) found << pid;
+        }
     return found;
 }
 
-void UserBackend::stop(std::function<void(bool)> done) {
+void UserBackend::stop(const QString& databaseFolder, std::function<void(bool)> done) {
     if (m_stop) {
         m_stop->done.push_back(std::move(done));
         return;
     }
     m_stop = std::make_unique<Stop>();
+    m_stop->databaseFolder = databaseFolder;
     m_stop->done.push_back(std::move(done));
     m_stop->deadline = m_scheduler.uptime() + stopLimit;
     m_stop->poll = m_scheduler.every(pollInterval, [this] { checkEnd(); });

@@ -31,7 +31,7 @@ public:
 
     [[nodiscard]] Listener listener(const LoopbackPort& at) const override;
     void start(const LoopbackPort& at, std::function<void(Listener)> done) override;
-    void stop(std::function<void(bool)> done) override;
+    void stop(const QString& databaseFolder, std::function<void(bool)> done) override;
 
 private:
     struct Start;
@@ -41,6 +41,7 @@ private:
     void startProgram(const LoopbackPort& at);
     void check(const LoopbackPort& at);
     void finish(const LoopbackPort& at);
+    /// Those that `stop` is to end.
     [[nodiscard]] QList<qint64> programs() const;
     void checkEnd();
 

@@ -16,6 +16,9 @@ namespace murlo {
 namespace {
 
 constexpr int programLimit = 5000; // milliseconds
+// An entry's name has the scheme between these.
+const QString prefix = QStringLiteral("murlo-url-");
+const QString suffix = QStringLiteral(".desktop");
 
 QByteArray contentOf(const QString& path) {
     QFile file(path);
@@ -43,6 +46,16 @@ struct XdgUrlScheme::Entry {
     [[nodiscard]] bool isDefault() const {
         return MimeApps::isDefault(contentOf(choices), type.toUtf8(), id.toUtf8());
     }
+    /// Whether what stands there under its name, if anything, was written by a Murlo, wherever that
+    /// was installed.
+    [[nodiscard]] bool isOwn() const {
+        static const QRegularExpression exec(QStringLiteral("^Exec=\"?/(?:.*/)?murlo\"? %u$"),
+                                             QRegularExpression::MultilineOption);
+        const QString text = QString::fromUtf8(contentOf(file));
+        return !QFile::exists(file) ||
+               (exec.match(text).hasMatch() &&
+                text.contains(QStringLiteral("\nMimeType=%1;\n").arg(type)));
+    }
 };
 
 XdgUrlScheme::XdgUrlScheme(QString dataFolder, QString configFolder, QString program)
@@ -50,15 +63,21 @@ XdgUrlScheme::XdgUrlScheme(QString dataFolder, QString configFolder, QString pro
     , m_configFolder(std::move(configFolder))
     , m_program(std::move(program)) {}
 
+QString XdgUrlScheme::folder() const {
+    return m_dataFolder + QStringLiteral("/applications");
+}
+
+QString XdgUrlScheme::choices() const {
+    return m_configFolder + QStringLiteral("/mimeapps.list");
+}
+
 XdgUrlScheme::Entry XdgUrlScheme::entryOf(const QString& scheme) const {
     // RFC 3986, 3.1. Schemes have no case, but the names of types are compared as they are.
     static const QRegularExpression valid(QStringLiteral("^[a-z][a-z0-9+.-]*\\z"));
     const QString lower = scheme.toLower();
     if (!valid.match(lower).hasMatch()) return {};
-    const QString id = QStringLiteral("murlo-url-%1.desktop").arg(lower);
-    const QString folder = m_dataFolder + QStringLiteral("/applications");
-    return {folder, folder + QLatin1Char('/') + id,
-            m_configFolder + QStringLiteral("/mimeapps.list"), id,
+    const QString id = prefix + lower + suffix;
+    return {folder(), folder() + QLatin1Char('/') + id, choices(), id,
             QStringLiteral("x-scheme-handler/") + lower};
 }
 
@@ -84,16 +103,37 @@ void XdgUrlScheme::claim(const QString& scheme, std::function<void(bool)> done) 
     });
 }
 
-void XdgUrlScheme::release(const QString& scheme, std::function<void(bool)> done) {
-    const Entry entry = entryOf(scheme);
-    if (entry.id.isEmpty()) return run({}, [done = std::move(done)] { done(true); });
-    const bool existed = QFile::exists(entry.file);
-    bool gone = !existed || QFile::remove(entry.file);
-    const QByteArray before = contentOf(entry.choices);
-    const QByteArray after = MimeApps::without(before, entry.type.toUtf8(), entry.id.toUtf8());
-    if (after != before) gone = write(entry.choices, after) && gone;
+QList<XdgUrlScheme::Entry> XdgUrlScheme::ownEntries() const {
+    static const QRegularExpression chosen(
+        QStringLiteral("^[ \\t]*x-scheme-handler/([^ \\t=]+)[ \\t]*=(?:.*[; \\t])?murlo-url-\\1"
+                       "\\.desktop(?=[; \\t\\r]|$)"),
+        QRegularExpression::MultilineOption);
+    QStringList schemes;
+    for (const QString& file : QDir(folder()).entryList({prefix + QLatin1Char('*') + suffix}))
+        schemes << file.mid(prefix.size()).chopped(suffix.size());
+    for (auto match = chosen.globalMatch(QString::fromUtf8(contentOf(choices()))); match.hasNext();)
+        schemes << match.next().captured(1);
+    schemes.removeDuplicates();
+    QList<Entry> entries;
+    for (const QString& scheme : schemes) {
+        const Entry entry = entryOf(scheme);
+        if (!entry.id.isEmpty() && entry.isOwn()) entries << entry;
+    }
+    return entries;
+}
+
+void XdgUrlScheme::release(std::function<void(bool)> done) {
+    bool gone = true;
     QList<QStringList> commands;
-    if (existed) commands = {{QStringLiteral("update-desktop-database"), entry.folder}};
+    for (const Entry& entry : ownEntries()) {
+        if (QFile::exists(entry.file)) {
+            gone = QFile::remove(entry.file) && gone;
+            commands = {{QStringLiteral("update-desktop-database"), entry.folder}};
+        }
+        const QByteArray before = contentOf(entry.choices);
+        const QByteArray after = MimeApps::without(before, entry.type.toUtf8(), entry.id.toUtf8());
+        if (after != before) gone = write(entry.choices, after) && gone;
+    }
     run(commands, [gone, done = std::move(done)] { done(gone); });
 }
 

@@ -20,13 +20,17 @@ public:
     XdgUrlScheme(QString dataFolder, QString configFolder, QString program);
 
     void claim(const QString& scheme, std::function<void(bool)> done) override;
-    void release(const QString& scheme, std::function<void(bool)> done) override;
+    void release(std::function<void(bool)> done) override;
 
 private:
     /// The desktop entry of one scheme.
     struct Entry;
 
     [[nodiscard]] Entry entryOf(const QString& scheme) const;
+    [[nodiscard]] QString folder() const;  ///< of the desktop entries
+    [[nodiscard]] QString choices() const; ///< the full path of mimeapps.list
+    /// The entries that Murlo has made, or that the user's choices still name.
+    [[nodiscard]] QList<Entry> ownEntries() const;
     /// Runs programs one after another, as far as they are there, and then `done`.
     void run(QList<QStringList> commands, std::function<void()> done);
 

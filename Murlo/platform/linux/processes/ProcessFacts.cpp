@@ -6,14 +6,29 @@
 #include <QRegularExpression>
 
 #include <filesystem>
+#include <functional>
+#include <unistd.h>
 
 namespace murlo::ProcessFacts {
+
+namespace fs = std::filesystem;
 
 namespace {
 
 QByteArray procFile(qint64 pid, const char* name) {
     QFile file(QStringLiteral("/proc/%1/%2").arg(pid).arg(QLatin1String(name)));
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// Whether one of the process's open files is such a one, by what the kernel calls it.
+bool anyOpen(qint64 pid, const std::function<bool(const fs::path&)>& isSuch) {
+    std::error_code error;
+    fs::directory_iterator entry("/proc/" + std::to_string(pid) + "/fd", error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        std::error_code gone;
+        if (isSuch(fs::read_symlink(entry->path(), gone))) return true;
+    }
+    return false;
 }
 
 /// Unit names write unusual characters as "\x2d".
@@ -68,9 +83,8 @@ std::optional<QString> applicationGroup(qint64 pid) {
 QStringList programs(qint64 pid) {
     QStringList names{
         QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(pid))).fileName()};
-    const QList<QByteArray> arguments = procFile(pid, "cmdline").split('\0');
-    for (const QByteArray& argument : arguments.mid(0, 2))
-        names.append(QFileInfo(QString::fromLocal8Bit(argument)).fileName());
+    for (const QString& argument : arguments(pid).mid(0, 2))
+        names.append(QFileInfo(argument).fileName());
     names.removeAll(QString());
     names.removeDuplicates();
     return names;
@@ -83,11 +97,20 @@ QList<qint64> running(const QString& programFile) {
     QList<qint64> found;
     const QStringList folders = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
     for (const QString& folder : folders) {
-        // Nobody else's links can be read.
-        const QString link = QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(folder));
+        const QString process = QStringLiteral("/proc/") + folder;
+        if (QFileInfo(process).ownerId() != ::geteuid()) continue; // root can read others' links
+        const QString link = QFile::symLinkTarget(process + QStringLiteral("/exe"));
         if (const qint64 pid = folder.toLongLong(); pid > 0 && names.contains(link)) found << pid;
     }
     return found;
+}
+
+QStringList arguments(qint64 pid) {
+    QStringList words;
+    for (const QByteArray& word : procFile(pid, "cmdline").split('\0'))
+        words << QString::fromLocal8Bit(word);
+    if (words.last().isEmpty()) words.removeLast(); // each ends with a zero
+    return words;
 }
 
 std::optional<QString> commandName(qint64 pid) {
@@ -105,15 +128,17 @@ bool isAsleep(qint64 pid) {
 }
 
 bool holdsSocket(qint64 pid, const QByteArray& number) {
-    namespace fs = std::filesystem;
     const fs::path wanted = "socket:[" + number.toStdString() + ']';
-    std::error_code error;
-    fs::directory_iterator entry("/proc/" + std::to_string(pid) + "/fd", error);
-    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-        std::error_code gone;
-        if (fs::read_symlink(entry->path(), gone) == wanted) return true;
-    }
-    return false;
+    return anyOpen(pid, [&](const fs::path& target) { return target == wanted; });
+}
+
+bool hasOpenBelow(qint64 pid, const QString& folder) {
+    const QString canonical = QFileInfo(folder).canonicalFilePath();
+    const std::string begin =
+        QFile::encodeName((canonical.isEmpty() ? folder : canonical) + QLatin1Char('/'))
+            .toStdString();
+    return anyOpen(pid,
+                   [&](const fs::path& target) { return target.native().rfind(begin, 0) == 0; });
 }
 
 } // namespace murlo::ProcessFacts

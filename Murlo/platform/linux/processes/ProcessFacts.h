@@ -21,6 +21,10 @@ namespace murlo::ProcessFacts {
 [[nodiscard]] QStringList programs(qint64 pid);
 /// The processes of this user that run this program file, also one that was removed since.
 [[nodiscard]] QList<qint64> running(const QString& programFile);
+/// The process's command line, the program's name first; empty for one that is gone.
+[[nodiscard]] QStringList arguments(qint64 pid);
+/// Whether a process of this user has a file in this folder, or deeper, open; also a removed one.
+[[nodiscard]] bool hasOpenBelow(qint64 pid, const QString& folder);
 /// The kernel's short name of the process.
 [[nodiscard]] std::optional<QString> commandName(qint64 pid);
 /// The process's running time as the kernel counts it, to be compared only; empty for a process
