@@ -50,15 +50,21 @@ enum class Word {
     engineFailed,    ///< why
     takeFasterModel, ///< the model's name
     speechModel,
+    speechModelMore,
     runsOn,
     fastestDevice,
     fastestDeviceIs, ///< its name
     processor,
     deviceSetAside, ///< its name
     tryAgain,
-    modelWithTime, ///< its name, seconds
+    aboutSeconds, ///< how many
+    megabytes,    ///< how many
+    recommended,
+    download,
     downloadModel, ///< its name
-    deleteModel,   ///< its name
+    pauseDownload,
+    deleteIt,
+    deleteModel, ///< its name
     recent,
     finishSetup,
     openMurlo,

@@ -148,8 +148,36 @@
         <translation>Schnelleres Sprachmodell verwenden  (%1)</translation>
     </message>
     <message>
-        <source>Speech model</source>
+        <source>Speech Model</source>
         <translation>Sprachmodell</translation>
+    </message>
+    <message>
+        <source>Speech Model…</source>
+        <translation>Sprachmodell …</translation>
+    </message>
+    <message>
+        <source>about %1 s for a sentence</source>
+        <translation>etwa %1 s für einen Satz</translation>
+    </message>
+    <message>
+        <source>%1 MB</source>
+        <translation>%1 MB</translation>
+    </message>
+    <message>
+        <source>recommended for this computer</source>
+        <translation>für diesen Computer empfohlen</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>Laden</translation>
+    </message>
+    <message>
+        <source>Pause</source>
+        <translation>Anhalten</translation>
+    </message>
+    <message>
+        <source>Delete</source>
+        <translation>Löschen</translation>
     </message>
     <message>
         <source>Runs on</source>
@@ -174,10 +202,6 @@
     <message>
         <source>Try Again</source>
         <translation>Erneut versuchen</translation>
-    </message>
-    <message>
-        <source>%1, about %2 s for a sentence</source>
-        <translation>%1, etwa %2 s für einen Satz</translation>
     </message>
     <message>
         <source>Download %1</source>
