@@ -76,7 +76,8 @@ constexpr std::array texts{
     "The download was blocked. If you're on a work or school network, try another connection.",
     "The download server had a problem. Please try again.",
     "Couldn't save the speech engine. Please try again.",
-    "Murlo needs about %1 GB free so everything can run on your Mac, offline. Free up some space and try again.",
+    "Murlo needs about %1 GB free so everything can run on your Mac, offline. Free up some space "
+    "and try again.",
     "This file is not a speech model that Murlo can use.",
     "This file can't be read.",
     "Quit Murlo?",

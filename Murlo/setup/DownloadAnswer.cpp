@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QHostAddress>
+#include <QLocale>
 #include <QRegularExpression>
 
 namespace murlo::DownloadAnswer {
@@ -11,7 +12,10 @@ namespace {
 constexpr qint64 strongAfter = 60; // seconds, RFC 9110, 8.8.2.2
 
 QDateTime dateOf(const HttpResponse& head, const char* header) {
-    return QDateTime::fromString(QString::fromLatin1(head.header(header)), Qt::RFC2822Date);
+    QDateTime date = QLocale::c().toDateTime(QString::fromLatin1(head.header(header)),
+                                             QStringLiteral("ddd, dd MMM yyyy hh:mm:ss 'GMT'"));
+    date.setTimeSpec(Qt::UTC);
+    return date;
 }
 
 /// Whether both name the same file, as far as the answer says.
@@ -41,8 +45,8 @@ std::optional<QUrl> redirectTarget(const QUrl& from, const HttpResponse& head) {
                         .adjusted(QUrl::RemoveUserInfo | QUrl::RemoveFragment);
     if (!to.isValid() || to.host().isEmpty()) return std::nullopt;
     const QString http = QStringLiteral("http");
-    const bool staysHere = from.scheme() == http && to.scheme() == http &&
-                           QHostAddress(to.host()).isLoopback();
+    const bool staysHere =
+        from.scheme() == http && to.scheme() == http && QHostAddress(to.host()).isLoopback();
     if (to.scheme() != QLatin1String("https") && !staysHere) return std::nullopt;
     return to;
 }
@@ -61,14 +65,15 @@ QByteArray validator(const HttpResponse& head) {
     if (tag.size() >= 2 && tag.startsWith('"') && tag.endsWith('"')) return tag;
     const QDateTime modified = dateOf(head, "Last-Modified");
     const QDateTime answered = dateOf(head, "Date");
-    const bool isStrong = modified.isValid() && answered.isValid() &&
-                          modified.secsTo(answered) >= strongAfter;
+    const bool isStrong =
+        modified.isValid() && answered.isValid() && modified.secsTo(answered) >= strongAfter;
     return isStrong ? head.header("Last-Modified") : QByteArray();
 }
 
 std::optional<qint64> continuedTotal(const HttpResponse& head, const Continuation& part) {
-    static const QRegularExpression form(QStringLiteral("^bytes (\\d{1,18})-(\\d{1,18})/(\\d{1,18})$"),
-                                         QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression form(
+        QStringLiteral("^bytes (\\d{1,18})-(\\d{1,18})/(\\d{1,18})$"),
+        QRegularExpression::CaseInsensitiveOption);
     const auto range = form.match(QString::fromLatin1(head.header("Content-Range").trimmed()));
     if (!range.hasMatch() || !isPlain(head) || !isSameFile(head, part.validator))
         return std::nullopt;

@@ -60,9 +60,8 @@ void ModelDownload::start(const SpeechModel& model) {
     m_queue->async([far = m_far, queue = m_queue.get(), with = m_with, folder = m_folder, model,
                     source = sourceOf(m_repository, model), listener] {
         far->transfer.reset();
-        far->http = with.makeHttpClient([queue](double seconds, Work work) {
-            return queue->after(seconds, std::move(work));
-        });
+        far->http = with.makeHttpClient(
+            [queue](double seconds, Work work) { return queue->after(seconds, std::move(work)); });
         far->transfer = std::make_unique<ModelTransfer>(
             ModelTransfer::Partners{*far->http, with.files, with.scheduler}, folder, model, source,
             listener);
@@ -77,9 +76,9 @@ void ModelDownload::pause() {
 }
 
 std::function<void(const ModelDownload::News&)> ModelDownload::reporter() {
-    return [&scheduler = m_with.scheduler,
-            take = m_lifetime.guard([this](const News& news) { this->take(news); })](
-               const News& news) { scheduler.nextTurn([take, news]() mutable { take(news); }); };
+    return [&scheduler = m_with.scheduler, take = m_lifetime.guard([this](const News& news) {
+        this->take(news);
+    })](const News& news) { scheduler.nextTurn([take, news]() mutable { take(news); }); };
 }
 
 void ModelDownload::take(const News& news) {
@@ -100,7 +99,8 @@ void ModelDownload::take(const News& news) {
     }
     const auto& failure = std::get<ModelTransfer::Failure>(news.what);
     const auto* network = std::get_if<NetworkFailure>(&failure);
-    Message why = network == nullptr ? std::get<Message>(failure) : FriendlyError::message(*network);
+    Message why =
+        network == nullptr ? std::get<Message>(failure) : FriendlyError::message(*network);
     if (network != nullptr && *network == NetworkFailure::noHost &&
         !m_with.reachability.isConnected())
         why = FriendlyError::message(NetworkFailure::offline);

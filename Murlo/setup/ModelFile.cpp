@@ -25,8 +25,8 @@ struct Block {
 
 /// The types that ggml's quantisation makes.
 constexpr std::array blocks{
-    Block{0, 1, 4},     Block{1, 1, 2},     Block{2, 32, 18},    Block{3, 32, 20},
-    Block{6, 32, 22},   Block{7, 32, 24},   Block{8, 32, 34},    Block{10, 256, 84},
+    Block{0, 1, 4},      Block{1, 1, 2},      Block{2, 32, 18},    Block{3, 32, 20},
+    Block{6, 32, 22},    Block{7, 32, 24},    Block{8, 32, 34},    Block{10, 256, 84},
     Block{11, 256, 110}, Block{12, 256, 144}, Block{13, 256, 176}, Block{14, 256, 210},
 };
 

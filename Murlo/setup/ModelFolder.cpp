@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
+#include <QScopeGuard>
 
 #include <filesystem>
 
@@ -19,15 +20,6 @@ namespace {
 std::filesystem::path native(const QString& path) {
     return QFile::encodeName(path).toStdString();
 }
-
-/// Removes what is left of a copy that failed.
-struct Scraps : NonCopyable {
-    explicit Scraps(QString path)
-        : path(std::move(path)) {}
-    ~Scraps() { QFile::remove(path); }
-
-    QString path;
-};
 
 } // namespace
 
@@ -40,8 +32,11 @@ tl::expected<QString, Message> ModelFolder::importModel(const QString& file) con
     if (!ModelFile::isWhole(model)) return tl::unexpected(Message(Word::noModelFile));
     QDir().mkpath(m_folder);
     const QDir folder(m_folder);
-    for (const QFileInfo& there : folder.entryInfoList({QStringLiteral("*.bin")}, QDir::Files))
-        if (there.canonicalFilePath() == from) return there.absoluteFilePath();
+    for (const QFileInfo& there : folder.entryInfoList({QStringLiteral("*.bin")}, QDir::Files)) {
+        std::error_code error;
+        const QString path = there.absoluteFilePath();
+        if (std::filesystem::equivalent(native(path), native(from), error)) return path;
+    }
     QString path = m_folder + QLatin1Char('/') + freeName(file);
     if (auto placed = place(from, path); !placed) return tl::unexpected(placed.error());
     Log::write(QStringLiteral("setup: model installed"));
@@ -71,11 +66,12 @@ tl::expected<void, Message> ModelFolder::place(const QString& file, const QStrin
     const qint64 needed = QFileInfo(file).size() + DiskSpace::reserve;
     if (const auto refusal = DiskSpace::check(free.value_or(needed), needed))
         return tl::unexpected(*refusal);
-    const Scraps copy(path + QStringLiteral(".import"));
-    QFile::remove(copy.path);
-    std::filesystem::copy_file(native(file), native(copy.path), error);
-    if (!error && !m_disk.sync(copy.path)) error = std::make_error_code(std::errc::io_error);
-    if (!error) std::filesystem::rename(native(copy.path), native(path), error);
+    const QString copy = path + QStringLiteral(".import");
+    QFile::remove(copy);
+    const auto clearing = qScopeGuard([&copy] { QFile::remove(copy); });
+    std::filesystem::copy_file(native(file), native(copy), error);
+    if (!error && !m_disk.sync(copy)) error = std::make_error_code(std::errc::io_error);
+    if (!error) std::filesystem::rename(native(copy), native(path), error);
     if (!error) {
         (void)m_disk.sync(m_folder);
         return {};
@@ -91,10 +87,9 @@ bool ModelFolder::deleteModel(const QString& path) const {
         return false;
     PartialModel::discard(m_folder, model.fileName());
     QFile file(path);
-    if (file.remove()) return true;
-    if (file.error() != QFile::NoError)
-        Log::write(QStringLiteral("setup: a model cannot be removed: ") + file.errorString());
-    return !file.exists();
+    if (!file.exists() || file.remove()) return true;
+    Log::write(QStringLiteral("setup: a model cannot be removed: ") + file.errorString());
+    return false;
 }
 
 } // namespace murlo

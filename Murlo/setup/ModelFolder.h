@@ -30,8 +30,7 @@ public:
 
 private:
     [[nodiscard]] QString freeName(const QString& file) const;
-    [[nodiscard]] tl::expected<void, Message> place(const QString& file,
-                                                    const QString& path) const;
+    [[nodiscard]] tl::expected<void, Message> place(const QString& file, const QString& path) const;
 
     const FileSystem& m_disk;
     QString m_folder;

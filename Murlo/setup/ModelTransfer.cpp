@@ -10,7 +10,7 @@ namespace murlo {
 
 namespace {
 
-constexpr double quietLimit = 60;      // seconds without a byte
+constexpr double quietLimit = 60; // seconds without a byte
 constexpr int mostRedirects = 10;
 constexpr double progressPeriod = 0.1; // seconds
 
@@ -25,7 +25,7 @@ ModelTransfer::ModelTransfer(const Partners& with, const QString& folder, Speech
     , m_part(with.disk, folder, m_model.file, m_source) {}
 
 void ModelTransfer::start() {
-    if (const auto free = m_with.disk.availableBytes(m_part.modelPath().section(u'/', 0, -2))) {
+    if (const auto free = m_with.disk.availableBytes(m_part.folder())) {
         const auto refusal =
             DiskSpace::check(*free + m_part.bytesOnDisk(), DiskSpace::needed(m_model));
         if (refusal) {
@@ -38,10 +38,15 @@ void ModelTransfer::start() {
     m_continues = m_part.size() > 0;
     Log::write(m_continues ? QStringLiteral("setup: resuming speech model download")
                            : QStringLiteral("setup: downloading speech model"));
-    if (m_part.isComplete())
+    if (m_part.isComplete() && m_part.isWholeModel()) {
         install();
-    else
-        ask(m_source);
+        return;
+    }
+    if (m_part.isComplete()) { // and yet no model: a disk that lost bytes
+        m_part.discard();
+        m_continues = false;
+    }
+    ask(m_source);
 }
 
 void ModelTransfer::pause() {

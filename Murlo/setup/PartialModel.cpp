@@ -119,9 +119,10 @@ bool PartialModel::isBegun(const QString& folder, const QString& name) {
 }
 
 QByteArray PartialModel::record() const {
-    return QJsonDocument(QJsonObject{{QStringLiteral("source"), m_source},
-                                     {QStringLiteral("validator"), QString::fromLatin1(m_validator)},
-                                     {QStringLiteral("total"), m_total}})
+    return QJsonDocument(
+               QJsonObject{{QStringLiteral("source"), m_source},
+                           {QStringLiteral("validator"), QString::fromLatin1(m_validator)},
+                           {QStringLiteral("total"), m_total}})
         .toJson(QJsonDocument::Compact);
 }
 

@@ -51,6 +51,7 @@ public:
     bool noteInterruption() const; // NOLINT(modernize-use-nodiscard): for the log alone
     void removeNote() const;
 
+    [[nodiscard]] const QString& folder() const { return m_folder; }
     /// Where the model is installed.
     [[nodiscard]] QString modelPath() const { return m_folder + QLatin1Char('/') + m_name; }
     /// Removes the part of a model with this file name, if there is one.

@@ -206,8 +206,7 @@ private:
         if (!m_reply) return; // the client is gone
         complete(tl::unexpected(HttpError{QStringLiteral("The request timed out."),
                                           QStringLiteral("QNetworkReply"),
-                                          QNetworkReply::TimeoutError,
-                                          NetworkFailure::timedOut}));
+                                          QNetworkReply::TimeoutError, NetworkFailure::timedOut}));
     }
 
     void complete(HttpResult result) {
@@ -220,7 +219,8 @@ private:
         if (!m_reply) return;
         // Disconnect only our own connections: Qt's abort relies on signals of the reply.
         m_reply->disconnect(&m_receiver);
-        if (!m_reply->isFinished()) m_reply->abort();
+        // One with an error is about to finish by itself, and cannot have a second error.
+        if (!m_reply->isFinished() && m_reply->error() == QNetworkReply::NoError) m_reply->abort();
         m_reply->deleteLater();
         m_reply.clear();
     }
