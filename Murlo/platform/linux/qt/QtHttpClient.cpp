@@ -219,8 +219,7 @@ private:
         if (!m_reply) return;
         // Disconnect only our own connections: Qt's abort relies on signals of the reply.
         m_reply->disconnect(&m_receiver);
-        // One with an error is about to finish by itself, and cannot have a second error.
-        if (!m_reply->isFinished() && m_reply->error() == QNetworkReply::NoError) m_reply->abort();
+        if (!m_reply->isFinished()) m_reply->abort();
         m_reply->deleteLater();
         m_reply.clear();
     }
