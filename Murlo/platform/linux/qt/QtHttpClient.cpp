@@ -13,7 +13,7 @@ namespace murlo {
 
 namespace {
 
-constexpr qint64 streamBuffer = qint64{64} * 1024; // bytes buffered for the reader of a stream
+constexpr qint64 streamBuffer = qint64{1024} * 1024; // bytes buffered for the reader of a stream
 
 class ProxyOutsideLoopback : public QNetworkProxyFactory {
 public:
