@@ -94,7 +94,7 @@ void ModelDownload::take(const News& news) {
     }
     pause(); // nothing is left to pause: it lets go of the connection
     if (const auto* path = std::get_if<QString>(&news.what)) {
-        if (onInstalled) onInstalled(*path);
+        if (const auto tell = onInstalled) tell(*path); // a copy: it may end this
         return;
     }
     const auto& failure = std::get<ModelTransfer::Failure>(news.what);
@@ -104,7 +104,7 @@ void ModelDownload::take(const News& news) {
     if (network != nullptr && *network == NetworkFailure::noHost &&
         !m_with.reachability.isConnected())
         why = FriendlyError::message(NetworkFailure::offline);
-    if (onFailure) onFailure(why);
+    if (const auto tell = onFailure) tell(why);
 }
 
 std::optional<SpeechModel> ModelDownload::begun(const Paths& paths) {

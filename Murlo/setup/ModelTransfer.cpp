@@ -25,28 +25,27 @@ ModelTransfer::ModelTransfer(const Partners& with, const QString& folder, Speech
     , m_part(with.disk, folder, m_model.file, m_source) {}
 
 void ModelTransfer::start() {
-    if (const auto free = m_with.disk.availableBytes(m_part.folder())) {
-        const auto refusal =
-            DiskSpace::check(*free + m_part.bytesOnDisk(), DiskSpace::needed(m_model));
-        if (refusal) {
-            m_ended = true;
-            m_listener.failed(*refusal);
-            return;
-        }
-    }
+    const bool isHere = m_part.isComplete() && m_part.isWholeModel();
+    if (m_part.isComplete() && !isHere) m_part.discard(); // a disk that lost bytes
+    if (!isHere && refusesForSpace()) return;
     m_part.removeNote();
     m_continues = m_part.size() > 0;
     Log::write(m_continues ? QStringLiteral("setup: resuming speech model download")
                            : QStringLiteral("setup: downloading speech model"));
-    if (m_part.isComplete() && m_part.isWholeModel()) {
+    if (isHere)
         install();
-        return;
-    }
-    if (m_part.isComplete()) { // and yet no model: a disk that lost bytes
-        m_part.discard();
-        m_continues = false;
-    }
-    ask(m_source);
+    else
+        ask(m_source);
+}
+
+bool ModelTransfer::refusesForSpace() {
+    const auto free = m_with.disk.availableBytes(m_part.folder());
+    if (!free) return false;
+    const auto refusal = DiskSpace::check(*free + m_part.bytesOnDisk(), DiskSpace::needed(m_model));
+    if (!refusal) return false;
+    m_ended = true;
+    m_listener.failed(*refusal);
+    return true;
 }
 
 void ModelTransfer::pause() {

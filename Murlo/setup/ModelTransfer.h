@@ -51,6 +51,7 @@ public:
     void pause();
 
 private:
+    [[nodiscard]] bool refusesForSpace();
     void ask(const QUrl& address);
     [[nodiscard]] bool takeHead(const HttpResponse& head);
     void follow(const HttpResponse& head);

@@ -1,7 +1,7 @@
 #include "setup/ModelDownload.h"
-#include "MurloKit/DownloadEstimate.h"
 #include "look/Words.h"
 #include "platform/linux/qt/QtHttpClient.h"
+#include "platform/linux/qt/QtScheduler.h"
 #include "setup/DownloadAnswer.h"
 #include "setup/ModelFile.h"
 #include "setup/ModelFolder.h"
@@ -92,11 +92,12 @@ struct World : SupportFolder {
         model.bytes = 40'000;
         make();
     }
-    void make() {
+    void make() { makeWith(scheduler); }
+    void makeWith(Scheduler& on) {
         download.reset();
         download = std::make_unique<ModelDownload>(
             ModelDownload::Partners{
-                scheduler, [](Delay delay) { return std::make_unique<QtHttpClient>(delay); }, files,
+                on, [](Delay delay) { return std::make_unique<QtHttpClient>(delay); }, files,
                 reachability},
             paths, repository);
         download->onFailure = [this](const Message& why) { end = Words::english(why); };
@@ -297,6 +298,20 @@ private Q_SLOTS:
                  (QStringList{"setup: downloading speech model",
                               "setup: download paused, resume data saved",
                               "setup: resuming speech model download", "setup: model installed"}));
+    }
+
+    void networkAndDiskHaveAThreadOfTheirOwn() {
+        QtScheduler threads;
+        World world;
+        world.makeWith(threads);
+        const QByteArray begin = has(oldModel, "old")({}).bytes().first(20'000);
+        world.answers = {always({0, begin, ServerAnswer::staying})};
+        world.download->start(world.model);
+        QVERIFY(world.becomes([&] { return world.part() > 19'000; }));
+        world.makeWith(threads); // the end of a process in the middle
+        QVERIFY(world.models().contains("model.resume") && world.end.isEmpty());
+        QCOMPARE(world.attempt({has(oldModel, "old")}), "old");
+        world.download.reset(); // before the threads
     }
 
     void aFullDiskCostsNothing() {
