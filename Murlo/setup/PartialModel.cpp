@@ -21,6 +21,10 @@ QString recordOf(const QString& folder, const QString& name) {
     return partOf(folder, name) + QStringLiteral(".json");
 }
 
+QString noteIn(const QString& folder) {
+    return folder + QStringLiteral("/model.resume");
+}
+
 /// What is known of a part.
 struct Record {
     QString source;
@@ -105,12 +109,12 @@ void PartialModel::discard() {
     m_file.close();
     m_size = 0;
     discard(m_folder, m_name);
-    removeNote();
 }
 
 void PartialModel::discard(const QString& folder, const QString& name) {
     QFile::remove(recordOf(folder, name));
     QFile::remove(partOf(folder, name));
+    QFile::remove(noteIn(folder));
 }
 
 bool PartialModel::isBegun(const QString& folder, const QString& name) {
@@ -128,11 +132,11 @@ QByteArray PartialModel::record() const {
 
 bool PartialModel::noteInterruption() const {
     if (m_size == 0 || m_validator.isEmpty()) return false;
-    return writePrivateFile(m_folder + QStringLiteral("/model.resume"), record()).has_value();
+    return writePrivateFile(noteIn(m_folder), record()).has_value();
 }
 
 void PartialModel::removeNote() const {
-    QFile::remove(m_folder + QStringLiteral("/model.resume"));
+    QFile::remove(noteIn(m_folder));
 }
 
 } // namespace murlo
