@@ -77,6 +77,21 @@ enum class Word {
     livesDownHere,
     clickForMore,
     logNotOpened, ///< its path
+    // The speech model's download
+    connecting,
+    almostDone,
+    minuteLeft,
+    minutesLeft, ///< how many
+    noInternet,
+    connectionTimedOut,
+    serverNotReached,
+    somethingWrong,
+    downloadBlocked,
+    downloadRefused,
+    modelNotSaved,
+    notEnoughSpace, ///< the gigabytes that are needed
+    noModelFile,
+    fileNotReadable,
     // Questions and windows
     quitQuestion,
     quitMeans,

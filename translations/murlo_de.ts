@@ -256,6 +256,62 @@
         <translation>Das Protokoll kann hier nicht geöffnet werden. Es ist %1</translation>
     </message>
     <message>
+        <source>Connecting…</source>
+        <translation>Verbindung wird hergestellt …</translation>
+    </message>
+    <message>
+        <source>almost done</source>
+        <translation>fast fertig</translation>
+    </message>
+    <message>
+        <source>about 1 minute left</source>
+        <translation>noch etwa 1 Minute</translation>
+    </message>
+    <message>
+        <source>about %1 minutes left</source>
+        <translation>noch etwa %1 Minuten</translation>
+    </message>
+    <message>
+        <source>No internet connection. Check your Wi-Fi and try again.</source>
+        <translation>Keine Internetverbindung. Prüfen Sie das Netzwerk und versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>The connection timed out. Check your Wi-Fi and try again.</source>
+        <translation>Die Verbindung hat zu lange gedauert. Prüfen Sie das Netzwerk und versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>Couldn't reach the server. Check your Wi-Fi and try again.</source>
+        <translation>Der Server ist nicht erreichbar. Prüfen Sie das Netzwerk und versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>Something went wrong. Please try again.</source>
+        <translation>Etwas ist schiefgegangen. Bitte versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>The download was blocked. If you're on a work or school network, try another connection.</source>
+        <translation>Der Download wurde blockiert. In einem Firmen- oder Schulnetz hilft vielleicht eine andere Verbindung.</translation>
+    </message>
+    <message>
+        <source>The download server had a problem. Please try again.</source>
+        <translation>Auf dem Download-Server gab es ein Problem. Bitte versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>Couldn't save the speech engine. Please try again.</source>
+        <translation>Die Spracherkennung konnte nicht gespeichert werden. Bitte versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>Murlo needs about %1 GB free so everything can run on your Mac, offline. Free up some space and try again.</source>
+        <translation>Murlo braucht etwa %1 GB freien Platz, damit alles auf Ihrem Computer laufen kann, ohne Internet. Schaffen Sie Platz und versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>This file is not a speech model that Murlo can use.</source>
+        <translation>Diese Datei ist kein Sprachmodell, das Murlo verwenden kann.</translation>
+    </message>
+    <message>
+        <source>This file can't be read.</source>
+        <translation>Diese Datei kann nicht gelesen werden.</translation>
+    </message>
+    <message>
         <source>Quit Murlo?</source>
         <translation>Murlo beenden?</translation>
     </message>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MurloKit/FriendlyError.h"
 #include "platform/Port.h"
 #include "platform/Scheduler.h"
 
@@ -54,6 +55,7 @@ struct HttpError {
     QString description; ///< a sentence for the user, without the address
     QString domain;
     int code = 0;
+    NetworkFailure failure = NetworkFailure::other; ///< the kind; no adapter tells `offline`
 };
 
 using HttpResult = tl::expected<HttpResponse, HttpError>;

@@ -7,6 +7,7 @@
 #include "platform/Desktop.h"
 #include "platform/DiagnosticNotifications.h"
 #include "platform/EventTap.h"
+#include "platform/FileSystem.h"
 #include "platform/HttpClient.h"
 #include "platform/Interruptions.h"
 #include "platform/KeySynthesizer.h"
@@ -35,6 +36,7 @@ struct Platform {
     std::unique_ptr<SingleInstance> singleInstance;
     std::unique_ptr<SystemEvents> systemEvents;
     std::unique_ptr<ProcessLauncher> processes;
+    std::unique_ptr<FileSystem> files;
     /// A client per thread that needs one.
     MakeHttpClient makeHttpClient;
     /// For the main thread: what leaves this computer runs on a thread of its own, since looking up

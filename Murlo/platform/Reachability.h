@@ -11,6 +11,9 @@ class Reachability : public QObject {
 public:
     /// Begins to watch, from which on the signal comes. Further calls do nothing.
     virtual void watch() = 0;
+    /// Whether there is a way to the Internet at all (a default route), though it may lead nowhere.
+    /// Reads tables of the kernel, well under a millisecond.
+    [[nodiscard]] virtual bool isConnected() const = 0;
 
 Q_SIGNALS:
     /// The network has changed, and there is one that leads to the Internet: what has failed may

@@ -1,7 +1,7 @@
 #include "dictation/delivery/HistoryStore.h"
 #include "dictation/recording/KeptRecording.h"
-#include "platform/Port.h"
 #include "support/JsonFile.h"
+#include "tests/harness/FullDisk.h"
 #include "tests/harness/Rows.h"
 #include "tests/harness/SupportFolder.h"
 #include "tests/harness/TestLog.h"
@@ -10,30 +10,9 @@
 #include <QJsonObject>
 #include <QSignalSpy>
 
-#include <csignal>
-#include <sys/resource.h>
-
 using namespace murlo;
 
 namespace {
-
-/// While it lives no file grows beyond so many bytes, as on a disk that gets full.
-class FullDisk : NonCopyable {
-public:
-    explicit FullDisk(rlim_t bytes) {
-        std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        limit(bytes);
-    }
-    ~FullDisk() { limit(m_before.rlim_cur); }
-
-private:
-    void limit(rlim_t bytes) const {
-        const rlimit limits{bytes, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limits);
-    }
-    rlimit m_before{};
-};
 
 bool isObject(const QJsonDocument& document) {
     return document.isObject();

@@ -6,8 +6,8 @@
 
 namespace murlo {
 
-/// A client whose requests wait until the test answers them. It knows no streams, and without a
-/// delay requests never time out.
+/// A client whose requests wait until the test answers them. Without a delay requests never time
+/// out.
 class FakeHttpClient : public HttpClient {
     struct Exchange {
         HttpRequest request;
@@ -29,7 +29,8 @@ public:
         exchange->completion = std::move(completion);
         if (m_delay) {
             exchange->limit = m_delay(request.timeout, [late = exchange.get()] {
-                complete(*late, failure(QStringLiteral("The request timed out.")));
+                complete(*late, failure(QStringLiteral("The request timed out."),
+                                        NetworkFailure::timedOut));
             });
         }
         m_exchanges->push_back(exchange);
@@ -52,8 +53,12 @@ public:
     bool answer(int status, const QByteArray& body, const QString& path = {}) {
         return settle(HttpResponse{status, body}, path);
     }
+    /// The same with headers.
+    bool answer(const HttpResponse& response) { return settle(response, {}); }
     /// Lets the oldest waiting request fail.
-    bool fail(const QString& description) { return settle(failure(description), {}); }
+    bool fail(const QString& description, NetworkFailure kind = NetworkFailure::other) {
+        return settle(failure(description, kind), {});
+    }
 
 private:
     class Task : public HttpTask {
@@ -70,8 +75,18 @@ private:
         std::shared_ptr<Exchange> m_exchange;
     };
 
-    static HttpResult failure(const QString& description) {
-        return tl::unexpected(HttpError{description, QStringLiteral("fake"), 1});
+    static HttpResult failure(const QString& description, NetworkFailure kind) {
+        return tl::unexpected(HttpError{description, QStringLiteral("fake"), 1, kind});
+    }
+    /// A response as its request wants it: of a stream, the body goes to the callbacks.
+    static HttpResult passOn(const Exchange& exchange, HttpResponse response) {
+        const HttpRequest request = exchange.request;
+        if (!request.piece) return response;
+        const QByteArray body = std::exchange(response.body, {});
+        const bool wanted = (!request.head || request.head(response)) && exchange.completion &&
+                            (body.isEmpty() || request.piece(body));
+        if (wanted) return response;
+        return failure(QStringLiteral("The transfer was broken off."), NetworkFailure::other);
     }
     static void complete(Exchange& exchange, HttpResult result) {
         const auto completion = std::exchange(exchange.completion, nullptr);
@@ -81,7 +96,8 @@ private:
     bool settle(HttpResult result, const QString& path) {
         for (const auto& exchange : Exchanges(*m_exchanges)) {
             if (!exchange->completion || !exchange->request.url.path().startsWith(path)) continue;
-            complete(*exchange, std::move(result));
+            if (result) result = passOn(*exchange, std::move(*result));
+            if (exchange->completion) complete(*exchange, std::move(result));
             return true;
         }
         return false;

@@ -5,6 +5,7 @@
 #include <QTcpSocket>
 #include <QUrl>
 
+#include <functional>
 #include <memory>
 
 namespace murlo {
@@ -21,7 +22,8 @@ struct ServerAnswer {
         complete, ///< headers with the length, the body, and the connection is closed
         chunked,  ///< the same in chunks of 1000 bytes
         cutOff,   ///< promises twice the body and closes in its middle
-        bare,     ///< the body alone, which is no HTTP
+        bare,     ///< the body alone, which need not be HTTP
+        staying,  ///< the body alone, and the connection stays open
         never,    ///< keeps the connection and says nothing
     };
     int status = 200;
@@ -30,7 +32,7 @@ struct ServerAnswer {
     QByteArray header = {}; ///< a further line of the head, with its line end
 
     [[nodiscard]] QByteArray bytes() const {
-        if (manner == bare) return body;
+        if (manner == bare || manner == staying) return body;
         const QByteArray head = "HTTP/1.1 " + QByteArray::number(status) +
                                 " Whatever\r\nConnection: close\r\n" + header;
         if (manner != chunked) {
@@ -58,12 +60,19 @@ public:
     }
 
     ServerAnswer answer; ///< to every request
+    /// Gives the answer to each request instead.
+    std::function<ServerAnswer(const ReceivedRequest&)> answerTo;
     QList<ReceivedRequest> requests;
     int connections = 0;     ///< accepted so far
     int openConnections = 0; ///< not closed by the client yet
 
     [[nodiscard]] QUrl url() const {
         return QUrl(QStringLiteral("http://127.0.0.1:%1/path").arg(serverPort()));
+    }
+
+    /// Sends more to every client whose connection is open.
+    void sendMore(const QByteArray& bytes) {
+        for (QTcpSocket* socket : findChildren<QTcpSocket*>()) socket->write(bytes);
     }
 
 private:
@@ -77,9 +86,10 @@ private:
             if (request.head.isEmpty()) return;
             buffer->clear();
             requests << request;
-            if (answer.manner == ServerAnswer::never) return;
-            socket->write(answer.bytes());
-            socket->disconnectFromHost();
+            const ServerAnswer given = answerTo ? answerTo(request) : answer;
+            if (given.manner == ServerAnswer::never) return;
+            socket->write(given.bytes());
+            if (given.manner != ServerAnswer::staying) socket->disconnectFromHost();
         });
         connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
             --openConnections;

@@ -1,3 +1,5 @@
+#include "MurloKit/DiskSpace.h"
+#include "MurloKit/DownloadEstimate.h"
 #include "MurloKit/EngineSpeed.h"
 #include "tests/harness/Rows.h"
 
@@ -32,6 +34,26 @@ private Q_SLOTS:
     }
     void namesForPeople() {
         QCOMPARE(ModelCatalog::displayName(QTest::currentDataTag()), std::get<0>(fetch<QString>()));
+    }
+
+    void howLongADownloadTakes() {
+        const double never = qQNaN();
+        const std::tuple<qint64, qint64, double, Word, QString> rows[] = {
+            {0, 1000, 10, Word::connecting, ""},   {500, 1000, 0.5, Word::connecting, ""},
+            {500, -1, 10, Word::connecting, ""},   {500, 1000, never, Word::connecting, ""},
+            {990, 1000, 10, Word::almostDone, ""}, {1, 60, 1, Word::almostDone, ""},
+            {1, 61, 1, Word::minuteLeft, ""},      {1, 90, 1, Word::minuteLeft, ""},
+            {1, 91, 1, Word::minutesLeft, "2"},    {1, 90'001, 1, Word::minutesLeft, "1500"},
+        };
+        for (const auto& [written, total, elapsed, word, minutes] : rows)
+            QCOMPARE(DownloadEstimate::remainingText(written, total, elapsed),
+                     Message(word, minutes.isEmpty() ? QStringList() : QStringList{minutes}));
+    }
+    void whatAModelNeedsOfTheDisk() {
+        QVERIFY(!DiskSpace::check(1'200'000'000));
+        QCOMPARE(DiskSpace::check(1'199'999'999), Message(Word::notEnoughSpace, {"1.2"}));
+        QCOMPARE(DiskSpace::needed(ModelCatalog::preferred()), 1'200'000'000);
+        QCOMPARE(DiskSpace::needed(ModelCatalog::models().first()), 232'152'673);
     }
 
     void theMachineGetsWhatAnswersInTime_data() {

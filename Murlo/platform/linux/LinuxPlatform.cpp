@@ -16,6 +16,7 @@
 #include "platform/linux/pulse/PulseAudioInput.h"
 #include "platform/linux/pulse/PulseSoundPlayer.h"
 #include "platform/linux/qt/NetworkThreadClient.h"
+#include "platform/linux/qt/QtFileSystem.h"
 #include "platform/linux/qt/QtHttpClient.h"
 #include "platform/linux/qt/QtScheduler.h"
 #include "platform/linux/secrets/KeychainSecretStore.h"
@@ -66,6 +67,7 @@ void addCommon(Platform& platform) {
     platform.systemEvents = std::make_unique<Login1SystemEvents>();
     platform.processes = std::make_unique<QtProcessLauncher>(
         QtProcessLauncher::installedResources(QCoreApplication::applicationDirPath()));
+    platform.files = std::make_unique<QtFileSystem>();
     platform.makeHttpClient = [](Delay delay) {
         return std::make_unique<QtHttpClient>(std::move(delay));
     };

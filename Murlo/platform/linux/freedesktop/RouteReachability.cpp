@@ -1,5 +1,8 @@
 #include "platform/linux/freedesktop/RouteReachability.h"
 
+#include <QFile>
+#include <QRegularExpression>
+
 #include <array>
 #include <cerrno>
 #include <linux/netlink.h>
@@ -16,6 +19,14 @@ bool addsDefaultRoute(const nlmsghdr& message) {
         return false;
     const auto* route = static_cast<const rtmsg*>(NLMSG_DATA(&message));
     return route->rtm_dst_len == 0 && route->rtm_type == RTN_UNICAST;
+}
+
+/// Whether a line of one of the kernel's tables is the default route of an interface.
+bool hasLine(const QString& table, const QString& pattern) {
+    QFile file(table);
+    if (!file.open(QIODevice::ReadOnly)) return false;
+    const QRegularExpression line(pattern, QRegularExpression::MultilineOption);
+    return line.match(QString::fromLatin1(file.readAll())).hasMatch();
 }
 
 } // namespace
@@ -36,6 +47,14 @@ void RouteReachability::watch() {
         return;
     m_news = std::make_unique<QSocketNotifier>(m_kernel, QSocketNotifier::Read);
     connect(m_news.get(), &QSocketNotifier::activated, this, &RouteReachability::read);
+}
+
+bool RouteReachability::isConnected() const {
+    // IPv4: interface and destination. IPv6: destination and prefix length first, interface last;
+    // "lo" has a default route that refuses.
+    return hasLine(QStringLiteral("/proc/net/route"), QStringLiteral("^\\S+\\s+00000000\\s")) ||
+           hasLine(QStringLiteral("/proc/net/ipv6_route"),
+                   QStringLiteral("^0{32} 00 .*\\s(?!lo$)\\S+$"));
 }
 
 void RouteReachability::read() {

@@ -15,6 +15,7 @@ class RouteReachability : public Reachability {
 public:
     ~RouteReachability() override;
     void watch() override;
+    [[nodiscard]] bool isConnected() const override;
 
 private:
     void read();

@@ -16,8 +16,8 @@ namespace murlo {
 namespace {
 
 constexpr std::chrono::seconds endLimit{2};
-/// Pieces of a stream (up to 64 KB each) that wait for the main thread before the network waits.
-constexpr int mostWaitingPieces = 16;
+/// Pieces of a stream (up to 1 MB each) that wait for the main thread before the network waits.
+constexpr int mostWaitingPieces = 4;
 
 /// Bounds what a stream has on its way to the main thread.
 class PieceGate : NonCopyable {

@@ -13,7 +13,7 @@ namespace murlo {
 
 namespace {
 
-constexpr qint64 streamBuffer = qint64{64} * 1024; // bytes buffered for the reader of a stream
+constexpr qint64 streamBuffer = qint64{1024} * 1024; // bytes buffered for the reader of a stream
 
 class ProxyOutsideLoopback : public QNetworkProxyFactory {
 public:
@@ -91,6 +91,27 @@ bool isStatusError(QNetworkReply::NetworkError code) {
            code == QNetworkReply::ProxyAuthenticationRequiredError; // status 407
 }
 
+NetworkFailure kindOf(QNetworkReply::NetworkError code) {
+    switch (code) {
+    case QNetworkReply::HostNotFoundError:
+    case QNetworkReply::ProxyNotFoundError:
+        return NetworkFailure::noHost;
+    case QNetworkReply::ConnectionRefusedError:
+    case QNetworkReply::ProxyConnectionRefusedError:
+        return NetworkFailure::refused;
+    case QNetworkReply::TimeoutError:
+    case QNetworkReply::ProxyTimeoutError:
+        return NetworkFailure::timedOut;
+    case QNetworkReply::RemoteHostClosedError:
+    case QNetworkReply::ProxyConnectionClosedError:
+    case QNetworkReply::NetworkSessionFailedError:
+    case QNetworkReply::TemporaryNetworkFailureError:
+        return NetworkFailure::cutOff;
+    default:
+        return NetworkFailure::other;
+    }
+}
+
 HttpError describe(QNetworkReply::NetworkError code, QString words, const QUrl& url) {
     // With a body that cannot be resent (see BodyToSendOnce) Qt reports a closed connection as a
     // resend or an unknown error, depending on the moment.
@@ -101,7 +122,7 @@ HttpError describe(QNetworkReply::NetworkError code, QString words, const QUrl& 
         words = QStringLiteral("The connection was closed before the answer came.");
     }
     words.remove(url.toString()).remove(url.host());
-    return {words.simplified(), QStringLiteral("QNetworkReply"), code};
+    return {words.simplified(), QStringLiteral("QNetworkReply"), code, kindOf(code)};
 }
 
 /// One request under way, shared by its handle and the handlers of Qt's signals.
@@ -185,7 +206,7 @@ private:
         if (!m_reply) return; // the client is gone
         complete(tl::unexpected(HttpError{QStringLiteral("The request timed out."),
                                           QStringLiteral("QNetworkReply"),
-                                          QNetworkReply::TimeoutError}));
+                                          QNetworkReply::TimeoutError, NetworkFailure::timedOut}));
     }
 
     void complete(HttpResult result) {
