@@ -28,6 +28,7 @@ AppDelegate::AppDelegate(CompositionRoot& root, std::function<void()> quit)
 }
 
 AppDelegate::~AppDelegate() {
+    delete m_engineWindow.data();
     willTerminate();
 }
 
@@ -76,6 +77,11 @@ void AppDelegate::wireStatusItem() {
     StatusItemController& item = statusItem();
     item.onToggleDictation = [this] { toggleDictation(); };
     item.onOpenSettings = [this] { m_settingsWindow.showSettings(); };
+    item.fasterModel = [this] { return m_root.enginePresenter.fasterModel(); };
+    item.onTakeFasterModel = [this] {
+        m_root.enginePresenter.takeFasterModel();
+        showModels(); // where the download is seen
+    };
     item.onRestartEngine = [this] { m_root.server.restart(); };
     item.onOpenLog = [this] { openLog(); };
     item.onQuit = [this] { m_quitRule.requested(); };
@@ -94,7 +100,26 @@ SettingsWindowActions AppDelegate::windowActions() {
             },
             {[this] { return m_root.accountPresenter.record(); },
              [this] { m_root.accountPresenter.press(); },
-             [this](bool on) { m_root.accountPresenter.setEnhance(on); }}};
+             [this](bool on) { m_root.accountPresenter.setEnhance(on); }},
+            [this] { showModels(); }};
+}
+
+void AppDelegate::showModels() {
+    if (!m_engineWindow) {
+        EnginePresenter& presenter = m_root.enginePresenter;
+        m_engineWindow =
+            new EngineWindow({[&presenter] { return presenter.record(); },
+                              [&presenter](const QString& path) { presenter.choose(path); },
+                              [&presenter](const ModelRow& row) { presenter.act(row); },
+                              [&presenter](const QString& key) { presenter.chooseDevice(key); },
+                              [&presenter] { presenter.tryAgain(); }});
+        m_engineWindow->setAttribute(Qt::WA_DeleteOnClose);
+        QObject::connect(&presenter, &EnginePresenter::changed, m_engineWindow,
+                         &EngineWindow::refresh);
+    }
+    m_engineWindow->show();
+    m_engineWindow->raise();
+    m_engineWindow->activateWindow();
 }
 
 void AppDelegate::toggleDictation() {

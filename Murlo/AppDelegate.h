@@ -5,6 +5,7 @@
 #include "platform/Scheduler.h"
 #include "setup/PermissionWatch.h"
 #include "triggers/TriggerPolicy.h"
+#include "windows/EngineWindow.h"
 #include "windows/QuitRule.h"
 #include "windows/SettingsWindow.h"
 #include "windows/SignInNote.h"
@@ -39,6 +40,7 @@ private:
     void wireSystemEvents();
     void openedAgain(const QStringList& arguments);
     void showSignInNote();
+    void showModels();
     void logOut();
     void wireStatusItem();
     void listenForProbeRequests();
@@ -57,6 +59,7 @@ private:
     ScheduledWork m_warmUp;
     std::unique_ptr<StatusItemController> m_statusItem;
     SettingsWindowController m_settingsWindow;
+    QPointer<EngineWindow> m_engineWindow;    ///< while it is open
     std::unique_ptr<SignInNote> m_signInNote; ///< while a sign-in waits for the browser
     QuitRule m_quitRule;
     PermissionWatch m_permissionWatch;

@@ -74,6 +74,10 @@ CompositionRoot::CompositionRoot(Platform& on, const Paths& at, SerialQueue& dis
                   delivery, keptRecording, enhancer, errors, *on.microphoneAuthorization,
                   *on.systemEvents, sounds})
     , engineTuner({*on.scheduler, *on.processes, server, engineDevices, controller})
+    , modelDownload({*on.scheduler, on.makeHttpClient, *on.files, *on.reachability}, paths,
+                    config.modelRepository)
+    , enginePresenter(
+          {*on.scheduler, settingsModel, engineDevices, server, modelDownload, *on.files, paths})
     , callout(*on.scheduler, settings, *on.surfaces)
     , scanner(*on.accessibilityTree, *on.applications, *on.scheduler, screensOf(on),
               QCoreApplication::applicationPid())

@@ -25,6 +25,7 @@
 #include "platform/Platform.h"
 #include "settings/Settings.h"
 #include "settings/SettingsModel.h"
+#include "setup/ModelDownload.h"
 #include "setup/Permissions.h"
 #include "support/Paths.h"
 #include "targets/InputTarget.h"
@@ -32,6 +33,7 @@
 #include "telemetry/UsageTracker.h"
 #include "triggers/HotkeyMonitor.h"
 #include "windows/AccountPresenter.h"
+#include "windows/EnginePresenter.h"
 
 namespace murlo {
 
@@ -75,6 +77,8 @@ struct CompositionRoot {
     PromptEnhancer enhancer;
     DictationController controller;
     EngineTuner engineTuner;
+    ModelDownload modelDownload;
+    EnginePresenter enginePresenter;
     MenuBarCallout callout;
     InputScanner scanner;
     HintOverlay hintOverlay;

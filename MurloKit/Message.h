@@ -65,6 +65,7 @@ enum class Word {
     pauseDownload,
     deleteIt,
     deleteModel, ///< its name
+    percentDone, ///< how many
     recent,
     finishSetup,
     openMurlo,

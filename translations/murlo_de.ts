@@ -212,6 +212,10 @@
         <translation>%1 löschen</translation>
     </message>
     <message>
+        <source>%1 % ·</source>
+        <translation>%1 % ·</translation>
+    </message>
+    <message>
         <source>Recent</source>
         <translation>Zuletzt</translation>
     </message>

@@ -71,6 +71,7 @@ constexpr std::array texts{
     "Pause",
     "Delete",
     "Delete %1",
+    "%1 % ·",
     "Recent",
     "Finish setup…",
     "Open Murlo…",

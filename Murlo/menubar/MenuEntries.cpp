@@ -71,6 +71,9 @@ QList<MenuEntry> menuEntries(const MenuInput& input) {
     QList<MenuEntry> menu;
     menu << entry(dictationTitle(input.dictation, input.trigger), MenuCommand::toggleDictation)
          << separator << entry(engineTitle(input.engine), MenuCommand::restartEngine);
+    if (input.fasterModel)
+        menu << entry(Words::shown({Word::takeFasterModel, {*input.fasterModel}}),
+                      MenuCommand::takeFasterModel);
     if (!input.history.isEmpty()) {
         menu << separator << MenuEntry{Words::shown(Word::recent),  MenuCommand::none, -1, true, {},
                                        recentEntries(input.history)};

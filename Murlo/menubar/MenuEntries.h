@@ -16,6 +16,7 @@ enum class MenuCommand {
     none,
     toggleDictation,
     restartEngine,
+    takeFasterModel,
     copyHistory, ///< with the index in the history
     openSetup,
     openSettings,
@@ -44,8 +45,9 @@ struct MenuInput {
     DictationState::Case dictation = DictationState::idle;
     TriggerKey trigger = TriggerKey::leftShift; ///< that dictates
     EngineState engine;
-    QStringList history;               ///< newest first
-    std::optional<QString> setupTitle; ///< of the entry that opens the setup; none without a setup
+    std::optional<QString> fasterModel; ///< name of the one that can be taken for a slow one
+    QStringList history;                ///< newest first
+    std::optional<QString> setupTitle;  ///< of the entry that opens the setup; none without a setup
     bool hasSelfTest = false;
     bool logWanted = false;        ///< the modifier that reveals the log was held
     std::optional<QString> update; ///< version that can be had

@@ -81,6 +81,8 @@ QList<MenuEntry> StatusItemController::entries() const {
     input.trigger = m_with.settings.trigger();
     input.engine = m_with.settingsModel.engineState();
     input.history = m_with.history.recent();
+    if (const auto model = fasterModel ? fasterModel() : std::nullopt)
+        input.fasterModel = ModelCatalog::displayName(model->file);
     if (setupMenuTitle) input.setupTitle = setupMenuTitle();
     input.hasSelfTest = static_cast<bool>(onSelfTest);
     input.logWanted = QGuiApplication::queryKeyboardModifiers().testFlag(Qt::AltModifier);
@@ -105,6 +107,8 @@ void StatusItemController::perform(const MenuEntry& entry) {
         return call(onToggleDictation);
     case MenuCommand::restartEngine:
         return call(onRestartEngine);
+    case MenuCommand::takeFasterModel:
+        return call(onTakeFasterModel);
     case MenuCommand::copyHistory:
         return copyHistory(entry.index);
     case MenuCommand::openSetup:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MurloKit/DictationState.h"
+#include "MurloKit/ModelCatalog.h"
 #include "menubar/MenuEntries.h"
 #include "platform/Scheduler.h"
 
@@ -30,6 +31,8 @@ public:
     std::function<void()> onToggleDictation; ///< "Start Dictation" or "Stop Dictation"
     std::function<void()> onOpenSettings;    ///< "Open Murlo…"
     std::function<void()> onRestartEngine;   ///< "Restart Engine"
+    std::function<std::optional<SpeechModel>()> fasterModel; ///< no entry without one
+    std::function<void()> onTakeFasterModel;
     std::function<void()> onSelfTest;        ///< no entry without it
     std::function<QString()> setupMenuTitle; ///< no entry without it
     std::function<void()> onOpenSetup;

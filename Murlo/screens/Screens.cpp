@@ -36,6 +36,7 @@ std::optional<int> render(const QDir& folder, const QString& prefix,
 /// What is read more than looked at: for other languages and directions of writing.
 std::vector<Screen> wordyScreens() {
     std::vector<Screen> screens = trayScreens();
+    for (Screen& screen : engineScreens()) screens.push_back(std::move(screen));
     for (Screen& card : cardScreens()) {
         if (card.name.startsWith(QLatin1String("card-failed")) ||
             card.name.startsWith(QLatin1String("card-transcribing-")))
@@ -45,6 +46,19 @@ std::vector<Screen> wordyScreens() {
 }
 
 } // namespace
+
+Screen grabbed(const QString& name, const std::function<std::unique_ptr<QWidget>()>& make) {
+    const auto laidOut = [make] {
+        auto widget = make();
+        widget->ensurePolished();
+        widget->adjustSize();
+        return widget;
+    };
+    return {name, laidOut()->size(), [laidOut](QPainter& painter) {
+                const auto widget = laidOut();
+                widget->render(&painter);
+            }};
+}
 
 std::optional<int> renderScreens(const QString& folder) {
     const QDir directory(folder);
@@ -56,7 +70,8 @@ std::optional<int> renderScreens(const QString& folder) {
         return some.has_value();
     };
     Words::speak(QLocale::c());
-    bool works = add({}, cardScreens()) && add({}, hintLayers()) && add({}, trayScreens());
+    bool works = add({}, cardScreens()) && add({}, hintLayers()) && add({}, trayScreens()) &&
+                 add({}, engineScreens());
     QGuiApplication::setLayoutDirection(Qt::RightToLeft);
     works = works && add(QStringLiteral("right-to-left-"), wordyScreens());
     Words::speak(QLocale(QLocale::German));

@@ -26,20 +26,6 @@ MenuInput sampleMenu() {
     return input;
 }
 
-/// A picture of a widget that is never shown.
-Screen grabbed(const QString& name, const std::function<std::unique_ptr<QWidget>()>& make) {
-    const auto laidOut = [make] {
-        auto widget = make();
-        widget->ensurePolished();
-        widget->adjustSize();
-        return widget;
-    };
-    return {name, laidOut()->size(), [laidOut](QPainter& painter) {
-                const auto widget = laidOut();
-                widget->render(&painter);
-            }};
-}
-
 std::unique_ptr<QWidget> menu(const MenuInput& input) {
     auto made = std::make_unique<QMenu>();
     fillMenu(*made, menuEntries(input), [](const MenuEntry&) {});

@@ -25,10 +25,10 @@ QString detailOf(const SpeechModel& model, const EngineFacts& facts) {
     return parts.join(QStringLiteral(" · "));
 }
 
-void setAction(ModelRow& row, ModelRow::Action action, Word word, Word spoken) {
+void setAction(ModelRow& row, ModelRow::Action action, Word word, const Message& spoken) {
     row.action = action;
     row.button = Words::shown(word);
-    row.spoken = Words::shown({spoken, {row.title}});
+    row.spoken = Words::shown(spoken);
 }
 
 ModelRow rowOf(const SpeechModel& model, const QString& path, const EngineFacts& facts) {
@@ -42,9 +42,9 @@ ModelRow rowOf(const SpeechModel& model, const QString& path, const EngineFacts&
     if (isComing)
         setAction(row, ModelRow::pause, Word::pauseDownload, Word::pauseDownload);
     else if (path.isEmpty() && facts.downloading.isEmpty())
-        setAction(row, ModelRow::download, Word::download, Word::downloadModel);
-    else if (!path.isEmpty() && !row.isCurrent)
-        setAction(row, ModelRow::remove, Word::deleteIt, Word::deleteModel);
+        setAction(row, ModelRow::download, Word::download, {Word::downloadModel, {row.title}});
+    else if (!path.isEmpty() && !row.isCurrent && ModelCatalog::find(path)) // can be had again
+        setAction(row, ModelRow::remove, Word::deleteIt, {Word::deleteModel, {row.title}});
     return row;
 }
 

@@ -75,6 +75,7 @@ QWidget* EngineWindow::makeRow(const ModelRow& model) {
     connect(choice, &QRadioButton::clicked, this, [this, model] { m_actions.choose(model.path); });
     auto* detail = Controls::text(TextKind::caption, model.detail);
     detail->setIndent(24);
+    detail->setWordWrap(true);
     auto* texts = new QWidget;
     auto* column = new QVBoxLayout(texts);
     column->setContentsMargins(0, 0, 0, 0);
@@ -105,10 +106,12 @@ void EngineWindow::refresh() {
         const int focused =
             m_choices.buttons().indexOf(qobject_cast<QAbstractButton*>(focusWidget()));
         while (QLayoutItem* item = m_models->layout()->takeAt(0)) {
-            for (QRadioButton* choice : item->widget()->findChildren<QRadioButton*>())
-                m_choices.removeButton(choice);
-            item->widget()->hide();
-            item->widget()->deleteLater(); // it may be the one whose button was pressed
+            if (QWidget* row = item->widget()) {
+                for (QRadioButton* choice : row->findChildren<QRadioButton*>())
+                    m_choices.removeButton(choice);
+                row->hide();
+                row->deleteLater(); // it may be the one whose button was pressed
+            }
             delete item;
         }
         for (const ModelRow& model : record.models) m_models->layout()->addWidget(makeRow(model));

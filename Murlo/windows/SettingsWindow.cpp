@@ -88,7 +88,9 @@ QWidget* SettingsWindow::makeContent() {
     auto* restart =
         Controls::button(Words::shown(Word::restart), Words::shown(Word::restartEngine));
     onClick(restart, [this] { performCommand(MenuCommand::restartEngine); });
-    column->addLayout(Controls::row({m_engine, restart}, 0));
+    auto* models = Controls::button(Words::shown(Word::speechModelMore));
+    onClick(models, [this] { m_actions.showModels(); });
+    column->addLayout(Controls::row({m_engine, models, restart}, 0));
 
     column->addSpacing(4);
     m_account = new AccountRow(m_actions.account);

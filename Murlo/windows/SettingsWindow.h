@@ -25,6 +25,7 @@ struct SettingsWindowActions {
     std::function<void()> openLog;                 ///< shows the log file
     std::function<void()> refreshFromSystem;       ///< reads anew what may have changed outside
     AccountRowActions account = {};
+    std::function<void()> showModels = {}; ///< shows the window of the speech models
 };
 
 /// Murlo's window: what the tray's menu offers, for desktops without a tray. Main thread.

@@ -8,7 +8,10 @@
 #include "tests/fakes/FakeSurfaces.h"
 #include "tests/harness/DictationRig.h"
 #include "tests/harness/Rows.h"
+#include "windows/EngineWindow.h"
 #include "windows/SettingsWindow.h"
+
+#include <QRadioButton>
 
 #include <QApplication>
 #include <QPainter>
@@ -45,7 +48,8 @@ struct Program {
         [this] { asked << "log"; },
         [this] { asked << "look"; },
         {[this] { return presentAccount(account); }, [this] { asked << "account"; },
-         [this](bool on) { asked << (on ? "enhance" : "plain"); }}};
+         [this](bool on) { asked << (on ? "enhance" : "plain"); }},
+        [this] { asked << "models"; }};
 };
 
 } // namespace
@@ -250,6 +254,55 @@ private Q_SLOTS:
         windows[0]->close();
         QTRY_VERIFY(!closed);
         controller.refresh();
+    }
+
+    void theModelsWindowOffersWhatCanBeDone() {
+        const QString small = "/m/ggml-small-q8_0.bin";
+        EngineFacts facts;
+        facts.installed = {"/m/ggml-tiny-q5_1.bin", small, "/m/mine.bin"};
+        facts.current = small;
+        QString done;
+        EngineWindow window({[&] { return presentEngine(facts); },
+                             [&](const QString& path) { done = path; },
+                             [&](const ModelRow& row) { done = row.spoken; },
+                             [&](const QString& key) { done = key; }, [&] { done = "again"; }});
+        const auto button = [&](const QString& spoken) {
+            for (auto* each : window.findChildren<QPushButton*>())
+                if (each->accessibleName() == spoken && each->isVisibleTo(&window)) return each;
+            return static_cast<QPushButton*>(nullptr);
+        };
+        const auto choices = [&] {
+            QStringList all; // those that can be chosen; the current one in brackets
+            for (auto* each : window.findChildren<QRadioButton*>())
+                if (each->isEnabledTo(&window) && each->isVisibleTo(&window))
+                    all << (each->isChecked() ? "(" + each->text() + ")" : each->text());
+            return all;
+        };
+        QCOMPARE(choices(), (QStringList{"Tiny Q5_1", "(Small Q8_0)", "Mine"}));
+        button("Download Murlo Fast")->click();
+        QCOMPARE(done, "Download Murlo Fast");
+        button("Delete Tiny Q5_1")->click();
+        QCOMPARE(done, "Delete Tiny Q5_1");
+        QVERIFY(!button("Delete Small Q8_0") && !button("Delete Mine")); // in use, not to be had
+        window.findChildren<QRadioButton*>().last()->click();
+        QCOMPARE(done, "/m/mine.bin");
+
+        facts.downloading = ModelCatalog::preferred().file;
+        facts.news = Word::connecting;
+        facts.setAside = QStringList{"A GPU"};
+        facts.speed.devices.resize(2);
+        facts.speed.devices[1].number = 0;
+        facts.speed.devices[1].name = "A GPU";
+        window.refresh();
+        QVERIFY(shown(window).contains("Connecting…") &&
+                shown(window).contains("A GPU failed and is set aside."));
+        QVERIFY(button("Pause") && !button("Download Base Q5_1")); // one at a time
+        auto* devices = window.findChild<QComboBox*>();
+        QCOMPARE(devices->count(), 3);
+        Q_EMIT devices->activated(2);
+        QCOMPARE(done, "A GPU");
+        button("")->click();
+        QCOMPARE(done, "again");
     }
 };
 
