@@ -23,7 +23,7 @@ SUBSYSTEMS = {
     "screens": ["hints", "look", "menubar", "overlay", "settings", "support", "windows"],
     "hints": ["look", "support", "targets"],
     "menubar": ["dictation", "look", "overlay", "settings", "support"],
-    "windows": ["account", "look", "menubar", "settings", "support"],
+    "windows": ["account", "dictation", "look", "menubar", "settings", "setup", "support"],
     "dictation": ["account", "look", "overlay", "settings", "support", "targets", "telemetry"],
 }
 # Headers of the operating system and the desktop: adapters and their tests alone.

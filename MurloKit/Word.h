@@ -1,0 +1,144 @@
+#pragma once
+
+namespace murlo {
+
+/// Every sentence and label shown to the user; `Words` has the translations.
+enum class Word {
+    // Why a dictation could not begin, or not be transcribed
+    microphoneOff,
+    noInputDevice,
+    unsupportedFormat,
+    inputChanged,
+    engineTooSlow,
+    engineMissing,
+    noModel,
+    engineNotStarted,
+    engineNotInTime,
+    engineKeepsStopping, ///< the exit status
+    engineAnsweredNothing,
+    engineError,       ///< the HTTP status
+    engineErrorSaying, ///< the HTTP status, what the engine wrote
+    answersTakeLong,
+    asReported, ///< the system's own sentence, as it is
+    // Where a text is that did not go into a box
+    copied,
+    nothingTranscribed,
+    copyOnly,
+    noTextBox,
+    noKeys,
+    // Letters
+    accessibilityOff,
+    passwordField,
+    noBoxesFound,
+    silentApplication, ///< its name
+    boxVanished,
+    // The card
+    dictation,
+    transcribing,
+    enhancing,
+    inserted,
+    // The menu
+    startDictation, ///< the trigger's name
+    stopDictation,
+    engineStopped,
+    engineLoading,
+    engineReady,
+    engineFailed,    ///< why
+    takeFasterModel, ///< the model's name
+    speechModel,
+    speechModelMore,
+    runsOn,
+    fastestDevice,
+    fastestDeviceIs, ///< its name
+    processor,
+    deviceSetAside, ///< its name
+    tryAgain,
+    aboutSeconds, ///< how many
+    megabytes,    ///< how many
+    recommended,
+    download,
+    downloadModel, ///< its name
+    pauseDownload,
+    deleteIt,
+    deleteModel, ///< its name
+    percentDone, ///< how many
+    recent,
+    finishSetup,
+    openMurlo,
+    runSelfTest,
+    openLog,
+    updateTo, ///< a version
+    murloVersion,
+    quitMurlo,
+    livesUpHere,
+    livesDownHere,
+    clickForMore,
+    logNotOpened, ///< its path
+    // The speech model's download
+    connecting,
+    almostDone,
+    minuteLeft,
+    minutesLeft, ///< how many
+    noInternet,
+    connectionTimedOut,
+    serverNotReached,
+    somethingWrong,
+    downloadBlocked,
+    downloadRefused,
+    modelNotSaved,
+    notEnoughSpace, ///< the gigabytes that are needed
+    noModelFile,
+    fileNotReadable,
+    // Questions and windows
+    quitQuestion,
+    quitMeans,
+    cancel,
+    quit,
+    hideMurlo,
+    edit,
+    cut,
+    copy,
+    paste,
+    selectAll,
+    window,
+    close,
+    // The account
+    signInCancelled,
+    signInUnexpected, ///< the provider's name
+    signInPageUnexpected,
+    signInNotOpened,
+    revokedElsewhere,
+    signupIncomplete,
+    signedInAs, ///< the e-mail address
+    signedIn,
+    logOut,
+    continueWith, ///< the provider's name
+    continueHere,
+    staysHere,
+    accountIsOn, ///< the backend's host
+    signInFirst,
+    enhance,
+    enhanceMeans,
+    finishInBrowser,
+    browserWaits,
+    openAgain,
+    copyAddress,
+    restart,
+    restartEngine,
+    recentDictations,
+    nothingYet,
+    howToDictate,
+    triggersOff,
+    // The trigger keys, in the order of `TriggerKey`
+    rightCommandKey,
+    leftCommandKey,
+    rightOptionKey,
+    leftOptionKey,
+    rightShiftKey,
+    leftShiftKey,
+    rightControlKey,
+    fnKey,
+    count ///< number of words, not a word itself
+};
+
+} // namespace murlo
