@@ -239,6 +239,7 @@ QList<Figure> figuresWith(const QString& model, const QString& name, double aim)
         return {};
     }
     QGuiApplication::clipboard()->setText(QStringLiteral("as on most people's clipboards"));
+    letPass(4000); // meanwhile the devices are measured
     const Rounds before = dictate(murlo, app, speech, 850);
     const Rounds during = dictate(murlo, app, speech, 2350);
     murlo.setEnhance(true);

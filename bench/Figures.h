@@ -47,6 +47,8 @@ void progress(const QString& what);
 [[nodiscard]] QList<Figure> scanFigures();
 [[nodiscard]] QList<Figure> hintFigures();
 [[nodiscard]] QList<Figure> accountFigures();
+/// `models`: a folder of speech models whose times are held against what is predicted, or empty.
+[[nodiscard]] QList<Figure> engineFigures(const QString& model, const QString& models);
 [[nodiscard]] QList<Figure> processFigures(const QString& model);
 
 } // namespace murlo

@@ -88,8 +88,8 @@ void printJson(const QList<Figure>& figures) {
 
 } // namespace
 
-/// murlo-bench [--json] [--model FILE (else $MURLO_MODEL)] [--only
-/// audio|microphone|tap|dictation|card|scan|hints|account|process]
+/// murlo-bench [--json] [--model FILE (else $MURLO_MODEL)] [--models FOLDER] [--only
+/// audio|microphone|tap|dictation|card|scan|hints|account|engine|process]
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
     const QStringList arguments = QApplication::arguments();
@@ -119,6 +119,7 @@ int main(int argc, char** argv) {
     if (wanted("scan")) figures += murlo::scanFigures();
     if (wanted("hints")) figures += murlo::hintFigures();
     if (wanted("account")) figures += murlo::accountFigures();
+    if (wanted("engine")) figures += murlo::engineFigures(model, option("--models"));
     if (wanted("process")) figures += murlo::processFigures(model);
     if (arguments.contains(QStringLiteral("--json"))) {
         printJson(figures);
