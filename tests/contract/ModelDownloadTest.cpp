@@ -2,9 +2,7 @@
 #include "look/Words.h"
 #include "platform/linux/qt/QtHttpClient.h"
 #include "platform/linux/qt/QtScheduler.h"
-#include "setup/DownloadAnswer.h"
 #include "setup/ModelFile.h"
-#include "setup/ModelFolder.h"
 #include "tests/fakes/FakeFileSystem.h"
 #include "tests/fakes/FakeReachability.h"
 #include "tests/harness/FullDisk.h"
@@ -13,8 +11,6 @@
 #include "tests/harness/Rows.h"
 #include "tests/harness/SupportFolder.h"
 #include "tests/harness/TestLog.h"
-
-#include <QBuffer>
 
 using namespace murlo;
 
@@ -354,87 +350,6 @@ private Q_SLOTS:
             world.make();
             QCOMPARE(world.attempt({}), end);
         }
-    }
-
-    void whatTellsAFileFromAnother() {
-        const QByteArray then = "Sat, 14 Mar 2026 15:09:26 GMT";
-        const auto validator = [&](const QByteArray& tag, const QByteArray& answered) {
-            return DownloadAnswer::validator(
-                {200, {}, {{"ETag", tag}, {"last-modified", then}, {"date", answered}}});
-        };
-        QCOMPARE(validator("\"a\"", then), "\"a\"");
-        QCOMPARE(validator("W/\"a\"", "Sat, 14 Mar 2026 15:10:26 GMT"), then);
-        for (const char* answered : {"Sat, 14 Mar 2026 15:10:25 GMT", "yesterday", ""})
-            QCOMPARE(validator("W/\"a\"", answered), "");
-    }
-
-    void redirectsStayPrivate() {
-        const auto leads = [](const char* from, const QByteArray& to) {
-            return DownloadAnswer::redirectTarget(QUrl(from), {302, {}, {{"location", to}}})
-                .value_or(QUrl())
-                .toString();
-        };
-        QCOMPARE(leads("https://a.example/x/y", "../z?q=%2F"), "https://a.example/z?q=%2F");
-        QCOMPARE(leads("https://a.example/", "//u:p@b.example/#f"), "https://b.example/");
-        QCOMPARE(leads("http://127.0.0.1:1/", "https://b.example/"), "https://b.example/");
-        for (const char* to : {"http://a.example/", "http://127.0.0.1/", "ftp://a.example/", "",
-                               "file:///etc/passwd", "https:///x"})
-            QCOMPARE(leads("https://a.example/", to), "");
-        QCOMPARE(leads("http://127.0.0.1:1/", "http://a.example/"), "");
-    }
-
-    void aFileOfTheUsersJoinsTheModels() {
-        World world;
-        const ModelFolder folder(world.files, world.paths);
-        const auto brought = [&](const QString& file) {
-            const auto path = folder.importModel(file);
-            return path ? QFileInfo(*path).fileName() : Words::english(path.error());
-        };
-        const QTemporaryDir elsewhere("/dev/shm/murlo-XXXXXX"); // another disk
-        const QString mine = "/.Mein Modell (klein).BIN";
-        for (const QString& from : {world.folder.path(), elsewhere.path()})
-            putFile(from + mine, oldModel);
-        for (int again = 0; again < 2; ++again) // the second time it is there already
-            QCOMPARE(brought(world.folder.path() + mine), "Mein-Modell-klein-.bin");
-        QCOMPARE(brought(elsewhere.path() + mine), "Mein-Modell-klein--2.bin");
-        for (const char* name :
-             {"models/Mein-Modell-klein-.bin", "models/Mein-Modell-klein--2.bin"})
-            QCOMPARE(world.get(name), oldModel);
-        const QString model = elsewhere.filePath("a.bin");
-        putFile(model, oldModel);
-        world.files.available = oldModel.size();
-        QVERIFY(brought(model).startsWith("Murlo needs about 0.3 GB free"));
-        world.files.available.reset();
-        {
-            const FullDisk disk(15'000);
-            QCOMPARE(brought(model), unsaved);
-        }
-        putFile(model, "<html>");
-        QCOMPARE(brought(model), "This file is not a speech model that Murlo can use.");
-        for (const char* none : {"/no/such.bin", "/dev/zero", "/tmp"})
-            QCOMPARE(brought(none), "This file can't be read.");
-        QCOMPARE(world.models().size(), 2);
-
-        QVERIFY(world.attempt({drops(has(oldModel, "old"), dropAt)}) == cutOff);
-        QVERIFY(!folder.deleteModel(model) && QFile::exists(model));
-        for (const char* name : {"model.bin", "Mein-Modell-klein-.bin"})
-            QVERIFY(folder.deleteModel(world.paths.models() + '/' + name));
-        QCOMPARE(world.models(), QStringList{"Mein-Modell-klein--2.bin"});
-    }
-
-    void whatAModelIs() {
-        QByteArray bytes = oldModel;
-        QBuffer file(&bytes);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QVERIFY(ModelFile::isWhole(file));
-        QFile real(QFINDTESTDATA("../data/ggml-mini-en.bin"));
-        QVERIFY(real.open(QIODevice::ReadOnly) && ModelFile::isWhole(real));
-        for (qsizetype size = 0; size < oldModel.size(); size += size < 200 ? 1 : 997) {
-            bytes = oldModel.first(size);
-            QVERIFY2(!ModelFile::isWhole(file), qPrintable(QString::number(size)));
-        }
-        bytes = oldModel + 'x';
-        QVERIFY(!ModelFile::isWhole(file));
     }
 };
 
