@@ -61,7 +61,7 @@ bool isPlain(const HttpResponse& head) {
 }
 
 QByteArray validator(const HttpResponse& head) {
-    const QByteArray tag = head.header("ETag");
+    QByteArray tag = head.header("ETag");
     if (tag.size() >= 2 && tag.startsWith('"') && tag.endsWith('"')) return tag;
     const QDateTime modified = dateOf(head, "Last-Modified");
     const QDateTime answered = dateOf(head, "Date");

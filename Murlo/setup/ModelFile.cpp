@@ -13,7 +13,7 @@ namespace murlo {
 namespace {
 
 constexpr quint32 magic = 0x67676d6c; // GGML_FILE_MAGIC, little endian as all numbers are
-constexpr int parameters = 11;        // 32-bit numbers that follow the magic
+constexpr qint64 parameters = 11;     // 32-bit numbers that follow the magic
 constexpr int mostDimensions = 4;
 
 /// How ggml keeps the numbers of a tensor: in blocks.
