@@ -52,7 +52,15 @@ std::optional<SpeechModel> SpeechModel::fromHeader(const QByteArray& header, con
     for (const qint32 size : {vocabulary, audioState, audioLayers, textLayers, mels})
         if (size <= 0 || size >= limit) return std::nullopt;
     if (word != magic) return std::nullopt;
-    return SpeechModel{file, bytes, weightsNamed(type), audioState, audioLayers, textLayers, mels};
+    constexpr qint32 englishVocabulary = 51'864; // those for all languages have more
+    return SpeechModel{file,
+                       bytes,
+                       weightsNamed(type),
+                       audioState,
+                       audioLayers,
+                       textLayers,
+                       mels,
+                       vocabulary <= englishVocabulary};
 }
 
 qint64 SpeechModel::memory() const {
@@ -81,6 +89,24 @@ const QList<SpeechModel>& ModelCatalog::models() {
     return all;
 }
 
+const QList<SpeechModel>& ModelCatalog::englishModels() {
+    static const QList<SpeechModel> all{
+        {QStringLiteral("ggml-base.en-q5_1.bin"), 59'721'011, QStringLiteral("q5_1"), 512, 6, 6, 80,
+         true},
+        {QStringLiteral("ggml-base.en-q8_0.bin"), 81'781'811, QStringLiteral("q8_0"), 512, 6, 6, 80,
+         true},
+        {QStringLiteral("ggml-small.en-q5_1.bin"), 190'098'681, QStringLiteral("q5_1"), 768, 12, 12,
+         80, true},
+        {QStringLiteral("ggml-small.en-q8_0.bin"), 264'477'561, QStringLiteral("q8_0"), 768, 12, 12,
+         80, true},
+        {QStringLiteral("ggml-medium.en-q5_0.bin"), 539'225'533, QStringLiteral("q5_0"), 1024, 24,
+         24, 80, true},
+        {QStringLiteral("ggml-medium.en-q8_0.bin"), 823'382'461, QStringLiteral("q8_0"), 1024, 24,
+         24, 80, true},
+    };
+    return all;
+}
+
 QList<SpeechModel> ModelCatalog::offered() {
     const QString leastAble = QStringLiteral("ggml-base-q5_1.bin");
     const auto first = std::ranges::find(models(), leastAble, &SpeechModel::file);
@@ -88,8 +114,11 @@ QList<SpeechModel> ModelCatalog::offered() {
 }
 
 std::optional<SpeechModel> ModelCatalog::find(const QString& path) {
-    const auto found = std::ranges::find(models(), nameOf(path), &SpeechModel::file);
-    return found == models().end() ? std::nullopt : std::optional(*found);
+    for (const QList<SpeechModel>* list : {&models(), &englishModels()}) {
+        const auto found = std::ranges::find(*list, nameOf(path), &SpeechModel::file);
+        if (found != list->end()) return *found;
+    }
+    return std::nullopt;
 }
 
 const SpeechModel& ModelCatalog::preferred() {

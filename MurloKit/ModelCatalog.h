@@ -20,6 +20,7 @@ struct SpeechModel {
     int encoderLayers = 0; ///< each runs over 1500 positions, however short the clip is
     int decoderLayers = 0; ///< each runs once for every piece of a word
     int melBands = 80;     ///< of the spectrum that it hears
+    bool englishOnly = false;
 
     /// What the first bytes of a model file tell; nothing when they are not a speech model's.
     /// Weights of a type that nobody measures count as "q5_0".
@@ -30,7 +31,7 @@ struct SpeechModel {
     [[nodiscard]] qint64 memory() const;
 };
 
-/// The speech models that Murlo offers: of the public repository, for all languages. Names and
+/// The speech models that Murlo offers, of the public repository. Names and
 /// shapes are those of whisper.cpp's download script and of the models themselves.
 class ModelCatalog {
 public:
@@ -39,9 +40,12 @@ public:
     static constexpr double preferredLimit = 3;
     static constexpr double usualLimit = 2;
 
-    /// From the least to the most able.
+    /// Those for all languages, from the least to the most able.
     [[nodiscard]] static const QList<SpeechModel>& models();
-    /// Those of them that are fit for dictation, from "base" on, in the same order.
+    /// Those for English alone, which hear it a little better than others of their size; in the
+    /// same order.
+    [[nodiscard]] static const QList<SpeechModel>& englishModels();
+    /// Those for all languages that are fit for dictation, from "base" on.
     [[nodiscard]] static QList<SpeechModel> offered();
     /// The model with this file name, in whatever folder; nothing for files of other origin.
     [[nodiscard]] static std::optional<SpeechModel> find(const QString& path);

@@ -56,6 +56,8 @@ enum class Word {
     aboutSeconds, ///< how many
     megabytes,    ///< how many
     recommended,
+    englishOnly,
+    hearsEnglishOnly,
     download,
     downloadModel, ///< its name
     pauseDownload,

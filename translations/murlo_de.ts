@@ -168,6 +168,14 @@
         <translation>für diesen Computer empfohlen</translation>
     </message>
     <message>
+        <source>English only</source>
+        <translation>nur Englisch</translation>
+    </message>
+    <message>
+        <source>This speech model hears English only. Choose another one for the language that you speak.</source>
+        <translation>Dieses Sprachmodell versteht nur Englisch. Wählen Sie ein anderes für die Sprache, die Sie sprechen.</translation>
+    </message>
+    <message>
         <source>Download</source>
         <translation>Laden</translation>
     </message>

@@ -66,6 +66,8 @@ constexpr std::array texts{
     "about %1 s for a sentence",
     "%1 MB",
     "recommended for this computer",
+    "English only",
+    "This speech model hears English only. Choose another one for the language that you speak.",
     "Download",
     "Download %1",
     "Pause",

@@ -23,6 +23,7 @@ EngineFacts laptop() {
     facts.current = facts.installed.first();
     facts.speed.devices = {device(EngineDevice::processor, QStringLiteral("A processor"), 65)};
     facts.runsOn = QStringLiteral("cpu");
+    facts.language = QStringLiteral("en");
     facts.seconds = [speed = facts.speed](const SpeechModel& model) {
         const auto best = speed.fastest(model);
         return best ? EngineSpeed::predict(model, *best) : std::nullopt;
@@ -65,7 +66,12 @@ std::vector<Screen> engineScreens() {
     unknown.installed.clear();
     unknown.current.clear();
     unknown.news = Word::noInternet;
+    EngineFacts german = laptop();
+    german.language = QStringLiteral("de");
+    german.installed << folder + QStringLiteral("ggml-base.en-q5_1.bin");
+    german.current = german.installed.last();
     return {screen(QStringLiteral("models"), laptop()),
+            screen(QStringLiteral("models-other-language"), german),
             screen(QStringLiteral("models-workstation"), workstation()),
             screen(QStringLiteral("models-nothing-known"), unknown)};
 }

@@ -36,6 +36,7 @@ EngineRecord EnginePresenter::record() const {
     EngineFacts facts;
     facts.installed = m_with.settings.availableModels();
     facts.current = m_with.settings.modelPath();
+    facts.language = m_with.settings.values().text(SettingKey::language).value_or(QString());
     facts.speed = m_with.devices.speed();
     facts.setAside = m_with.devices.devicesSetAside();
     facts.device = m_with.settings.values().text(SettingKey::engineDevice).value_or(QString());

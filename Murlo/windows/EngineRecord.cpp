@@ -19,6 +19,7 @@ QString detailOf(const SpeechModel& model, const EngineFacts& facts) {
             {Word::aboutSeconds, {locale.toString(*seconds, 'f', *seconds < 10 ? 1 : 0)}});
     parts << Words::shown(
         {Word::megabytes, {locale.toString(qRound64(static_cast<double>(model.bytes) / 1e6))}});
+    if (model.englishOnly) parts << Words::shown(Word::englishOnly);
     const bool isKnown = !facts.speed.devices.isEmpty();
     if (isKnown && model.file == facts.speed.choice().file)
         parts << Words::shown(Word::recommended);
@@ -74,14 +75,18 @@ void presentDevices(const EngineFacts& facts, EngineRecord& record) {
 EngineRecord presentEngine(const EngineFacts& facts) {
     EngineRecord record;
     QStringList others = facts.installed;
-    for (const SpeechModel& model : ModelCatalog::models()) {
+    const bool speaksEnglish = facts.language == QLatin1String("en");
+    for (const SpeechModel& model : ModelCatalog::models() + ModelCatalog::englishModels()) {
         const auto path = std::ranges::find_if(
             others, [&](const QString& each) { return QFileInfo(each).fileName() == model.file; });
         const bool isThere = path != others.end();
         const bool isOffered =
+            (model.englishOnly && speaksEnglish) ||
             std::ranges::any_of(ModelCatalog::offered(), [&](const SpeechModel& offered) {
                 return offered.file == model.file;
             });
+        if (isThere && *path == facts.current && model.englishOnly && !speaksEnglish)
+            record.warning = Words::shown(Word::hearsEnglishOnly);
         if (isThere || isOffered) record.models << rowOf(model, isThere ? *path : QString(), facts);
         if (isThere) others.erase(path);
     }

@@ -13,6 +13,7 @@ namespace murlo {
 struct EngineFacts {
     QStringList installed; ///< paths of the models that are there
     QString current;       ///< path of the one in use; empty when there is none
+    QString language;      ///< spoken, as stored
     EngineSpeed speed;     ///< what is known of this computer
     QStringList setAside;  ///< keys of devices that failed
     QString device;        ///< key of the one that the user wants; empty: the fastest
@@ -51,6 +52,7 @@ struct DeviceRow {
 struct EngineRecord {
     QList<ModelRow> models;
     QString news;
+    QString warning;          ///< the model does not fit what is spoken
     QList<DeviceRow> devices; ///< empty where there is no choice
     qsizetype device = 0;     ///< index of the one that is chosen
     QString trouble;          ///< a device failed; it can be tried again

@@ -28,6 +28,7 @@ EngineWindow::EngineWindow(EngineWindowActions actions)
     : m_actions(std::move(actions))
     , m_models(new QWidget)
     , m_news(Controls::text(TextKind::dim))
+    , m_warning(Controls::text(TextKind::dim))
     , m_device(new QComboBox)
     , m_trouble(Controls::text(TextKind::dim)) {
     setWindowTitle(Words::shown(Word::speechModel));
@@ -47,6 +48,7 @@ EngineWindow::EngineWindow(EngineWindowActions actions)
     scrolled->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     column->addWidget(scrolled, 1);
     column->addWidget(m_news);
+    column->addWidget(m_warning);
 
     m_device->setAccessibleName(Words::shown(Word::runsOn));
     m_deviceRow =
@@ -59,6 +61,7 @@ EngineWindow::EngineWindow(EngineWindowActions actions)
     QPalette palette = m_trouble->palette();
     palette.setColor(QPalette::WindowText, Look::windowAlert);
     m_trouble->setPalette(palette);
+    m_warning->setPalette(palette);
     connect(again, &QPushButton::clicked, this, [this] { m_actions.tryAgain(); });
     connect(m_device, &QComboBox::activated, this,
             [this](int index) { m_actions.chooseDevice(m_shown.devices.value(index).key); });
@@ -72,7 +75,10 @@ QWidget* EngineWindow::makeRow(const ModelRow& model) {
     choice->setEnabled(!model.path.isEmpty());
     choice->setChecked(model.isCurrent);
     m_choices.addButton(choice);
-    connect(choice, &QRadioButton::clicked, this, [this, model] { m_actions.choose(model.path); });
+    // Assistive technology may toggle it without a click.
+    connect(choice, &QRadioButton::toggled, this, [this, model](bool on) {
+        if (on) m_actions.choose(model.path);
+    });
     auto* detail = Controls::text(TextKind::caption, model.detail);
     detail->setIndent(24);
     detail->setWordWrap(true);
@@ -92,6 +98,8 @@ void EngineWindow::refresh() {
     const EngineRecord record = m_actions.record();
     m_news->setText(record.news);
     m_news->setVisible(!record.news.isEmpty());
+    m_warning->setText(record.warning);
+    m_warning->setVisible(!record.warning.isEmpty());
     m_trouble->setText(record.trouble);
     m_troubleRow->setVisible(!record.trouble.isEmpty());
     m_deviceRow->setVisible(!record.devices.isEmpty());

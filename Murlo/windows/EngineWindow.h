@@ -38,6 +38,7 @@ private:
     QWidget* m_models;
     QButtonGroup m_choices;
     QLabel* m_news;
+    QLabel* m_warning;
     QWidget* m_deviceRow;
     QComboBox* m_device;
     QWidget* m_troubleRow;

@@ -259,7 +259,8 @@ private Q_SLOTS:
     void theModelsWindowOffersWhatCanBeDone() {
         const QString small = "/m/ggml-small-q8_0.bin";
         EngineFacts facts;
-        facts.installed = {"/m/ggml-tiny-q5_1.bin", small, "/m/mine.bin"};
+        facts.installed = {"/m/ggml-tiny-q5_1.bin", small, "/m/mine.bin",
+                           "/m/ggml-base.en-q5_1.bin"};
         facts.current = small;
         QString done;
         EngineWindow window({[&] { return presentEngine(facts); },
@@ -278,7 +279,7 @@ private Q_SLOTS:
                     all << (each->isChecked() ? "(" + each->text() + ")" : each->text());
             return all;
         };
-        QCOMPARE(choices(), (QStringList{"Tiny Q5_1", "(Small Q8_0)", "Mine"}));
+        QCOMPARE(choices(), (QStringList{"Tiny Q5_1", "(Small Q8_0)", "Base.En Q5_1", "Mine"}));
         button("Download Murlo Fast")->click();
         QCOMPARE(done, "Download Murlo Fast");
         button("Delete Tiny Q5_1")->click();
@@ -286,6 +287,15 @@ private Q_SLOTS:
         QVERIFY(!button("Delete Small Q8_0") && !button("Delete Mine")); // in use, not to be had
         window.findChildren<QRadioButton*>().last()->click();
         QCOMPARE(done, "/m/mine.bin");
+
+        QVERIFY(!button("Download Small.En Q8_0")); // whoever speaks English is offered those
+        facts.language = "en";
+        window.refresh();
+        QVERIFY(button("Download Small.En Q8_0"));
+        facts.current = facts.installed.last();
+        QVERIFY(presentEngine(facts).warning.isEmpty());
+        facts.language = "auto";
+        QVERIFY(presentEngine(facts).warning.contains("English only"));
 
         facts.downloading = ModelCatalog::preferred().file;
         facts.news = Word::connecting;
