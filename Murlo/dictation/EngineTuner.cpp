@@ -20,9 +20,14 @@ constexpr double firstLook = 1;      // seconds after the start, which is busy
 constexpr double listLimit = 20;     // seconds to name the devices
 constexpr double measureLimit = 150; // seconds to measure them; drivers compile programs for it
 constexpr double quietPoll = 1;      // seconds between two looks whether a measurement may begin
-constexpr double againAfter = 60;    // seconds, when other programs kept the processor busy
-constexpr double fairShare = 0.9;    // of the processor, from which a measurement is good
-constexpr int mostMeasurements = 4;
+// Other programs that keep the processor busy make the engine's threads wait for each other: with
+// half of the processor a measurement told a fiftieth of the speed. It is repeated then.
+constexpr double fairShare = 0.9;   // of the processor, from which a measurement is good
+constexpr double leastShare = 0.7;  // from which it is better than none
+constexpr double soon = 5;          // seconds to the next measurement, at first
+constexpr double later = 60;        // and then
+constexpr int measurementsSoon = 5; // the first ones follow each other so
+constexpr int mostMeasurements = 10;
 constexpr double settleAfter = 30; // seconds without a dictation
 constexpr qsizetype mostOutput = 1'000'000;
 
@@ -130,7 +135,9 @@ void EngineTuner::measureWhenQuiet() {
 void EngineTuner::measured(const QByteArray& output) {
     const EngineSpeed speed = EngineSpeed::parse(output);
     const bool isKnown = !speed.devices.isEmpty() && speed.devices.first().wasMeasured();
-    if (isKnown && speed.share > m_bestShare) {
+    const bool isLast = m_measurements == mostMeasurements;
+    const bool isWorthKeeping = speed.share >= leastShare || isLast;
+    if (isKnown && isWorthKeeping && speed.share > m_bestShare) {
         m_bestShare = speed.share;
         m_with.devices.setMeasured(m_machine, output);
         for (const EngineDevice& device : speed.devices)
@@ -139,8 +146,9 @@ void EngineTuner::measured(const QByteArray& output) {
                                                   : QStringLiteral("could not be measured")));
     }
     if (!isKnown) log(QStringLiteral("the measurement told nothing"));
-    if ((isKnown && speed.share >= fairShare) || m_measurements == mostMeasurements) return;
-    m_step = m_with.scheduler.after(againAfter, [this] { measureWhenQuiet(); });
+    if ((isKnown && speed.share >= fairShare) || isLast) return;
+    m_step = m_with.scheduler.after(m_measurements < measurementsSoon ? soon : later,
+                                    [this] { measureWhenQuiet(); });
 }
 
 void EngineTuner::settle() {

@@ -79,18 +79,31 @@ private Q_SLOTS:
         QVERIFY(!measuring()); // nobody's dictation is slowed down
         m_rig->controller.cancel();
         m_rig->scheduler.advance(1);
-        tell(processorLine + speedLine(-1, 65, 0.5) + gpuLine(0) + speedLine(0, 40) + gpuLine(1) +
+        tell(processorLine + speedLine(-1, 65, 0.8) + gpuLine(0) + speedLine(0, 40) + gpuLine(1) +
+             speedLine(1, 4000));
+        m_rig->scheduler.advance(6); // it was busy, so once more; the better one counts
+        tell(processorLine + speedLine(-1, 60, 0.75) + gpuLine(0) + gpuLine(1));
+        QCOMPARE(m_rig->devices.speed().share, 0.8);
+        m_rig->scheduler.advance(6);
+        tell(processorLine + speedLine(-1, 65) + gpuLine(0) + speedLine(0, 40) + gpuLine(1) +
              speedLine(1, 4000));
         m_rig->scheduler.advance(29);
         QCOMPARE(runsOn(), "cpu");
         m_rig->scheduler.advance(1.5);
         QCOMPARE(runsOn(), "A GPU (2)");
         QVERIFY(m_rig->processes.last().arguments.endsWith("1"));
-        m_rig->scheduler.advance(60); // it was busy; the better measurement counts
-        m_rig->engineGetsReady();
-        m_rig->scheduler.advance(1);
-        tell(processorLine + speedLine(-1, 60, 0.4) + gpuLine(0) + gpuLine(1));
-        QCOMPARE(m_rig->devices.speed().share, 0.5);
+    }
+
+    void aBusyProcessorIsNotBelieved() {
+        tell(processorLine);
+        for (int i = 0; i < 10; ++i) {
+            m_rig->scheduler.advance(62);
+            QVERIFY(m_rig->devices.speed().devices.isEmpty());
+            tell(processorLine + speedLine(-1, 1, 0.5));
+        }
+        QCOMPARE(m_rig->devices.speed().share, 0.5); // better than none in the end
+        m_rig->scheduler.advance(100);
+        QVERIFY(!measuring());
     }
 
     void whatIsKnownIsNotMeasuredAgain() {
