@@ -14,6 +14,9 @@ constexpr double pieces = 25;      // of words in five seconds of speech, and wh
 /// desktop memory, and of a graphics card's.
 constexpr double processorBytes = 8e9;
 constexpr double discreteBytes = 100e9;
+/// What a layer of the decoder takes besides, for each piece: of the five public shapes on two
+/// processors, with which their pieces took 5, 7, 18, 52 and 14 ms (predicted 4, 7, 19, 50, 17).
+constexpr double decoderLayerSeconds = 0.4e-3;
 
 /// The figure of the nearest width that was measured.
 std::optional<double> at(const QMap<int, double>& byWidth, int width) {
@@ -96,7 +99,7 @@ std::optional<double> EngineSpeed::predict(const SpeechModel& model, const Engin
     const double read = bytesPerWeight * width * (16.0 * width * model.decoderLayers + 51'866.0);
     const double bandwidth =
         device.kind == QLatin1String("discrete") ? discreteBytes : processorBytes;
-    return encoder + pieces * read / bandwidth;
+    return encoder + pieces * (read / bandwidth + decoderLayerSeconds * model.decoderLayers);
 }
 
 std::optional<EngineDevice> EngineSpeed::fastest(const SpeechModel& model) const {
