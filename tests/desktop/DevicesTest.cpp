@@ -135,6 +135,7 @@ private Q_SLOTS:
         QVERIFY(m_desk->lands(sentence));
         QVERIFY(murlo.awaitLog("a clip waits, so the processor takes the place", 0));
         QVERIFY(!kept().contains("setAside"));
+        QVERIFY(murlo.awaitLog(" was measured"));
 
         murlo.quit();
         QVERIFY(murlo.start() && murlo.awaitLog("runs on " + gpu));
