@@ -82,8 +82,13 @@ void EngineTuner::run(const QStringList& arguments, double limit,
     }
     m_output.clear();
     m_done = std::move(done);
+    // With as many threads as the engine.
     auto child = m_with.processes.launch(
-        program->filePath(), arguments, {},
+        program->filePath(),
+        QStringList{QStringLiteral("--threads"),
+                    QString::number(m_with.processes.computingCores())} +
+            arguments,
+        {},
         {.output =
              [this](const QByteArray& piece) {
                  m_output += piece.first(
@@ -112,9 +117,10 @@ void EngineTuner::listed(const QByteArray& output) {
     const auto program = measuringProgram(m_with.processes.resourceFolder());
     if (!program) return;
     m_machine = identityOf(*program, output);
-    if (m_with.devices.knows(m_machine)) return;
+    const bool isKnown = m_with.devices.knows(m_machine);
+    m_bestShare = isKnown ? m_with.devices.speed().share : 0;
+    if (m_bestShare >= fairShare) return;
     m_measurements = 0;
-    m_bestShare = 0;
     measureWhenQuiet();
 }
 

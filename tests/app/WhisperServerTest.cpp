@@ -179,8 +179,8 @@ private Q_SLOTS:
             const HttpHeader secret = rig.server.credentials();
             secrets.insert(secret.second);
             QCOMPARE(rig.http.sent().last().headers, QList<HttpHeader>{secret});
-            QCOMPARE(rig.processes.last().environment.values(),
-                     QStringList{QString::fromLatin1(secret.second)});
+            QVERIFY(rig.processes.last().environment.values().contains(
+                QString::fromLatin1(secret.second)));
             QVERIFY(!rig.processes.last().arguments.join(' ').contains(secret.second));
             rig.server.shutdown();
         }

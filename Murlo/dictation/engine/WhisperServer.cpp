@@ -29,6 +29,9 @@ void log(const QString& message) {
 
 /// Environment variable from which the engine reads its secret (packaging/engine.patch).
 const QString secretVariable = QStringLiteral("WHISPER_SERVER_SECRET");
+/// With any value, an engine that aborts just ends: otherwise it first starts a debugger, if there
+/// is one, and waits for it.
+const QString noBacktraceVariable = QStringLiteral("GGML_NO_BACKTRACE");
 const QByteArray secretHeader = QByteArrayLiteral("X-Whisper-Server-Secret");
 
 /// Any page in a browser and any user of the machine can reach a port of the loopback interface.
@@ -192,7 +195,8 @@ void WhisperServer::spawn(const QString& program, const QString& model) {
     }
     m_output = std::make_unique<EngineOutput>(log);
     auto child = m_processes.launch(
-        program, arguments(started, port), {{secretVariable, QString::fromLatin1(secret)}},
+        program, arguments(started, port),
+        {{secretVariable, QString::fromLatin1(secret)}, {noBacktraceVariable, QStringLiteral("1")}},
         {.output = [this](const QByteArray& piece) { m_output->add(piece); },
          .exited = [this](int status) { exited(status); }});
     if (!child) {

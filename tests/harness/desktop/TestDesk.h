@@ -10,11 +10,11 @@
 
 namespace murlo {
 
-/// The desk of one test, with the program and the model that CMake names.
+/// The desk of one test, with the model that CMake names, and the program unless another is given.
 class TestDesk : public Desk {
 public:
-    TestDesk()
-        : Desk(MURLO_PROGRAM, MURLO_MODEL) {}
+    explicit TestDesk(const QString& program = MURLO_PROGRAM)
+        : Desk(program, MURLO_MODEL) {}
     /// Fails the test for every trouble in Murlo's log that was not expected.
     ~TestDesk() {
         target.reset();

@@ -21,7 +21,8 @@ QByteArray contentOf(const QString& path) {
 std::optional<int> coresAllowed() {
     hwloc_topology_t topology = nullptr;
     if (hwloc_topology_init(&topology) != 0) return std::nullopt;
-    hwloc_topology_set_flags(topology, HWLOC_TOPOLOGY_FLAG_RESTRICT_TO_CPUBINDING);
+    hwloc_topology_set_flags(topology, HWLOC_TOPOLOGY_FLAG_IS_THISSYSTEM |
+                                           HWLOC_TOPOLOGY_FLAG_RESTRICT_TO_CPUBINDING);
     hwloc_topology_set_all_types_filter(topology, HWLOC_TYPE_FILTER_KEEP_STRUCTURE);
     hwloc_topology_set_type_filter(topology, HWLOC_OBJ_CORE, HWLOC_TYPE_FILTER_KEEP_ALL);
     std::optional<int> cores;
