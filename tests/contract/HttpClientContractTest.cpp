@@ -126,12 +126,15 @@ private Q_SLOTS:
     void anErrorSaysWhatHappened_data() { addRealKinds(); }
     void anErrorSaysWhatHappened() {
         World world({200, "", ServerAnswer::bare}, kindOfRow());
-        world.request.method = "POST";
-        world.request.body = "speech";
-        const HttpResult closed = world.fetch();
-        QCOMPARE(words(closed), "The connection was closed before the answer came.");
-        QCOMPARE(closed.error().failure, NetworkFailure::cutOff);
-        QCOMPARE(world.server.requests.size(), 1); // it is not sent again
+        for (const char* method : {"POST", "GET"}) {
+            world.server.requests.clear();
+            world.request.method = method;
+            world.request.body = world.request.method == "POST" ? "speech" : "";
+            const HttpResult closed = world.fetch();
+            QCOMPARE(words(closed), "The connection was closed before the answer came.");
+            QCOMPARE(closed.error().failure, NetworkFailure::cutOff);
+            QCOMPARE(world.server.requests.size(), 1); // it is not sent again
+        }
         world.server.close();
         world.request.method = "GET";
         const HttpResult refused = world.fetch();

@@ -71,7 +71,10 @@ private:
 
 QNetworkReply* start(QNetworkAccessManager& network, const HttpRequest& request) {
     QNetworkRequest prepared = toLibrary(request);
-    if (request.method == "GET") return network.get(prepared);
+    // Who listens on loopback was looked at for one connection; on the next there may be another
+    // user, who must not get the key.
+    const bool isSentOnce = QtHttpClient::isLoopback(request.url.host());
+    if (request.method == "GET" && !isSentOnce) return network.get(prepared);
     if (request.method == "HEAD") return network.head(prepared);
     prepared.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
     prepared.setHeader(QNetworkRequest::ContentLengthHeader, request.body.size());
