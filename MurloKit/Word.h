@@ -109,6 +109,7 @@ enum class Word {
     signInUnexpected, ///< the provider's name
     signInPageUnexpected,
     signInNotOpened,
+    backendPortTaken,
     revokedElsewhere,
     signupIncomplete,
     signedInAs, ///< the e-mail address

@@ -296,6 +296,10 @@
         <translation>Der Server ist nicht erreichbar. Prüfen Sie das Netzwerk und versuchen Sie es noch einmal.</translation>
     </message>
     <message>
+        <source>Another user of this computer has the port of the account page. The line backend = http://127.0.0.1:8767 in ~/.config/murlo/murlo.conf moves yours.</source>
+        <translation>Ein anderer Benutzer dieses Computers hat den Port der Kontoseite. Die Zeile backend = http://127.0.0.1:8767 in ~/.config/murlo/murlo.conf gibt Ihnen einen eigenen.</translation>
+    </message>
+    <message>
         <source>Something went wrong. Please try again.</source>
         <translation>Etwas ist schiefgegangen. Bitte versuchen Sie es noch einmal.</translation>
     </message>

@@ -57,11 +57,12 @@ void BrowserSession::open() {
             show();
             return;
         }
-        Log::write(listener == Listener::nobody
-                       ? QStringLiteral("account: no backend could be started on this computer")
-                       : QStringLiteral("account: the backend's port belongs to another user of "
-                                        "this computer; murlo.conf can name another"));
-        end({SignInError::failedToStart, {}});
+        const bool isTaken = listener != Listener::nobody;
+        Log::write(isTaken
+                       ? QStringLiteral("account: the backend's port belongs to another user of "
+                                        "this computer; murlo.conf can name another")
+                       : QStringLiteral("account: no backend could be started on this computer"));
+        end({isTaken ? SignInError::portTaken : SignInError::failedToStart, {}});
     };
     const Listener listener = m_with.local.listener(*here);
     if (listener != Listener::nobody) {

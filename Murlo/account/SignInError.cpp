@@ -9,6 +9,8 @@ Message SignInError::message(const QString& provider) const {
         return {Word::signInUnexpected, {provider}};
     case failedToStart:
         return Word::signInNotOpened;
+    case portTaken:
+        return Word::backendPortTaken;
     case transport:
         return {Word::asReported, {words}};
     case cancelled:

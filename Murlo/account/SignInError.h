@@ -12,6 +12,7 @@ struct SignInError {
         cancelled,     ///< by its user, by the end of the program, or because nothing came of it
         badResponse,   ///< the provider's answer is none that can be used
         failedToStart, ///< no browser could be opened, or no sign-in page is there for it
+        portTaken,     ///< another user of this computer listens where the backend would
         transport      ///< the provider's token endpoint was not reached
     };
 

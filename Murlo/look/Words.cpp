@@ -117,6 +117,8 @@ constexpr std::array texts{
     "%1 returned something unexpected. Try again.",
     "The sign-in page returned something unexpected. Try again.",
     "Couldn't open the sign-in browser. Try again.",
+    "Another user of this computer has the port of the account page. The line "
+    "backend = http://127.0.0.1:8767 in ~/.config/murlo/murlo.conf moves yours.",
     "You've been signed out because you signed in on another Mac.",
     "We couldn't finish setting up your account. Please sign in again.",
     "Signed in as %1",
