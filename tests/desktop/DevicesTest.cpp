@@ -24,6 +24,10 @@ QByteArray measured(const QByteArray& gpu) {
     return device(-1, "A processor", "60") + device(0, gpu, "6000");
 }
 
+bool isFullEngine() {
+    return QFileInfo(qEnvironmentVariable("MURLO_ENGINE")).dir().exists("libggml-vulkan.so");
+}
+
 /// Name of the GPU that the processor imitates, which the engine is made to use from now on; empty
 /// if it cannot.
 QByteArray softwareGpu() {
@@ -93,11 +97,26 @@ private Q_SLOTS:
         m_installed.reset();
     }
 
+    void theFirstStartMeasuresAndKeepsIt_data() {
+        const Rows<bool> row; // whether there is such a driver
+        row("as the machine is", false);
+        row("with a driver that crashes", true);
+    }
     void theFirstStartMeasuresAndKeepsIt() {
+        const bool crashes = std::get<0>(fetch<bool>());
         install();
+        const QString crashed = m_desk->home.filePath("crashed");
+        if (crashes) {
+            const QString driver = m_desk->home.filePath("driver.json");
+            putFile(driver, R"({"file_format_version": "1.0.0", "ICD": {"api_version": "1.3.0", )"
+                            R"("library_path": ")" MURLO_CRASHING_DRIVER R"("}})");
+            m_desk->murlo.setEnvironment("VK_DRIVER_FILES", driver);
+            m_desk->murlo.setEnvironment("MURLO_DRIVER_CRASHED", crashed);
+        }
         QVERIFY(m_desk->startMurlo());
         QVERIFY(m_desk->murlo.awaitLog(" was measured", 120'000));
         QTRY_VERIFY(kept().value("measured").toString().contains("\"q5_0\""));
+        QCOMPARE(QFile::exists(crashed), crashes && isFullEngine());
     }
 
     // The engine finds no such GPU and takes the processor, of which Murlo knows nothing.
