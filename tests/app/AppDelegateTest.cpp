@@ -5,6 +5,7 @@
 #include "tests/fakes/FakeAudioInput.h"
 #include "tests/fakes/FakeDesktop.h"
 #include "tests/fakes/FakeEventTap.h"
+#include "tests/fakes/FakeFileSystem.h"
 #include "tests/fakes/FakeHttpClient.h"
 #include "tests/fakes/FakeInterruptions.h"
 #include "tests/fakes/FakeKeySynthesizer.h"
@@ -59,6 +60,7 @@ public:
         give<FakeUrlScheme>(on.urlScheme, *time);
         give<FakeLocalService>(on.localService, *time);
         give<FakeReachability>(on.reachability);
+        give<FakeFileSystem>(on.files);
         on.network = http.maker()(
             [this](double seconds, Work work) { return time->after(seconds, std::move(work)); });
         on.makeHttpClient = http.maker();

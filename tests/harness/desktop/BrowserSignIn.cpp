@@ -71,7 +71,7 @@ bool BrowserSignIn::signIn(const std::function<void(const char*)>& step) {
     if (!waitFor([murlo] { return ownsActiveWindow(murlo); })) return false;
     letPass(settling);
     step("window");
-    press({"TAB", "TAB", "SPCE"}); // past the engine's button
+    press({"TAB", "TAB", "TAB", "SPCE"}); // past the buttons of model and engine
     if (!awaitTitle(QStringLiteral("Sign in to Murlo"))) return false;
     letPass(settling);
     step("page");
