@@ -129,6 +129,87 @@ enum class Word {
     nothingYet,
     howToDictate,
     triggersOff,
+    // Setup
+    warmingUp,
+    waitingForShortcut,
+    noneDone,
+    allThreeOn,
+    someDone, ///< how many, of how many
+    murlo,
+    speakSoftly,
+    runsHere,
+    recognisesHere,
+    getStarted,
+    accountSyncs,
+    accountStays,
+    settingUp,
+    downloadOnce,
+    thenOffline,
+    downloadProgress,
+    haveModelFile,
+    threePermissions,
+    permissionsMeans,
+    microphone,
+    hearsYou,
+    microphoneDenied,
+    accessibility,
+    typesForYou,
+    neverReadsScreen,
+    inputMonitoring,
+    noticesDoubleTap,
+    waylandHidesKeys,
+    keysHidden,
+    grant,
+    grantIt, ///< what
+    notNow,
+    notNowMeans,
+    switchedOn,
+    switchedOff,
+    restartMurlo,
+    stepOfThree, ///< its number
+    wordsAppearHere,
+    clickTheBox,
+    tapAndTalk, ///< the trigger's name
+    tapToStop,  ///< the trigger's name
+    oneMoment,
+    nothingLanded, ///< the trigger's name
+    orHold,
+    practiceDone,
+    next,
+    doubleTap, ///< a trigger's name
+    lettersPopUp,
+    pressLetterHere,
+    pressLetterBelow,
+    otherAppsLetter, ///< the trigger's name
+    talkThenTap,
+    wholeTrick,
+    havingTrouble,
+    youAreReady,
+    tapToTalk, ///< a trigger's name
+    tapToPick, ///< a trigger's name
+    startsAtLogin,
+    openMurloAgain,
+    startUsing,
+    basicsAgain,
+    // The self-test
+    selfTest,
+    selfTestMeans,
+    start,
+    ok,
+    tapsNeedKeys,
+    pastingNeedsAccess,
+    engineNotReady,
+    engineIsStopped,
+    engineStillLoading,
+    microphoneFailed,
+    noAudio,
+    noAudioMeans,
+    transcriptionFailed,
+    everythingWorks,
+    heard,         ///< the text
+    transcribedIn, ///< how many
+    heardNothing,
+    heardNothingMeans, ///< its size
     // The trigger keys, in the order of `TriggerKey`
     rightCommandKey,
     leftCommandKey,
