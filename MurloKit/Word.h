@@ -210,6 +210,13 @@ enum class Word {
     transcribedIn, ///< how many
     heardNothing,
     heardNothingMeans, ///< its size
+    // Moving the application
+    moveMurlo,
+    whyMove,
+    movingMeans,
+    moveIt,
+    notMoved,
+    moveYourself,
     // The trigger keys, in the order of `TriggerKey`
     rightCommandKey,
     leftCommandKey,

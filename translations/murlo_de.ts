@@ -708,6 +708,30 @@
         <translation>Es wurde Ton aufgenommen (%1 KB), aber kein Wort erkannt. Sprechen Sie lauter oder näher am Mikrofon.</translation>
     </message>
     <message>
+        <source>Move Murlo to your Applications folder</source>
+        <translation>Murlo in den Programmordner bewegen</translation>
+    </message>
+    <message>
+        <source>Murlo is running from the disk image. macOS blocks keyboard permissions for apps opened this way, so the shortcuts cannot work.</source>
+        <translation>Murlo läuft von einem Abbild. So geöffneten Programmen verwehrt das System die Tastatur; die Tastenkürzel können nicht wirken.</translation>
+    </message>
+    <message>
+        <source>Move it to Applications and Murlo will reopen from there.</source>
+        <translation>Bewegen Sie es zu den Programmen, und Murlo öffnet sich von dort.</translation>
+    </message>
+    <message>
+        <source>Move to Applications</source>
+        <translation>Zu den Programmen bewegen</translation>
+    </message>
+    <message>
+        <source>Could not move Murlo</source>
+        <translation>Murlo konnte nicht bewegt werden</translation>
+    </message>
+    <message>
+        <source>Drag Murlo.app onto the Applications folder yourself, then open it from there.</source>
+        <translation>Ziehen Sie Murlo.app selbst auf den Programmordner und öffnen Sie es dort.</translation>
+    </message>
+    <message>
         <source>Right ⌘</source>
         <translation>Rechte ⌘</translation>
     </message>

@@ -224,6 +224,13 @@ constexpr std::array texts{
     "Heard nothing",
     "Audio was captured (%1 KB) but no words were recognised. Try speaking louder or closer to the "
     "mic.",
+    "Move Murlo to your Applications folder",
+    "Murlo is running from the disk image. macOS blocks keyboard permissions for apps opened this "
+    "way, so the shortcuts cannot work.",
+    "Move it to Applications and Murlo will reopen from there.",
+    "Move to Applications",
+    "Could not move Murlo",
+    "Drag Murlo.app onto the Applications folder yourself, then open it from there.",
     "Right ⌘",
     "Left ⌘",
     "Right ⌥",

@@ -2,6 +2,7 @@
 
 #include "dictation/engine/Transcriber.h"
 #include "dictation/recording/AudioRecorder.h"
+#include "setup/Alert.h"
 
 #include <functional>
 #include <memory>
@@ -12,25 +13,11 @@ class Permissions;
 class Settings;
 class WhisperServer;
 
-/// A message with buttons, for the user.
-struct Alert {
-    QString message;
-    QString details;
-    QString button; ///< the default one
-    QString cancel; ///< of a second button; empty without one
-
-    friend bool operator==(const Alert&, const Alert&) = default;
-};
-
 /// Tries microphone, engine and permissions without any other program: records three seconds and
 /// shows what the engine heard. Main thread; nothing blocks.
 class SelfTest : NonCopyable {
 public:
     static constexpr double recordingSeconds = 3;
-
-    /// Shows an alert in front of everything; `answered` is called on a later turn with whether its
-    /// default button was pressed.
-    using ShowAlert = std::function<void(const Alert&, std::function<void(bool)> answered)>;
 
     /// All must outlive it.
     struct Partners {

@@ -1,5 +1,7 @@
 #include "setup/SetupController.h"
 
+#include "platform/InstallLocation.h"
+#include "setup/InstallOffer.h"
 #include "setup/ModelDownload.h"
 #include "setup/PermissionRequests.h"
 #include "setup/Relaunch.h"
@@ -142,7 +144,8 @@ private Q_SLOTS:
         ends("begin press signIn import", "permissions");
         ends("begin press signIn importNothing",
              "downloading This file can't be read. [Try Again]");
-        ends("model begin press signIn", "signIn closed"); // nothing is missing
+        ends("model begin press signIn",
+             "signIn closed [Continue with Example]"); // nothing is missing
         ends("model noAccess begin press signIn", "permissions");
         ends("model noAccess begin press signIn live notNow tick", "practice 1");
         ends("model noAccess begin press signIn live grant tick", "practice 1");
@@ -158,8 +161,7 @@ private Q_SLOTS:
         ends(practice + " text press hints theirs ours", "practicePick own 3");
         ends(practice + " text press hints close begin", "practicePick own 1");
         ends(practice + " text press 24s 1s link", "ready [Start Using Murlo]");
-        ends(practice + " text press text press press", "ready closed");
-        ends("model signIn begin tick tick tick tick tick tick tick tick", "practice 1");
+        ends(practice + " text press text press press", "ready closed [Start Using Murlo]");
     }
     void whatMovesTheWizard() {
         const auto [end] = fetch<QString>();
@@ -312,7 +314,7 @@ private Q_SLOTS:
               "Still loading the speech model. Wait a moment and try again.");
         tells("no microphone", "Microphone failed", "No microphone found. Check Settings → Sound");
         tells("silence", "No audio captured", "The microphone produced no sound.");
-        tells("hello", "Everything works", "Heard: “hello”\n\nTranscribed in 0.50 seconds.\n\n✅ M");
+        tells("hello", "Everything works", "Heard: “hello”\n\nTranscribed in 0.60 seconds.\n\n✅ M");
         tells("", "Heard nothing", "Audio was captured (93 KB) but");
         tells("500", "Transcription failed", "Speech engine error 500");
     }
@@ -349,6 +351,44 @@ private Q_SLOTS:
         QCOMPARE(alerts.size(), 2);
         QCOMPARE(alerts.last().message, message);
         QVERIFY2(alerts.last().details.contains(details), qPrintable(alerts.last().details));
+    }
+
+    void theProgramEndsHoweverMovingItGoes_data() {
+        const Rows<QString> does; // by what the user answers and what becomes of it
+        does("stays", "");
+        does("moves", "moved opened quit");
+        does("fails", "quit");
+        does("declines", "quit");
+    }
+    void theProgramEndsHoweverMovingItGoes() {
+        const auto [does] = fetch<QString>();
+        struct Location : InstallLocation {
+            QByteArray how = QTest::currentDataTag();
+            QStringList done;
+            [[nodiscard]] bool needsMoving() const override { return how != "stays"; }
+            [[nodiscard]] tl::expected<void, QString> move() override {
+                if (how == "fails") return tl::unexpected(QString("No space."));
+                done << "moved";
+                return {};
+            }
+            void openCopy(std::function<void()> opened) override {
+                done << "opened";
+                opened();
+            }
+        } location;
+        QString last;
+        InstallOffer offer(
+            location,
+            [&](const Alert& alert, const std::function<void(bool)>& answered) {
+                last = alert.details;
+                answered(location.how != "declines");
+            },
+            [&location] { location.done << "quit"; });
+        QCOMPARE(offer.begin(), location.how != "stays");
+        QCOMPARE(location.done.join(' '), does);
+        QCOMPARE(last.startsWith("No space.\n\nDrag"), location.how == "fails");
+        QCOMPARE(m_rig->logged("install: moved to /Applications, relaunching"),
+                 location.how == "moves");
     }
 
     void aRestartHandsTheLockOver_data() {
