@@ -43,15 +43,6 @@ WizardFacts SetupController::facts() const {
     facts.provider = m_with.config.providerName;
     facts.accountIsHere = m_with.config.isLocal();
     facts.isSigningIn = m_with.account.isSigningIn();
-    const PermissionRequests& requests = m_with.permissions;
-    PermissionFacts& permissions = facts.permissions;
-    permissions.microphone = requests.permissions().microphone();
-    permissions.accessibility = requests.permissions().accessibilityGranted();
-    permissions.accessibilityDeclined = requests.accessibilityDeclined();
-    permissions.inputMonitoring = requests.permissions().inputMonitoring();
-    permissions.isWayland = m_with.isWayland;
-    permissions.granted = requests.grantedCount();
-    permissions.allAnswered = requests.allAnswered();
     facts.trigger = m_with.settings.trigger();
     facts.pickTrigger = m_with.settings.pickTargetTrigger();
     return facts;
@@ -82,7 +73,6 @@ void SetupController::begin(bool takesFocus) {
     if (phase == OnboardingPhase::practicePick &&
         !m_with.permissions.permissions().accessibilityGranted())
         phase = OnboardingPhase::practice;
-    m_facts.failure = {};
     enter(phase);
     m_facts.signOut = {};
     if (const auto reason = m_with.account.reasons().consume())
@@ -96,6 +86,7 @@ void SetupController::enter(OnboardingPhase phase) {
     using Action = PhaseEntryAction;
     const PhaseEntryActions actions = entryActions(phase);
     m_facts.phase = phase;
+    readPermissions();
     m_facts.failure = {};
     m_with.settings.set(SettingKey::onboardingPhase, rawValue(phase));
     if (m_window) m_window->turnTo(phase);

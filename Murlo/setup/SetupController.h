@@ -60,7 +60,6 @@ public:
     explicit SetupController(Partners with);
     ~SetupController() override;
 
-    // What the program does about it
     std::function<void()> onModelReady; ///< a speech model is there: the engine can start
     std::function<void()> onSignedIn;   ///< at the end of a sign-in, before the wizard goes on
     std::function<void()> onFinished;
@@ -88,7 +87,6 @@ public:
     /// The user has closed the window: what was going on is paused, the phase stays.
     void abandon();
 
-    // Of the exercise's text box
     void practiceBoxFocused();
     void practiceTextChanged(const QString& text);
 
@@ -130,6 +128,7 @@ private:
     void startPermissionsPolling();
     void stopPermissionsPolling();
     void pollPermissions();
+    void readPermissions();
     void lookForMicrophone();
     void armEscapeHatch();
     void disarmEscapeHatch();

@@ -94,6 +94,18 @@ void SetupController::modelImported(const QString& path) {
     goToPermissions();
 }
 
+void SetupController::readPermissions() {
+    const PermissionRequests& requests = m_with.permissions;
+    PermissionFacts& permissions = m_facts.permissions;
+    permissions.microphone = requests.permissions().microphone();
+    permissions.accessibility = requests.permissions().accessibilityGranted();
+    permissions.accessibilityDeclined = requests.accessibilityDeclined();
+    permissions.inputMonitoring = requests.permissions().inputMonitoring();
+    permissions.isWayland = m_with.isWayland;
+    permissions.granted = requests.grantedCount();
+    permissions.allAnswered = requests.allAnswered();
+}
+
 void SetupController::startPermissionsPolling() {
     m_facts.secondsWaitingForTap = 0;
     m_poll = m_with.scheduler.every(pollPeriod, [this] { pollPermissions(); });
@@ -115,6 +127,7 @@ void SetupController::pollPermissions() {
     }
     m_facts.secondsWaitingForTap =
         facts.allPermissionsGranted ? m_facts.secondsWaitingForTap + pollPeriod : 0;
+    readPermissions();
     Q_EMIT changed();
 }
 
@@ -144,11 +157,13 @@ void SetupController::grant(PermissionKind kind) {
         m_with.permissions.requestInputMonitoring();
         break;
     }
+    readPermissions();
     Q_EMIT changed();
 }
 
 void SetupController::declineAccessibility() {
     m_with.permissions.declineAccessibility();
+    readPermissions();
     Q_EMIT changed();
 }
 
