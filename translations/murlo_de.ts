@@ -404,6 +404,346 @@
         <translation>Murlo wohnt hier unten.</translation>
     </message>
     <message>
+        <source>Warming up the speech engine. One moment.</source>
+        <translation>Die Spracherkennung läuft warm. Einen Augenblick.</translation>
+    </message>
+    <message>
+        <source>Waiting for the shortcut to go live…</source>
+        <translation>Warten, bis das Tastenkürzel wirkt …</translation>
+    </message>
+    <message>
+        <source>None done yet</source>
+        <translation>Noch keine erteilt</translation>
+    </message>
+    <message>
+        <source>All three on</source>
+        <translation>Alle drei erteilt</translation>
+    </message>
+    <message>
+        <source>%1 of %2 done</source>
+        <translation>%1 von %2 erteilt</translation>
+    </message>
+    <message>
+        <source>Murlo</source>
+        <translation>Murlo</translation>
+    </message>
+    <message>
+        <source>Speak softly. Type everywhere.</source>
+        <translation>Leise sprechen. Überall schreiben.</translation>
+    </message>
+    <message>
+        <source>Runs entirely on your Mac. Nothing leaves it.</source>
+        <translation>Läuft ganz auf Ihrem Computer. Nichts verlässt ihn.</translation>
+    </message>
+    <message>
+        <source>Speech is recognised on your Mac.</source>
+        <translation>Sprache wird auf Ihrem Computer erkannt.</translation>
+    </message>
+    <message>
+        <source>Get Started</source>
+        <translation>Los geht's</translation>
+    </message>
+    <message>
+        <source>Your account syncs your settings across Macs and unlocks enhance mode. Dictation itself never leaves this Mac.</source>
+        <translation>Ihr Konto gleicht Ihre Einstellungen zwischen Computern ab und schaltet das Verbessern frei. Das Diktat selbst verlässt diesen Computer nie.</translation>
+    </message>
+    <message>
+        <source>Your account stays on this computer and unlocks enhance mode. Dictation itself never leaves it.</source>
+        <translation>Ihr Konto bleibt auf diesem Computer und schaltet das Verbessern frei. Das Diktat selbst verlässt ihn nie.</translation>
+    </message>
+    <message>
+        <source>Setting up Murlo</source>
+        <translation>Murlo wird eingerichtet</translation>
+    </message>
+    <message>
+        <source>Downloading the speech engine. This happens once.</source>
+        <translation>Die Spracherkennung wird heruntergeladen. Das geschieht nur einmal.</translation>
+    </message>
+    <message>
+        <source>After this, everything runs on your Mac, offline.</source>
+        <translation>Danach läuft alles auf Ihrem Computer, ohne Netz.</translation>
+    </message>
+    <message>
+        <source>Download progress</source>
+        <translation>Fortschritt des Herunterladens</translation>
+    </message>
+    <message>
+        <source>I have a model file…</source>
+        <translation>Ich habe eine Modelldatei …</translation>
+    </message>
+    <message>
+        <source>Three permissions and you're done</source>
+        <translation>Drei Berechtigungen, dann sind Sie fertig</translation>
+    </message>
+    <message>
+        <source>macOS requires these for any dictation app. Each one opens System Settings. Flip the switch for Murlo, then come back.</source>
+        <translation>Jedes Diktierprogramm braucht diese drei. Was dieser Desktop von sich aus gewährt, ist schon erteilt; „Erteilen“ fragt nach dem Rest.</translation>
+    </message>
+    <message>
+        <source>Microphone</source>
+        <translation>Mikrofon</translation>
+    </message>
+    <message>
+        <source>Hears what you say.</source>
+        <translation>Hört, was Sie sagen.</translation>
+    </message>
+    <message>
+        <source>Microphone access was turned down. Open System Settings and switch Murlo on.</source>
+        <translation>Der Zugriff auf das Mikrofon wurde abgelehnt. Öffnen Sie die Einstellungen und schalten Sie Murlo ein.</translation>
+    </message>
+    <message>
+        <source>Accessibility</source>
+        <translation>Barrierefreiheit</translation>
+    </message>
+    <message>
+        <source>Types the text into the box for you.</source>
+        <translation>Findet die Textfelder, in die Ihre Worte kommen.</translation>
+    </message>
+    <message>
+        <source>Murlo only uses this to put your words into the box. It never reads your screen.</source>
+        <translation>Murlo benutzt das nur, um Ihre Worte in das Feld zu setzen. Es liest nie Ihren Bildschirm.</translation>
+    </message>
+    <message>
+        <source>Input Monitoring</source>
+        <translation>Tastenüberwachung</translation>
+    </message>
+    <message>
+        <source>Notices the double-tap in any app.</source>
+        <translation>Bemerkt den Doppeltipp in jedem Programm.</translation>
+    </message>
+    <message>
+        <source>This is a Wayland session, which shows no program the keys of others. To use the double-tap, log out and choose a session on X11 (“Xorg”) when you log in.</source>
+        <translation>Dies ist eine Wayland-Sitzung, in der kein Programm die Tasten anderer sieht. Melden Sie sich für den Doppeltipp ab und wählen Sie beim Anmelden eine Sitzung mit X11 („Xorg“).</translation>
+    </message>
+    <message>
+        <source>This desktop shows no program the keys of others, so the double-tap can't be noticed.</source>
+        <translation>Dieser Desktop zeigt keinem Programm die Tasten anderer; der Doppeltipp bleibt unbemerkt.</translation>
+    </message>
+    <message>
+        <source>Grant</source>
+        <translation>Erteilen</translation>
+    </message>
+    <message>
+        <source>Grant %1</source>
+        <translation>%1 erteilen</translation>
+    </message>
+    <message>
+        <source>Not now</source>
+        <translation>Jetzt nicht</translation>
+    </message>
+    <message>
+        <source>Without it your words still go where you type, but no letters appear over text boxes.</source>
+        <translation>Ohne sie kommen Ihre Worte trotzdem dorthin, wo Sie tippen, aber über Textfeldern erscheinen keine Buchstaben.</translation>
+    </message>
+    <message>
+        <source>On</source>
+        <translation>Ein</translation>
+    </message>
+    <message>
+        <source>Off</source>
+        <translation>Aus</translation>
+    </message>
+    <message>
+        <source>Restart Murlo</source>
+        <translation>Murlo neu starten</translation>
+    </message>
+    <message>
+        <source>Step %1 of 3</source>
+        <translation>Schritt %1 von 3</translation>
+    </message>
+    <message>
+        <source>Your words appear here</source>
+        <translation>Ihre Worte erscheinen hier</translation>
+    </message>
+    <message>
+        <source>Click the box below</source>
+        <translation>Klicken Sie in das Feld unten</translation>
+    </message>
+    <message>
+        <source>Now double-tap **%1** and just talk</source>
+        <translation>Tippen Sie jetzt zweimal auf **%1** und sprechen Sie einfach</translation>
+    </message>
+    <message>
+        <source>Talking? Double-tap **%1** again to stop</source>
+        <translation>Sie sprechen? Noch einmal zweimal auf **%1**, und es hört auf</translation>
+    </message>
+    <message>
+        <source>One moment…</source>
+        <translation>Einen Augenblick …</translation>
+    </message>
+    <message>
+        <source>Nothing landed? Double-tap **%1** and try again</source>
+        <translation>Nichts angekommen? Tippen Sie zweimal auf **%1** und versuchen Sie es noch einmal</translation>
+    </message>
+    <message>
+        <source>Or hold the second tap and talk, then let go when you're done.</source>
+        <translation>Oder halten Sie beim zweiten Tippen gedrückt, sprechen Sie, und lassen Sie am Ende los.</translation>
+    </message>
+    <message>
+        <source>That's it. You're ready.</source>
+        <translation>Das war's. Sie sind bereit.</translation>
+    </message>
+    <message>
+        <source>Next</source>
+        <translation>Weiter</translation>
+    </message>
+    <message>
+        <source>Double-tap **%1**</source>
+        <translation>Zweimal auf **%1**</translation>
+    </message>
+    <message>
+        <source>Letters will pop up over every text box on screen. That's the point.</source>
+        <translation>Über jedem Textfeld des Bildschirms erscheinen Buchstaben. Genau darum geht es.</translation>
+    </message>
+    <message>
+        <source>Press the letter that appears here</source>
+        <translation>Drücken Sie den Buchstaben, der hier erscheint</translation>
+    </message>
+    <message>
+        <source>Press the letter shown on the box below</source>
+        <translation>Drücken Sie den Buchstaben am Feld unten</translation>
+    </message>
+    <message>
+        <source>That letter belonged to another app. Double-tap **%1** and look for the letter on this box.</source>
+        <translation>Dieser Buchstabe gehörte zu einem anderen Programm. Tippen Sie zweimal auf **%1** und suchen Sie den Buchstaben an diesem Feld.</translation>
+    </message>
+    <message>
+        <source>Talk, then double-tap to stop</source>
+        <translation>Sprechen Sie, dann zweimal tippen</translation>
+    </message>
+    <message>
+        <source>That's the whole trick.</source>
+        <translation>Mehr ist nicht dabei.</translation>
+    </message>
+    <message>
+        <source>Having trouble? Continue anyway</source>
+        <translation>Es klappt nicht? Trotzdem weiter</translation>
+    </message>
+    <message>
+        <source>You're ready</source>
+        <translation>Sie sind bereit</translation>
+    </message>
+    <message>
+        <source>Double-tap **%1** to talk into the box you're in.</source>
+        <translation>Zweimal auf **%1**, um in das Feld zu sprechen, in dem Sie sind.</translation>
+    </message>
+    <message>
+        <source>Double-tap **%1** to pick any box on screen.</source>
+        <translation>Zweimal auf **%1**, um ein beliebiges Feld zu wählen.</translation>
+    </message>
+    <message>
+        <source>Murlo starts with your Mac. Turn that off in settings any time.</source>
+        <translation>Murlo startet mit Ihrem Computer. In den Einstellungen lässt sich das jederzeit ausschalten.</translation>
+    </message>
+    <message>
+        <source>This desktop has no tray. To get to settings and history, open Murlo again.</source>
+        <translation>Dieser Desktop hat keine Symbolleiste. Zu Einstellungen und Verlauf kommen Sie, indem Sie Murlo noch einmal öffnen.</translation>
+    </message>
+    <message>
+        <source>Start Using Murlo</source>
+        <translation>Murlo benutzen</translation>
+    </message>
+    <message>
+        <source>Show me the basics again</source>
+        <translation>Grundlagen noch einmal zeigen</translation>
+    </message>
+    <message>
+        <source>Murlo Self-Test</source>
+        <translation>Selbsttest von Murlo</translation>
+    </message>
+    <message>
+        <source>Press Start, then say something for about three seconds. Murlo will show you exactly what it heard.</source>
+        <translation>Drücken Sie „Starten“ und sagen Sie etwa drei Sekunden lang etwas. Murlo zeigt Ihnen genau, was es gehört hat.</translation>
+    </message>
+    <message>
+        <source>Start</source>
+        <translation>Starten</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Input Monitoring — needed for the double-tap</source>
+        <translation>Tastenüberwachung — nötig für den Doppeltipp</translation>
+    </message>
+    <message>
+        <source>Accessibility — needed to paste into apps</source>
+        <translation>Barrierefreiheit — nötig, um Textfelder zu finden</translation>
+    </message>
+    <message>
+        <source>Engine not ready</source>
+        <translation>Spracherkennung nicht bereit</translation>
+    </message>
+    <message>
+        <source>Stopped.</source>
+        <translation>Angehalten.</translation>
+    </message>
+    <message>
+        <source>Still loading the speech model. Wait a moment and try again.</source>
+        <translation>Das Sprachmodell wird noch geladen. Warten Sie einen Augenblick und versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>Microphone failed</source>
+        <translation>Mikrofon ohne Erfolg</translation>
+    </message>
+    <message>
+        <source>No audio captured</source>
+        <translation>Kein Ton aufgenommen</translation>
+    </message>
+    <message>
+        <source>The microphone produced no sound. Check System Settings → Sound → Input.</source>
+        <translation>Vom Mikrofon kam kein Ton. Sehen Sie in den Einstellungen unter „Klang → Eingabe“ nach.</translation>
+    </message>
+    <message>
+        <source>Transcription failed</source>
+        <translation>Erkennung fehlgeschlagen</translation>
+    </message>
+    <message>
+        <source>Everything works</source>
+        <translation>Alles funktioniert</translation>
+    </message>
+    <message>
+        <source>Heard: “%1”</source>
+        <translation>Gehört: „%1“</translation>
+    </message>
+    <message>
+        <source>Transcribed in %1 seconds.</source>
+        <translation>In %1 Sekunden erkannt.</translation>
+    </message>
+    <message>
+        <source>Heard nothing</source>
+        <translation>Nichts gehört</translation>
+    </message>
+    <message>
+        <source>Audio was captured (%1 KB) but no words were recognised. Try speaking louder or closer to the mic.</source>
+        <translation>Es wurde Ton aufgenommen (%1 KB), aber kein Wort erkannt. Sprechen Sie lauter oder näher am Mikrofon.</translation>
+    </message>
+    <message>
+        <source>Move Murlo to your Applications folder</source>
+        <translation>Murlo in den Programmordner bewegen</translation>
+    </message>
+    <message>
+        <source>Murlo is running from the disk image. macOS blocks keyboard permissions for apps opened this way, so the shortcuts cannot work.</source>
+        <translation>Murlo läuft von einem Abbild. So geöffneten Programmen verwehrt das System die Tastatur; die Tastenkürzel können nicht wirken.</translation>
+    </message>
+    <message>
+        <source>Move it to Applications and Murlo will reopen from there.</source>
+        <translation>Bewegen Sie es zu den Programmen, und Murlo öffnet sich von dort.</translation>
+    </message>
+    <message>
+        <source>Move to Applications</source>
+        <translation>Zu den Programmen bewegen</translation>
+    </message>
+    <message>
+        <source>Could not move Murlo</source>
+        <translation>Murlo konnte nicht bewegt werden</translation>
+    </message>
+    <message>
+        <source>Drag Murlo.app onto the Applications folder yourself, then open it from there.</source>
+        <translation>Ziehen Sie Murlo.app selbst auf den Programmordner und öffnen Sie es dort.</translation>
+    </message>
+    <message>
         <source>Right ⌘</source>
         <translation>Rechte ⌘</translation>
     </message>

@@ -35,6 +35,7 @@ const std::vector<SettingRow>& settingsTable() {
         {onboardingPhase,          text,   nothing,                        false,       false},
         {hasQuitOnce,              truth,  nothing,                        false,       false},
         {accessibilityPromptShown, truth,  nothing,                        false,       false},
+        {accessibilityDeclined,    truth,  nothing,                        false,       false},
         {seenMenuBarCallout,       truth,  nothing,                        false,       false},
         {dismissedUpdateVersion,   text,   nothing,                        false,       false},
         {lastReportedCrashFile,    text,   nothing,                        false,       false},

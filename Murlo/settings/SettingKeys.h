@@ -33,6 +33,8 @@ inline constexpr const char* onboardingComplete = "onboardingComplete";
 inline constexpr const char* onboardingPhase = "onboardingPhase";
 inline constexpr const char* hasQuitOnce = "hasQuitOnce";
 inline constexpr const char* accessibilityPromptShown = "accessibilityPromptShown";
+/// The user does without the accessibility of other programs.
+inline constexpr const char* accessibilityDeclined = "accessibilityDeclined";
 inline constexpr const char* seenMenuBarCallout = "seenMenuBarCallout";
 inline constexpr const char* dismissedUpdateVersion = "dismissedUpdateVersion";
 inline constexpr const char* lastReportedCrashFile = "lastReportedCrashFile";

@@ -2,6 +2,7 @@
 
 #include "MurloKit/Vocabulary.h"
 #include "platform/LoginItem.h"
+#include "settings/LoginItemSwitch.h"
 #include "settings/Settings.h"
 #include "support/Log.h"
 
@@ -44,10 +45,7 @@ void SettingsModel::removeVocabularyTerm(const QString& term) {
 }
 
 void SettingsModel::setLaunchAtLogin(bool launch) {
-    if (const auto done = m_loginItem.setEnabled(launch))
-        m_launchAtLogin = launch;
-    else
-        Log::write(QStringLiteral("install: the login item stays as it is: ") + done.error());
+    if (setLoginItem(m_loginItem, launch)) m_launchAtLogin = launch;
     assign(SettingKey::loginItemDecided, true);
 }
 

@@ -40,6 +40,7 @@ ModelDownload::~ModelDownload() {
 void ModelDownload::start(const SpeechModel& model) {
     if (m_isRunning) return;
     m_isRunning = true;
+    m_model = model;
     ++m_attempt;
     m_startedAt = m_with.scheduler.uptime();
     const auto report = reporter();
@@ -85,16 +86,15 @@ void ModelDownload::take(const News& news) {
     if (news.attempt != m_attempt) return;
     if (const auto* progress = std::get_if<ModelTransfer::Progress>(&news.what)) {
         const double elapsed = m_with.scheduler.uptime() - m_startedAt;
-        if (onProgress)
-            onProgress(static_cast<double>(progress->written) /
-                           static_cast<double>(progress->total),
-                       DownloadEstimate::remainingText(progress->written - progress->from,
-                                                       progress->total - progress->from, elapsed));
+        Q_EMIT progressed(
+            static_cast<double>(progress->written) / static_cast<double>(progress->total),
+            DownloadEstimate::remainingText(progress->written - progress->from,
+                                            progress->total - progress->from, elapsed));
         return;
     }
     pause(); // nothing is left to pause: it lets go of the connection
     if (const auto* path = std::get_if<QString>(&news.what)) {
-        if (const auto tell = onInstalled) tell(*path); // a copy: it may end this
+        Q_EMIT installed(*path); // the last access: it may end this
         return;
     }
     const auto& failure = std::get<ModelTransfer::Failure>(news.what);
@@ -104,7 +104,7 @@ void ModelDownload::take(const News& news) {
     if (network != nullptr && *network == NetworkFailure::noHost &&
         !m_with.reachability.isConnected())
         why = FriendlyError::message(NetworkFailure::offline);
-    if (const auto tell = onFailure) tell(why);
+    Q_EMIT failed(why);
 }
 
 std::optional<SpeechModel> ModelDownload::begun(const Paths& paths) {

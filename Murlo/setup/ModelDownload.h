@@ -6,6 +6,7 @@
 #include "platform/Scheduler.h"
 #include "support/Paths.h"
 
+#include <QObject>
 #include <QUrl>
 
 #include <functional>
@@ -22,7 +23,9 @@ class Reachability;
 /// file. A model appears in the folder whole or not at all. Main thread; network and disk are used
 /// on a queue of its own, so nothing here blocks but the destructor, which waits for the disk and
 /// for a look-up of the proxy.
-class ModelDownload : NonCopyable {
+class ModelDownload : public QObject {
+    Q_OBJECT
+
 public:
     struct Partners {
         Scheduler& scheduler;
@@ -34,26 +37,31 @@ public:
     /// `repository` is the configured address, below whose "/resolve/main/" the models lie. When it
     /// is empty, every attempt fails.
     ModelDownload(Partners with, const Paths& paths, QUrl repository);
-    ~ModelDownload(); ///< pauses
+    ~ModelDownload() override; ///< pauses
 
-    /// From 0 to 1, and how long it still takes. While the server does not tell the size, none
-    /// comes.
-    std::function<void(double progress, const Message& remaining)> onProgress;
-    /// The attempt has failed; another one may succeed.
-    std::function<void(const Message& why)> onFailure;
-    /// The model is there, under this path.
-    std::function<void(const QString& path)> onInstalled;
-
-    /// Begins an attempt, or does nothing during one. Callbacks come on a later turn.
+    /// Begins an attempt, or does nothing during one. Signals come on a later turn.
     void start(const SpeechModel& model);
-    /// Ends the attempt, if there is one; no callback comes of it any more.
+    /// Ends the attempt, if there is one; no signal comes of it any more.
     void pause();
     [[nodiscard]] bool isRunning() const { return m_isRunning; }
+    /// What the attempt under way gets; nothing without one.
+    [[nodiscard]] std::optional<SpeechModel> model() const {
+        return m_isRunning ? std::optional(m_model) : std::nullopt;
+    }
 
     /// The model of the catalogue that has begun to come and can be continued.
     [[nodiscard]] static std::optional<SpeechModel> begun(const Paths& paths);
     /// The address of a model in a repository.
     [[nodiscard]] static QUrl sourceOf(const QUrl& repository, const SpeechModel& model);
+
+Q_SIGNALS:
+    /// From 0 to 1, and how long it still takes. While the server does not tell the size, none
+    /// comes.
+    void progressed(double progress, const murlo::Message& remaining);
+    /// The attempt has failed; another one may succeed.
+    void failed(const murlo::Message& why);
+    /// The model is there, under this path.
+    void installed(const QString& path);
 
 private:
     struct FarSide;
@@ -67,6 +75,7 @@ private:
     QString m_folder;
     QUrl m_repository;
     bool m_isRunning = false;
+    SpeechModel m_model; ///< of the attempt
     int m_attempt = 0;
     double m_startedAt = 0; ///< on the scheduler's uptime
     std::shared_ptr<FarSide> m_far;

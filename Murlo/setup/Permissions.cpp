@@ -1,8 +1,6 @@
 #include "setup/Permissions.h"
 
 #include "platform/Accessibility.h"
-#include "platform/EventTap.h"
-#include "platform/MicrophoneAuthorization.h"
 
 namespace murlo {
 

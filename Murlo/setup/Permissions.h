@@ -1,14 +1,15 @@
 #pragma once
 
+#include "platform/EventTap.h"
+#include "platform/MicrophoneAuthorization.h"
+
 #include <QString>
 
 namespace murlo {
 
 class Accessibility;
-class EventTap;
-class MicrophoneAuthorization;
 
-/// The three things without which nothing works: the microphone, the accessibility of other
+/// The three things that dictation needs of the desktop: the microphone, the accessibility of other
 /// programs, and their key events. Main thread.
 class Permissions {
 public:
@@ -20,6 +21,9 @@ public:
     [[nodiscard]] bool microphoneGranted() const;
     [[nodiscard]] bool accessibilityGranted() const;
     [[nodiscard]] bool inputMonitoringGranted() const;
+
+    [[nodiscard]] MicrophoneStatus microphone() const { return m_microphone.status(); }
+    [[nodiscard]] InputMonitoringAccess inputMonitoring() const { return m_tap.access(); }
 
     /// All three states in one line, for the log:
     /// "mic=authorized inputMonitoring=granted accessibility=true".

@@ -9,27 +9,35 @@
 
 #include <QFileInfo>
 
+#include <utility>
+
 namespace murlo {
 
 EnginePresenter::EnginePresenter(const Partners& partners)
     : m_with(partners) {
     connect(&m_with.devices, &EngineDevices::changed, this, &EnginePresenter::changed);
     connect(&m_with.settings, &SettingsModel::changed, this, &EnginePresenter::changed);
-    m_with.download.onProgress = [this](double progress, const Message& remaining) {
-        m_news = Message(Word::percentDone, {QString::number(static_cast<int>(progress * 100))}) +
-                 remaining;
-        Q_EMIT changed();
-    };
-    m_with.download.onFailure = [this](const Message& why) {
-        m_downloading.clear();
+    const ModelDownload& download = m_with.download;
+    connect(&download, &ModelDownload::progressed, this,
+            [this](double progress, const Message& remaining) {
+                m_news = Message(Word::percentDone,
+                                 {QString::number(static_cast<int>(progress * 100))}) +
+                         remaining;
+                Q_EMIT changed();
+            });
+    connect(&download, &ModelDownload::failed, this, [this](const Message& why) {
+        m_wanted.clear();
         m_news = why;
         Q_EMIT changed();
-    };
-    m_with.download.onInstalled = [this](const QString& path) {
-        m_downloading.clear();
+    });
+    connect(&download, &ModelDownload::installed, this, [this](const QString& path) {
+        const bool isWanted = QFileInfo(path).fileName() == std::exchange(m_wanted, {});
         m_news = {};
-        choose(path);
-    };
+        if (isWanted)
+            choose(path);
+        else
+            Q_EMIT changed();
+    });
 }
 
 EngineRecord EnginePresenter::record() const {
@@ -41,7 +49,8 @@ EngineRecord EnginePresenter::record() const {
     facts.setAside = m_with.devices.devicesSetAside();
     facts.device = m_with.settings.values().text(SettingKey::engineDevice).value_or(QString());
     facts.runsOn = m_with.server.run().device.key();
-    facts.downloading = m_downloading;
+    const auto downloading = m_with.download.model();
+    facts.downloading = downloading ? downloading->file : QString();
     facts.news = m_news;
     facts.seconds = [this](const SpeechModel& model) { return m_with.devices.secondsFor(model); };
     return presentEngine(facts);
@@ -59,7 +68,7 @@ void EnginePresenter::act(const ModelRow& row) {
         break;
     case ModelRow::pause:
         m_with.download.pause();
-        m_downloading.clear();
+        m_wanted.clear();
         m_news = {};
         break;
     case ModelRow::remove:
@@ -72,7 +81,8 @@ void EnginePresenter::act(const ModelRow& row) {
 }
 
 void EnginePresenter::startDownload(const SpeechModel& model) {
-    m_downloading = model.file;
+    if (const auto coming = m_with.download.model(); coming && coming->file != model.file) return;
+    m_wanted = model.file;
     m_news = Word::connecting;
     m_with.download.start(model);
 }

@@ -26,7 +26,7 @@ public:
         SettingsModel& settings;
         EngineDevices& devices;
         WhisperServer& server;
-        ModelDownload& download; ///< its callbacks become this object's
+        ModelDownload& download;
         const FileSystem& files;
         const Paths& paths;
     };
@@ -58,7 +58,7 @@ private:
     void remove(const QString& path);
 
     Partners m_with;
-    QString m_downloading; ///< name of the file
+    QString m_wanted; ///< name of the file that is to be taken once it has come
     Message m_news;
     Lifetime m_lifetime;
 };

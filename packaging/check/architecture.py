@@ -19,7 +19,7 @@ SUBSYSTEMS = {
     "backend": ["settings", "support"],
     "telemetry": ["backend", "settings", "support"],
     "account": ["backend", "look", "settings", "support", "targets", "telemetry"],
-    "setup": ["backend", "settings", "support", "triggers"],
+    "setup": ["account", "backend", "dictation", "look", "settings", "support", "triggers"],
     "screens": ["hints", "look", "menubar", "overlay", "settings", "support", "windows"],
     "hints": ["look", "support", "targets"],
     "menubar": ["dictation", "look", "overlay", "settings", "support"],

@@ -20,12 +20,21 @@ private Q_SLOTS:
         QVERIFY(item.setEnabled(true));
         QVERIFY(XdgLoginItem(m_config.path(), "/other").isEnabled());
         // Escaped twice: as a string of the file, and inside the quotes of its Exec line.
-        QVERIFY(contentOf(m_entry).contains(R"(Exec="/opt/a \\"b\\" \\$c\\\\d\\`e 100%%/murlo")"));
+        QVERIFY(contentOf(m_entry).contains(
+            R"(Exec="/opt/a \\"b\\" \\$c\\\\d\\`e 100%%/murlo" --login)"));
+        QVERIFY(contentOf(m_entry).contains(R"(TryExec=/opt/a "b" $c\\d`e 100%/murlo)"));
         QVERIFY(item.setEnabled(true) && item.setEnabled(false));
         QVERIFY(!item.isEnabled() && !QFile::exists(m_entry));
         QVERIFY(item.setEnabled(false));
         XdgLoginItem nowhere("/proc/nowhere", "/usr/bin/murlo");
         QVERIFY(!nowhere.setEnabled(true).error().isEmpty() && !nowhere.isEnabled());
+    }
+
+    void whatIsNotInstalledIsNotStartedAtLogin() {
+        putFile(m_config.filePath("build/CMakeCache.txt"), {});
+        XdgLoginItem item(m_config.path(), m_config.filePath("build/Murlo/murlo"));
+        QVERIFY(!item.setEnabled(true) && !item.isEnabled());
+        QVERIFY(item.setEnabled(false));
     }
 
     void theDesktopsOwnSwitchCounts() {

@@ -102,11 +102,15 @@ struct World : SupportFolder {
                 [](Delay delay) { return std::make_unique<QtHttpClient>(delay); }, files,
                 reachability},
             paths, repository);
-        download->onFailure = [this](const Message& why) { end = Words::english(why); };
-        download->onInstalled = [this](const QString& path) { end = path; };
-        download->onProgress = [this](double progress, const Message& left) {
-            shown << QString::number(progress, 'f', 2) + ' ' + Words::english(left);
-        };
+        ModelDownload* from = download.get();
+        QObject::connect(from, &ModelDownload::failed, from,
+                         [this](const Message& why) { end = Words::english(why); });
+        QObject::connect(from, &ModelDownload::installed, from,
+                         [this](const QString& path) { end = path; });
+        QObject::connect(
+            from, &ModelDownload::progressed, from, [this](double progress, const Message& left) {
+                shown << QString::number(progress, 'f', 2) + ' ' + Words::english(left);
+            });
     }
     /// Lets the sockets speak, and everybody's work run, until this is so.
     [[nodiscard]] bool becomes(const std::function<bool()>& so) {

@@ -2,6 +2,7 @@
 #include "tests/harness/Files.h"
 
 #include <QLocalSocket>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -48,6 +49,25 @@ private Q_SLOTS:
         QCOMPARE(third->acquire({}), Start::first);
         third.reset();
         QCOMPARE(make()->acquire({}), Start::first);
+    }
+
+    void anotherProcessHasTheLockUntilItEnds() {
+        const auto instance = make();
+        QCOMPARE(instance->acquire({}), Start::first);
+        QVERIFY(!instance->isHeldByAnother());
+        instance->release();
+        QVERIFY(!instance->isHeldByAnother());
+        QProcess other;
+        other.start("sleep", {"60"});
+        QVERIFY(other.waitForStarted());
+        putFile(m_folder.filePath("murlo.lock"), QByteArray::number(other.processId()) +
+                                                     "\nsleep\n" +
+                                                     QSysInfo::machineHostName().toUtf8() + "\n");
+        QVERIFY(instance->isHeldByAnother() && !instance->awaitEnd(other.processId(), 0.01));
+        const qint64 pid = other.processId();
+        other.kill();
+        QVERIFY(instance->awaitEnd(pid, 5) && !instance->isHeldByAnother());
+        QVERIFY(other.waitForFinished() && instance->awaitEnd(pid, 0));
     }
 
     void oneThatIsEndingIsWaitedFor() {

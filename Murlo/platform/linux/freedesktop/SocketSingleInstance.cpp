@@ -1,22 +1,32 @@
 #include "platform/linux/freedesktop/SocketSingleInstance.h"
 
+#include "platform/linux/freedesktop/IndependentProcess.h"
 #include "support/Log.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLocalSocket>
+#include <QProcess>
+
+#include <cerrno>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace murlo {
 
 namespace {
 constexpr int handOverLimitMilliseconds = 2000;
+constexpr int startLimitMilliseconds = 2000;
 constexpr int endingLimitMilliseconds = 10000;
 const QByteArray received = QByteArrayLiteral("received");
 constexpr qint64 longestMessage = 64LL * 1024;
 } // namespace
 
 SocketSingleInstance::SocketSingleInstance(const QString& folder)
-    : m_socketPath(folder + QStringLiteral("/murlo.socket"))
+    : m_program(QCoreApplication::applicationFilePath())
+    , m_socketPath(folder + QStringLiteral("/murlo.socket"))
     , m_lock(std::make_unique<QLockFile>(folder + QStringLiteral("/murlo.lock"))) {
     m_lock->setStaleLockTime(0); // a lock becomes stale only when its process ends
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
@@ -52,6 +62,31 @@ SingleInstance::Start SocketSingleInstance::acquire(const QStringList& arguments
 void SocketSingleInstance::release() {
     m_server.close();
     m_lock->unlock();
+}
+
+tl::expected<void, QString> SocketSingleInstance::startAnother(const QStringList& arguments) {
+    QProcess* process = makeIndependentProcess();
+    process->start(m_program, arguments);
+    if (process->waitForStarted(startLimitMilliseconds)) return {};
+    return tl::unexpected(process->errorString());
+}
+
+bool SocketSingleInstance::isHeldByAnother() const {
+    qint64 pid = 0;
+    QString host;
+    QString program;
+    return m_lock->getLockInfo(&pid, &host, &program) &&
+           pid != QCoreApplication::applicationPid() && !awaitEnd(pid, 0);
+}
+
+bool SocketSingleInstance::awaitEnd(qint64 pid, double seconds) const {
+    constexpr int milliseconds = 1000;
+    const int process = static_cast<int>(syscall(SYS_pidfd_open, static_cast<pid_t>(pid), 0));
+    if (process < 0) return errno == ESRCH;
+    pollfd end{process, POLLIN, 0};
+    const bool hasEnded = poll(&end, 1, static_cast<int>(seconds * milliseconds)) > 0;
+    close(process);
+    return hasEnded;
 }
 
 bool SocketSingleInstance::handOver(const QStringList& arguments) const {

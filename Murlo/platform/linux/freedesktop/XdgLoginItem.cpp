@@ -8,6 +8,19 @@
 
 namespace murlo {
 
+namespace {
+
+/// Whether a program lies in the folder in which it was built.
+bool isUninstalled(const QString& program) {
+    QDir folder = QFileInfo(program).dir();
+    do
+        if (folder.exists(QStringLiteral("CMakeCache.txt"))) return true;
+    while (folder.cdUp());
+    return false;
+}
+
+} // namespace
+
 XdgLoginItem::XdgLoginItem(const QString& configFolder, QString program)
     : m_entry(configFolder + QStringLiteral("/autostart/murlo.desktop"))
     , m_program(std::move(program)) {}
@@ -26,12 +39,17 @@ tl::expected<void, QString> XdgLoginItem::setEnabled(bool enabled) {
         if (entry.exists() && !entry.remove()) return tl::unexpected(entry.errorString());
         return {};
     }
+    if (isUninstalled(m_program))
+        return tl::unexpected(QStringLiteral("this Murlo was built here and is not installed"));
     QDir().mkpath(QFileInfo(m_entry).path());
     QSaveFile file(m_entry);
+    // Once the program is removed, the desktop passes the entry over without a word.
+    QString tried = m_program;
+    tried.replace(QLatin1Char('\\'), QStringLiteral("\\\\"));
     const QByteArray text =
-        QStringLiteral("[Desktop Entry]\nType=Application\nName=Murlo\nExec=%1\n"
-                       "Icon=murlo\nX-GNOME-Autostart-enabled=true\n")
-            .arg(execArgument(m_program))
+        QStringLiteral("[Desktop Entry]\nType=Application\nName=Murlo\nExec=%1 %2\n"
+                       "TryExec=%3\nIcon=murlo\nX-GNOME-Autostart-enabled=true\n")
+            .arg(execArgument(m_program), QLatin1String(argument), tried)
             .toUtf8();
     if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
         return tl::unexpected(file.errorString());

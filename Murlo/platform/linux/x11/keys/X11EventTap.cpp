@@ -1,5 +1,7 @@
 #include "platform/linux/x11/keys/X11EventTap.h"
 
+#include "support/SessionKind.h"
+
 #include "platform/linux/x11/keys/KeyReader.h"
 
 namespace murlo {
@@ -79,6 +81,7 @@ void X11EventTap::setFiltering(bool filtering) {
 }
 
 InputMonitoringAccess X11EventTap::access() const {
+    if (isWaylandSession()) return InputMonitoringAccess::denied;
     if (m_reader && m_reader->isRunning()) return InputMonitoringAccess::granted;
     const XcbConnection connection;
     return InputDevices::prepare(connection) ? InputMonitoringAccess::granted
