@@ -76,7 +76,7 @@ EngineSpeed EngineDevices::usable() const {
 
 EngineDevice EngineDevices::chosen(const std::optional<SpeechModel>& model) const {
     const QString wanted = m_settings.text(SettingKey::engineDevice).value_or(QString());
-    const EngineDevice processor;
+    EngineDevice processor;
     const std::lock_guard guard(m_lock);
     const EngineSpeed devices = usable();
     if (wanted == processor.key()) return processor;
@@ -141,7 +141,7 @@ std::optional<double> EngineDevices::secondsFor(const SpeechModel& model) const 
         m_values.value(Key::answers).toObject().value(answersKey(model.file, device)).toArray();
     if (times.size() < keptAnswers) return EngineSpeed::predict(model, device);
     QList<double> sorted;
-    for (const QJsonValue& time : times) sorted << time.toDouble();
+    for (const auto& time : times) sorted << time.toDouble();
     std::ranges::sort(sorted);
     return sorted[keptAnswers / 2];
 }
@@ -160,7 +160,7 @@ std::optional<SpeechModel> EngineDevices::fasterThan(const QString& modelPath) c
 }
 
 std::optional<SpeechModel> EngineDevices::offerFaster(const QString& modelPath) {
-    const auto faster = fasterThan(modelPath);
+    auto faster = fasterThan(modelPath);
     if (!faster || offeredInsteadOf(modelPath)) return std::nullopt;
     {
         const std::lock_guard guard(m_lock);
@@ -185,8 +185,8 @@ std::optional<SpeechModel> EngineDevices::offeredInsteadOf(const QString& modelP
 std::optional<SpeechModel> EngineDevices::modelIn(const QString& path) {
     QFile file(path);
     if (file.open(QIODevice::ReadOnly)) {
-        const auto model = SpeechModel::fromHeader(file.read(SpeechModel::headerSize),
-                                                   QFileInfo(path).fileName(), file.size());
+        auto model = SpeechModel::fromHeader(file.read(SpeechModel::headerSize),
+                                             QFileInfo(path).fileName(), file.size());
         if (model) return model;
     }
     return ModelCatalog::find(path);
